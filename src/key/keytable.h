@@ -1,0 +1,50 @@
+// The key table: one row for each piece of a record, with its place in the
+// internal record.
+//
+//   offset 0            keylen        txtdataoff              intreclen
+//   | seq | keys, last entry lowest | sums | gap pieces / text | filler |
+//
+// Legal order: begin, one addkey per key entry from the last entry to the first
+// (or one for the whole record), finish.
+#pragma once
+
+#include "session/context.h"
+
+namespace kvern {
+
+struct keypiece {
+    uint32_t position; // as in KVRNKEYE, without the length word of 'v'
+    uint32_t length;
+    uint8_t type;
+    uint8_t options;
+    uint8_t order;
+    uint8_t kanjiconv;
+};
+
+class keytablebuilder {
+  public:
+    explicit keytablebuilder(qha5ctx *session) : ctx(session) {}
+
+    // Takes the table, with the sequence row if the order is kept.  `keys` is the
+    // number of key entries given, 0 for the whole-record key; `sums` that of
+    // summation entries.
+    [[nodiscard]] int begin(uint32_t keys, uint32_t sums);
+    // Places the next key piece; its row, for the caller to add a table or to
+    // change the length of a mask.
+    keyentry *addkey(const keypiece &piece);
+    // Summation rows, gaps or text, the internal record's length, wiring.  `sum`
+    // is the caller's table, null without summation.
+    [[nodiscard]] int finish(const KVRNSUM *sum);
+
+  private:
+    qha5ctx *ctx;
+    uint64_t place = 0; // next free offset; 64 bits, so that no sum of lengths wraps
+    uint32_t rows = 0;
+    uint32_t maxrows = 0;
+
+    keyentry &addrow();
+    void addsums(const KVRNSUM &sum);
+    [[nodiscard]] int addgaps();
+};
+
+} // namespace kvern

@@ -1,0 +1,24 @@
+// The session context: one flat record, the first argument of every engine
+// routine.  Each room declares its own fields; this header only composes them.
+// All-zero is the state of a new context.
+#pragma once
+
+#include "file/file_fields.h"
+#include "key/key_fields.h"
+#include "merge/merge_fields.h"
+#include "param/param_fields.h"
+#include "select/select_fields.h"
+#include "session/session_fields.h"
+#include "sort/sort_fields.h"
+
+namespace kvern {
+
+struct qha5ctx : session_fields,
+                 param_fields,
+                 key_fields,
+                 sort_fields,
+                 merge_fields,
+                 select_fields,
+                 file_fields {};
+
+} // namespace kvern

@@ -1,0 +1,76 @@
+// The session's own part of the context: who called, what failed, the arena,
+// and the place in the session's life.
+#pragma once
+
+#include "kvern.h"
+
+#include "platform/platform.h"
+
+#include <cstdint>
+
+namespace kvern {
+
+// One message argument, tagged so that a format never reads the wrong kind.
+struct msgarg {
+    enum kindcode : uint8_t { absent, text, number };
+    const char *string; // kind text; null prints as ""
+    uint32_t value;     // kind number
+    kindcode kind;
+
+    static constexpr msgarg of(const char *s) { return {s, 0, text}; }
+    static constexpr msgarg of(uint32_t n) { return {nullptr, n, number}; }
+};
+
+// What holds between two calls of a session.
+enum sessionstate : uint8_t {
+    st_created = 0,   // context exists, set-up not finished
+    st_ready = 1,     // set-up finished
+    st_putting = 2,   // input through kvrnput running
+    st_sorted = 3,    // input complete
+    st_getting = 4,   // output through kvrnget running
+    st_finished = 5,  // all output delivered
+    st_mergeopen = 6, // merge set up, files open
+};
+
+struct session_fields {
+    // Set at creation, valid to the end.
+    uint32_t version;
+    KVRNSESS *userblk;     // the caller's session block
+    KVRNLINK *link;        // the caller's link table
+    platform::memory work; // the work area
+    uint32_t worksize;     // bytes of it
+    platform::memory self; // the context's own memory
+
+    sessionstate state;
+    uint8_t busy; // 1 while an engine call runs; record calls and close are refused
+
+    // Failure and reporting (qha9msg).
+    uint32_t errdetail;          // first detail code of the session, kept
+    uint32_t errno_detail;       // status for KVRNSESS.syserr
+    uint32_t errnum;             // last system error number
+    uint32_t lastmsg;            // number of the last report
+    const char *const *msgtable; // 93 rows
+    uint32_t msgargc;
+    msgarg msgarg1, msgarg2, msgarg3, msgarg4, msgarg5;
+    uint8_t msglevel; // print threshold, 1 from creation
+    uint8_t msgprint; // option bit 128
+
+    // Written from outside, through the control calls or the hook.
+    uint32_t cancelled;   // 1: the session was asked to stop
+    const char *earlydir; // directories deposited during the start-up pump
+
+    int64_t starttime; // seconds; read when msglevel is 3 or more
+    int64_t phasetime;
+
+    // Arena: bump allocation in the work area (arena.h).
+    uint8_t *arenanext;              // next free byte, aligned for a pointer
+    uint32_t arenafree;              // bytes left
+    uint32_t arenatotal, arenaspare; // kept in step by the driver, not read
+
+    // Counts of the balance that qha5term tests.
+    uint32_t incount;   // records taken in
+    uint32_t outcount;  // records delivered
+    uint32_t *perinput; // incount by input file
+};
+
+} // namespace kvern

@@ -1,0 +1,18 @@
+// Internal record to finished record, per form, and the in-core output.
+#pragma once
+
+#include "session/context.h"
+
+namespace kvern {
+
+using emitroutine = int32_t (*)(qha5ctx *ctx, blockhdr *block, const uint8_t *record);
+using deliverroutine = blockhdr *(*)(qha5ctx *ctx, blockhdr *block);
+
+// Puts one record at the block's next and steps next: 0 placed, 1 no room (limit
+// is then set to next), -1 failed.  The block's count is the caller's.
+[[nodiscard]] emitroutine chooseemit(const qha5ctx *ctx);
+
+// The in-core `deliver`: plain by record form, or grouping (recfunc not 0).
+[[nodiscard]] deliverroutine choosedeliver(const qha5ctx *ctx);
+
+} // namespace kvern

@@ -1,0 +1,163 @@
+// The sort engine's part of the context: blocks, slots, strings, temporary
+// files and the final merge.
+#pragma once
+
+#include "platform/platform.h"
+
+#include <cstdint>
+
+namespace kvern {
+
+struct qha5ctx;
+struct tempfile;
+struct idxentry;
+
+// A record node of the final merge: a place in a merge block's data area.
+struct recnode {
+    recnode *next;
+    recnode *prev;
+    uint8_t *record;
+};
+
+enum blockstate : uint16_t {
+    bs_free = 'f',   // on its free chain
+    bs_inside = 'i', // inside intake or deliver, or owned by the engine
+    bs_read = 'r',   // holds or awaits raw records; a read was issued
+    bs_write = 'w',  // holds finished records; a write was issued
+    bs_merging = 'u' // final merge: records being merged
+};
+
+enum : int32_t { io_done = 0, io_full = 1, io_failed = -1 };
+
+// Header of caller blocks and work blocks.
+struct blockhdr {
+    blockhdr *link;
+    uint32_t treenode;         // final merge: leaf in the merge tree
+    platform::filepos filepos; // position in the temporary file
+    tempfile *file;            // temporary file it is read from or written to
+    int32_t iostat;            // io_done, io_full (write again elsewhere), io_failed
+    uint32_t blockinput;       // input it serves; selects the carrytab entry
+    uint8_t *first;            // first data byte
+    uint8_t *end;              // one past the last usable byte
+    uint8_t *next;             // next byte to read or write
+    uint8_t *limit;            // one past the last valid byte
+    const uint8_t *nextkey;    // final merge: key of the entry behind this block
+    blockstate state;
+    blockhdr *prev; // final merge: chain of merge blocks
+    recnode *nodes;
+    recnode *headnode; // lowest remaining record
+    recnode *freenode; // nodes whose records are used up
+    recnode *tailnode; // highest remaining record
+    uint32_t count;    // records or index entries in the block
+};
+static_assert(sizeof(void *) != 4 || sizeof(blockhdr) == 72);
+
+// A slot: one word, then an internal record of intreclen bytes.
+struct slot {
+    union {
+        slot *link;    // in a chain
+        uint32_t leaf; // in the tree: the node at which it entered
+    };
+    uint8_t *record() { return reinterpret_cast<uint8_t *>(this + 1); }
+    const uint8_t *record() const { return reinterpret_cast<const uint8_t *>(this + 1); }
+};
+
+// One partition of the in-core sort that waits.
+struct sortpair {
+    slot **first;
+    uint32_t count;
+};
+constexpr uint32_t qstackpairs = 32; // enough for 2^32 records: the larger side waits
+
+// Partial line left over from the last read of a text input.
+struct carryentry {
+    uint32_t length;
+    uint8_t *bytes; // room for inreclen rounded up to 4
+};
+
+constexpr uint32_t workblockcount = 3; // WBs that a sort begins with
+constexpr uint32_t tempfileroom = 20;  // temporary file records reserved
+
+struct sort_fields {
+    // Caller blocks.
+    uint32_t iobufcount;          // 1 in a sort
+    uint32_t inblklen, outblklen; // usable bytes for input and output
+    uint32_t textreadlen;         // bytes asked of one line read
+    carryentry *carrytab;         // one entry per input stream
+    blockhdr *freeblocks;
+    blockhdr *putblock, *getblock; // current caller blocks
+
+    // Consumes a block of raw records / fills a block with finished records.
+    // Both return the block; iostat -1 is failure, already reported.
+    blockhdr *(*intake)(qha5ctx *ctx, blockhdr *block);
+    blockhdr *(*deliver)(qha5ctx *ctx, blockhdr *block);
+
+    // Work blocks.
+    uint32_t wbcount, wbsize; // wbsize: whole internal records
+    blockhdr *freewbs;        // consumed head first
+    blockhdr *wbbase;         // head of the chain as built
+
+    // What is left for slots and later phases.
+    uint8_t *sortnext;
+    uint32_t sortfree;
+
+    // Slots and the in-core sort.
+    slot *slotfirst; // head of the chain of filled or listed slots
+    slot *slotnext;  // next free slot
+    uint32_t slotused, slotcount;
+    uint32_t slotstride; // bytes from slot to slot
+    slot **slotptrs;     // sort array; also the tree of string creation
+    sortpair *qstack, *qstackend;
+    uint8_t external; // 0 in core, 1 after it went external
+    uint32_t frozenlimit;
+    uint32_t recperwb, idxperwb, idxentlen;
+    uint32_t stringcount;
+
+    // Output: plain and grouping.
+    uint32_t outpos; // next sorted record to deliver
+    uint8_t outdone;
+    uint8_t holdvalid; // holdrec holds a record
+    uint8_t *holdrec;  // intreclen bytes
+    uint32_t suppresscount, sumcount;
+
+    // Temporary files.
+    uint8_t *tfrecnext; // area of temporary file records
+    uint32_t tfrecroom;
+    uint8_t tempused;    // 1 from the first file until the files are deleted
+    uint8_t defaulttemp; // 1: the default place has its one file
+    tempfile *tempfiles; // newest first
+    uint32_t tempcount, workpos, workdirpos;
+    uint8_t phase;                   // 1 strings, 2 ordering of blocks, 3 final merge
+    blockhdr *ioqueue, *ioqueuetail; // finished operations, oldest first
+
+    // String creation.
+    blockhdr *outwb; // WB being filled
+    slot *frozenlist;
+    uint32_t frozencount;
+    uint32_t datawbcount; // data WBs written
+    int64_t phase2end, phase3index;
+
+    // Index of first keys.
+    blockhdr *idxwb, *idxreadwb;
+    tempfile *idxrootfile;
+    platform::filepos idxrootpos;
+    uint32_t idxrootcount;
+    uint32_t dataentries;
+    idxentry *idxlist, *idxfree, *idxsentinel;
+    uint32_t idxcount; // entries in idxlist, sentinel included
+    uint8_t idxoverflow;
+    uint32_t idxspills[3];
+
+    // Final merge.
+    uint32_t mergewidth; // merge blocks
+    blockhdr **mergetree;
+    blockhdr *mergeblocks;
+    blockhdr *sparewb;
+    uint8_t oddwidth, mergeresume, lastpending;
+    uint32_t mergedone; // merge blocks with no WB left to take
+    uint32_t spillcount, blocksread;
+    // Puts one record into the output block: 0 placed, 1 no room, -1 failed.
+    int32_t (*emit)(qha5ctx *ctx, blockhdr *block, const uint8_t *record);
+};
+
+} // namespace kvern
