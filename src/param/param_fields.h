@@ -11,6 +11,8 @@ namespace kvern {
 // Record operation on equal keys.
 enum recfunction : uint8_t { rf_none = 0, rf_sum = 1, rf_suppress = 2 };
 
+constexpr uint8_t dbcsaware = 3; // value of dbcs when on
+
 // The caller's sum table rewritten to internal offsets: the rows are filled by
 // the key table builder.
 struct sumrow {
@@ -36,7 +38,7 @@ struct param_fields {
     uint8_t tmpoption;
     uint8_t cdmode, altmode;
     uint8_t fieldmode;     // 243 by number, 244 by column, 0 no text
-    uint8_t dbcs;          // 3: double-byte awareness in force
+    uint8_t dbcs;          // dbcsaware: double-byte awareness in force
     uint8_t keygiven;      // 1: a key table with entries was given
     uint8_t sepgiven;      // 1: the caller gave a separator
     uint8_t linedlmt[3];   // zero-ended
@@ -54,6 +56,7 @@ struct param_fields {
     KVRNSEL *selspec;
     sumtable *sumspec;
     KVRNOKEY *filetypes; // key description of an indexed output, or null
+    uint8_t *keyspecbuf; // room for the key parts of an indexed output, or null
 
     // Work places for temporary files, found by the session or given as paths.
     uint8_t workkind;      // 'd' directories, 'p' paths, 0 none

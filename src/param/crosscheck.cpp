@@ -1,0 +1,122 @@
+// The session as a whole: what its function refuses and which options exclude
+// each other.  The order of the calls in crosscheck is the order of the tests.
+// Where a message goes out without an argument of its own, the slots stay as the
+// last report left them.
+#include "param/crosscheck.h"
+
+#include "param/filechecks.h"
+#include "param/geometry.h"
+#include "param/levels.h"
+#include "session/arena.h"
+#include "session/qha9msg.h"
+
+#include <cstring>
+
+namespace kvern {
+namespace {
+
+// One directory out of the environment, as a last source before the system's own
+// default.  The text is read where it will lie, behind its table of one pointer.
+int environmentdirectory(qha5ctx *ctx) {
+    constexpr const char *variable = "TMPDIR";
+    char probe;
+    const uint64_t length = platform::environment(variable, &probe, 1);
+    if (length == 0)
+        return 0;
+    const uint64_t table = arenaround(sizeof(char *));
+    if (table + length + 1 > ctx->arenafree)
+        return failstale(ctx, 23, KVRN_D_STORAGE);
+    char *text = reinterpret_cast<char *>(ctx->arenanext) + table;
+    const uint32_t room = static_cast<uint32_t>(ctx->arenafree - table);
+    const uint32_t got = platform::environment(variable, text, room);
+    if (got == 0 || got >= room)
+        return 0;
+    const char *start = text + strspn(text, " ");
+    if (*start == 0)
+        return 0;
+    const size_t bytes = strlen(start) + 1;
+    memmove(text, start, bytes);
+    uint8_t *place = arenaneed(ctx, table + bytes);
+    if (place == nullptr)
+        return -1;
+    ctx->workpaths = reinterpret_cast<char **>(place);
+    ctx->workpaths[0] = text;
+    ctx->workdircount = 1;
+    ctx->workkind = 'd';
+    return 0;
+}
+
+int settleworkdirs(qha5ctx *ctx) {
+    if (ctx->function != KVRN_SORT)
+        return 0;
+    if (ctx->workkind == 0 && environmentdirectory(ctx) != 0)
+        return -1;
+    if (ctx->workkind != 'd')
+        return 0;
+    for (uint32_t i = 0; i < ctx->workdircount; i++) {
+        char *path = ctx->workpaths[i];
+        const size_t length = path != nullptr ? strlen(path) : 0;
+        if (length != 0 && path[length - 1] == '/')
+            path[length - 1] = 0;
+    }
+    return 0;
+}
+
+int unsupported(qha5ctx *ctx) {
+    return failstale(ctx, 17, KVRN_D_UNSUPPORTED);
+}
+int badoption(qha5ctx *ctx) {
+    return failstale(ctx, 14, KVRN_D_PRIM);
+}
+
+// A merge exchanges single records only, and its inputs are counted.
+int checkmerge(qha5ctx *ctx) {
+    if ((ctx->apiinput != 0 && (ctx->recoprat & KVRN_PUT_BLOCK) != 0) ||
+        (ctx->apioutput != 0 && (ctx->recoprat & KVRN_GET_BLOCK) != 0))
+        return unsupported(ctx);
+    const bool miscounted = ctx->apiinput == 0 && ctx->filecount != ctx->mergecount;
+    if (ctx->mergecount == 0 || miscounted || ctx->stdinopt != 0 || ctx->samefile != 0)
+        return badoption(ctx);
+    return 0;
+}
+
+// A copy runs from files to a file and knows no keys.
+int checkcopy(qha5ctx *ctx) {
+    if (ctx->apiinput != 0 || ctx->apioutput != 0)
+        return unsupported(ctx);
+    if (ctx->sumopt != 0 || ctx->suppressopt != 0 || ctx->descall != 0 || ctx->samefile != 0)
+        return badoption(ctx);
+    return 0;
+}
+
+int checkfunction(qha5ctx *ctx) {
+    if (ctx->function == KVRN_MERGE)
+        return checkmerge(ctx);
+    return ctx->function == KVRN_COPY ? checkcopy(ctx) : 0;
+}
+
+int settlerecfunc(qha5ctx *ctx) {
+    if (ctx->sumopt + ctx->suppressopt + ctx->keeporder > 1)
+        return failstale(ctx, 14, KVRN_D_EXCLUSIVE);
+    ctx->recfunc = ctx->sumopt != 0 ? rf_sum : ctx->suppressopt != 0 ? rf_suppress : rf_none;
+    return 0;
+}
+
+} // namespace
+
+int crosscheck(qha5ctx *ctx) {
+    if (ctx->function == KVRN_MERGE && mergeignoressamefile(ctx->version))
+        ctx->samefile = 0;
+    if ((ctx->usefilemgr != 0 || ctx->useindexed != 0) && ctx->recform == 'r')
+        return fail(ctx, 30, KVRN_D_FILEFORM, "Text file is not specified");
+    if (checkinputs(ctx) != 0 || checkoutput(ctx) != 0 || checksamefile(ctx) != 0 ||
+        settleworkdirs(ctx) != 0 || checkfunction(ctx) != 0 || settlerecfunc(ctx) != 0 ||
+        checkreconfields(ctx) != 0)
+        return -1;
+    settlelengths(ctx);
+    if (checkoutputform(ctx) != 0 || checksumfields(ctx) != 0)
+        return -1;
+    return checkselfields(ctx);
+}
+
+} // namespace kvern

@@ -1,0 +1,21 @@
+// The record geometry: where the fields of a session lie in its records, and the
+// lengths that follow.  Positions are checked here, since they need the finished
+// key table.
+#pragma once
+
+#include "session/context.h"
+
+namespace kvern {
+
+// An index entry is its head, then keylen bytes of key.
+constexpr uint32_t idxheadlen =
+    2 * sizeof(void *) + sizeof(platform::filepos) + 2 * sizeof(uint32_t);
+static_assert(sizeof(void *) != 4 || idxheadlen == 20);
+
+// Called in this order.  0, or -1 with the message out.
+[[nodiscard]] int checkreconfields(qha5ctx *ctx);
+void settlelengths(qha5ctx *ctx);
+[[nodiscard]] int checksumfields(qha5ctx *ctx);
+[[nodiscard]] int checkselfields(qha5ctx *ctx);
+
+} // namespace kvern
