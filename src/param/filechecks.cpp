@@ -58,8 +58,9 @@ int surveylength(qha5ctx *ctx, const filectl &file, inputsurvey &seen) {
         raise(seen.longest, file.filereclen);
         return 0;
     }
-    const bool fits = file.form == KVRN_FIXED ? file.filereclen == ctx->inreclen
-                                              : file.filereclen <= ctx->inreclen;
+    const uint8_t form = file.form != 0 ? file.form : ctx->recform;
+    const bool fits =
+        form == KVRN_FIXED ? file.filereclen == ctx->inreclen : file.filereclen <= ctx->inreclen;
     return fits ? 0 : badattribute(ctx, file, KVRN_D_FILELENGTH);
 }
 

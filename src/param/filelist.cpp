@@ -89,34 +89,37 @@ int inputkind(qha5ctx *ctx, filectl &file, uint32_t number, const KVRNFTYP *type
     return 0;
 }
 
-int buildinputs(qha5ctx *ctx, const KVRNFILE *files, const char *&library) {
-    ctx->filecount = ctx->stdinopt != 0 ? 1 : files->infiles->count;
-    ctx->infiles = newpointers<filectl>(ctx, ctx->filecount);
+int buildstdin(qha5ctx *ctx) {
+    ctx->infiles = newpointers<filectl>(ctx, 1);
     if (ctx->infiles == nullptr)
         return -1;
-    if (ctx->stdinopt != 0) {
-        filectl *input = newfile(ctx);
-        if (input == nullptr)
-            return -1;
-        setkind(*input, *findkind(KVRN_FILE_DESCRIPTOR), nullptr);
-        ctx->infiles[0] = input;
-        return 0;
-    }
-    const KVRNFTYP *types = files->intypes;
+    ctx->infiles[0] = newfile(ctx);
+    if (ctx->infiles[0] == nullptr)
+        return -1;
+    ctx->filecount = 1;
+    setkind(*ctx->infiles[0], *findkind(KVRN_FILE_DESCRIPTOR), nullptr);
+    return 0;
+}
+
+int buildinputs(qha5ctx *ctx, const KVRNFLST &list, const KVRNFTYP *types, const char *&library) {
+    ctx->infiles = newpointers<filectl>(ctx, list.count);
+    if (ctx->infiles == nullptr)
+        return -1;
     if (types != nullptr && types->count == 0)
         types = nullptr;
     if (types != nullptr && (library = arenatext(ctx, filemanagername)) == nullptr)
         return -1;
-    for (uint32_t i = 0; i < ctx->filecount; i++) {
+    for (uint32_t i = 0; i < list.count; i++) {
         filectl *file = newfile(ctx);
         if (file == nullptr)
             return -1;
         ctx->infiles[i] = file;
+        ctx->filecount = i + 1; // so that the close of a refused session meets no null
         if (inputkind(ctx, *file, i, types, library) != 0)
             return -1;
-        if (files->infiles->path[i] == nullptr)
+        if (list.path[i] == nullptr)
             return refuse(ctx);
-        file->name = arenatext(ctx, files->infiles->path[i]);
+        file->name = arenatext(ctx, list.path[i]);
         if (file->name == nullptr)
             return -1;
         file->mode = 'r';
@@ -194,16 +197,24 @@ int copyworkpaths(qha5ctx *ctx, const KVRNFLST *list) {
 } // namespace
 
 int buildfiles(qha5ctx *ctx, const KVRNFILE *files) {
-    const bool listed = files != nullptr && files->infiles != nullptr && files->infiles->count != 0;
+    static constexpr KVRNFILE none{};
+    if (files == nullptr)
+        files = &none;
+    const KVRNFLST *list = files->infiles;
+    const bool listed = list != nullptr && list->count != 0;
     ctx->apiinput = ctx->stdinopt != 0 || listed ? 0 : 1;
-    ctx->apioutput = ctx->stdoutopt != 0 || (files != nullptr && files->outfile != nullptr) ? 0 : 1;
+    ctx->apioutput = ctx->stdoutopt != 0 || files->outfile != nullptr ? 0 : 1;
 
     const char *library = nullptr;
-    if (ctx->apiinput == 0 && buildinputs(ctx, files, library) != 0)
+    if (ctx->stdinopt != 0) {
+        if (buildstdin(ctx) != 0)
+            return -1;
+    } else if (listed && buildinputs(ctx, *list, files->intypes, library) != 0) {
         return -1;
+    }
     if (ctx->apioutput == 0 && buildoutput(ctx, files, library) != 0)
         return -1;
-    return files != nullptr ? copyworkpaths(ctx, files->workfiles) : 0;
+    return copyworkpaths(ctx, files->workfiles);
 }
 
 } // namespace kvern

@@ -7,6 +7,7 @@
 
 #include "param/fieldspec.h"
 #include "session/arena.h"
+#include "sort/diskimage.h"
 
 #include <cstring>
 
@@ -210,7 +211,7 @@ void settlelengths(qha5ctx *ctx) {
     if (ctx->recform != 'f')
         ctx->intreclen += static_cast<uint32_t>(sizeof(uint32_t));
     if (ctx->function == KVRN_SORT)
-        ctx->idxentlen = static_cast<uint32_t>(arenaround(uint64_t{ctx->keylen} + idxheadlen));
+        ctx->idxentlen = idxentrylen(ctx->keylen);
 }
 
 // For 'v' a field's place counts the length word while the record length does

@@ -7,11 +7,6 @@
 
 namespace kvern {
 
-// An index entry is its head, then keylen bytes of key.
-constexpr uint32_t idxheadlen =
-    2 * sizeof(void *) + sizeof(platform::filepos) + 2 * sizeof(uint32_t);
-static_assert(sizeof(void *) != 4 || idxheadlen == 20);
-
 // Called in this order.  0, or -1 with the message out.
 [[nodiscard]] int checkreconfields(qha5ctx *ctx);
 void settlelengths(qha5ctx *ctx);
