@@ -6,11 +6,11 @@
 #   make lint    formatting, clang-tidy
 jobs := $(shell nproc)
 
-.PHONY: all demo test bench format lint native asan win32 setup-build setup-test setup-lint clean
+.PHONY: all demo test bench format lint native asan win32 setup-build setup-test setup-bench setup-lint clean
 
 all: native
 
-setup-build setup-test setup-lint: setup-%:
+setup-build setup-test setup-bench setup-lint: setup-%:
 	@scripts/setup.sh $*
 
 native asan win32:
@@ -26,7 +26,9 @@ demo: native
 test: asan win32
 	@scripts/test.sh
 
-bench: native
+bench: setup-bench
+	@cmake --preset native -DKVERN_BENCH=ON >/dev/null
+	cmake --build --preset native -j $(jobs)
 	@scripts/bench.sh
 
 format: setup-lint

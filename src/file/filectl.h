@@ -9,7 +9,9 @@ namespace kvern {
 // for a form that the kind cannot hold, none for an unknown kind.
 [[nodiscard]] int bindfile(qha5ctx *ctx, filectl *file);
 
-// The name for messages: a standard stream has none of its own.
+// The name for messages: a standard stream has none of its own, nor a mode, so
+// the one who writes asks for the output's.
 const char *messagename(const filectl *file);
+const char *outputname(const filectl *file);
 
 } // namespace kvern

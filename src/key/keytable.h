@@ -30,7 +30,7 @@ class keytablebuilder {
     // summation entries.
     [[nodiscard]] int begin(uint32_t keys, uint32_t sums);
     // Places the next key piece; its row, for the caller to add a table or to
-    // change the length of a mask.
+    // change the length of a mask.  Null, with the message out, beyond `keys`.
     keyentry *addkey(const keypiece &piece);
     // Summation rows, gaps or text, the internal record's length, wiring.  `sum`
     // is the caller's table, null without summation.
@@ -40,9 +40,11 @@ class keytablebuilder {
     qha5ctx *ctx;
     uint64_t place = 0; // next free offset; 64 bits, so that no sum of lengths wraps
     uint32_t rows = 0;
-    uint32_t maxrows = 0;
+    uint32_t keysleft = 0; // pieces that begin() made room for
 
     keyentry &addrow();
+    keyentry &addraw(uint32_t src, uint64_t length);
+    void addgap(uint64_t from, uint64_t to);
     void addsums(const KVRNSUM &sum);
     [[nodiscard]] int addgaps();
 };

@@ -10,6 +10,8 @@
 
 namespace kvern {
 
+struct qha5ctx;
+
 // One message argument, tagged so that a format never reads the wrong kind.
 struct msgarg {
     enum kindcode : uint8_t { absent, text, number };
@@ -71,6 +73,13 @@ struct session_fields {
     uint32_t incount;   // records taken in
     uint32_t outcount;  // records delivered
     uint32_t *perinput; // incount by input file
+
+    // What a record call of a sort does with code 16, by record form and exchange;
+    // set before state 1 is left.  0, or -1 with sess->detail set.  They need
+    // putblock and getblock, which are null while the caller has no business
+    // with that side.
+    int (*putfn)(qha5ctx *ctx, KVRNSESS *sess);
+    int (*getfn)(qha5ctx *ctx, KVRNSESS *sess);
 };
 
 } // namespace kvern

@@ -1,0 +1,48 @@
+// The rows of the binding: what a kind can do with a record form.
+#include "file/filectl.h"
+#include "file/plaindescr.h"
+#include "file/plainhandle.h"
+#include "session/qha9msg.h"
+
+namespace kvern {
+
+namespace {
+
+struct bindrow {
+    uint8_t kind;
+    uint8_t form;
+    fileroutine openfn, closefn, readfn, writefn;
+};
+
+constexpr bindrow bindrows[] = {
+    {1, 'f', opendescr, closedescr, readfixeddescr, writedescr},
+    {1, 'r', opendescr, closedescr, readlinedescr, writedescr},
+    {16, 'f', openhandle, closehandle, readfixedhandle, writehandle},
+    {16, 'r', openhandle, closehandle, readlinehandle, writehandle},
+};
+
+// Known by number only: its variable form binds nothing and succeeds (intended).
+constexpr uint8_t emptykind = 5;
+
+} // namespace
+
+int bindfile(qha5ctx *ctx, filectl *file) {
+    if (file->kind == emptykind)
+        return ctx->recform == 'v' ? 0 : -1;
+    bool known = false;
+    for (const bindrow &row : bindrows) {
+        if (row.kind != file->kind)
+            continue;
+        known = true;
+        if (row.form != ctx->recform)
+            continue;
+        file->openfn = row.openfn;
+        file->closefn = row.closefn;
+        file->readfn = row.readfn;
+        file->writefn = row.writefn;
+        return 0;
+    }
+    return known ? fail(ctx, 15, KVRN_D_FILEBLOCK) : -1;
+}
+
+} // namespace kvern

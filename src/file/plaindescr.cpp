@@ -1,0 +1,141 @@
+// Descriptor files never run the message pump, know no end mark on input, and
+// split text at line feeds whatever the session's delimiter is: all intended,
+// programs that feed standard input rely on it.  A standard stream is a record
+// that nobody opens: its descriptor stays 0, for the output too.
+#include "file/plaindescr.h"
+
+#include "file/filectl.h"
+#include "file/linesplit.h"
+#include "session/qha9msg.h"
+
+namespace kvern {
+
+namespace {
+
+constexpr uint8_t ownkind = 1;
+constexpr uint8_t linefeed[] = {0x0A};
+constexpr linedelimiter ownline = {linefeed, sizeof linefeed};
+
+// The arguments that a message takes.
+enum class naming : uint8_t { none, name, nameanderror };
+
+struct descrfailure {
+    int error;
+    uint32_t mode; // 0: any
+    uint32_t message, detail;
+    naming arguments;
+};
+
+// The last row of each table takes what the others leave.
+constexpr descrfailure openfailures[] = {
+    {2, 0, 27, KVRN_D_NOFILE, naming::name},         {13, 'r', 37, KVRN_D_NOREADPERM, naming::name},
+    {13, 'w', 38, KVRN_D_NOWRITEPERM, naming::name}, {20, 0, 79, KVRN_D_PATHPREFIX, naming::name},
+    {21, 0, 80, KVRN_D_ISDIRECTORY, naming::name},   {24, 0, 33, KVRN_D_TOOMANYFILES, naming::none},
+    {28, 0, 81, KVRN_D_DEVICEFULL, naming::name},    {0, 0, 32, KVRN_D_OPEN, naming::nameanderror},
+};
+constexpr descrfailure writefailures[] = {
+    {27, 0, 82, KVRN_D_FILESIZE, naming::name},
+    {28, 0, 81, KVRN_D_DEVICEFULL, naming::none},
+    {0, 0, 36, KVRN_D_WRITE, naming::nameanderror},
+};
+
+int32_t failrow(qha5ctx *ctx, const descrfailure &row, const char *name, int error) {
+    switch (row.arguments) {
+    case naming::none:
+        return fail(ctx, row.message, row.detail);
+    case naming::name:
+        return fail(ctx, row.message, row.detail, name);
+    case naming::nameanderror:
+        break;
+    }
+    return fail(ctx, row.message, row.detail, name, static_cast<uint32_t>(error));
+}
+
+template <uint32_t rows>
+int32_t failby(qha5ctx *ctx, const descrfailure (&table)[rows], const char *name, uint32_t mode,
+               int error) {
+    const descrfailure *row = table;
+    while (row != table + rows - 1 &&
+           (row->error != error || (row->mode != 0 && row->mode != mode)))
+        ++row;
+    return failrow(ctx, *row, name, error);
+}
+
+// A torn file or an endless line has the error number 0.
+int32_t failread(qha5ctx *ctx, const filectl *file, int error) {
+    return fail(ctx, 35, KVRN_D_READ, messagename(file), static_cast<uint32_t>(error));
+}
+
+} // namespace
+
+int32_t opendescr(qha5ctx *ctx, filectl *file) {
+    if (file->kind != ownkind || (file->mode != 'r' && file->mode != 'w'))
+        return -1;
+    const int error = platform::opendescr(file->name, file->mode == 'w', &file->descriptor);
+    if (error != 0)
+        return failby(ctx, openfailures, messagename(file), file->mode, error);
+    file->isopen = 1;
+    return 0;
+}
+
+int32_t closedescr(qha5ctx *ctx, filectl *file) {
+    if (file->kind != ownkind || file->isopen != 1)
+        return -1;
+    file->isopen = 0;
+    uint32_t count;
+    if (ctx->eofmark == 1 && file->mode == 'w')
+        (void)platform::writedescr(file->descriptor, &endmark, 1, &count); // untested: intended
+    const int error = platform::closedescr(file->descriptor);
+    if (error != 0)
+        return fail(ctx, 34, KVRN_D_CLOSE, messagename(file), static_cast<uint32_t>(error));
+    return 0;
+}
+
+int32_t readfixeddescr(qha5ctx *ctx, filectl *file) {
+    if (file->kind != ownkind)
+        return -1;
+    blockhdr *block = file->block;
+    uint32_t count;
+    const int error = platform::readdescr(file->descriptor, block->first, ctx->inblklen, &count);
+    if (error != 0 || count % ctx->inreclen != 0)
+        return failread(ctx, file, error);
+    block->count = count / ctx->inreclen;
+    block->limit = block->first + count;
+    return static_cast<int32_t>(count);
+}
+
+int32_t readlinedescr(qha5ctx *ctx, filectl *file) {
+    if (file->kind != ownkind)
+        return -1;
+    blockhdr *block = file->block;
+    carryentry *carry = &ctx->carrytab[block->blockinput];
+    block->count = 0;
+    uint32_t length = takecarry(carry, block);
+    uint32_t count;
+    const int error =
+        platform::readdescr(file->descriptor, block->first + length, ctx->textreadlen, &count);
+    if (error != 0)
+        return failread(ctx, file, error);
+    length += count;
+    if (length == 0) {
+        endlines(carry, block);
+        return 0;
+    }
+    if (splitlines(block, carry, length, ownline, ctx->inreclen, false) == splitend::toolong)
+        return failread(ctx, file, 0);
+    return blockbytes(block);
+}
+
+int32_t writedescr(qha5ctx *ctx, filectl *file) {
+    if (file->kind != ownkind)
+        return -1;
+    const blockhdr *block = file->block;
+    uint32_t count;
+    const int error = platform::writedescr(file->descriptor, block->first,
+                                           static_cast<uint32_t>(blockbytes(block)), &count);
+    if (error != 0)
+        return failby(ctx, writefailures, outputname(file), file->mode, error);
+    return static_cast<int32_t>(count);
+}
+
+} // namespace kvern

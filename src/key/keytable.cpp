@@ -1,0 +1,249 @@
+// Places the pieces of a record in the internal record.
+//
+// Decoders run in row order: keys, summation fields, gaps.  Every byte of a
+// fixed or variable record is restored exactly by some row: by a key whose
+// normal form loses nothing there, by a summation field, or by a gap.  A byte
+// that a key's decoder leaves alone (a sign) is covered by another row.
+//
+//   record of 12 bytes, keys ZONED at 2, length 5, and CHAR at 9, length 3
+//   0 1 | 2 3 4 5 (6) | 7 8 | 9 10 11      (6): the sign byte, kept exactly
+//   gap   zoned         gap   char         gaps: 0-1 and 6-8
+//
+// Lengths and positions are the caller's numbers; their sums are made in 64 bits
+// and cut to 32 only for a table that is refused right after.
+#include "key/keytable.h"
+
+#include "key/wiring.h"
+#include "session/arena.h"
+#include "session/qha9msg.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+
+namespace kvern {
+namespace {
+
+constexpr uint64_t intreclimit = 32716; // longest internal record
+constexpr uint32_t keyunit = 4;         // keys compare as 32-bit words
+constexpr uint32_t lengthword = 4;      // in front of a variable record
+constexpr uint32_t sequenceword = 4;
+
+constexpr uint32_t cut(uint64_t value) {
+    return static_cast<uint32_t>(value);
+}
+
+// Offset in the source record.  A place beyond 32 bits stays beyond any record.
+uint32_t sourceplace(const qha5ctx *ctx, uint32_t position) {
+    const uint64_t place = uint64_t{position} + (ctx->recform == 'v' ? lengthword : 0);
+    return cut(std::min<uint64_t>(place, UINT32_MAX));
+}
+
+// Width of a normal form, where it is not the field's length:
+// length * factor + extra.
+struct widthrow {
+    uint8_t type;
+    uint8_t factor;
+    uint8_t extra;
+};
+constexpr widthrow widths[] = {
+    {KVRN_COLLATE, 12, 0}, {KVRN_WIDE2, 12, 0},    {KVRN_WIDE4, 12, 0}, {KVRN_ZONED, 1, 1},
+    {KVRN_SIGNLEAD, 1, 1}, {KVRN_SIGNTRAIL, 1, 1}, {KVRN_ZONEDU, 1, 1}, {KVRN_ZONEDLEAD, 1, 1},
+    {KVRN_FLOAT4, 1, 1},   {KVRN_FLOAT8, 1, 1},    {KVRN_PACKED, 1, 1}, {KVRN_MASKBYTE, 0, 1},
+};
+
+// The bit alone makes a character field wide; whether it is encoded by JIS code
+// hangs on the whole byte.  Intended: the upper half then stays zero.
+uint64_t normalwidth(const keypiece &piece) {
+    if (piece.type == KVRN_CHAR && (piece.kanjiconv & KVRN_KANJI_JIS) != 0)
+        return uint64_t{piece.length} * 2;
+    for (const widthrow &row : widths)
+        if (row.type == piece.type)
+            return uint64_t{piece.length} * row.factor + row.extra;
+    return piece.length;
+}
+
+// A row whose source bytes do not come back from the key area.
+bool islost(const qha5ctx *ctx, const keyentry &row) {
+    const bool ebcdic = ctx->cdmode == KVRN_CD_EBCDIC;
+    switch (row.type) {
+    case KVRN_TABLED:
+    case KVRN_MASKBYTE:
+    case KVRN_COLLATE:
+    case KVRN_WIDE2:
+    case KVRN_WIDE4:
+        return true;
+    case KVRN_CHAR:
+        if (ebcdic)
+            return true;
+        break;
+    case KVRN_CHARX:
+        if (!ebcdic)
+            return true;
+        break;
+    default:
+        break;
+    }
+    return (row.options & KVRN_TXT_KEEPSOURCE) != 0 || row.kanjiconv != 0;
+}
+
+// Bytes at the front and at the end of a field that its decoder does not write.
+constexpr uint32_t lostfront(uint8_t type) {
+    return type == KVRN_SIGNLEAD || type == KVRN_ZONEDLEAD ? 1 : 0;
+}
+constexpr uint32_t losttail(uint8_t type) {
+    return type == KVRN_ZONED || type == KVRN_SIGNTRAIL || type == KVRN_ZONEDU ||
+                   type == KVRN_PACKED
+               ? 1
+               : 0;
+}
+
+// A row that restores its source bytes, in the list by ascending source offset.
+struct restored {
+    uint32_t src;
+    uint32_t len;
+    uint32_t row;
+    uint8_t type;
+};
+
+// At equal offsets the later row stands in front.
+bool comesfirst(const restored &a, const restored &b) {
+    return a.src != b.src ? a.src < b.src : a.row > b.row;
+}
+
+} // namespace
+
+// A key and its gap, a summation field and its gap, and the gap at the end; the
+// whole-record key counts as one, since it may need a gap too.
+int keytablebuilder::begin(uint32_t keys, uint32_t sums) {
+    uint64_t wanted = keys != 0 ? keys : 1;
+    if (ctx->recform != 'r')
+        wanted = wanted * 2 + 1 + uint64_t{sums} * 2;
+    if (ctx->keeporder != 0)
+        wanted++;
+    const uint64_t bytes = offsetof(keytab, entry) + wanted * sizeof(keyentry);
+    uint8_t *area = arenaneed(ctx, bytes);
+    if (area == nullptr)
+        return -1;
+    std::memset(area, 0, static_cast<size_t>(bytes));
+    ctx->keytable = reinterpret_cast<keytab *>(area);
+    keysleft = keys != 0 ? keys : 1;
+    if (ctx->keeporder != 0) {
+        addrow().type = ET_SEQ;
+        place = sequenceword;
+    }
+    return 0;
+}
+
+keyentry *keytablebuilder::addkey(const keypiece &piece) {
+    if (keysleft == 0) {
+        faillogic(ctx);
+        return nullptr;
+    }
+    keysleft--;
+    keyentry &row = addrow();
+    row.src = sourceplace(ctx, piece.position);
+    row.len = piece.length;
+    row.type = piece.type;
+    row.options = piece.options;
+    row.order = piece.order;
+    row.kanjiconv = piece.kanjiconv;
+    place += normalwidth(piece);
+    return &row;
+}
+
+int keytablebuilder::finish(const KVRNSUM *sum) {
+    ctx->keycount = rows;
+    place = roundup(place, keyunit);
+    ctx->keylen = cut(place);
+    if (sum != nullptr)
+        addsums(*sum);
+    if (ctx->recform != 'f') {
+        place = roundup(place, lengthword);
+        ctx->txtdataoff = cut(place);
+    }
+    if (ctx->recform == 'r')
+        place += ctx->outreclen;
+    else if (addgaps() != 0)
+        return -1;
+    place = roundup(place, keyunit);
+    if (place > intreclimit)
+        return fail(ctx, 23, KVRN_D_SETUP);
+    ctx->intreclen = cut(place);
+    ctx->keytable->count = rows;
+    return wire(ctx);
+}
+
+keyentry &keytablebuilder::addrow() {
+    keyentry &row = ctx->keytable->entry[rows++];
+    row.dst = cut(place);
+    return row;
+}
+
+keyentry &keytablebuilder::addraw(uint32_t src, uint64_t length) {
+    keyentry &row = addrow();
+    row.src = src;
+    row.len = cut(length);
+    row.type = ET_RAW;
+    place += length;
+    return row;
+}
+
+// Text is kept whole, so its summation fields need no rows and stay where the
+// caller said.
+void keytablebuilder::addsums(const KVRNSUM &sum) {
+    for (uint32_t i = 0; i < sum.count; i++) {
+        const KVRNSUME &field = sum.entry[i];
+        sumrow &out = ctx->sumspec->entry[i];
+        out.length = field.length;
+        out.type = field.type;
+        if (ctx->recform != 'r') {
+            out.position = addraw(sourceplace(ctx, field.position), field.length).dst;
+            continue;
+        }
+        out.position = field.position;
+        if (ctx->fieldmode == KVRN_FIELDS)
+            ctx->summaxfld = std::max(ctx->summaxfld, field.position);
+    }
+}
+
+// Sweeps over the record in source order.  `covered` is the first byte that no
+// row so far restores.
+int keytablebuilder::addgaps() {
+    const uint32_t present = rows;
+    if (uint64_t{present} * sizeof(restored) > ctx->arenafree)
+        return fail(ctx, 23, KVRN_D_STORAGE);
+    if (place > intreclimit)
+        return 0; // refused as it is: gaps only add to it
+    restored *list = reinterpret_cast<restored *>(ctx->arenanext); // scratch, not taken
+    uint32_t listed = 0;
+    for (uint32_t i = 0; i < present; i++) {
+        const keyentry &row = ctx->keytable->entry[i];
+        if (!islost(ctx, row))
+            list[listed++] = {row.src, row.len, i, row.type};
+    }
+    std::sort(list, list + listed, comesfirst);
+
+    uint64_t covered = 0;
+    for (uint32_t i = 0; i < listed; i++) {
+        const uint64_t start = uint64_t{list[i].src} + lostfront(list[i].type);
+        const uint64_t end = uint64_t{list[i].src} + list[i].len;
+        if (start > covered)
+            addgap(covered, start);
+        else if (end <= covered)
+            continue;
+        covered = end - losttail(list[i].type);
+    }
+    const uint32_t prefix = ctx->recform == 'v' ? lengthword : 0;
+    const uint64_t recordend =
+        uint64_t{ctx->reconopt != 0 ? ctx->outreclen : ctx->inreclen} + prefix;
+    if (recordend > covered)
+        addgap(covered, recordend);
+    return 0;
+}
+
+void keytablebuilder::addgap(uint64_t from, uint64_t to) {
+    addraw(cut(from), to - from).order = KVRN_ASCENDING;
+}
+
+} // namespace kvern

@@ -1,0 +1,115 @@
+// The working storage of a sort behind its blocks, front to back:
+//
+//   field tables | sumbuf | holdrec, selection operands | recwork | keyscratch |
+//   sort stack, pointers and slots (slots.h)
+//
+// Later phases divide the same storage anew from sortnext on, so what they must
+// find again lies in front of it: the summation field tables alone, since the
+// other areas serve intake or are laid out again.
+#include "key/pipeline.h"
+
+#include "key/fieldtables.h"
+#include "key/textfields.h"
+#include "key/workspace.h"
+#include "platform/platform.h"
+#include "session/qha9msg.h"
+#include "sort/intake.h"
+#include "sort/slots.h"
+
+#include <algorithm>
+
+namespace kvern {
+namespace {
+
+constexpr uint8_t timedlevel = 3; // message level from which phases are timed
+constexpr uint32_t recordunit = 4;
+
+// The clock serves statistics alone: when it fails, that is told and the set-up
+// goes on.
+void markphase(qha5ctx *ctx) {
+    if (ctx->msglevel < timedlevel)
+        return;
+    if (!platform::currenttime(&ctx->phasetime)) {
+        setargs(ctx, msgarg::of("time"), msgarg::of(ctx->errnum));
+        report(ctx, 0, 83, lv_failure);
+        return;
+    }
+    const int64_t elapsed = ctx->phasetime - ctx->starttime;
+    setargs(ctx, msgarg::of(1u), msgarg::of(static_cast<uint32_t>(elapsed / 60)));
+    ctx->msgarg3 = msgarg::of(static_cast<uint32_t>(elapsed % 60));
+    ctx->msgargc = 3;
+    report(ctx, 0, statpoint + 56, 6);
+}
+
+int layoutfields(qha5ctx *ctx, workspace &space) {
+    if (ctx->fieldmode != KVRN_FIELDS)
+        return 0;
+    wirescanners(ctx);
+    if (ctx->recfunc == rf_sum) {
+        if (layoutsumtables(ctx, space) != 0)
+            return -1;
+        ctx->sortnext = space.next;
+        ctx->sortfree = space.left;
+    }
+    return layoutfieldtables(ctx, space);
+}
+
+// The held record and the operands of selection share one area: selection is
+// through when the first record is held.
+int layoutheld(qha5ctx *ctx, workspace &space) {
+    const bool grouping = ctx->recfunc != rf_none;
+    const bool selecting = ctx->selectopt != 0;
+    if (!grouping && !selecting)
+        return 0;
+    const uint64_t operand = uint64_t{ctx->selmaxlen} * 2; // each of the two
+    const uint64_t held = grouping ? ctx->intreclen : 0;
+    uint8_t *area = carve<uint8_t>(ctx, space, std::max(held, selecting ? operand * 2 : 0));
+    if (area == nullptr)
+        return -1;
+    if (grouping)
+        ctx->holdrec = area;
+    if (selecting) {
+        ctx->selbufl = area;
+        ctx->selbufr = area + operand;
+    }
+    return 0;
+}
+
+int layoutbuffers(qha5ctx *ctx, workspace &space) {
+    if (ctx->recfunc == rf_sum) {
+        ctx->sumbuf = carve<uint8_t>(ctx, space, ctx->sumlen);
+        if (ctx->sumbuf == nullptr)
+            return -1;
+    }
+    if (layoutheld(ctx, space) != 0)
+        return -1;
+    // A variable record's image begins with its length word.
+    ctx->recwork =
+        carve<uint8_t>(ctx, space, roundup(ctx->outreclen, recordunit) + sizeof(uint32_t));
+    if (ctx->recwork == nullptr)
+        return -1;
+    ctx->keyscratch = carve<uint8_t>(ctx, space, ctx->keylen);
+    return ctx->keyscratch != nullptr ? 0 : -1;
+}
+
+int chooseroutines(qha5ctx *ctx) {
+    ctx->encode = chooseencode(ctx);
+    if (ctx->recfunc == rf_sum)
+        return fail(ctx, 17, KVRN_D_UNSUPPORTED);
+    if (ctx->selectopt != 0)
+        return fail(ctx, 17, KVRN_D_UNSUPPORTED);
+    ctx->intake = fillslots;
+    return 0;
+}
+
+} // namespace
+
+int setuppipeline(qha5ctx *ctx) {
+    markphase(ctx);
+    workspace space{ctx->sortnext, ctx->sortfree};
+    if (layoutfields(ctx, space) != 0 || layoutbuffers(ctx, space) != 0 || chooseroutines(ctx) != 0)
+        return -1;
+    return layoutpool(ctx, space.next, space.left);
+}
+
+} // namespace kvern

@@ -1,0 +1,114 @@
+// Files through system handles: here a handle is a descriptor, and every one is
+// closed on exec.  Errors leave in the engine's code space.
+#include "platform/posix/posix_errors.h"
+#include "platform/posix/posix_paths.h"
+#include "platform/posix/posix_transfer.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace kvern::platform {
+
+namespace {
+
+constexpr int everyopen = O_CLOEXEC | O_NOCTTY;
+
+struct opening {
+    int flags;
+    mode_t permissions; // before the mask, where the file is made
+};
+
+// Indexed by openmode.  An output is opened for writing only, so that it may be a
+// pipe or a file that we may not read.  A temporary file is ours alone; the last
+// row does not wait for a reader should the name be a pipe's.
+constexpr opening openings[] = {
+    /* input */ {O_RDONLY, 0},
+    /* create */ {O_WRONLY | O_CREAT | O_TRUNC, 0666},
+    /* truncate */ {O_WRONLY | O_TRUNC, 0},
+    /* tempcreate */ {O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600},
+    /* tempreplace */ {O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK, 0600},
+};
+
+int opened(const char *path, const opening &how) {
+    int descr;
+    do
+        descr = open(path, how.flags | everyopen, how.permissions);
+    while (descr < 0 && errno == EINTR);
+    return descr;
+}
+
+// A missing file and a missing directory are two codes; errno has one number.
+syserror openfailure(const char *path, int error) {
+    char directory[PATH_MAX];
+    if (error == ENOENT &&
+        (*path == 0 || splitpath(path, directory) == nullptr || !isdirectory(directory)))
+        return err_pathnotfound;
+    return systemcode(error);
+}
+
+// What can be told only once the file is open: a directory opens for reading, and
+// what is emptied as a temporary file must be a plain one.
+syserror acceptopened(int descr, openmode mode) {
+    struct stat its;
+    if (mode != openmode::input && mode != openmode::tempreplace)
+        return 0;
+    if (fstat(descr, &its) != 0)
+        return systemcode(errno);
+    if (mode == openmode::input) {
+        if (S_ISDIR(its.st_mode))
+            return err_isdirectory;
+        (void)posix_fadvise(descr, 0, 0, POSIX_FADV_SEQUENTIAL);
+        return 0;
+    }
+    if (!S_ISREG(its.st_mode))
+        return err_accessdenied;
+    return ftruncate(descr, 0) == 0 ? 0 : systemcode(errno);
+}
+
+} // namespace
+
+syserror openfile(const char *path, openmode mode, filehandle *out) {
+    *out = nofile;
+    if (path == nullptr)
+        return err_pathnotfound;
+    const int descr = opened(path, openings[static_cast<size_t>(mode)]);
+    if (descr < 0)
+        return openfailure(path, errno);
+    const syserror refused = acceptopened(descr, mode);
+    if (refused != 0)
+        (void)close(descr);
+    else
+        *out = descr;
+    return refused;
+}
+
+syserror readfile(filehandle file, void *to, uint32_t length, uint32_t *count) {
+    return systemcode(transferin(static_cast<int>(file), to, length, count));
+}
+
+syserror writefile(filehandle file, const void *from, uint32_t length, uint32_t *count) {
+    return systemcode(transferout(static_cast<int>(file), from, length, count));
+}
+
+syserror seekfile(filehandle file, filepos from_start) {
+    if (from_start > static_cast<filepos>(INTPTR_MAX))
+        return err_negativeseek;
+    const off_t place = lseek(static_cast<int>(file), static_cast<off_t>(from_start), SEEK_SET);
+    return place < 0 ? systemcode(errno) : 0;
+}
+
+// An interrupted close has closed: repeating it could hit another's descriptor.
+syserror closefile(filehandle file) {
+    return close(static_cast<int>(file)) == 0 || errno == EINTR ? 0 : systemcode(errno);
+}
+
+syserror deletefile(const char *path) {
+    if (path == nullptr)
+        return err_pathnotfound;
+    return unlink(path) == 0 ? 0 : systemcode(errno);
+}
+
+} // namespace kvern::platform

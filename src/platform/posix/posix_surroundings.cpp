@@ -1,0 +1,116 @@
+// What surrounds a session: environment, settings, libraries, the thread, the
+// clock, double-byte characters and the standard streams for messages.
+#include "platform/platform.h"
+#include "platform/posix/posix_transfer.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <dlfcn.h>
+
+namespace kvern::platform {
+
+namespace {
+
+// Indexed by setting.
+constexpr const char *settingnames[] = {"KVERN_DLL_NAME", "KVERN_PRODUCT_DIRECTORY"};
+
+constexpr unsigned threadwords = 2;
+thread_local void *words[threadwords];
+
+} // namespace
+
+// ---- environment and settings ---------------------------------------------
+
+uint32_t environment(const char *name, char *out, uint32_t room) {
+    const char *value = getenv(name);
+    if (value == nullptr)
+        return 0;
+    const size_t length = strlen(value);
+    if (length < room)
+        memcpy(out, value, length + 1);
+    return length > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(length);
+}
+
+uint32_t systemdirectory(char *, uint32_t) {
+    return 0;
+}
+
+bool readsetting(setting which, char (&out)[settingroom]) {
+    const char *value = secure_getenv(settingnames[static_cast<size_t>(which)]);
+    const size_t length = value == nullptr ? 0 : strlen(value);
+    if (length == 0 || length >= settingroom)
+        return false;
+    memcpy(out, value, length + 1);
+    return true;
+}
+
+// ---- libraries --------------------------------------------------------------
+
+const char *defaultengine() {
+    return nullptr;
+}
+
+// Null: the library that holds this routine, by the name under which the loader
+// knows it; the program itself where the engine is linked into one.
+library loadlibrary(const char *name) {
+    if (name != nullptr)
+        return dlopen(name, RTLD_NOW | RTLD_LOCAL);
+    Dl_info own;
+    void *self = nullptr;
+    if (dladdr(reinterpret_cast<void *>(&loadlibrary), &own) != 0 && own.dli_fname != nullptr)
+        self = dlopen(own.dli_fname, RTLD_NOW | RTLD_LOCAL | RTLD_NOLOAD);
+    return self != nullptr ? self : dlopen(nullptr, RTLD_NOW | RTLD_LOCAL);
+}
+
+symbol findsymbol(library lib, const char *name) {
+    return lib == nullptr ? nullptr : reinterpret_cast<symbol>(dlsym(lib, name));
+}
+
+void freelibrary(library lib) {
+    if (lib != nullptr)
+        (void)dlclose(lib);
+}
+
+// ---- thread, clock, characters ------------------------------------------------
+
+bool messageround() {
+    return false;
+}
+
+void *threadword(unsigned which) {
+    return which < threadwords ? words[which] : nullptr;
+}
+
+void setthreadword(unsigned which, void *value) {
+    if (which < threadwords)
+        words[which] = value;
+}
+
+bool currenttime(int64_t *seconds) {
+    timespec now;
+    if (clock_gettime(CLOCK_REALTIME, &now) != 0)
+        return false;
+    *seconds = now.tv_sec;
+    return true;
+}
+
+// The lead bytes of Shift-JIS, whatever the locale.
+bool leadbyte(uint8_t byte) {
+    return (byte >= 0x81 && byte <= 0x9F) || (byte >= 0xE0 && byte <= 0xFC);
+}
+
+// ---- messages -----------------------------------------------------------------
+
+// Through the C library's streams, so that the line stands where the host's own
+// output would.
+void print(stream to, const char *text, uint32_t length) {
+    FILE *out = to == stream::output ? stdout : stderr;
+    quietwrite quiet;
+    if (fwrite(text, 1, length, out) != length || fflush(out) != 0)
+        quiet.swallow(errno);
+}
+
+} // namespace kvern::platform

@@ -1,0 +1,108 @@
+#include "session/term.h"
+
+#include "session/busy.h"
+#include "session/contextcreate.h"
+#include "session/qha9msg.h"
+
+namespace kvern {
+
+namespace {
+
+// Print levels of the closing statistics, none of which prints.
+constexpr int lv_records = 3;
+constexpr int lv_dropped = 4;
+constexpr int lv_blocks = 6;
+
+void statistic(qha5ctx *ctx, uint32_t row, uint32_t value, int level) {
+    setargs(ctx, msgarg::of(value));
+    report(ctx, 0, statpoint + row, level);
+}
+
+int closeopen(qha5ctx *ctx, filectl *file) {
+    return file && file->isopen ? file->closefn(ctx, file) : 0;
+}
+
+// What a failure or an early close left open.
+int closefiles(qha5ctx *ctx) {
+    int result = 0;
+    if (!ctx->apiinput && !ctx->stdinopt && ctx->infiles)
+        for (uint32_t i = ctx->filecount; i-- != 0;)
+            if (closeopen(ctx, ctx->infiles[i]) != 0)
+                result = -1;
+    if (!ctx->apioutput && !ctx->stdoutopt && closeopen(ctx, ctx->outfile) != 0)
+        result = -1;
+    return result;
+}
+
+void mergestatistics(qha5ctx *ctx) {
+    if (ctx->recform == 'r' && !ctx->apiinput)
+        ctx->incount = ctx->selectcount + ctx->seqno;
+    statistic(ctx, 44, ctx->incount, lv_records);
+    if (ctx->selectopt)
+        statistic(ctx, 49, ctx->selectcount, lv_dropped);
+    if (ctx->sumopt)
+        statistic(ctx, 50, ctx->sumcount, lv_dropped);
+    if (ctx->suppressopt)
+        statistic(ctx, 51, ctx->suppresscount, lv_dropped);
+}
+
+const char *outputname(const qha5ctx *ctx) {
+    if (!ctx->apioutput)
+        return ctx->outfile->name ? ctx->outfile->name : "stdout";
+    return ctx->function == KVRN_SORT ? "kvrnget" : "kvrnmrge";
+}
+
+// Every record taken in was delivered or dropped for a reason.
+int checkbalance(qha5ctx *ctx) {
+    const uint64_t accounted =
+        uint64_t{ctx->outcount} + ctx->suppresscount + ctx->sumcount + ctx->selectcount;
+    return accounted == ctx->incount ? 0 : faillogic(ctx);
+}
+
+int settle(qha5ctx *ctx) {
+    if (ctx->function == KVRN_MERGE)
+        mergestatistics(ctx);
+    const int result = checkbalance(ctx);
+    if (ctx->sumopt || ctx->suppressopt || ctx->selectopt)
+        statistic(ctx, 46, ctx->suppresscount + ctx->sumcount + ctx->selectcount, lv_records);
+    if (!ctx->apioutput)
+        statistic(ctx, 60, ctx->outfile->blockcount, lv_blocks);
+    ctx->msgarg1 = msgarg::of(outputname(ctx));
+    return result;
+}
+
+// 0 or -1: all that must go before the memory does.
+int windup(qha5ctx *ctx, bool clean) {
+    if (ctx->state == st_created)
+        return 0; // no file was opened
+    if (closefiles(ctx) != 0)
+        return -1;
+    return clean ? settle(ctx) : 0;
+}
+
+} // namespace
+
+int endsession(KVRNSESS *sess) {
+    if (!sess->ctx || !sess->ctxhandle)
+        return 0;
+    auto *ctx = static_cast<qha5ctx *>(sess->ctx);
+    if (ctx->busy) {
+        sess->detail = KVRN_D_NOTHINGOPEN;
+        return -1;
+    }
+    if (ctx->userblk != sess) {
+        sess->detail = KVRN_D_NOTYOURS;
+        return -1;
+    }
+    ctx->busy = 1;
+    const bool failed = ctx->errdetail != 0;
+    const bool clean = !failed && ctx->state == st_finished;
+    const bool early = !failed && !clean;
+    int result = early ? 1 : 0;
+    if (windup(ctx, clean) != 0)
+        result = callfailed(ctx, sess);
+    ctxrelease(ctx, sess);
+    return result;
+}
+
+} // namespace kvern

@@ -1,0 +1,97 @@
+// Random sessions against the reference model.
+//
+//   KVERN_SEED=n      first seed, each session has the next one; printed
+//   KVERN_SESSIONS=n  sessions of the in-core group, a tenth of it external
+//
+// A failing session is cut down and printed with the seed that makes it again:
+// KVERN_SEED=<that seed> KVERN_SESSIONS=1.
+#include "model/model.h"
+#include "support/generators.h"
+#include "support/sessionrunner.h"
+
+#include <chrono>
+#include <gtest/gtest.h>
+
+namespace kvern::test {
+
+namespace {
+
+#ifdef _WIN32
+constexpr uint64_t default_sessions = 300;
+#else
+constexpr uint64_t default_sessions = 3000;
+#endif
+
+// What is wrong with a run of the session; empty: nothing.
+std::string faultof(const sessionspec &spec) {
+    tempfolder folder;
+    const modelresult expected = sortbymodel(spec);
+    const runresult got = run(spec, folder);
+    const size_t files = (spec.filein() ? spec.inputs.size() : 0) +
+                         (spec.fileout() && !spec.onto_input && got.detail == 0 ? 1 : 0);
+    if (got.detail != expected.detail) {
+        return "detail " + std::to_string(got.detail) + ", model " +
+               std::to_string(expected.detail) + ": " + got.failed;
+    }
+    if (got.detail == 0 && !got.failed.empty()) {
+        return got.failed;
+    }
+    if (got.detail == 0) {
+        const std::string wrong = difference(spec, expected, got.records);
+        return wrong.empty() && folder.entries() != files ? "temporary files are left" : wrong;
+    }
+    return "";
+}
+
+void compare_with_model(const scale &size, uint64_t sessions) {
+    const uint64_t clock =
+        static_cast<uint64_t>(std::chrono::system_clock::now().time_since_epoch().count());
+    const uint64_t seed = fromenvironment("KVERN_SEED", clock % 1000000007);
+    std::printf("first seed %llu, %llu sessions\n", static_cast<unsigned long long>(seed),
+                static_cast<unsigned long long>(sessions));
+    uint64_t refused = 0, records = 0;
+    for (uint64_t i = 0; i < sessions; ++i) {
+        randomness r(seed + i);
+        const sessionspec spec = randomsession(r, size);
+        records += spec.records();
+        refused += sortbymodel(spec).detail != 0 ? 1U : 0U;
+        const std::string fault = faultof(spec);
+        if (fault.empty()) {
+            continue;
+        }
+        const sessionspec small =
+            shrunk(spec, [](const sessionspec &s) { return !faultof(s).empty(); });
+        FAIL() << "seed " << seed + i << ": " << fault
+               << "\nsmallest failing session: " << faultof(small) << "\n"
+               << describe(small);
+    }
+    std::printf("%llu records, %llu sessions with a record that lacks a field\n",
+                static_cast<unsigned long long>(records), static_cast<unsigned long long>(refused));
+    EXPECT_LT(refused * 10, sessions + 50) << "the generator makes too many failing sessions";
+}
+
+// Fixed records of 100 bytes, far more than the smallest storage holds.
+bool external_sort_is_built() {
+    sessionspec spec;
+    spec.reclen = 100;
+    spec.memsize = KVRN_MEM_MIN;
+    spec.inputs.emplace_back(1000, bytes(100, 'x'));
+    tempfolder folder;
+    return run(spec, folder).detail != KVRN_D_TEMPSPACE;
+}
+
+} // namespace
+
+TEST(random_sessions, in_core) {
+    compare_with_model({.maxrecords = 300}, fromenvironment("KVERN_SESSIONS", default_sessions));
+}
+
+TEST(random_sessions, external) {
+    if (!external_sort_is_built()) {
+        GTEST_SKIP() << "sessions that overflow their storage end with detail 212";
+    }
+    compare_with_model({.maxrecords = 5000, .external = true},
+                       fromenvironment("KVERN_SESSIONS", default_sessions) / 10 + 1);
+}
+
+} // namespace kvern::test

@@ -1,0 +1,318 @@
+// The blocks lie in memory of exactly the size that the version promises, and
+// hold rubbish in every byte that the engine has no business with.
+#include "support/sessionrunner.h"
+
+#include <cstring>
+#include <memory>
+
+namespace kvern::test {
+
+namespace {
+
+constexpr unsigned char rubbish = 0xA5;
+
+struct freed {
+    void operator()(void *p) const { std::free(p); }
+};
+template <class T>
+using block = std::unique_ptr<T, freed>;
+
+template <class T>
+block<T> makeblock(size_t size, unsigned char fill = rubbish) {
+    void *p = std::malloc(size);
+    std::memset(p, fill, size);
+    return block<T>(static_cast<T *>(p));
+}
+
+template <class T, class E>
+block<T> maketable(size_t entries) {
+    auto table = makeblock<T>(offsetof(T, entry) + entries * sizeof(E));
+    table->count = static_cast<uint32_t>(entries);
+    return table;
+}
+
+block<KVRNPRIM> makeprim(const sessionspec &s) {
+    const unsigned level = s.level();
+    const size_t size = level >= 1 ? sizeof(KVRNPRIM) : offsetof(KVRNPRIM, separator);
+    auto prim = makeblock<KVRNPRIM>(size);
+    prim->function = KVRN_SORT;
+    prim->recform = static_cast<uint8_t>(s.form == 'r' ? 'v' : s.form);
+    prim->options = static_cast<uint8_t>(
+        32 | (s.keeporder ? KVRN_KEEPORDER : 0) | (s.suppress ? KVRN_SUPPRESS : 0) |
+        (s.pieces.empty() ? 0 : KVRN_RECONSTRUCT) | (s.descall ? KVRN_DESCENDALL : 0) |
+        (level == 0 ? KVRN_SELECT | KVRN_RECONSTRUCT | KVRN_DESCENDALL : 0));
+    prim->fileoprat = s.onto_input ? KVRN_SAMEFILE : 0;
+    const int in = s.input == exchange::record ? KVRN_PUT_RECORD : KVRN_PUT_BLOCK;
+    const int out = s.output == exchange::record ? KVRN_GET_RECORD : KVRN_GET_BLOCK;
+    prim->recoprat = static_cast<uint8_t>((s.filein() ? 0 : in) | (s.fileout() ? 0 : out));
+    prim->reclen = s.reclen;
+    prim->mergecnt = 0;
+    prim->memsize = s.memsize;
+    if (level >= 1) {
+        prim->cdmode = s.cdmode;
+        prim->separator = s.separator ? s.separator->c_str() : nullptr;
+        prim->tmpopt = 0;
+        prim->fieldmode = s.fieldmode;
+        prim->keyoption = s.keyoption;
+        prim->keyoption2 = s.byte39();
+        prim->linedlmt = s.version == KVRN_VERSION_L2_OLDDLMT ? rubbish : s.linedlmt;
+        prim->altmode = level >= 4 ? s.altmode : rubbish;
+    }
+    return prim;
+}
+
+block<KVRNKEY> makekeys(const sessionspec &s) {
+    auto keys = maketable<KVRNKEY, KVRNKEYE>(s.keys.size());
+    for (size_t i = 0; i < s.keys.size(); ++i) {
+        const keyspec &k = s.keys[i];
+        const void *table = k.table.empty() ? nullptr : k.table.data();
+        const KVRNKEYE entry = {k.position,
+                                k.length,
+                                k.type,
+                                k.order,
+                                k.textoption,
+                                k.kanjiconv,
+                                static_cast<const uint8_t *>(table)};
+        std::memcpy(&keys->entry[0] + i, &entry, sizeof entry);
+    }
+    return keys;
+}
+
+block<KVRNRCN> makepieces(const sessionspec &s) {
+    auto rcn = maketable<KVRNRCN, KVRNRCNE>(s.pieces.size());
+    for (size_t i = 0; i < s.pieces.size(); ++i) {
+        const piece &p = s.pieces[i];
+        KVRNRCNE entry = {};
+        if (p.literal) {
+            entry.literal = p.text.data();
+        } else {
+            entry.position = p.position;
+        }
+        entry.length = p.length;
+        entry.type = p.literal ? KVRN_FLD_LIT : KVRN_FLD_COPY;
+        std::memcpy(&rcn->entry[0] + i, &entry, sizeof entry);
+    }
+    return rcn;
+}
+
+uint8_t kindof(exchange way) {
+    return way == exchange::descriptorfile ? KVRN_FILE_DESCRIPTOR : KVRN_FILE_PLAIN;
+}
+
+// Paths, kinds and the file block, and the input files themselves.
+struct files {
+    std::vector<std::string> inputs{};
+    std::string output;
+    std::string workfolder;
+    block<KVRNFLST> inlist, worklist;
+    block<KVRNFTYP> types;
+    KVRNFILE fileblock = {};
+
+    files(const sessionspec &s, const tempfolder &folder)
+        : output(folder.file("output")), workfolder(folder.path()) {
+        worklist = makelist({workfolder});
+        fileblock.workfiles = worklist.get();
+        if (s.filein()) {
+            writeinputs(s, folder);
+            inlist = makelist(inputs);
+            types = makeblock<KVRNFTYP>(offsetof(KVRNFTYP, kind) + 1);
+            types->count = 1; // the last one listed holds for the rest
+            types->kind[0] = kindof(s.input);
+            fileblock.infiles = inlist.get();
+            fileblock.intypes = s.input == exchange::plainfile ? nullptr : types.get();
+        }
+        if (s.fileout()) {
+            output = s.onto_input ? inputs.front() : output;
+            fileblock.outfile = output.c_str();
+            fileblock.outtype = kindof(s.output);
+        }
+    }
+
+    static block<KVRNFLST> makelist(const std::vector<std::string> &paths) {
+        auto list = makeblock<KVRNFLST>(offsetof(KVRNFLST, path) + paths.size() * sizeof(char *));
+        list->count = static_cast<uint32_t>(paths.size());
+        for (size_t i = 0; i < paths.size(); ++i) {
+            const char *path = paths[i].c_str();
+            std::memcpy(&list->path[0] + i, &path, sizeof path);
+        }
+        return list;
+    }
+
+    void writeinputs(const sessionspec &s, const tempfolder &folder) {
+        for (const auto &records : s.inputs) {
+            bytes data;
+            for (const bytes &record : records) {
+                data += record + s.delimiter();
+            }
+            if (s.unterminated && !records.empty() && !records.back().empty()) {
+                data.resize(data.size() - s.delimiter().size());
+            }
+            if (s.endmark) {
+                data += "\x1A behind" + s.delimiter() + "the end";
+            }
+            inputs.push_back(folder.file("input" + std::to_string(inputs.size())));
+            writefile(inputs.back(), data);
+        }
+    }
+};
+
+class session {
+  public:
+    session(const sessionspec &spec, const tempfolder &folder)
+        : s(spec), disk(spec, folder), prim(makeprim(spec)), keys(makekeys(spec)),
+          pieces(makepieces(spec)) {
+        const size_t size =
+            s.version >= KVRN_VERSION_L3 ? sizeof(KVRNSESS) : offsetof(KVRNSESS, syserr);
+        sess = makeblock<KVRNSESS>(size, 0);
+    }
+
+    runresult run() {
+        KVRNOPT opts = {nullptr, nullptr, pieces.get()};
+        const bool none = s.keys.empty() && s.reclen % 2 == 0; // no block is like no entry
+        const int opened = kvrnopen(s.version, &link, prim.get(), sess.get(),
+                                    none ? nullptr : keys.get(), &disk.fileblock, &opts);
+        const bool whole = expect("kvrnopen", opened, 0) && (s.filein() || put()) && collect();
+        const int closed = kvrnclse(s.version, &link, prim.get(), sess.get());
+        if (whole) {
+            expect("kvrnclse", closed, 0);
+        }
+        return result;
+    }
+
+  private:
+    const sessionspec &s;
+    files disk;
+    block<KVRNPRIM> prim;
+    block<KVRNKEY> keys;
+    block<KVRNRCN> pieces;
+    block<KVRNSESS> sess;
+    KVRNLINK link = {};
+    runresult result{};
+
+    bool note(const std::string &what) {
+        result.failed = result.failed.empty() ? what : result.failed;
+        return false;
+    }
+
+    bool expect(const char *call, int got, int wanted) {
+        result.detail = result.detail == 0 ? sess->detail : result.detail;
+        if (got == wanted && sess->detail == 0) {
+            return true;
+        }
+        return note(std::string(call) + " gave " + std::to_string(got) + ", detail " +
+                    std::to_string(sess->detail));
+    }
+
+    bool count(const char *name, uint32_t got, size_t wanted) {
+        return got == wanted || note(std::string(name) + " is " + std::to_string(got) + ", not " +
+                                     std::to_string(wanted));
+    }
+
+    bool putone(const bytes &data) {
+        // An own piece of memory for each call: reading past it shows.
+        auto copy = makeblock<char>(data.size() + (data.empty() ? 1 : 0));
+        std::memcpy(copy.get(), data.data(), data.size());
+        sess->recaddr = copy.get();
+        sess->reclen = static_cast<uint32_t>(data.size());
+        sess->code = KVRN_RECORD;
+        return expect("kvrnput", s.checked ? link.chkp(sess.get()) : kvrnput(sess.get()), 0);
+    }
+
+    bool put() {
+        const bool byblock = s.input == exchange::block && s.form != 'r';
+        size_t pending = 0, taken = 0;
+        bytes data;
+        for (const bytes &record : s.inputs.front()) {
+            const auto length = static_cast<uint32_t>(record.size());
+            if (byblock && s.form == 'v') {
+                data.append(reinterpret_cast<const char *>(&length), sizeof length);
+            }
+            data += record + s.delimiter();
+            ++taken;
+            // Blocks of one, two, three records and so on.
+            ++pending;
+            if (byblock && pending * pending <= taken && taken != s.inputs.front().size()) {
+                continue;
+            }
+            if (!putone(data)) {
+                return false;
+            }
+            data.clear();
+            pending = 0;
+        }
+        // A block of lines counts its own lines only.
+        const bool lines = s.form == 'r' && s.input == exchange::block;
+        if (!count("putcount", sess->putcount, lines && taken != 0 ? 1 : taken)) {
+            return false;
+        }
+        sess->code = KVRN_END;
+        return expect("kvrnput at the end", s.checked ? link.chkp(sess.get()) : kvrnput(sess.get()),
+                      1);
+    }
+
+    bool collect() {
+        if (s.fileout()) {
+            bytes data = readfile(disk.output);
+            if (s.endmark) { // goes over to the output
+                if (data.empty() || data.back() != '\x1A') {
+                    return note("the end mark is missing");
+                }
+                data.pop_back();
+            }
+            return unframe(s, data, &result.records) || note("broken records in the output file");
+        }
+        for (;;) {
+            const int got = s.checked ? link.chkg(sess.get()) : kvrnget(sess.get());
+            if (got == 1) {
+                return expect("kvrnget", got, 1) &&
+                       (sess->code == KVRN_END || note("code at the end")) &&
+                       count("getcount", sess->getcount, result.records.size());
+            }
+            if (!expect("kvrnget", got, 0)) {
+                return false;
+            }
+            const bytes data(static_cast<const char *>(sess->recaddr), sess->reclen);
+            if (s.output == exchange::record && s.form == 'v') {
+                result.records.push_back(data);
+            } else if (!unframe(s, data, &result.records)) {
+                return note("broken records from kvrnget");
+            }
+        }
+    }
+};
+
+} // namespace
+
+bool unframe(const sessionspec &s, const bytes &data, std::vector<bytes> *out) {
+    const bytes delimiter = s.delimiter();
+    for (size_t p = 0; p < data.size();) {
+        size_t length = s.outlength(), behind = delimiter.size();
+        if (s.form == 'v') {
+            uint32_t word = 0;
+            if (data.size() - p < sizeof word) {
+                return false;
+            }
+            std::memcpy(&word, data.data() + p, sizeof word);
+            p += sizeof word;
+            length = word;
+        } else if (s.form == 'r') {
+            const size_t end = data.find(delimiter, p);
+            if (end == bytes::npos) {
+                return false;
+            }
+            length = end - p;
+        }
+        if (data.size() - p < length + behind) {
+            return false;
+        }
+        out->push_back(data.substr(p, length));
+        p += length + behind;
+    }
+    return true;
+}
+
+runresult run(const sessionspec &spec, const tempfolder &folder) {
+    return session(spec, folder).run();
+}
+
+} // namespace kvern::test

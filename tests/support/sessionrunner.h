@@ -1,0 +1,23 @@
+// Runs a described session through the public calls alone and gives back what
+// came out of it.
+#pragma once
+
+#include "support/sessionspec.h"
+#include "support/tempfolder.h"
+
+namespace kvern::test {
+
+struct runresult {
+    std::string failed{}; // call that gave an unexpected result or detail; empty: none
+    uint32_t detail = 0;  // first detail code that a call gave
+    std::vector<bytes> records{};
+};
+
+// Makes the input files in `folder`; temporary files go there too.  A session
+// that fails on the way is closed like any other.
+[[nodiscard]] runresult run(const sessionspec &spec, const tempfolder &folder);
+
+// Unframes what a session wrote.  False: it is not whole records.
+[[nodiscard]] bool unframe(const sessionspec &spec, const bytes &data, std::vector<bytes> *out);
+
+} // namespace kvern::test

@@ -1,0 +1,48 @@
+#include "support/tempfolder.h"
+
+#include <atomic>
+#include <chrono>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace kvern::test {
+
+namespace fs = std::filesystem;
+
+tempfolder::tempfolder() {
+    static std::atomic<unsigned> number{0};
+    const auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
+    do {
+        root = fs::temp_directory_path() /
+               ("kvern-test-" + std::to_string(stamp) + "-" + std::to_string(number++));
+    } while (!fs::create_directory(root));
+}
+
+tempfolder::~tempfolder() {
+    std::error_code ignored;
+    fs::remove_all(root, ignored);
+}
+
+size_t tempfolder::entries() const {
+    return static_cast<size_t>(
+        std::distance(fs::recursive_directory_iterator(root), fs::recursive_directory_iterator()));
+}
+
+void writefile(const std::string &path, const std::string &bytes) {
+    std::ofstream out(path, std::ios::binary);
+    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    if (!out.flush()) {
+        throw std::runtime_error("cannot write " + path);
+    }
+}
+
+std::string readfile(const std::string &path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        throw std::runtime_error("cannot read " + path);
+    }
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+} // namespace kvern::test

@@ -1,0 +1,167 @@
+#include "key/textfields.h"
+
+#include "unit/enginecontext.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+namespace kvern {
+namespace {
+
+using namespace std::string_literals;
+
+constexpr uint32_t guard = 0xDEADBEEF;
+
+struct scancase {
+    const char *what;
+    std::string line;      // with what follows it in the block
+    const char *separator; // null: white space
+    uint32_t maxfield;
+    std::string rows; // "offset+length ..." of the rows 0 to maxfield
+    int32_t result;   // bytes of the line with its delimiter
+    const char *delimiter = "\r\n";
+    uint8_t dbcs = 0;
+};
+
+void prepare(enginecontext &ctx, const scancase &c) {
+    ctx.maketext(KVRN_FIELDS, c.delimiter);
+    ctx.sepgiven = c.separator != nullptr;
+    const char *separator = c.separator != nullptr ? c.separator : " ";
+    ctx.sepstr = reinterpret_cast<const uint8_t *>(separator);
+    ctx.seplen = static_cast<uint32_t>(strlen(separator));
+    ctx.dbcs = c.dbcs;
+    wirescanners(&ctx);
+}
+
+std::string rowtext(ptrdiff_t offset, uint32_t length) {
+    return std::to_string(offset) + "+" + std::to_string(length);
+}
+
+// The line is scanned as the last of its block, with bait behind the limit that a
+// scanner which goes past it would take.
+void checkscan(const scancase &c) {
+    SCOPED_TRACE(c.what);
+    enginecontext ctx;
+    prepare(ctx, c);
+    for (const std::string &bait : {""s, ctx.seplen != 0 ? c.separator ? c.separator : " "s : ""s,
+                                    std::string(c.delimiter), "x"s + c.delimiter}) {
+        const std::string block = c.line + bait;
+        const std::vector<uint8_t> bytes(block.begin(), block.end());
+        ctx.scanlimit = bytes.data() + c.line.size();
+        std::vector<fieldrow> rows(c.maxfield + 2, fieldrow{guard, guard});
+        EXPECT_EQ(ctx.fieldscan(&ctx, bytes.data(), rows.data(), c.maxfield), c.result);
+        EXPECT_EQ(rows.back().offset, guard);
+        if (c.result < 0)
+            continue;
+        std::string found;
+        for (uint32_t i = 0; i <= c.maxfield; i++)
+            found += (i == 0 ? "" : " ") + rowtext(rows[i].offset, rows[i].length);
+        EXPECT_EQ(found, c.rows);
+    }
+}
+
+// The same fields in the line taken off its block.
+void checkknownlength(const scancase &c) {
+    SCOPED_TRACE(c.what);
+    enginecontext ctx;
+    prepare(ctx, c);
+    const std::vector<uint8_t> whole(c.line.begin(), c.line.end());
+    const int32_t length = textlength(&ctx, whole.data(), whole.data() + whole.size());
+    if (length <= 0)
+        return;
+    const std::vector<uint8_t> text(whole.begin(), whole.begin() + length);
+    std::vector<fieldaddr> rows(c.maxfield + 2, fieldaddr{nullptr, guard, guard});
+    EXPECT_EQ(
+        ctx.fieldscanlen(&ctx, text.data(), rows.data(), c.maxfield, static_cast<uint32_t>(length)),
+        c.result < 0 ? -1 : 0);
+    EXPECT_EQ(rows.back().length, guard);
+    if (c.result < 0)
+        return;
+    std::string found;
+    for (uint32_t i = 0; i <= c.maxfield; i++) {
+        found += (i == 0 ? "" : " ") + rowtext(rows[i].start - text.data(), rows[i].length);
+        EXPECT_EQ(rows[i].userword, guard); // its user's, not the scanner's
+    }
+    EXPECT_EQ(found, c.rows);
+}
+
+const scancase plaincases[] = {
+    {"blanks in front belong to the field", "  a b\r\n", nullptr, 1, "0+3 4+1", 7},
+    {"tabs separate too", "a\tbc\n", nullptr, 1, "0+1 2+2", 5, "\n"},
+    {"blanks at the end leave an empty field", "a \r\n", nullptr, 1, "0+1 2+0", 4},
+    {"a line of blanks is one field", "   \r\n", nullptr, 0, "0+3", 5},
+    {"more fields than asked for", "a b c d\n", nullptr, 1, "0+1 2+1", 8, "\n"},
+    {"a field too few", "a b\n", nullptr, 2, "", -1, "\n"},
+    {"an empty line has one field", "\n", nullptr, 0, "0+0", 1, "\n"},
+    {"an empty line has no second field", "\n", ",", 1, "", -1, "\n"},
+    {"separators do not merge", "a,,b\n", ",", 2, "0+1 2+0 3+1", 5, "\n"},
+    {"separator at both ends", ",a,\n", ",", 2, "0+0 1+1 3+0", 4, "\n"},
+    {"separator of two bytes", "a::b:c\n", "::", 1, "0+1 3+3", 7, "\n"},
+    {"half a separator at the end", "a::b:\n", "::", 1, "0+1 3+2", 6, "\n"},
+    {"line shorter than the separator", ":\n", "::", 0, "0+1", 2, "\n"},
+    {"repeated first byte", "a:::b\n", "::", 1, "0+1 3+2", 6, "\n"},
+    {"separator that ends in the delimiter's first byte", "a;\r\nb;\rc\r\n", ";\r", 0, "0+2", 4},
+    {"the same takes no field from the next line", "a;\r\nb;\rc\r\n", ";\r", 1, "", -1},
+    {"carriage return inside a line", "a\r,b\r\n", ",", 1, "0+2 3+1", 6},
+    {"an empty separator makes empty fields", "ab\n", "", 2, "0+0 0+0 0+0", 3, "\n"},
+    {"zero byte inside a line", "a\0,b\nc\n"s, ",", 1, "0+2 3+1", 5, "\n"},
+    {"zero byte ends a line without delimiter", "a,b\0c"s, ",", 1, "0+1 2+1", 4, "\n"},
+    {"no end at all", "a,b", ",", 0, "", -1, "\n"},
+    {"half a delimiter", "a,b\r", ",", 0, "", -1},
+};
+
+// By ']' (0x5D), which may be a second byte.
+const scancase dbcscases[] = {
+    {"second byte like the separator", "\x81]a]b\n", "]", 1, "0+3 4+1", 6, "\n", 3},
+    {"plain bytes where nothing is aware", "\x81]a]b\n", "]", 1, "0+1 2+1", 6, "\n", 0},
+    {"lead byte right before the delimiter", "a]\x81\nb]c\n", "]", 1, "0+1 2+1", 4, "\n", 3},
+    {"lead byte before a delimiter of two", "a]\x81\r\nb\r\n", "]", 1, "0+1 2+1", 5, "\r\n", 3},
+    {"lead byte at the end takes no field", "\x81\n]b\n", "]", 1, "", -1, "\n", 3},
+    {"separator of two bytes inside a character", "\x81]-a]-b\n", "]-", 1, "0+4 6+1", 8, "\n", 3},
+};
+
+TEST(TextFields, LineInABlock) {
+    for (const scancase &c : plaincases)
+        checkscan(c);
+}
+
+TEST(TextFields, LineOfKnownLength) {
+    for (const scancase &c : plaincases)
+        checkknownlength(c);
+}
+
+TEST(TextFields, DoubleByteText) {
+    if (!platform::leadbyte(0x81))
+        GTEST_SKIP() << "the system's code page has no double-byte characters";
+    for (const scancase &c : dbcscases) {
+        checkscan(c);
+        checkknownlength(c);
+    }
+}
+
+TEST(TextFields, ScannersOfASession) {
+    const struct {
+        const char *separator;
+        uint8_t dbcs;
+        decltype(qha5ctx::fieldscan) expected;
+        decltype(qha5ctx::fieldscanlen) known;
+    } cases[] = {
+        {nullptr, 3, fields_ws, fieldslen_ws},    {",", 3, fields_sep, fieldslen_sep},
+        {"@", 3, fields_dbcs, fieldslen_dbcs},    {"@", 0, fields_sep, fieldslen_sep},
+        {"~", 3, fields_dbcs, fieldslen_dbcs},    {"\x7F", 3, fields_sep, fieldslen_sep},
+        {"\xA1", 3, fields_dbcs, fieldslen_dbcs}, {"\xDF", 3, fields_dbcs, fieldslen_dbcs},
+        {"\xA0", 3, fields_sep, fieldslen_sep},   {"\xE0", 3, fields_sep, fieldslen_sep},
+        {",@", 3, fields_sep, fieldslen_sep},
+    };
+    for (const auto &c : cases) {
+        enginecontext ctx;
+        prepare(ctx, {"", "", c.separator, 0, "", 0, "\n", c.dbcs});
+        EXPECT_EQ(ctx.fieldscan, c.expected) << (c.separator ? c.separator : "white space");
+        EXPECT_EQ(ctx.fieldscanlen, c.known);
+    }
+}
+
+} // namespace
+} // namespace kvern
