@@ -10,7 +10,10 @@
 // Texts are zero-ended single-byte strings.  An operation writes only to the
 // memory it is given and keeps no pointer.  Interrupted calls are repeated
 // inside; a write to a closed pipe is an error and never a signal.
-#pragma once
+// A guard and no pragma: the fault tests read this page twice, the second time
+// under another namespace.
+#ifndef KVERN_PLATFORM_H
+#define KVERN_PLATFORM_H
 
 #include <cstddef>
 #include <cstdint>
@@ -135,3 +138,5 @@ enum class stream : uint8_t { output, error };
 void print(stream to, const char *text, uint32_t length);
 
 } // namespace kvern::platform
+
+#endif
