@@ -15,4 +15,9 @@ using deliverroutine = blockhdr *(*)(qha5ctx *ctx, blockhdr *block);
 // The in-core `deliver`: plain by record form, or grouping (recfunc not 0).
 [[nodiscard]] deliverroutine choosedeliver(const qha5ctx *ctx);
 
+// Around the records of one output block: empties it; sets its limit, and iostat
+// where `placed`, the last result of an emit routine, is a failure.
+void beginoutput(blockhdr *block);
+blockhdr *endoutput(blockhdr *block, int32_t placed);
+
 } // namespace kvern

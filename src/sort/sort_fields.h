@@ -62,12 +62,17 @@ struct slot {
     const uint8_t *record() const { return reinterpret_cast<const uint8_t *>(this + 1); }
 };
 
+// How the in-core sort chooses the pivot of a partition.
+enum pivotcare : uint32_t { care_three, care_nine, care_median };
+
 // One partition of the in-core sort that waits.
 struct sortpair {
     slot **first;
     uint32_t count;
+    pivotcare care;
 };
-constexpr uint32_t qstackpairs = 32; // enough for 2^32 records: the larger side waits
+// Enough for 2^32 records, since the larger side waits; a sentinel lies below them.
+constexpr uint32_t qstackpairs = 32;
 
 // Partial line left over from the last read of a text input.
 struct carryentry {

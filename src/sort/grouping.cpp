@@ -1,0 +1,118 @@
+// Of records with equal keys, which the sort has brought side by side, one goes
+// out: the first, which waits in holdrec until a record with another key follows.
+//
+//   sorted   a a a b ...      held a | absorbs a, a | b: a goes out, b is held
+//
+// A sum that cannot be made ends summation for the session (recfunc becomes 0): the
+// held record goes out as it is, and after it each record by itself.  A block
+// without room ends the call at any point; the next call goes on from holdvalid and
+// outpos.
+#include "sort/grouping.h"
+
+#include "sort/emit.h"
+#include "sort/keycompare.h"
+
+namespace kvern {
+namespace {
+
+enum outcome : int32_t { absorbed = 0, unfolded = 1, different = 2, broken = -1 };
+
+outcome foldsuppressed(qha5ctx *ctx, const uint8_t *) {
+    ++ctx->suppresscount;
+    return absorbed;
+}
+
+outcome foldsummed(qha5ctx *ctx, const uint8_t *record) {
+    const int32_t folded = ctx->sumrebuild(ctx, ctx->holdrec, record);
+    if (folded == 0)
+        ++ctx->sumcount;
+    return folded == 0 ? absorbed : folded == 1 ? unfolded : broken;
+}
+
+class heldoutput {
+  public:
+    heldoutput(qha5ctx *session, blockhdr *output)
+        : ctx(session), block(output), emit(chooseemit(session)),
+          fold(session->recfunc == rf_sum ? foldsummed : foldsuppressed) {}
+
+    // 0 all is out, 1 the block is full, -1 failed.
+    int32_t run() {
+        if (ctx->outdone != 0)
+            return 0;
+        int32_t status = ctx->recfunc != rf_none ? group() : 0;
+        if (status == 0 && ctx->holdvalid != 0)
+            status = placeheld();
+        if (status == 0)
+            status = placerest();
+        if (status == 0)
+            ctx->outdone = 1;
+        return status;
+    }
+
+  private:
+    qha5ctx *ctx;
+    blockhdr *block;
+    emitroutine emit;
+    outcome (*fold)(qha5ctx *ctx, const uint8_t *record);
+
+    const uint8_t *record() const { return ctx->slotptrs[ctx->outpos]->record(); }
+
+    // Until the records end or summation does; what is held then still waits.
+    int32_t group() {
+        while (ctx->outpos < ctx->seqno) {
+            const outcome met = ctx->holdvalid != 0 ? meet(record()) : different;
+            if (met == broken)
+                return -1;
+            if (met == unfolded) {
+                ctx->recfunc = rf_none;
+                return 0;
+            }
+            if (met == different) {
+                const int32_t status = ctx->holdvalid != 0 ? placeheld() : 0;
+                if (status != 0)
+                    return status;
+                memcpy(ctx->holdrec, record(), ctx->intreclen);
+                ctx->holdvalid = 1;
+            }
+            ++ctx->outpos;
+        }
+        return 0;
+    }
+
+    outcome meet(const uint8_t *next) {
+        if (keycompare(ctx->holdrec, next, ctx->keylen) != 0)
+            return different;
+        return fold(ctx, next);
+    }
+
+    int32_t place(const uint8_t *internal) {
+        const int32_t status = emit(ctx, block, internal);
+        if (status == 0)
+            ++block->count;
+        return status;
+    }
+
+    int32_t placeheld() {
+        const int32_t status = place(ctx->holdrec);
+        if (status == 0)
+            ctx->holdvalid = 0;
+        return status;
+    }
+
+    int32_t placerest() {
+        for (; ctx->outpos < ctx->seqno; ++ctx->outpos)
+            if (const int32_t status = place(record()); status != 0)
+                return status;
+        return 0;
+    }
+};
+
+} // namespace
+
+blockhdr *delivergrouped(qha5ctx *ctx, blockhdr *block) {
+    beginoutput(block);
+    const int32_t status = heldoutput(ctx, block).run();
+    return endoutput(block, status);
+}
+
+} // namespace kvern

@@ -1,0 +1,90 @@
+// From the last input block to the first output block.
+//
+// The counts are compared first: every record that was read is in a slot or a string
+// (seqno), or selection dropped it.  Statistics points go with each step; they print
+// nothing, but they leave their arguments in the context.
+#include "sort/phases.h"
+
+#include "session/qha9msg.h"
+#include "sort/slots.h"
+
+namespace kvern {
+namespace {
+
+constexpr uint8_t timedlevel = 3; // message level from which phases are timed
+
+// The readers of text files do not count lines.
+bool countsagree(qha5ctx *ctx) {
+    const uint32_t taken = ctx->selectcount + ctx->seqno;
+    if (ctx->recform == 'r' && ctx->apiinput != 1)
+        ctx->incount = taken;
+    return taken == ctx->incount;
+}
+
+void noteinput(qha5ctx *ctx, const char *name, uint32_t count) {
+    setargs(ctx, msgarg::of(name), msgarg::of(count));
+    report(ctx, 0, statpoint + 47, 4);
+}
+
+void noteinputs(qha5ctx *ctx) {
+    if (ctx->apiinput == 1)
+        return noteinput(ctx, "kvrnput", ctx->incount);
+    if (ctx->recform == 'r')
+        return;
+    if (ctx->stdinopt == 1)
+        return noteinput(ctx, "stdin", ctx->incount);
+    for (uint32_t i = 0; i < ctx->filecount; i++) {
+        const filectl *file = ctx->infiles[i];
+        noteinput(ctx, file->name, ctx->perinput[i]);
+        setargs(ctx, msgarg::of(file->name), msgarg::of(file->blockcount));
+        report(ctx, 0, statpoint + 59, 6);
+    }
+}
+
+void notecounts(qha5ctx *ctx) {
+    noteinputs(ctx);
+    setargs(ctx, msgarg::of(ctx->incount));
+    report(ctx, 0, statpoint + 44, 3);
+    if (ctx->selectopt == 1) {
+        setargs(ctx, msgarg::of(ctx->selectcount));
+        report(ctx, 0, statpoint + 49, 3);
+    }
+}
+
+// The clock serves statistics alone: when it fails, that is told and the sort goes on.
+void notetime(qha5ctx *ctx, int64_t *when) {
+    if (ctx->msglevel < timedlevel)
+        return;
+    if (!platform::currenttime(when)) {
+        ctx->errno_detail = ctx->errnum;
+        setargs(ctx, msgarg::of("time"), msgarg::of(ctx->errnum));
+        report(ctx, 0, 83, lv_failure);
+        return;
+    }
+    report(ctx, 0, statpoint + 56, 6);
+}
+
+void notestrings(qha5ctx *ctx) {
+    setargs(ctx, msgarg::of(ctx->stringcount));
+    report(ctx, 0, statpoint + 58, 6);
+}
+
+int sortincore(qha5ctx *ctx) {
+    notetime(ctx, &ctx->phase2end);
+    report(ctx, 0, statpoint + 66, 6);
+    if (sortslots(ctx, ctx->slotused) != 0)
+        return -1;
+    notestrings(ctx);
+    return 0;
+}
+
+} // namespace
+
+int runphases(qha5ctx *ctx) {
+    if (!countsagree(ctx))
+        return faillogic(ctx);
+    notecounts(ctx);
+    return ctx->external == 0 ? sortincore(ctx) : faillogic(ctx);
+}
+
+} // namespace kvern
