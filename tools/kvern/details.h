@@ -1,0 +1,21 @@
+// The engine's detail codes in the command's words.
+#pragma once
+
+#include "report.h"
+
+namespace command {
+
+// Which side of the session a detail speaks of, as far as the code tells.
+enum class side : uint8_t { none, input, output };
+
+struct explanation {
+    std::string what;
+    std::string advice;
+    ending code;
+    uint32_t message; // number in the engine's catalogue, 0: none or unknown
+    side where;
+};
+
+explanation explain(uint32_t detail);
+
+} // namespace command

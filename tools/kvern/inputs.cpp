@@ -1,0 +1,100 @@
+#include "inputs.h"
+
+#include "report.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace command {
+
+namespace {
+
+[[noreturn]] void failfile(const std::string &name, const std::string &why) {
+    throw failure{ending::file, name + ": " + why, ""};
+}
+
+} // namespace
+
+inputsource::inputsource(const std::string &path)
+    : filepath(path), shown(path == "-" ? "standard input" : path), fromstdin(path == "-") {
+    facts = fromstdin ? inspect(standardinput) : inspect(path);
+    if (facts.sort == filesort::missing)
+        failfile(shown, facts.error);
+    if (facts.sort == filesort::directory)
+        failfile(shown, "is a directory");
+    open();
+}
+
+inputsource::~inputsource() {
+    if (descriptor >= 0 && !fromstdin)
+        closeinput(descriptor);
+}
+
+inputsource::inputsource(inputsource &&other) noexcept
+    : filepath(std::move(other.filepath)), shown(std::move(other.shown)),
+      fromstdin(other.fromstdin), facts(std::move(other.facts)),
+      descriptor(std::exchange(other.descriptor, -1)), start(other.start),
+      beginning(std::move(other.beginning)), given(other.given), atend(other.atend) {}
+
+// Opened at once, so that a file without permission is told by its name.
+void inputsource::open() {
+    descriptor = fromstdin ? standardinput : openinput(filepath);
+    if (descriptor < 0)
+        failfile(shown, systemerror());
+    if (isfile())
+        start = position(descriptor);
+}
+
+size_t inputsource::readraw(void *to, size_t room) {
+    const int64_t count = readsome(descriptor, to, room);
+    if (count < 0)
+        failfile(shown, systemerror());
+    return static_cast<size_t>(count);
+}
+
+void inputsource::readahead() {
+    if (isfile() || atend)
+        return;
+    beginning.resize(aheadroom);
+    size_t filled = 0;
+    while (filled < aheadroom && !atend) {
+        const size_t count = readraw(beginning.data() + filled, aheadroom - filled);
+        filled += count;
+        atend = count == 0;
+    }
+    beginning.resize(filled);
+}
+
+size_t inputsource::read(void *to, size_t room) {
+    if (given < beginning.size()) {
+        const size_t count = std::min(room, beginning.size() - given);
+        std::memcpy(to, beginning.data() + given, count);
+        given += count;
+        if (given == beginning.size()) {
+            beginning.clear();
+            beginning.shrink_to_fit();
+            given = 0;
+        }
+        return count;
+    }
+    return atend ? 0 : readraw(to, room);
+}
+
+void inputsource::rewind() {
+    if (isfile() && !goback(descriptor, start))
+        failfile(shown, systemerror());
+}
+
+std::vector<inputsource> opensources(const std::vector<std::string> &paths) {
+    std::vector<inputsource> sources;
+    if (paths.empty())
+        sources.emplace_back("-");
+    for (const std::string &path : paths)
+        sources.emplace_back(path);
+    if (std::count(paths.begin(), paths.end(), "-") > 1)
+        refuse("standard input is named twice", "it can be read once");
+    return sources;
+}
+
+} // namespace command

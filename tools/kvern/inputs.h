@@ -1,0 +1,58 @@
+// The inputs as the user named them, and who reads each: regular files can be
+// read by the engine itself and looked through first, everything else is a
+// stream, of which only the beginning is looked at before the session opens.
+#pragma once
+
+#include "streams.h"
+
+#include <string>
+#include <vector>
+
+namespace command {
+
+// The beginning of a stream that is read ahead.  A stream that ends within it is
+// known as well as a file.
+constexpr size_t aheadroom = size_t{1} << 20;
+
+class inputsource {
+  public:
+    explicit inputsource(const std::string &path);
+    ~inputsource();
+    inputsource(inputsource &&other) noexcept;
+    inputsource &operator=(inputsource &&) = delete;
+
+    const std::string &name() const { return shown; } // "standard input" for -
+    const std::string &path() const { return filepath; }
+    bool isfile() const { return facts.sort == filesort::regular; }
+    // A regular file that the engine can open by its path.
+    bool isnamedfile() const { return isfile() && !fromstdin; }
+    uint64_t size() const { return facts.size; }
+
+    // Makes the beginning of a stream available to `ahead`; no-op for files.
+    void readahead();
+    const std::string &ahead() const { return beginning; }
+    bool aheadisall() const { return atend; }
+
+    // Up to `room` bytes from the current place, 0 at the end.
+    size_t read(void *to, size_t room);
+    // Back to the place where a file stood at first.
+    void rewind();
+
+  private:
+    std::string filepath, shown;
+    bool fromstdin;
+    filefacts facts;
+    int descriptor = -1;
+    int64_t start = 0;
+    std::string beginning; // read ahead, still to be delivered from `given` on
+    size_t given = 0;
+    bool atend = false;
+
+    void open();
+    size_t readraw(void *to, size_t room);
+};
+
+// All inputs of a command line; none means standard input.
+std::vector<inputsource> opensources(const std::vector<std::string> &paths);
+
+} // namespace command

@@ -1,0 +1,96 @@
+// The command `kvern`: finds the verb, runs it, turns what it threw into a text
+// and an exit code.
+
+#include "options.h"
+#include "report.h"
+#include "sortrun.h"
+#include "streams.h"
+
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <string>
+
+using namespace command;
+
+namespace {
+
+void sortverb(int argc, const char *const *argv) {
+    sortoptions options;
+    if (parsesort(argc, argv, options))
+        runsort(options);
+}
+
+struct verb {
+    const char *name;
+    const char *summary;
+    void (*run)(int argc, const char *const *argv); // argv[0] is the verb
+    std::string (*help)();
+};
+constexpr verb verbs[] = {
+    {"sort", "sort records of files or standard input", sortverb, sorthelp},
+};
+
+const verb *findverb(const char *name) {
+    for (const verb &one : verbs)
+        if (std::strcmp(one.name, name) == 0)
+            return &one;
+    return nullptr;
+}
+
+const verb &needverb(const char *name) {
+    const verb *found = findverb(name);
+    if (!found)
+        refuse(quoted(name) + " is no command", "\"kvern help\" lists the commands");
+    return *found;
+}
+
+std::string overview() {
+    std::string text = "Usage: kvern COMMAND [options] [FILE...]\n\nCommands:\n";
+    for (const verb &one : verbs)
+        text += std::string("  ") + one.name + "  " + one.summary + "\n";
+    return text + "\n\"kvern help COMMAND\" tells the options of a command, "
+                  "\"kvern --version\" the version.\n";
+}
+
+void run(int argc, const char *const *argv) {
+    if (argc < 2)
+        refuse("a command is missing", "\"kvern help\" lists the commands");
+    const std::string first = argv[1];
+    if (first == "--version") {
+        std::puts("kvern " KVERN_VERSION);
+    } else if (first == "help" || first == "--help") {
+        const std::string text = argc > 2 ? needverb(argv[2]).help() : overview();
+        std::fputs(text.c_str(), stdout);
+    } else {
+        needverb(argv[1]).run(argc - 1, argv + 1);
+    }
+}
+
+int exitcode(ending code) {
+    return static_cast<int>(code);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    usebinarystreams();
+    catchsignals();
+    failure what{ending::internal, "", ""};
+    try {
+        run(argc, argv);
+        return exitcode(ending::done);
+    } catch (const stopped &) {
+        if (stopwanted()) // not for a reader that went away
+            printnote("stopped");
+        return exitcode(ending::interrupted);
+    } catch (const failure &thrown) {
+        what = thrown;
+    } catch (const std::bad_alloc &) {
+        what = {ending::room, "no memory", ""};
+    } catch (const std::exception &unexpected) {
+        what.what = unexpected.what();
+    }
+    printfailure(what);
+    return exitcode(what.code);
+}

@@ -1,0 +1,47 @@
+// The command line of `kvern sort` as values, not yet judged against each other.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace command {
+
+struct sortoptions {
+    // Record form
+    uint32_t fixed = 0; // 0: text
+    bool text = false;
+    bool columns = false;
+    std::string eol = "auto";
+    std::string separator;
+    bool separatorgiven = false;
+    uint32_t maxline = 0; // 0: found by a first pass
+
+    // Data code
+    std::string data = "ascii";
+    std::string zoned = "zone5";
+    bool zonedgiven = false;
+    uint32_t ebcdictable = 0;
+
+    // Keys
+    std::vector<std::string> keys;
+    bool reverse = false, stable = false, unique = false;
+    bool skipblanks = false, alnum = false, fold = false, printable = false, numeric = false;
+
+    // Files and room
+    std::vector<std::string> inputs;
+    std::string output; // empty or "-": standard output
+    std::vector<std::string> tempdirs;
+    std::string memory;
+};
+
+// Throws a failure of the command line; false when help was asked for and given.
+bool parsesort(int argc, const char *const *argv, sortoptions &out);
+
+std::string sorthelp();
+
+// Bytes of working storage for the text of -S, empty for the default.  Outside
+// of what the engine takes, the nearest bound with a note.
+uint32_t memorysize(const std::string &text);
+
+} // namespace command

@@ -1,0 +1,72 @@
+// One session of the engine: opens it, passes data through, closes it whatever
+// happens.  `detail` is looked at after every call, also where the result is 0.
+#pragma once
+
+#include "kvern.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace command {
+
+// A block with a count and trailing entries, in memory of its own.  `Entries`
+// is the number of bytes before the first entry.
+template <typename Block, typename Entry, size_t Front>
+class tableblock {
+  public:
+    explicit tableblock(size_t count)
+        : words((Front + count * sizeof(Entry) + sizeof(Block) + sizeof(uint64_t) - 1) /
+                sizeof(uint64_t)) {
+        get()->count = static_cast<uint32_t>(count);
+    }
+    Block *get() { return reinterpret_cast<Block *>(words.data()); }
+    Block *operator->() { return get(); }
+
+  private:
+    std::vector<uint64_t> words;
+};
+using keyblock = tableblock<KVRNKEY, KVRNKEYE, offsetof(KVRNKEY, entry)>;
+using pathblock = tableblock<KVRNFLST, const char *, offsetof(KVRNFLST, path)>;
+
+// What a session is opened with.
+struct description {
+    KVRNPRIM prim{};
+    std::string separator; // empty: white space
+    std::vector<KVRNKEYE> keys;
+    std::vector<std::string> infiles; // empty: records come by put
+    std::string outfile;              // empty: records leave by get
+    std::vector<std::string> workdirs;
+};
+
+// A call of the engine that failed, or ended with a detail.
+struct enginefailure {
+    const char *call;
+    uint32_t detail;
+};
+
+// Throws enginefailure, or `stopped` where the session was stopped.
+class session {
+  public:
+    explicit session(const description &what);
+    ~session();
+    session(const session &) = delete;
+    session &operator=(const session &) = delete;
+
+    void put(const void *data, uint32_t length);
+    void endinput();
+    // False at the end of the data.
+    bool get(const void **data, uint32_t *length);
+    // Ends the session.  Without this call the destructor does so, silently.
+    void close();
+
+  private:
+    KVRNLINK link{};
+    KVRNPRIM prim;
+    KVRNSESS sess{};
+    bool open = false;
+
+    void check(const char *call, int result);
+};
+
+} // namespace command

@@ -1,0 +1,12 @@
+// `kvern sort`: plans a session, runs it, and puts the engine's failures in the
+// user's words.
+#pragma once
+
+#include "options.h"
+
+namespace command {
+
+// Throws failure or `stopped`.
+void runsort(const sortoptions &options);
+
+} // namespace command

@@ -1,0 +1,188 @@
+#include "streams.h"
+
+#include "report.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#if defined(_WIN32)
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace command {
+
+namespace {
+
+volatile std::sig_atomic_t signalled = 0;
+
+extern "C" void onsignal(int) {
+    signalled = 1;
+}
+
+// One call moves at most this much; the calls of one system count in int.
+constexpr size_t largestmove = size_t{1} << 30;
+
+size_t bounded(size_t length) {
+    return length < largestmove ? length : largestmove;
+}
+
+#if defined(_WIN32)
+using statblock = struct __stat64;
+int statpath(const char *path, statblock *out) {
+    return _stat64(path, out);
+}
+int statdescr(int descriptor, statblock *out) {
+    return _fstat64(descriptor, out);
+}
+int openread(const char *path) {
+    return _open(path, _O_RDONLY | _O_BINARY);
+}
+int64_t seek(int descriptor, int64_t to, int whence) {
+    return _lseeki64(descriptor, to, whence);
+}
+int64_t readonce(int descriptor, void *to, size_t room) {
+    return _read(descriptor, to, static_cast<unsigned>(room));
+}
+int64_t writeonce(int descriptor, const void *from, size_t length) {
+    return _write(descriptor, from, static_cast<unsigned>(length));
+}
+void closeonce(int descriptor) {
+    _close(descriptor);
+}
+#else
+using statblock = struct stat;
+int statpath(const char *path, statblock *out) {
+    return stat(path, out);
+}
+int statdescr(int descriptor, statblock *out) {
+    return fstat(descriptor, out);
+}
+int openread(const char *path) {
+    return open(path, O_RDONLY | O_CLOEXEC);
+}
+int64_t seek(int descriptor, int64_t to, int whence) {
+    return lseek(descriptor, static_cast<off_t>(to), whence);
+}
+int64_t readonce(int descriptor, void *to, size_t room) {
+    return read(descriptor, to, room);
+}
+int64_t writeonce(int descriptor, const void *from, size_t length) {
+    return write(descriptor, from, length);
+}
+void closeonce(int descriptor) {
+    close(descriptor);
+}
+#endif
+
+filefacts factsof(const statblock &block) {
+    const auto mode = block.st_mode & S_IFMT;
+    if (mode == S_IFREG)
+        return {filesort::regular, static_cast<uint64_t>(block.st_size), ""};
+    return {mode == S_IFDIR ? filesort::directory : filesort::stream, 0, ""};
+}
+
+} // namespace
+
+void usebinarystreams() {
+#if defined(_WIN32)
+    _setmode(standardinput, _O_BINARY);
+    _setmode(standardoutput, _O_BINARY);
+#endif
+}
+
+filefacts inspect(const std::string &path) {
+    statblock block;
+    if (statpath(path.c_str(), &block) != 0)
+        return {filesort::missing, 0, systemerror()};
+    return factsof(block);
+}
+
+filefacts inspect(int descriptor) {
+    statblock block;
+    if (statdescr(descriptor, &block) != 0)
+        return {filesort::missing, 0, systemerror()};
+    filefacts facts = factsof(block);
+    if (facts.sort == filesort::regular) {
+        const int64_t place = position(descriptor);
+        if (place < 0)
+            facts.sort = filesort::stream;
+        else
+            facts.size -= static_cast<uint64_t>(place) < facts.size ? static_cast<uint64_t>(place)
+                                                                    : facts.size;
+    }
+    return facts;
+}
+
+int openinput(const std::string &path) {
+    return openread(path.c_str());
+}
+
+void closeinput(int descriptor) {
+    closeonce(descriptor);
+}
+
+int64_t readsome(int descriptor, void *to, size_t room) {
+    for (;;) {
+        if (stopwanted())
+            throw stopped{};
+        const int64_t count = readonce(descriptor, to, bounded(room));
+        if (count >= 0 || errno != EINTR)
+            return count;
+    }
+}
+
+int64_t position(int descriptor) {
+    return seek(descriptor, 0, SEEK_CUR);
+}
+
+bool goback(int descriptor, int64_t place) {
+    return seek(descriptor, place, SEEK_SET) == place;
+}
+
+void writeoutput(const void *from, size_t length) {
+    auto next = static_cast<const char *>(from);
+    while (length > 0) {
+        const int64_t count = writeonce(standardoutput, next, bounded(length));
+        if (count >= 0) {
+            next += count;
+            length -= static_cast<size_t>(count);
+            continue;
+        }
+        if (errno == EINTR && !stopwanted())
+            continue;
+        if (errno == EINTR || errno == EPIPE)
+            throw stopped{};
+        const ending code = errno == ENOSPC ? ending::room : ending::file;
+        throw failure{code, "standard output: " + systemerror(), ""};
+    }
+}
+
+std::string systemerror() {
+    return std::strerror(errno);
+}
+
+void catchsignals() {
+#if defined(_WIN32)
+    std::signal(SIGINT, onsignal);
+    std::signal(SIGTERM, onsignal);
+#else
+    // Not restarted, so that a wait for input ends with the signal.
+    struct sigaction action = {};
+    action.sa_handler = onsignal;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    std::signal(SIGPIPE, SIG_IGN); // a closed pipe is an error of the write
+#endif
+}
+
+bool stopwanted() {
+    return signalled != 0;
+}
+
+} // namespace command

@@ -1,0 +1,44 @@
+// Descriptors, file facts and signals: the only file of the command that knows
+// the system.  All bytes pass untranslated on every system.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace command {
+
+constexpr int standardinput = 0;
+constexpr int standardoutput = 1;
+
+// Standard streams carry bytes, not text with translated line ends.
+void usebinarystreams();
+
+enum class filesort : uint8_t { missing, regular, directory, stream };
+struct filefacts {
+    filesort sort;
+    uint64_t size;     // of a regular file, from its position to its end
+    std::string error; // why it is missing
+};
+filefacts inspect(const std::string &path);
+filefacts inspect(int descriptor);
+
+// -1 on failure, then systemerror() tells why.
+int openinput(const std::string &path);
+void closeinput(int descriptor);
+// Up to `room` bytes; 0 at the end, -1 on failure.  Throws `stopped` when a
+// signal came in between.
+int64_t readsome(int descriptor, void *to, size_t room);
+// The place of a regular file's next byte, and back to it.
+int64_t position(int descriptor);
+bool goback(int descriptor, int64_t place);
+// All of it, or throws the failure of standard output.
+void writeoutput(const void *from, size_t length);
+
+std::string systemerror();
+
+// From here on an interrupt or a request to end only marks stopwanted().
+void catchsignals();
+bool stopwanted();
+
+} // namespace command
