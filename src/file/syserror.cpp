@@ -59,38 +59,65 @@ constexpr errorrow bytransfer(platform::syserror code, uint32_t other, uint32_t 
 }
 
 constexpr errorrow errorrows[] = {
-    byopen(2, 290, 291, 289),         byopen(3, 341, 342, 340),
-    byopen(4, 362, 363, 208),         byopen(5, 371, 372, 370),
-    byopen(15, 297, 298, 296),        byopen(20, 259, 260, 258),
-    byopen(21, 329, 330, 328),        byopen(26, 326, 327, 325),
-    byopen(50, 332, 333, 331),        byopen(82, 265, 266, 264),
-    byopen(110, 335, 336, 334),       byopen(111, 262, 263, 261),
-    byopen(123, 300, 301, 299),       byopen(125, 320, 321, 319),
-    byopen(144, 271, 272, 270),       byopen(148, 338, 339, 337),
-    byopen(161, 256, 257, 255),       byopen(206, 293, 294, 292),
-    byopen(267, 274, 275, 273),       byopen(1200, 253, 254, 252),
-    byopen(1201, 268, 269, 267),      byopen(1222, 314, 315, 313),
-    byopen(1376, 317, 318, 316),      byopen(1785, 365, 366, 364),
-    byopen(2250, 323, 324, 322),
+    byopen(2, 290, 291, 289),    // file not found
+    byopen(3, 341, 342, 340),    // path not found
+    byopen(4, 362, 363, 208),    // too many open files
+    byopen(5, 371, 372, 370),    // access denied
+    byopen(15, 297, 298, 296),   // invalid drive
+    byopen(20, 259, 260, 258),   // bad unit
+    byopen(21, 329, 330, 328),   // device not ready
+    byopen(26, 326, 327, 325),   // not a DOS disk
+    byopen(50, 332, 333, 331),   // request not supported
+    byopen(82, 265, 266, 264),   // cannot make directory entry
+    byopen(110, 335, 336, 334),  // open failed
+    byopen(111, 262, 263, 261),  // buffer overflow (file name too long)
+    byopen(123, 300, 301, 299),  // invalid name
+    byopen(125, 320, 321, 319),  // no volume label
+    byopen(144, 271, 272, 270),  // directory not root
+    byopen(148, 338, 339, 337),  // path busy
+    byopen(161, 256, 257, 255),  // bad path name
+    byopen(206, 293, 294, 292),  // file name exceeds range
+    byopen(267, 274, 275, 273),  // name is a directory
+    byopen(1200, 253, 254, 252), // bad device
+    byopen(1201, 268, 269, 267), // connection unavailable
+    byopen(1222, 314, 315, 313), // no network
+    byopen(1376, 317, 318, 316), // no such alias
+    byopen(1785, 365, 366, 364), // unrecognized media
+    byopen(2250, 323, 324, 322), // network connection not found
 
-    bydirection(32, 360, 361, 359),   bydirection(33, 304, 305, 303),
-    bydirection(65, 309, 310, 308),   bydirection(108, 282, 283, 281),
-    bydirection(1314, 344, 345, 343),
+    bydirection(32, 360, 361, 359),   // sharing violation
+    bydirection(33, 304, 305, 303),   // lock violation
+    bydirection(65, 309, 310, 308),   // network access denied
+    bydirection(108, 282, 283, 281),  // drive locked
+    bydirection(1314, 344, 345, 343), // privilege not held
 
-    always(18, msg_open, 312),        always(19, msg_write, 369),
-    always(29, msg_write, 368),       always(30, msg_read, 346),
-    always(36, msg_open, 209),        always(39, msg_write, 295),
-    always(51, msg_open, 347),        always(54, msg_open, 311),
-    always(70, msg_open, 358),        always(71, msg_open, 348),
-    always(88, msg_write, 307),       always(112, msg_write, 277),
-    always(131, msg_open, 306),       always(183, msg_open, 251),
-    always(1005, msg_open, 367),      always(1117, msg_open, 302),
-    always(1126, msg_open, 279),      always(1127, msg_open, 278),
-    always(1128, msg_open, 280),      always(1208, msg_open, 284),
-    always(1392, msg_read, 285),      always(1393, msg_read, 276),
+    always(18, msg_open, 312),   // no more files
+    always(19, msg_write, 369),  // write protected
+    always(29, msg_write, 368),  // write fault
+    always(30, msg_read, 346),   // read fault
+    always(36, msg_open, 209),   // sharing buffer exceeded
+    always(39, msg_write, 295),  // disk full (handle)
+    always(51, msg_open, 347),   // remote not listening
+    always(54, msg_open, 311),   // network busy
+    always(70, msg_open, 358),   // sharing paused
+    always(71, msg_open, 348),   // request not accepted
+    always(88, msg_write, 307),  // network write fault
+    always(112, msg_write, 277), // disk full
+    always(131, msg_open, 306),  // negative seek
+    always(183, msg_open, 251),  // already exists
+    always(1005, msg_open, 367), // unrecognized volume
+    always(1117, msg_open, 302), // I/O device error
+    always(1126, msg_open, 279), // disk recalibrate failed
+    always(1127, msg_open, 278), // disk operation failed
+    always(1128, msg_open, 280), // disk reset failed
+    always(1208, msg_open, 284), // extended network error
+    always(1392, msg_read, 285), // file corrupt
+    always(1393, msg_read, 276), // disk corrupt
 
-    bytransfer(25, 352, 353, 354),    bytransfer(27, 349, 350, 351),
-    bytransfer(132, 355, 356, 357),   bytransfer(1006, 286, 287, 288),
+    bytransfer(25, 352, 353, 354),   // seek error
+    bytransfer(27, 349, 350, 351),   // sector not found
+    bytransfer(132, 355, 356, 357),  // seek on device
+    bytransfer(1006, 286, 287, 288), // file invalid
 };
 static_assert(sizeof errorrows / sizeof *errorrows == 56);
 

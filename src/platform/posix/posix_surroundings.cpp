@@ -53,16 +53,8 @@ const char *defaultengine() {
     return nullptr;
 }
 
-// Null: the library that holds this routine, by the name under which the loader
-// knows it; the program itself where the engine is linked into one.
 library loadlibrary(const char *name) {
-    if (name != nullptr)
-        return dlopen(name, RTLD_NOW | RTLD_LOCAL);
-    Dl_info own;
-    void *self = nullptr;
-    if (dladdr(reinterpret_cast<void *>(&loadlibrary), &own) != 0 && own.dli_fname != nullptr)
-        self = dlopen(own.dli_fname, RTLD_NOW | RTLD_LOCAL | RTLD_NOLOAD);
-    return self != nullptr ? self : dlopen(nullptr, RTLD_NOW | RTLD_LOCAL);
+    return name == nullptr ? nullptr : dlopen(name, RTLD_NOW | RTLD_LOCAL);
 }
 
 symbol findsymbol(library lib, const char *name) {
