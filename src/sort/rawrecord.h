@@ -25,7 +25,8 @@ inline bool takevariable(qha5ctx *ctx, const uint8_t *raw, uint32_t *length) {
         if (*length <= ctx->inreclen && *length <= left - lengthword)
             return true;
     }
-    return fail(ctx, 88, KVRN_D_RECLEN) == 0;
+    fail(ctx, 88, KVRN_D_RECLEN);
+    return false;
 }
 
 // The line's delimiter, or null where none follows.
@@ -43,8 +44,10 @@ inline const uint8_t *finddelimiter(const qha5ctx *ctx, const uint8_t *line) {
 // Length of a line without its delimiter; false after reporting.
 inline bool takeline(qha5ctx *ctx, const uint8_t *raw, uint32_t *length) {
     const uint8_t *end = finddelimiter(ctx, raw);
-    if (end == nullptr)
-        return fail(ctx, 86, KVRN_D_NODELIMITER) == 0;
+    if (end == nullptr) {
+        fail(ctx, 86, KVRN_D_NODELIMITER);
+        return false;
+    }
     *length = static_cast<uint32_t>(end - raw);
     return true;
 }
@@ -60,21 +63,27 @@ inline bool takefields(qha5ctx *ctx, const uint8_t *raw, fieldrow *table, uint32
         if (memcmp(raw + *length, ctx->linedlmt, ctx->linedlmtlen) == 0)
             return true;
     }
-    if (finddelimiter(ctx, raw) == nullptr)
-        return fail(ctx, 86, KVRN_D_NODELIMITER) == 0;
-    return fail(ctx, missing, detail) == 0;
+    if (finddelimiter(ctx, raw) == nullptr) {
+        fail(ctx, 86, KVRN_D_NODELIMITER);
+        return false;
+    }
+    fail(ctx, missing, detail);
+    return false;
 }
 
 inline bool linefits(qha5ctx *ctx, uint32_t length) {
     if (length + ctx->linedlmtlen <= ctx->inreclen)
         return true;
-    return fail(ctx, 88, KVRN_D_RECLEN) == 0;
+    fail(ctx, 88, KVRN_D_RECLEN);
+    return false;
 }
 
 // Sequence numbers are 32-bit words in the key: a record more would break the order.
 inline bool countrecord(qha5ctx *ctx) {
-    if (ctx->seqno == UINT32_MAX)
-        return faillogic(ctx) == 0;
+    if (ctx->seqno == UINT32_MAX) {
+        faillogic(ctx);
+        return false;
+    }
     ++ctx->seqno;
     return true;
 }
