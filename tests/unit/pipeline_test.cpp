@@ -1,10 +1,13 @@
 #include "key/pipeline.h"
 
 #include "key/fieldtables.h"
+#include "key/keytable.h"
 #include "session/arena.h"
 #include "unit/enginecontext.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 namespace kvern {
 namespace {
@@ -104,8 +107,10 @@ TEST(FieldTables, OneByteMustStay) {
 struct fixedsort : enginecontext {
     fixedsort() : enginecontext(1 << 16) {
         inreclen = outreclen = 20;
-        keylen = 4;
-        intreclen = 20;
+        keytablebuilder builder(this);
+        EXPECT_EQ(builder.begin(1, 0), 0);
+        EXPECT_NE(builder.addkey({0, 4, KVRN_CHAR, 0, KVRN_ASCENDING, 0}), nullptr);
+        EXPECT_EQ(builder.finish(nullptr), 0);
         idxentlen = 24 + 16;
         wbsize = 200;
         sortnext = arenanext;
@@ -132,6 +137,41 @@ TEST(Pipeline, BuffersAndSlots) {
     EXPECT_EQ(grouping.holdrec, grouping.arenanext);
     EXPECT_GE(grouping.recwork, grouping.holdrec + grouping.intreclen);
     EXPECT_LT(grouping.slotcount, ctx.slotcount);
+}
+
+// Held record and operands share the larger of the two areas.
+TEST(Pipeline, SelectionSharesTheHeldRecord) {
+    for (const uint32_t operand : {4u, 8u}) {
+        fixedsort ctx;
+        ctx.recfunc = rf_suppress;
+        ctx.selectopt = 1;
+        ctx.selmaxlen = operand;
+        (void)setuppipeline(&ctx);
+        EXPECT_EQ(ctx.selbufl, ctx.holdrec);
+        EXPECT_EQ(ctx.selbufr - ctx.selbufl, 2 * static_cast<ptrdiff_t>(operand));
+        const uint32_t area = std::max(4 * operand, ctx.intreclen);
+        EXPECT_EQ(ctx.recwork - ctx.holdrec, static_cast<ptrdiff_t>(arenaround(area)));
+    }
+}
+
+// Later phases divide the storage behind the summation field tables, no more.
+TEST(Pipeline, SummationByFieldsKeepsItsTables) {
+    lines ctx;
+    keytablebuilder builder(&ctx);
+    ASSERT_EQ(builder.begin(1, 0), 0);
+    ASSERT_NE(builder.addkey({0, 4, KVRN_CHAR, 0, KVRN_ASCENDING, 0}), nullptr);
+    ASSERT_EQ(builder.finish(nullptr), 0);
+    ctx.recfunc = rf_sum;
+    ctx.summaxfld = 5;
+    ctx.sumlen = 8;
+    ctx.sortnext = ctx.arenanext;
+    ctx.sortfree = 1 << 16;
+    (void)setuppipeline(&ctx);
+    const uint32_t tables = 2 * (5 + 2) * sizeof(fieldaddr);
+    EXPECT_EQ(ctx.sortnext, ctx.arenanext + tables);
+    EXPECT_EQ(ctx.sortfree, (1u << 16) - tables);
+    EXPECT_EQ(reinterpret_cast<uint8_t *>(ctx.keyfields), ctx.sortnext);
+    EXPECT_EQ(ctx.holdrec - ctx.sumbuf, 8);
 }
 
 TEST(Pipeline, StorageTooSmall) {

@@ -45,8 +45,9 @@ void checkscan(const scancase &c) {
     SCOPED_TRACE(c.what);
     enginecontext ctx;
     prepare(ctx, c);
-    for (const std::string &bait : {""s, ctx.seplen != 0 ? c.separator ? c.separator : " "s : ""s,
-                                    std::string(c.delimiter), "x"s + c.delimiter}) {
+    const std::string separator = c.separator != nullptr ? c.separator : " ";
+    const std::string delimiter = c.delimiter;
+    for (const std::string &bait : {""s, separator, delimiter, "x" + delimiter, "\n"s}) {
         const std::string block = c.line + bait;
         const std::vector<uint8_t> bytes(block.begin(), block.end());
         ctx.scanlimit = bytes.data() + c.line.size();
@@ -57,7 +58,8 @@ void checkscan(const scancase &c) {
             continue;
         std::string found;
         for (uint32_t i = 0; i <= c.maxfield; i++)
-            found += (i == 0 ? "" : " ") + rowtext(rows[i].offset, rows[i].length);
+            found += (i == 0 ? "" : " ") +
+                     rowtext(static_cast<ptrdiff_t>(rows[i].offset), rows[i].length);
         EXPECT_EQ(found, c.rows);
     }
 }
