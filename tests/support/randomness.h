@@ -21,7 +21,7 @@ class randomness {
     bool onein(uint32_t n) { return below(n) == 0; }
     template <class T>
     T pick(std::initializer_list<T> list) {
-        return *std::next(list.begin(), below(static_cast<uint32_t>(list.size())));
+        return list.begin()[below(static_cast<uint32_t>(list.size()))];
     }
     template <class C>
     const auto &pickof(const C &list) {

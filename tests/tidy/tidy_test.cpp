@@ -1,0 +1,179 @@
+// Rules over the sources themselves, so that the house stays as it is laid out.
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <map>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using words = std::set<std::string>;
+
+struct source {
+    std::string path; // from the root of the tree
+    std::vector<std::string> lines;
+};
+
+bool starts(const std::string &text, const std::string &with) {
+    return text.rfind(with, 0) == 0;
+}
+
+const std::vector<source> &sources() {
+    static const std::vector<source> all = [] {
+        std::vector<source> out;
+        const fs::path root = KVERN_SOURCE_DIR;
+        for (const char *folder : {"include", "src", "tools", "tests", "bench"}) {
+            if (!fs::exists(root / folder)) {
+                continue;
+            }
+            for (const auto &entry : fs::recursive_directory_iterator(root / folder)) {
+                const std::string kind = entry.path().extension().string();
+                if (kind != ".cpp" && kind != ".h" && kind != ".c") {
+                    continue;
+                }
+                source s;
+                s.path = fs::relative(entry.path(), root).generic_string();
+                std::ifstream in(entry.path());
+                for (std::string line; std::getline(in, line);) {
+                    s.lines.push_back(line);
+                }
+                out.push_back(s);
+            }
+        }
+        return out;
+    }();
+    return all;
+}
+
+// What a line includes, with its first bracket or quote: "<cstdint" or
+// "\"key/words.h"; empty: nothing.
+std::string included(const std::string &line) {
+    const size_t at = line.find_first_of("<\"");
+    return starts(line, "#include") && at != std::string::npos
+               ? line.substr(at, line.find_first_of(">\"", at + 1) - at)
+               : "";
+}
+
+std::string roomof(const std::string &path) {
+    return path.substr(0, path.find('/'));
+}
+
+// Header-only parts of the standard library: nothing to link.
+const words harmless = {"<cstdint",  "<cstddef",  "<cstring",  "<type_traits",
+                        "<utility",  "<limits",   "<array",    "<bit",
+                        "<concepts", "<iterator", "<stddef.h", "<stdint.h"};
+
+// What every room may use of the session room.
+const words basics = {"session/context.h", "session/arena.h", "session/pump.h",
+                      "session/qha9msg.h"};
+
+// The arrows between the rooms of src; the session room may use all of them.
+// Single headers stand where one routine of a room is wired into a slot.
+const std::map<std::string, words> arrows = {
+    {"session", {"param", "key", "sort", "merge", "select", "file", "platform"}},
+    {"param", {"key", "sort", "file", "platform"}},
+    {"key", {"platform", "sort/intake.h", "sort/slots.h", "select", "merge/summation.h"}},
+    {"sort", {"key", "file/filectl.h", "platform"}},
+    {"merge", {"key", "sort", "select", "file", "platform"}},
+    {"select", {"key", "platform"}},
+    {"file", {"platform"}},
+    {"platform", {}},
+};
+
+} // namespace
+
+TEST(tidy, there_are_sources) {
+    EXPECT_GT(sources().size(), 50U);
+}
+
+TEST(tidy, system_headers_stand_behind_the_platform_door) {
+    for (const source &s : sources()) {
+        if (!starts(s.path, "src/") || starts(s.path, "src/platform/posix/") ||
+            starts(s.path, "src/platform/win32/")) {
+            continue;
+        }
+        for (const std::string &line : s.lines) {
+            const std::string name = included(line);
+            EXPECT_TRUE(name.empty() || name[0] == '"' || harmless.count(name) != 0)
+                << s.path << ": " << line;
+        }
+    }
+}
+
+TEST(tidy, rooms_use_each_other_one_way) {
+    for (const source &s : sources()) {
+        if (!starts(s.path, "src/")) {
+            continue;
+        }
+        const std::string room = roomof(s.path.substr(4));
+        ASSERT_EQ(arrows.count(room), 1U) << s.path << " is in no known room";
+        const words &allowed = arrows.at(room);
+        for (const std::string &line : s.lines) {
+            const std::string name = included(line).erase(0, 1);
+            if (included(line)[0] != '"' || name == "kvern.h") {
+                continue;
+            }
+            const std::string to = roomof(name);
+            EXPECT_TRUE(to == room || allowed.count(to) != 0 || allowed.count(name) != 0 ||
+                        (basics.count(name) != 0 && room != "platform"))
+                << s.path << " includes " << name;
+        }
+    }
+    for (const source &s : sources()) { // the command knows the public header alone
+        for (const std::string &line : s.lines) {
+            const std::string name = included(line);
+            const bool own = starts(name, "\"kvern.h") || starts(name, "\"kvern/") ||
+                             name.find('/') == std::string::npos;
+            EXPECT_TRUE(!starts(s.path, "tools/") || name.empty() || name[0] == '<' || own)
+                << s.path << ": " << line;
+        }
+    }
+}
+
+TEST(tidy, lines_and_files_are_short) {
+    for (const source &s : sources()) {
+        const bool limited = starts(s.path, "src/") || starts(s.path, "tools/");
+        EXPECT_TRUE(!limited || s.lines.size() <= 500) << s.path << ": " << s.lines.size();
+        bool byhand = false; // tables laid out by hand may be as wide as they are
+        for (size_t i = 0; i < s.lines.size(); ++i) {
+            byhand = (byhand || s.lines[i].find("clang-format off") != std::string::npos) &&
+                     s.lines[i].find("clang-format on") == std::string::npos;
+            EXPECT_TRUE(byhand || s.lines[i].size() <= 100) << s.path << ":" << i + 1;
+        }
+    }
+}
+
+TEST(tidy, file_names_are_unique) {
+    std::map<std::string, std::string> seen;
+    for (const source &s : sources()) {
+        const std::string name = fs::path(s.path).filename().string();
+        const auto [other, fresh] = seen.emplace(name, s.path);
+        EXPECT_TRUE(fresh) << s.path << " and " << other->second;
+    }
+}
+
+TEST(tidy, nothing_is_left_for_later) {
+    const std::string marks[] = {std::string("TO") + "DO", std::string("FIX") + "ME",
+                                 std::string("XX") + "X"};
+    for (const source &s : sources()) {
+        for (size_t i = 0; i < s.lines.size(); ++i) {
+            for (const std::string &mark : marks) {
+                EXPECT_EQ(s.lines[i].find(mark), std::string::npos) << s.path << ":" << i + 1;
+            }
+        }
+    }
+}
+
+TEST(tidy, every_source_begins_with_what_it_holds) {
+    for (const source &s : sources()) {
+        const bool engine = starts(s.path, "src/") || starts(s.path, "include/");
+        const bool told =
+            !s.lines.empty() && (starts(s.lines[0], "//") || starts(s.lines[0], "/*"));
+        EXPECT_TRUE(!engine || told) << s.path;
+    }
+}
