@@ -165,7 +165,9 @@ bytes jis(const bytes &text) {
 // and what fills the front is 0 in either order: intended, only full fields
 // compare as text.
 keyvalue kanji(const keyspec &key, const bytes &field) {
-    bytes codes = jis(cleaned(field, key.textoption, true));
+    const bytes kept = cleaned(field, key.textoption, true);
+    bytes codes = jis(kept);
+    codes.resize(2 * kept.size());
     const bool descending = key.order == KVRN_DESCENDING;
     if (descending) {
         std::transform(codes.begin(), codes.end(), codes.begin(),

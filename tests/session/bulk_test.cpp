@@ -123,7 +123,7 @@ TEST(bulk, in_core) {
 
 TEST(bulk, hundreds_of_thousands) {
     for (const bulkcase &c : cases()) {
-        sortaccounts(c, 300000);
+        sortaccounts(c, 200000);
     }
 }
 

@@ -77,7 +77,8 @@ class maker {
     void choosepieces() {
         for (uint32_t n = r.between(1, 4); n-- > 0;) {
             piece p;
-            p.literal = r.onein(4);
+            // An empty separator stands in every literal, which is refused.
+            p.literal = r.onein(4) && !(s.separator && s.separator->empty());
             p.length = r.between(1, r.onein(4) ? room() : std::min(12U, room()));
             if (p.literal) {
                 p.length = std::min(p.length, 5U);

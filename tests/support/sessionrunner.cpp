@@ -103,14 +103,14 @@ uint8_t kindof(exchange way) {
 struct files {
     std::vector<std::string> inputs{};
     std::string output;
-    std::string workfolder;
+    std::vector<std::string> workfolders;
     block<KVRNFLST> inlist, worklist;
     block<KVRNFTYP> types;
     KVRNFILE fileblock = {};
 
     files(const sessionspec &s, const tempfolder &folder)
-        : output(folder.file("output")), workfolder(folder.path()) {
-        worklist = makelist({workfolder});
+        : output(folder.file("output")), workfolders{folder.path()} {
+        worklist = makelist(workfolders);
         fileblock.workfiles = worklist.get();
         if (s.filein()) {
             writeinputs(s, folder);

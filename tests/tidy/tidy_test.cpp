@@ -64,9 +64,9 @@ std::string roomof(const std::string &path) {
 }
 
 // Header-only parts of the standard library: nothing to link.
-const words harmless = {"<cstdint",  "<cstddef",  "<cstring",  "<type_traits",
-                        "<utility",  "<limits",   "<array",    "<bit",
-                        "<concepts", "<iterator", "<stddef.h", "<stdint.h"};
+const words harmless = {"<cstdint",   "<cstddef",  "<cstring", "<type_traits", "<utility",
+                        "<algorithm", "<limits",   "<array",   "<bit",         "<concepts",
+                        "<iterator",  "<stddef.h", "<stdint.h"};
 
 // What every room may use of the session room.
 const words basics = {"session/context.h", "session/arena.h", "session/pump.h",
@@ -169,9 +169,10 @@ TEST(tidy, nothing_is_left_for_later) {
     }
 }
 
-TEST(tidy, every_source_begins_with_what_it_holds) {
+TEST(tidy, every_header_begins_with_what_it_holds) {
     for (const source &s : sources()) {
-        const bool engine = starts(s.path, "src/") || starts(s.path, "include/");
+        const bool engine =
+            (starts(s.path, "src/") || starts(s.path, "include/")) && s.path.back() == 'h';
         const bool told =
             !s.lines.empty() && (starts(s.lines[0], "//") || starts(s.lines[0], "/*"));
         EXPECT_TRUE(!engine || told) << s.path;
