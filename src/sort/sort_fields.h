@@ -132,6 +132,7 @@ struct sort_fields {
     uint8_t defaulttemp; // 1: the default place has its one file
     tempfile *tempfiles; // newest first
     uint32_t tempcount, workpos, workdirpos;
+    platform::filepos tempfilelimit; // bytes that a temporary file may have
     uint8_t phase;                   // 1 strings, 2 ordering of blocks, 3 final merge
     blockhdr *ioqueue, *ioqueuetail; // finished operations, oldest first
 
@@ -161,8 +162,12 @@ struct sort_fields {
     uint8_t oddwidth, mergeresume, lastpending;
     uint32_t mergedone; // merge blocks with no WB left to take
     uint32_t spillcount, blocksread;
+    uint64_t recordsmoved; // from block to block, when a block was freed
+    uint32_t emitcounts;   // 1: a record placed by `emit` counts; 0: emit counts itself
     // Puts one record into the output block: 0 placed, 1 no room, -1 failed.
     int32_t (*emit)(qha5ctx *ctx, blockhdr *block, const uint8_t *record);
+    // The record form's routine, with which a grouping `emit` writes.
+    int32_t (*plainemit)(qha5ctx *ctx, blockhdr *block, const uint8_t *record);
 };
 
 } // namespace kvern

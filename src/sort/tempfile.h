@@ -27,4 +27,19 @@ struct tempfile {
     uint32_t reads, writes; // WBs moved
 };
 
+struct qha5ctx;
+
+// Creates the next temporary file and makes it the newest of `tempfiles`.
+//   0  created
+//   1  this candidate failed (reported without a detail code), another may work
+//  -1  no candidate is left; reported
+[[nodiscard]] int newtempfile(qha5ctx *ctx);
+
+// The newest file that takes blocks; null after message 43.
+[[nodiscard]] tempfile *activetempfile(qha5ctx *ctx);
+
+// Closes all temporary files, deletes those that are to go and forgets them all.
+// -1: the clean-up itself was the session's first failure.
+[[nodiscard]] int deletetempfiles(qha5ctx *ctx);
+
 } // namespace kvern

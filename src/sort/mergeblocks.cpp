@@ -1,0 +1,122 @@
+// Merge blocks and the list of WBs to come.
+//
+// A merge block is a WB with a node for each record place.  The list of its nodes,
+// not their address, is the order of its records; a node and its place never part:
+//
+//   data    | 20 | -- | 70 | 35 | -- |        headnode -> n0 -> n3 -> n2 <- tailnode
+//   nodes     n0   n1   n2   n3   n4          freenode -> n1 -> n4
+//
+// Reading runs one WB ahead.  The head of idxlist is the WB that comes due next; its
+// read was issued already, and the entry names the block that receives it:
+//
+//   idxlist -> | 40, mark r, receiver B | -> | 45 | -> | x50 | -> sentinel
+//
+// Taking it issues the read of 45 and leaves the entry of 40 at the head of idxfree,
+// with the place on disk that it named: the next spill writes there.
+//
+// Invariants: the head is the sentinel or has mark r, no other entry has; count is
+// the length of the node list and never above recperwb; records of a list ascend.
+#include "sort/mergeblocks.h"
+
+#include "session/qha9msg.h"
+#include "sort/idxexpand.h"
+#include "sort/indexlist.h"
+#include "sort/keycompare.h"
+#include "sort/wbio.h"
+
+#include <cassert>
+
+namespace kvern {
+
+void listrecords(qha5ctx *ctx, blockhdr *block) {
+    assert(block->count != 0 && block->count <= ctx->recperwb);
+    recnode *nodes = block->nodes;
+    uint8_t *record = block->first;
+    for (uint32_t at = 0; at < ctx->recperwb; ++at, record += ctx->intreclen)
+        nodes[at] = {&nodes[at] + 1, at == 0 ? nullptr : &nodes[at] - 1, record};
+    nodes[ctx->recperwb - 1].next = nullptr;
+    block->headnode = nodes;
+    block->tailnode = &nodes[block->count - 1];
+    block->freenode = block->tailnode->next;
+    block->tailnode->next = nullptr;
+}
+
+void pushblock(qha5ctx *ctx, blockhdr *block) {
+    block->prev = nullptr;
+    block->link = ctx->mergeblocks;
+    if (block->link != nullptr)
+        block->link->prev = block;
+    ctx->mergeblocks = block;
+}
+
+void unlinkblock(qha5ctx *ctx, blockhdr *block) {
+    (block->prev == nullptr ? ctx->mergeblocks : block->prev->link) = block->link;
+    if (block->link != nullptr)
+        block->link->prev = block->prev;
+}
+
+void replaceblock(qha5ctx *ctx, blockhdr *old, blockhdr *fresh) {
+    fresh->link = old->link;
+    fresh->prev = old->prev;
+    fresh->treenode = old->treenode;
+    (fresh->prev == nullptr ? ctx->mergeblocks : fresh->prev->link) = fresh;
+    if (fresh->link != nullptr)
+        fresh->link->prev = fresh;
+}
+
+int startread(qha5ctx *ctx, idxentry *entry, blockhdr *block) {
+    loadplace(block, entry->tempfile, entry->filepos, entry->count);
+    entry->mark = em_reading;
+    entry->receiver = block;
+    return readwb(ctx, block);
+}
+
+int nextwb(qha5ctx *ctx, blockhdr *buffer, blockhdr **wb) {
+    idxentry *due = ctx->idxlist;
+    *wb = nullptr;
+    if (due->kind == ek_end)
+        return 0;
+    blockhdr *block = due->mark == em_reading ? due->receiver : nullptr;
+    if (block == nullptr)
+        return faillogic(ctx);
+    if (takefinished(ctx, block) == nullptr || block->iostat != io_done)
+        return -1;
+    block->state = bs_merging;
+    if (keycompare(block->first, due->key(), ctx->keylen) != 0)
+        return faillogic(ctx);
+
+    idxentry *following = due->link;
+    while (following->kind == ek_index)
+        if (expandgroup(ctx, following, buffer) != 0)
+            return -1;
+    if (following->kind != ek_end && following->mark != em_reading)
+        if (startread(ctx, following, buffer) != 0)
+            return -1;
+
+    // Only now, behind what the expansion took, the place just read becomes the one
+    // that a spill may write over.
+    due->mark = em_unread;
+    due->tempfile = block->file;
+    due->link = ctx->idxfree;
+    ctx->idxfree = due;
+    ctx->idxlist = following;
+    --ctx->idxcount;
+    block->nextkey = following->key();
+    ++ctx->blocksread;
+    *wb = block;
+    return 0;
+}
+
+int awaitspare(qha5ctx *ctx) {
+    blockhdr *spare = ctx->sparewb;
+    if (spare->state != bs_write)
+        return 0; // nothing was written yet
+    if (takefinished(ctx, spare) == nullptr)
+        return -1;
+    if (spare->iostat != io_done) // written over a place that exists: never full
+        return spare->iostat == io_full ? faillogic(ctx) : -1;
+    spare->state = bs_free;
+    return 0;
+}
+
+} // namespace kvern

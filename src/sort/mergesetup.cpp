@@ -1,0 +1,192 @@
+// Storage of the final merge, from sortnext on:
+//
+//   | sumbuf, holdrec |  entries  | tree | nodes of 2 WBs | block | block | ...
+//    grouping only      idxperwb+5  width   2 * recperwb    width - 1 blocks
+//
+// A block is header, data and nodes, side by side.  The three WBs of the earlier
+// phases stay where they are: two join the merge blocks, the third becomes sparewb.
+// So width + 1 blocks circulate: width in the merge and one that is read ahead.
+//
+// The width is the number of strings where that many blocks fit; more could never
+// overlap, and then no record is ever spilled or moved.
+#include "sort/mergesetup.h"
+
+#include "session/qha9msg.h"
+#include "sort/emit.h"
+#include "sort/finalmerge.h"
+#include "sort/groupemit.h"
+#include "sort/indexlist.h"
+#include "sort/mergeblocks.h"
+#include "sort/tempfile.h"
+#include "sort/wbio.h"
+
+#include <cassert>
+#include <cstring>
+
+namespace kvern {
+
+namespace {
+
+// Takes from the storage of the merge; every take leaves something over.
+struct mergespace {
+    uint8_t *next;
+    uint64_t left;
+
+    uint8_t *take(uint64_t bytes) {
+        bytes = arenaround(bytes);
+        if (bytes >= left)
+            return nullptr;
+        uint8_t *taken = next;
+        next += bytes;
+        left -= bytes;
+        return taken;
+    }
+};
+
+int wireoutput(qha5ctx *ctx, mergespace *space) {
+    ctx->outdone = 0;
+    ctx->lastpending = 0;
+    ctx->mergeresume = 0;
+    ctx->deliver = choosemerge(ctx);
+    ctx->plainemit = chooseemit(ctx);
+    if (ctx->recfunc == rf_none) {
+        ctx->emit = ctx->plainemit;
+        ctx->emitcounts = 1;
+        return 0;
+    }
+    ctx->emit = emitgrouped;
+    ctx->emitcounts = 0;
+    ctx->holdvalid = 0;
+    ctx->sumbuf = space->take(ctx->sumlen);
+    ctx->holdrec = space->take(ctx->intreclen);
+    return ctx->sumbuf == nullptr || ctx->holdrec == nullptr ? -1 : 0;
+}
+
+// Reads the root of the ordered index into the list.
+int loadroot(qha5ctx *ctx, mergespace *space) {
+    const uint32_t entries = ctx->idxperwb + sparelistentries;
+    uint8_t *area = space->take(uint64_t{entries} * ctx->idxentlen);
+    if (area == nullptr)
+        return -1;
+    layentries(ctx, area, entries);
+    if (!allidle(ctx)) {
+        report(ctx, KVRN_D_LOGIC, KVRN_D_LOGIC, 1); // the number has no text: intended
+        return -1;
+    }
+    blockhdr *wb = freewb(ctx);
+    if (wb == nullptr)
+        return -1;
+    loadplace(wb, ctx->idxrootfile, ctx->idxrootpos, ctx->idxrootcount);
+    if (wb->count == 0 || wb->count > ctx->idxperwb)
+        return -1;
+    if (readwbsync(ctx, wb) != 0)
+        return -1;
+    ctx->phase = 3;
+
+    idxentry *entry = ctx->idxlist = ctx->idxfree; // in address order
+    for (uint32_t at = 0; at < wb->count; ++at, entry = entry->link)
+        copyentry(ctx, entry, wb->first + size_t{at} * ctx->idxentlen);
+    ctx->idxsentinel = entry;
+    ctx->idxfree = entry->link;
+    ctx->idxcount = wb->count + 1;
+    std::memset(static_cast<void *>(entry), 0xFF, ctx->idxentlen);
+    entry->kind = ek_end;
+    entry->link = entry;
+    assert(listholds(ctx));
+
+    wb->state = bs_free;
+    returnwb(ctx, wb);
+    ctx->wbbase = ctx->freewbs;
+    return 0;
+}
+
+int choosewidth(qha5ctx *ctx, mergespace *space, uint8_t **wbnodes) {
+    const uint64_t nodes = nodebytes(ctx->recperwb);
+    const uint64_t block = mergeblockbytes(ctx->wbsize, ctx->recperwb);
+    const uint64_t estimate = space->left / (block + 2 * nodes + 2 * sizeof(blockhdr *));
+    const uint64_t strings = ctx->stringcount;
+    uint64_t width = strings <= estimate ? strings : estimate + 1;
+    ctx->mergetree = reinterpret_cast<blockhdr **>(space->take(width * sizeof(blockhdr *)));
+    *wbnodes = space->take(2 * nodes);
+    if (ctx->mergetree == nullptr || *wbnodes == nullptr)
+        return -1;
+    const uint64_t fitting = space->left / block;
+    if (width > fitting)
+        width = strings < fitting + 1 ? strings : fitting + 1;
+    ctx->mergewidth = static_cast<uint32_t>(width);
+    ctx->oddwidth = width % 2;
+    return 0;
+}
+
+blockhdr *makeblock(qha5ctx *ctx, uint8_t *area) {
+    auto *block = reinterpret_cast<blockhdr *>(area);
+    *block = blockhdr{};
+    block->first = area + sizeof(blockhdr);
+    block->end = block->first + ctx->wbsize;
+    block->nodes = reinterpret_cast<recnode *>(block->first + arenaround(ctx->wbsize));
+    block->state = bs_free;
+    return block;
+}
+
+// A chain of all blocks, the one to be read first in front; sparewb stands apart.
+blockhdr *makeblocks(qha5ctx *ctx, mergespace *space, uint8_t *wbnodes) {
+    blockhdr *chain = nullptr;
+    const uint64_t bytes = mergeblockbytes(ctx->wbsize, ctx->recperwb);
+    for (uint32_t at = 1; at < ctx->mergewidth; ++at) {
+        assert(bytes <= space->left);
+        blockhdr *block = makeblock(ctx, space->next);
+        space->next += bytes;
+        space->left -= bytes;
+        block->link = chain;
+        chain = block;
+    }
+    blockhdr *wb[workblockcount] = {};
+    for (blockhdr *&one : wb) {
+        one = ctx->freewbs;
+        if (one == nullptr)
+            return nullptr;
+        ctx->freewbs = one->link;
+    }
+    for (uint32_t at = 0; at < 2; ++at) {
+        wb[at]->nodes = reinterpret_cast<recnode *>(wbnodes + at * nodebytes(ctx->recperwb));
+        wb[at]->link = chain;
+        chain = wb[at];
+    }
+    ctx->sparewb = wb[2];
+    ctx->sparewb->nodes = nullptr;
+    return chain;
+}
+
+// Fills the merge blocks, one read ahead.
+int startmerge(qha5ctx *ctx, blockhdr *chain) {
+    ctx->mergeblocks = nullptr;
+    ctx->mergedone = 0;
+    blockhdr *buffer = chain->link;
+    if (ctx->idxlist->kind != ek_data || startread(ctx, ctx->idxlist, chain) != 0)
+        return -1;
+    for (uint32_t at = 0; at < ctx->mergewidth; ++at) {
+        blockhdr *following = buffer->link; // a read leaves its own mark in link
+        blockhdr *wb = nullptr;
+        if (nextwb(ctx, buffer, &wb) != 0 || wb == nullptr)
+            return -1;
+        pushblock(ctx, wb);
+        wb->file->state = fs_left;
+        listrecords(ctx, wb);
+        buffer = following;
+    }
+    return 0;
+}
+
+} // namespace
+
+int setupmerge(qha5ctx *ctx) {
+    mergespace space{ctx->sortnext, ctx->sortfree};
+    uint8_t *wbnodes = nullptr;
+    if (wireoutput(ctx, &space) != 0 || loadroot(ctx, &space) != 0 ||
+        choosewidth(ctx, &space, &wbnodes) != 0)
+        return -1;
+    blockhdr *chain = makeblocks(ctx, &space, wbnodes);
+    return chain == nullptr ? -1 : startmerge(ctx, chain);
+}
+
+} // namespace kvern

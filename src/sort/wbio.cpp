@@ -1,0 +1,241 @@
+// Whole-block transfer and the circulation of the three work blocks.
+//
+//                 readwb, writewb               nothing free: all finished
+//   in use  ------------------------> ioqueue ------------------------------+
+//      ^                           (oldest first)                           v
+//      +------------------------------------------------------------- freewbs
+//                          freewb, nextoutwb (head first)
+//
+// Transfers run at once on the caller's thread; the queue keeps their results
+// until somebody asks.  So a WB is entered in the index only after its write is
+// known to have worked, and in the order of writing.
+//
+//   state  on freewbs / ioqueue          iostat
+//   f      idle                          -
+//   r, w   transfer was issued           io_done, io_full (write only), io_failed
+//
+// Invariants: a block hangs in one chain at a time; the place of a WB is a multiple
+// of wbsize and the place behind it still has a position; `size` never wraps.  A
+// file at its greatest size stands still there, and every write to it counts as
+// "disk full".
+#include "sort/wbio.h"
+
+#include "session/pump.h"
+#include "session/qha9msg.h"
+#include "sort/blockindex.h"
+#include "sort/tempfile.h"
+
+#include <cassert>
+
+namespace kvern {
+
+namespace {
+
+bool isdiskfull(platform::syserror error) {
+    return error == platform::err_diskfull || error == platform::err_handlediskfull;
+}
+
+// The end of every transfer: one message round, then into the queue.
+int enqueue(qha5ctx *ctx, blockhdr *wb) {
+    if (pumpround(ctx))
+        return -1;
+    wb->link = nullptr;
+    if (ctx->ioqueue == nullptr)
+        ctx->ioqueue = wb;
+    else
+        ctx->ioqueuetail->link = wb;
+    ctx->ioqueuetail = wb;
+    return 0;
+}
+
+bool seek(qha5ctx *ctx, const blockhdr *wb) {
+    assert(wb->filepos % ctx->wbsize == 0);
+    const platform::syserror error = platform::seekfile(wb->file->handle, wb->filepos);
+    if (error == 0)
+        return true;
+    ctx->errnum = error;
+    (void)fail(ctx, 83, KVRN_D_SYSTEM, "SetFilePointer", error);
+    return false;
+}
+
+int32_t readinto(qha5ctx *ctx, blockhdr *wb) {
+    if (!seek(ctx, wb))
+        return io_failed;
+    uint32_t count = 0;
+    const platform::syserror error =
+        platform::readfile(wb->file->handle, wb->first, ctx->wbsize, &count);
+    ++wb->file->reads;
+    if (error == 0 && count == ctx->wbsize)
+        return io_done;
+    ctx->errnum = error;
+    (void)faillogic(ctx);
+    return io_failed;
+}
+
+int32_t writefrom(qha5ctx *ctx, blockhdr *wb) {
+    if (wb->filepos > ctx->tempfilelimit - ctx->wbsize)
+        return io_full;
+    if (!seek(ctx, wb))
+        return io_failed;
+    uint32_t count = 0;
+    const platform::syserror error =
+        platform::writefile(wb->file->handle, wb->first, ctx->wbsize, &count);
+    if (error == 0) {
+        ++wb->file->writes;
+        return count == ctx->wbsize ? io_done : io_full;
+    }
+    ctx->errnum = error;
+    if (isdiskfull(error))
+        return io_full;
+    (void)fail(ctx, 36, KVRN_D_TEMPWRITE, wb->file->path, error);
+    return io_failed;
+}
+
+blockhdr *takefree(qha5ctx *ctx) {
+    if (ctx->freewbs == nullptr)
+        ctx->freewbs = takeallfinished(ctx);
+    blockhdr *wb = ctx->freewbs;
+    if (wb == nullptr) {
+        (void)faillogic(ctx);
+        return nullptr;
+    }
+    ctx->freewbs = wb->link;
+    wb->link = nullptr;
+    return wb;
+}
+
+blockhdr *cleared(blockhdr *wb) {
+    wb->count = 0;
+    wb->state = bs_inside;
+    wb->next = wb->first;
+    return wb;
+}
+
+} // namespace
+
+int readwb(qha5ctx *ctx, blockhdr *wb) {
+    wb->state = bs_read;
+    wb->iostat = readinto(ctx, wb);
+    return enqueue(ctx, wb);
+}
+
+int writewb(qha5ctx *ctx, blockhdr *wb) {
+    wb->state = bs_write;
+    wb->iostat = writefrom(ctx, wb);
+    return enqueue(ctx, wb);
+}
+
+int appendwb(qha5ctx *ctx, blockhdr *wb) {
+    tempfile *file = activetempfile(ctx);
+    if (file == nullptr)
+        return -1;
+    wb->file = file;
+    wb->filepos = file->size;
+    if (file->size <= ctx->tempfilelimit - ctx->wbsize)
+        file->size += ctx->wbsize;
+    return writewb(ctx, wb);
+}
+
+blockhdr *takefinished(qha5ctx *ctx, const blockhdr *wb) {
+    blockhdr *before = nullptr;
+    blockhdr *at = ctx->ioqueue;
+    while (at != nullptr && at != wb) {
+        before = at;
+        at = at->link;
+    }
+    if (at == nullptr)
+        return nullptr;
+    (before == nullptr ? ctx->ioqueue : before->link) = at->link;
+    if (ctx->ioqueuetail == at)
+        ctx->ioqueuetail = before;
+    at->link = nullptr;
+    return at;
+}
+
+blockhdr *takeallfinished(qha5ctx *ctx) {
+    blockhdr *all = ctx->ioqueue;
+    ctx->ioqueue = nullptr;
+    ctx->ioqueuetail = nullptr;
+    return all;
+}
+
+blockhdr *freewb(qha5ctx *ctx) {
+    blockhdr *wb = takefree(ctx);
+    if (wb == nullptr)
+        return nullptr;
+    const bool transferred = wb->state == bs_read || wb->state == bs_write;
+    if (transferred && wb->iostat == io_failed)
+        return nullptr; // reported when it happened
+    if (wb->state != bs_free && !(transferred && wb->iostat == io_done)) {
+        (void)faillogic(ctx);
+        return nullptr;
+    }
+    return cleared(wb);
+}
+
+blockhdr *nextoutwb(qha5ctx *ctx) {
+    blockhdr *wb = takefree(ctx);
+    if (wb == nullptr)
+        return nullptr;
+    if (wb->state == bs_write && (settlewrite(ctx, wb) != 0 || addentry(ctx, wb) != 0))
+        return nullptr;
+    return cleared(wb);
+}
+
+void returnwb(qha5ctx *ctx, blockhdr *wb) {
+    wb->link = nullptr;
+    blockhdr **tail = &ctx->freewbs;
+    for (uint32_t links = 0; *tail != nullptr; tail = &(*tail)->link)
+        if (++links >= ctx->wbcount) {
+            assert(!"more free blocks than there are");
+            return;
+        }
+    *tail = wb;
+}
+
+bool allidle(const qha5ctx *ctx) {
+    for (const blockhdr *wb = ctx->freewbs; wb != nullptr; wb = wb->link)
+        if (wb->state != bs_free)
+            return false;
+    return true;
+}
+
+int rehome(qha5ctx *ctx, blockhdr *wb) {
+    wb->file->state = fs_full; // the place that this write had taken stays lost
+    tempfile *file = ctx->tempfiles;
+    while (file != nullptr && file->state != fs_open)
+        file = file->link;
+    if (file == nullptr) {
+        int outcome;
+        do
+            outcome = newtempfile(ctx);
+        while (outcome == 1);
+        if (outcome != 0)
+            return -1;
+    }
+    return appendwb(ctx, wb);
+}
+
+int settlewrite(qha5ctx *ctx, blockhdr *wb) {
+    while (wb->iostat == io_full)
+        if (rehome(ctx, wb) != 0 || takefinished(ctx, wb) == nullptr)
+            return -1;
+    return wb->iostat == io_done ? 0 : -1;
+}
+
+int writewbsync(qha5ctx *ctx, blockhdr *wb) {
+    if (appendwb(ctx, wb) != 0 || takefinished(ctx, wb) == nullptr)
+        return -1;
+    return settlewrite(ctx, wb);
+}
+
+int readwbsync(qha5ctx *ctx, blockhdr *wb) {
+    if (readwb(ctx, wb) != 0 || takefinished(ctx, wb) == nullptr)
+        return -1;
+    if (wb->iostat != io_done)
+        return -1;
+    wb->state = bs_inside;
+    return 0;
+}
+
+} // namespace kvern
