@@ -3,6 +3,7 @@
 #include "session/busy.h"
 #include "session/contextcreate.h"
 #include "session/qha9msg.h"
+#include "sort/tempfile.h"
 
 namespace kvern {
 
@@ -71,11 +72,20 @@ int settle(qha5ctx *ctx) {
     return result;
 }
 
+// A sort that ran to its end has deleted its temporary files already.
+int removetemporaries(qha5ctx *ctx) {
+    if (ctx->tempused == 0)
+        return 0;
+    ctx->tempused = 0;
+    return deletetempfiles(ctx);
+}
+
 // 0 or -1: all that must go before the memory does.
 int windup(qha5ctx *ctx, bool clean) {
     if (ctx->state == st_created)
         return 0; // no file was opened
-    if (closefiles(ctx) != 0)
+    const int removed = removetemporaries(ctx);
+    if (closefiles(ctx) != 0 || removed != 0)
         return -1;
     return clean ? settle(ctx) : 0;
 }

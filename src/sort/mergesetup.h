@@ -26,7 +26,7 @@ constexpr uint64_t mergeblockbytes(uint32_t wbsize, uint32_t recperwb) {
 constexpr uint64_t mergeneed(uint32_t idxentlen, uint32_t idxperwb, uint32_t wbsize,
                              uint32_t recperwb) {
     return (uint64_t{idxperwb} + sparelistentries) * idxentlen + mergeblockbytes(wbsize, recperwb) +
-           2 * nodebytes(recperwb) + 2 * sizeof(blockhdr *) + 2 * alignof(recnode);
+           2 * nodebytes(recperwb) + 2 * sizeof(blockhdr *);
 }
 
 } // namespace kvern

@@ -6,7 +6,10 @@
 #include "sort/phases.h"
 
 #include "session/qha9msg.h"
+#include "sort/blockorder.h"
+#include "sort/mergesetup.h"
 #include "sort/slots.h"
+#include "sort/stringmaker.h"
 
 namespace kvern {
 namespace {
@@ -78,13 +81,37 @@ int sortincore(qha5ctx *ctx) {
     return 0;
 }
 
+// The slots are no longer needed once the strings are out: ordering and merge have
+// the storage from sortnext on one after the other.
+int sortexternal(qha5ctx *ctx) {
+    if (endstrings(ctx) != 0)
+        return -1;
+    notestrings(ctx);
+    notetime(ctx, &ctx->phase2end);
+    if (orderblocks(ctx) != 0)
+        return -1;
+    setargs(ctx, msgarg::of(ctx->wbcount));
+    report(ctx, 0, statpoint + 63, 6);
+    notetime(ctx, &ctx->phase3index);
+    if (setupmerge(ctx) == 0)
+        return 0;
+    return ctx->cancelled == 1 ? -1 : faillogic(ctx);
+}
+
 } // namespace
 
 int runphases(qha5ctx *ctx) {
     if (!countsagree(ctx))
         return faillogic(ctx);
     notecounts(ctx);
-    return ctx->external == 0 ? sortincore(ctx) : faillogic(ctx);
+    switch (ctx->external) {
+    case 0:
+        return sortincore(ctx);
+    case 1:
+        return sortexternal(ctx);
+    default:
+        return faillogic(ctx);
+    }
 }
 
 } // namespace kvern

@@ -9,7 +9,9 @@
 
 #include "session/arena.h"
 #include "session/qha9msg.h"
+#include "sort/mergesetup.h"
 #include "sort/quicksort.h"
+#include "sort/stringmaker.h"
 
 #include <algorithm>
 #include <cstring>
@@ -55,18 +57,15 @@ uint32_t stringlimit(uint32_t slots, uint32_t records) {
     return static_cast<uint32_t>(std::clamp<int64_t>(limit, 1, n - 1));
 }
 
-// What the ordering of blocks and the narrowest final merge take of sortfree: the
-// list of index entries, then one new merge block beside the WBs that are there, and
-// the nodes of three.
+// What the ordering of blocks and the narrowest final merge take of sortfree.
 uint64_t laterneed(const qha5ctx *ctx) {
     const uint64_t records = ctx->recperwb;
-    const uint64_t list = (uint64_t{ctx->idxperwb} + 5) * ctx->idxentlen;
+    const uint64_t list = (uint64_t{ctx->idxperwb} + sparelistentries) * ctx->idxentlen;
     const uint64_t held = ctx->recfunc != rf_none ? uint64_t{ctx->intreclen} + ctx->sumlen : 0;
     const uint64_t told =
         (ctx->intreclen + sizeof(recnode)) * (records + 1) + records * sizeof(recnode);
-    const uint64_t newblock = sizeof(blockhdr) + arenaround(ctx->wbsize);
-    const uint64_t widthtwo = newblock + 3 * records * sizeof(recnode) + 2 * sizeof(blockhdr *);
-    return list + held + std::max(told, widthtwo);
+    const uint64_t widthtwo = mergeneed(ctx->idxentlen, ctx->idxperwb, ctx->wbsize, ctx->recperwb);
+    return held + std::max(list + told, widthtwo);
 }
 
 bool laterphasesfit(qha5ctx *ctx) {
@@ -92,10 +91,9 @@ blockhdr *stop(blockhdr *block) {
     return block;
 }
 
-// A record waits and no slot is free.
+// A record waits and no slot is free: the same block goes on to string creation.
 blockhdr *overflow(qha5ctx *ctx, blockhdr *block) {
-    fail(ctx, 25, KVRN_D_TEMPSPACE);
-    return stop(block);
+    return goexternal(ctx) == 0 ? ctx->intake(ctx, block) : stop(block);
 }
 
 } // namespace
