@@ -196,12 +196,25 @@ struct textblock {
     const uint8_t *delimiter;
     uint32_t delimiterlength;
 
-    uint8_t at(uint64_t i) const { return i < length ? bytes[i] : 0; }
     bool delimiterat(uint64_t i) const {
-        return at(i) == delimiter[0] && (delimiterlength == 1 || at(i + 1) == delimiter[1]);
+        return length - i >= delimiterlength && memcmp(bytes + i, delimiter, delimiterlength) == 0;
     }
     bool delimited() const {
         return length >= delimiterlength && delimiterat(length - delimiterlength);
+    }
+    // The first `byte` from there on, or the block's end.
+    uint64_t find(uint8_t byte, uint64_t from) const {
+        const void *hit = memchr(bytes + from, byte, static_cast<size_t>(length - from));
+        return hit ? static_cast<uint64_t>(static_cast<const uint8_t *>(hit) - bytes) : length;
+    }
+    // The first delimiter from there on; where none follows, the first zero byte.
+    uint64_t lineend(uint64_t from) const {
+        if (from >= length)
+            return from;
+        for (uint64_t i = find(delimiter[0], from); i < length; i = find(delimiter[0], i + 1))
+            if (delimiterat(i))
+                return i;
+        return find(0, from);
     }
     void copy(uint8_t *to, uint64_t from, uint64_t count) const {
         const uint64_t there = count < length - from ? count : length - from;
@@ -221,9 +234,7 @@ int puttextblock(qha5ctx *ctx, KVRNSESS *sess) {
     sess->putcount = 0;
     uint64_t line = 0; // bytes of the line, delimiter included
     for (uint64_t at = 0; at < text.length; at += line) {
-        while (text.at(at + line) != 0 && !text.delimiterat(at + line))
-            ++line;
-        line += text.delimiterlength;
+        line = text.lineend(at + line) - at + text.delimiterlength;
         if (line > ctx->inreclen)
             return refuselength(ctx, sess);
         if (needroom(ctx, line) != 0)
