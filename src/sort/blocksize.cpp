@@ -49,10 +49,13 @@ blocklengths fixedlengths(const qha5ctx *ctx, uint64_t room) {
     if (ctx->inreclen == 0 || ctx->outreclen == 0)
         return none;
     uint64_t bytes = fixedbytes(ctx, room);
-    if (bytes > room)
-        bytes = fixedbytes(ctx, rounddown(room, unit));
     if (bytes == 0)
         return none;
+    // Rounding may take the block a few bytes past the room, which stays so only
+    // where a record less would leave none.
+    if (bytes > room)
+        if (const uint64_t fewer = fixedbytes(ctx, rounddown(room, unit)); fewer != 0)
+            bytes = fewer;
     return {bytes + header, rounddown(bytes, ctx->inreclen), rounddown(bytes, ctx->outreclen), 0};
 }
 

@@ -79,6 +79,8 @@ inline void decoderows(qha5ctx *ctx, const uint8_t *internal, uint8_t *image) {
 // ---- the plain table --------------------------------------------------------
 
 inline bool isplaintable(const qha5ctx *ctx) {
+    if (ctx->keytable == nullptr)
+        return false;
     const keyentry *const begin = rowsbegin(ctx->keytable);
     const keyentry *const keysend = begin + ctx->keycount;
     for (const keyentry *row = begin + (ctx->keeporder != 0 ? 1 : 0); row < keysend; ++row)
