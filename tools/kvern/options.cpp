@@ -36,82 +36,137 @@ CLI::Option *repeated(CLI::Option *option) {
     return option->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args(false);
 }
 
+// Validators of our own, for texts that a user can read; an empty text is
+// success.  The words stand in the option's type name.
+CLI::Validator oneof(const std::vector<std::string> &words) {
+    return CLI::Validator(
+        [words](const std::string &text) {
+            std::string list;
+            for (const std::string &word : words) {
+                if (word == text)
+                    return std::string();
+                list += " " + word;
+            }
+            return quoted(text) + " is none of" + list;
+        },
+        "");
+}
+
+CLI::Validator positive() {
+    return CLI::Validator(
+        [](const std::string &text) {
+            uint32_t number = 0;
+            return CLI::detail::lexical_cast(text, number) && number > 0 && text[0] != '-'
+                       ? std::string()
+                       : quoted(text) + " is no number from 1 up";
+        },
+        "");
+}
+
+void addform(CLI::App &app, sortoptions &out) {
+    const char *group = "Record form";
+    app.add_option("--fixed", out.fixed, "Records of N bytes each")
+        ->type_name("N")
+        ->check(positive())
+        ->group(group);
+    app.add_flag("--text", out.text, "Lines of text (default)")->group(group);
+    app.add_option("--eol", out.eol, "What ends a line (default auto: as the first line)")
+        ->type_name("lf|crlf|cr|auto")
+        ->check(oneof({"lf", "crlf", "cr", "auto"}))
+        ->group(group);
+    app.add_flag("--columns", out.columns, "Keys are columns of the line, not fields")
+        ->group(group);
+    app.add_option("-t,--field-separator", out.separator,
+                   "Text between fields, \\t is a tab (default: white space)")
+        ->type_name("STR")
+        ->group(group);
+    app.add_option("--max-line", out.maxline,
+                   "Longest line without its end (default: the longest there is; 4096 for a "
+                   "long pipe)")
+        ->type_name("N")
+        ->check(positive())
+        ->group(group);
+}
+
+void addcode(CLI::App &app, sortoptions &out) {
+    const char *group = "Data code";
+    app.add_option("--data", out.data, "Code of the data (default ascii)")
+        ->type_name("ascii|ebcdic")
+        ->check(oneof({"ascii", "ebcdic"}))
+        ->group(group);
+    app.add_option("--zoned", out.zoned, "Sign of zoned numbers in ASCII data (default zone5)")
+        ->type_name("zone5|zone7|overpunch")
+        ->check(oneof({"zone5", "zone7", "overpunch"}))
+        ->group(group);
+    app.add_option("--ebcdic-table", out.ebcdictable, "Variant of the EBCDIC table (default 0)")
+        ->type_name("0|1|2")
+        ->check(oneof({"0", "1", "2"}))
+        ->group(group);
+}
+
+void addkeys(CLI::App &app, sortoptions &out) {
+    const char *group = "Keys";
+    repeated(app.add_option("-k,--key", out.keys, "Sort by this key, see below"))
+        ->type_name("KEY")
+        ->group(group);
+    app.add_flag("-r,--reverse", out.reverse, "Descending, for keys without an order of their own")
+        ->group(group);
+    app.add_flag("-s,--stable", out.stable, "Keep the input order of equal keys")->group(group);
+    app.add_flag("-u,--unique", out.unique, "Keep one record of each key")->group(group);
+    app.add_flag("-b", out.skipblanks, "Text: skip leading blanks")->group(group);
+    app.add_flag("-d", out.alnum, "Text: letters, digits and blanks only")->group(group);
+    app.add_flag("-f", out.fold, "Text: lower case counts as upper case")->group(group);
+    app.add_flag("-i", out.printable, "Text: printable characters only")->group(group);
+    app.add_flag("-n", out.numeric, "Text: compare as numbers")->group(group);
+}
+
+void addfiles(CLI::App &app, sortoptions &out) {
+    const char *group = "Files and room";
+    app.add_option("-o,--output", out.output, "Write here; may be one of the inputs")
+        ->type_name("FILE")
+        ->group(group);
+    repeated(app.add_option("-T,--temp-dir", out.tempdirs, "Directory for temporary files"))
+        ->type_name("DIR")
+        ->group(group);
+    app.add_option("-S,--memory", out.memory,
+                   "Working storage, 64K to 10M (default 10M; a bare number counts in K)")
+        ->type_name("SIZE")
+        ->group(group);
+    app.add_option("FILE", out.inputs, "Inputs; none or - is standard input")->type_name("");
+}
+
 std::unique_ptr<CLI::App> sortparser(sortoptions &out) {
     auto app =
         std::make_unique<CLI::App>("Sorts records of files or standard input.", "kvern sort");
     app->allow_windows_style_options(false); // /name is a path on every system
     app->set_help_flag("--help", "Show this text");
     app->footer(keyhelp);
-
-    const char *form = "Record form";
-    CLI::Option *fixed = app->add_option("--fixed", out.fixed, "Records of N bytes each");
-    fixed->type_name("N")->check(CLI::PositiveNumber)->group(form);
-    CLI::Option *text = app->add_flag("--text", out.text, "Lines of text (default)");
-    text->group(form)->excludes(fixed);
-    app->add_option("--eol", out.eol, "What ends a line (default auto: as the first line)")
-        ->type_name("lf|crlf|cr|auto")
-        ->check(CLI::IsMember({"lf", "crlf", "cr", "auto"}))
-        ->group(form)
-        ->excludes(fixed);
-    CLI::Option *columns =
-        app->add_flag("--columns", out.columns, "Keys are columns of the line, not fields");
-    columns->group(form)->excludes(fixed);
-    app->add_option("-t,--field-separator", out.separator,
-                    "Text between fields; \\t is a tab (default: white space, which "
-                    "belongs to the field behind it)")
-        ->type_name("STR")
-        ->group(form)
-        ->excludes(fixed)
-        ->excludes(columns);
-    app->add_option("--max-line", out.maxline,
-                    "Longest line without its end (default: the longest there is; 4096 for a "
-                    "pipe)")
-        ->type_name("N")
-        ->check(CLI::PositiveNumber)
-        ->group(form)
-        ->excludes(fixed);
-
-    const char *code = "Data code";
-    app->add_option("--data", out.data, "Code of the data (default ascii)")
-        ->type_name("ascii|ebcdic")
-        ->check(CLI::IsMember({"ascii", "ebcdic"}))
-        ->group(code);
-    app->add_option("--zoned", out.zoned, "Sign of zoned numbers in ASCII data (default zone5)")
-        ->type_name("zone5|zone7|overpunch")
-        ->check(CLI::IsMember({"zone5", "zone7", "overpunch"}))
-        ->group(code);
-    app->add_option("--ebcdic-table", out.ebcdictable, "Variant of the EBCDIC table (default 0)")
-        ->type_name("0|1|2")
-        ->check(CLI::Range(0, 2))
-        ->group(code);
-
-    const char *keys = "Keys";
-    repeated(app->add_option("-k,--key", out.keys, "Sort by this key, see below"))
-        ->type_name("KEY")
-        ->group(keys);
-    app->add_flag("-r,--reverse", out.reverse, "Descending, for keys without an order of their own")
-        ->group(keys);
-    app->add_flag("-s,--stable", out.stable, "Keep the input order of equal keys")->group(keys);
-    app->add_flag("-u,--unique", out.unique, "Keep one record of each key")->group(keys);
-    app->add_flag("-b", out.skipblanks, "Text: skip leading blanks")->group(keys);
-    app->add_flag("-d", out.alnum, "Text: letters, digits and blanks only")->group(keys);
-    app->add_flag("-f", out.fold, "Text: lower case counts as upper case")->group(keys);
-    app->add_flag("-i", out.printable, "Text: printable characters only")->group(keys);
-    app->add_flag("-n", out.numeric, "Text: compare as numbers")->group(keys);
-
-    const char *files = "Files and room";
-    app->add_option("-o,--output", out.output, "Write here; may be one of the inputs")
-        ->type_name("FILE")
-        ->group(files);
-    repeated(app->add_option("-T,--temp-dir", out.tempdirs, "Directory for temporary files"))
-        ->type_name("DIR")
-        ->group(files);
-    app->add_option("-S,--memory", out.memory,
-                    "Working storage, 64K to 10M (default 10M; a bare number counts in K)")
-        ->type_name("SIZE")
-        ->group(files);
-    app->add_option("FILE", out.inputs, "Inputs; none or - is standard input");
+    addform(*app, out);
+    addcode(*app, out);
+    addkeys(*app, out);
+    addfiles(*app, out);
     return app;
+}
+
+// Options that say something about text; the first one given, or nothing.
+std::string firsttextoption(const CLI::App &app) {
+    for (const char *name :
+         {"--text", "--eol", "--columns", "-t", "--max-line", "-b", "-d", "-f", "-i", "-n"})
+        if (app.count(name) > 0)
+            return name;
+    return "";
+}
+
+// The library's words for a fault of the command line in ours.
+std::string wordsof(const CLI::App &app, const CLI::ParseError &error) {
+    const std::string text = error.what();
+    const std::string option = text.substr(0, text.find(':'));
+    if (dynamic_cast<const CLI::ExtrasError *>(&error) && !app.remaining().empty())
+        return app.remaining().front() + " is no option of sort";
+    if (dynamic_cast<const CLI::ArgumentMismatch *>(&error))
+        return option + (text.find("At Most") == std::string::npos ? " needs a value"
+                                                                   : " may be given once");
+    return text;
 }
 
 // The separator as the engine takes it: \t and \\ are the two escapes.
@@ -133,8 +188,9 @@ bool parsesort(int argc, const char *const *argv, sortoptions &out) {
         std::fputs(app->help().c_str(), stdout);
         return false;
     } catch (const CLI::ParseError &error) {
-        refuse(error.what(), "\"kvern help sort\" lists the options");
+        refuse(wordsof(*app, error), "\"kvern help sort\" lists the options");
     }
+    out.textoption = firsttextoption(*app);
     out.separatorgiven = app->count("-t") > 0;
     out.zonedgiven = app->count("--zoned") > 0;
     out.separator = unescaped(out.separator);
@@ -177,7 +233,7 @@ uint32_t memorysize(const std::string &text) {
     case 't':
     case 'T':
     case '%': // a share of any machine's memory is more than the engine takes
-        unit = most;
+        unit = uint64_t{1} << 30;
         break;
     default:
         refuse(argument + " is no size", "give a number with b, K or M behind it, as -S 4M");

@@ -12,6 +12,7 @@ struct sortoptions {
     uint32_t fixed = 0; // 0: text
     bool text = false;
     bool columns = false;
+    std::string textoption; // an option of text that was given, none: empty
     std::string eol = "auto";
     std::string separator;
     bool separatorgiven = false;

@@ -15,11 +15,6 @@ uint64_t round4(uint64_t bytes) {
     return (bytes + 3) / 4 * 4;
 }
 
-bool anyletter(const sortoptions &options) {
-    return options.skipblanks || options.alnum || options.fold || options.printable ||
-           options.numeric;
-}
-
 uint8_t textoptions(const sortoptions &options) {
     return static_cast<uint8_t>(
         (options.skipblanks ? KVRN_TXT_SKIPBLANKS : 0) | (options.alnum ? KVRN_TXT_ALNUM : 0) |
@@ -34,8 +29,10 @@ void checkoptions(const sortoptions &options) {
     if (options.stable && options.unique)
         refuse("-s and -u exclude each other",
                "-u keeps one record of each key, whichever it is; leave -s out");
-    if (!text && anyletter(options))
-        refuse("-b -d -f -i -n are options of text", "leave them out, or leave out --fixed");
+    if (!text && !options.textoption.empty())
+        refuse(options.textoption + " is an option of text", "leave it out, or leave out --fixed");
+    if (options.columns && options.separatorgiven)
+        refuse("--columns and -t exclude each other", "columns have no separator");
     if (options.data == "ebcdic" && text)
         refuse("--data ebcdic: lines of text are ASCII", "give --fixed N for EBCDIC records");
     if (options.data == "ebcdic" && options.zonedgiven)
