@@ -1,7 +1,7 @@
 // The command `kvern`: finds the verb, runs it, turns what it threw into a text
 // and an exit code.
 
-#include "options.h"
+#include "arguments.h"
 #include "report.h"
 #include "sortrun.h"
 #include "streams.h"

@@ -2,9 +2,9 @@
 // be refused without the engine is refused here, in the user's words.
 #pragma once
 
+#include "arguments.h"
 #include "inputs.h"
-#include "keyspec.h"
-#include "options.h"
+#include "keysyntax.h"
 #include "session.h"
 #include "textscan.h"
 

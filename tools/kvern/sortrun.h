@@ -2,7 +2,7 @@
 // user's words.
 #pragma once
 
-#include "options.h"
+#include "arguments.h"
 
 namespace command {
 

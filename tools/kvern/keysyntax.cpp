@@ -1,4 +1,4 @@
-#include "keyspec.h"
+#include "keysyntax.h"
 
 #include "report.h"
 #include "streams.h"

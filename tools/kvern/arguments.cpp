@@ -1,4 +1,4 @@
-#include "options.h"
+#include "arguments.h"
 
 #include "kvern.h"
 #include "report.h"
