@@ -58,7 +58,7 @@ slottree<width> treeof(const qha5ctx *ctx) {
     return {ctx->slotptrs, {keyorder<width>(ctx->keylen)}};
 }
 
-uint32_t chainlength(const slot *chain) {
+[[maybe_unused]] uint32_t chainlength(const slot *chain) { // asserts only
     uint32_t length = 0;
     for (; chain != nullptr; chain = chain->link)
         ++length;
