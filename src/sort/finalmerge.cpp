@@ -60,12 +60,13 @@ int admitdue(qha5ctx *ctx) {
     if (freeblock(ctx) != 0)
         return -1;
     blockhdr *freed = ctx->mergeblocks;
+    const blockplace place = placeof(freed);
     blockhdr *fresh = nullptr;
     if (nextwb(ctx, freed, &fresh) != 0)
         return -1;
     if (fresh == nullptr)
         return faillogic(ctx);
-    replaceblock(ctx, freed, fresh);
+    putinplace(ctx, place, fresh);
     listrecords(ctx, fresh);
     return 0;
 }
@@ -76,11 +77,12 @@ enum class refilled { failed, yes, outdone };
 template <typename Tree>
 refilled refill(qha5ctx *ctx, Tree &tree) {
     blockhdr *dry = tree.champion();
+    const blockplace place = placeof(dry);
     blockhdr *fresh = nullptr;
     if (nextwb(ctx, dry, &fresh) != 0)
         return refilled::failed;
     if (fresh != nullptr) {
-        replaceblock(ctx, dry, fresh);
+        putinplace(ctx, place, fresh);
         listrecords(ctx, fresh);
         tree.replay(fresh->treenode, fresh);
         return refilled::yes;

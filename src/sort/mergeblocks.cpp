@@ -55,10 +55,10 @@ void unlinkblock(qha5ctx *ctx, blockhdr *block) {
         block->link->prev = block->prev;
 }
 
-void replaceblock(qha5ctx *ctx, blockhdr *old, blockhdr *fresh) {
-    fresh->link = old->link;
-    fresh->prev = old->prev;
-    fresh->treenode = old->treenode;
+void putinplace(qha5ctx *ctx, const blockplace &place, blockhdr *fresh) {
+    fresh->link = place.link;
+    fresh->prev = place.prev;
+    fresh->treenode = place.treenode;
     (fresh->prev == nullptr ? ctx->mergeblocks : fresh->prev->link) = fresh;
     if (fresh->link != nullptr)
         fresh->link->prev = fresh;

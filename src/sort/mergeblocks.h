@@ -37,7 +37,18 @@ inline void droptail(blockhdr *block) {
 // The chain mergeblocks.
 void pushblock(qha5ctx *ctx, blockhdr *block);
 void unlinkblock(qha5ctx *ctx, blockhdr *block);
-void replaceblock(qha5ctx *ctx, blockhdr *old, blockhdr *fresh);
+
+// Where a block stands in the chain and in the tree.  Must be asked before the block
+// is given to nextwb: a block that is read hangs in ioqueue by the same link.
+struct blockplace {
+    blockhdr *link;
+    blockhdr *prev;
+    uint32_t treenode;
+};
+inline blockplace placeof(const blockhdr *block) {
+    return {block->link, block->prev, block->treenode};
+}
+void putinplace(qha5ctx *ctx, const blockplace &place, blockhdr *fresh);
 
 // Issues the read of the entry's WB into the block.
 [[nodiscard]] int startread(qha5ctx *ctx, idxentry *entry, blockhdr *block);
