@@ -92,6 +92,20 @@ inline bool isplaintable(const qha5ctx *ctx) {
     return true;
 }
 
+// Gaps are mostly longer than a key and shorter than what a call of memcpy is good
+// for: sixteen bytes go at a time, the last of them overlapping the ones before.
+inline void copygap(uint8_t *to, const uint8_t *from, uint32_t n) {
+    constexpr uint32_t unit = 16;
+    constexpr uint32_t most = 16 * unit;
+    if (n < unit || n > most) {
+        memcpy(to, from, n);
+        return;
+    }
+    for (uint32_t i = 0; i + unit < n; i += unit)
+        memcpy(to + i, from + i, unit);
+    memcpy(to + (n - unit), from + (n - unit), unit);
+}
+
 template <bool sequenced>
 inline void encodeplain(qha5ctx *ctx, const uint8_t *image, uint8_t *internal) {
     const keyentry *row = rowsbegin(ctx->keytable);
@@ -104,7 +118,7 @@ inline void encodeplain(qha5ctx *ctx, const uint8_t *image, uint8_t *internal) {
     for (; row != keysend; ++row)
         copyreversed(internal + row->dst, image + row->src, row->len, flipoforder(row->order));
     for (; row != end; ++row)
-        memcpy(internal + row->dst, image + row->src, row->len);
+        copygap(internal + row->dst, image + row->src, row->len);
 }
 
 template <bool sequenced>
@@ -115,7 +129,7 @@ inline void decodeplain(const qha5ctx *ctx, const uint8_t *internal, uint8_t *im
     for (; row != keysend; ++row)
         copyreversed(image + row->src, internal + row->dst, row->len, flipoforder(row->order));
     for (; row != end; ++row)
-        memcpy(image + row->src, internal + row->dst, row->len);
+        copygap(image + row->src, internal + row->dst, row->len);
 }
 
 } // namespace kvern
