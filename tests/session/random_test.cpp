@@ -2,6 +2,7 @@
 //
 //   KVERN_SEED=n      first seed, each session has the next one; printed
 //   KVERN_SESSIONS=n  sessions of the in-core group, a tenth of it external
+//   KVERN_SHOW=1      prints each session before it runs, to find one that crashes
 //
 // A failing session is cut down and printed with the seed that makes it again:
 // KVERN_SEED=<that seed> KVERN_SESSIONS=1.
@@ -53,6 +54,11 @@ void compare_with_model(const scale &size, uint64_t sessions) {
     for (uint64_t i = 0; i < sessions; ++i) {
         randomness r(seed + i);
         const sessionspec spec = randomsession(r, size);
+        if (fromenvironment("KVERN_SHOW", 0) != 0) {
+            std::printf("seed %llu: %s\n", static_cast<unsigned long long>(seed + i),
+                        describe(spec).c_str());
+            std::fflush(stdout);
+        }
         records += spec.records();
         refused += sortbymodel(spec).detail != 0 ? 1U : 0U;
         const std::string fault = faultof(spec);

@@ -64,9 +64,9 @@ std::string roomof(const std::string &path) {
 }
 
 // Header-only parts of the standard library: nothing to link.
-const words harmless = {"<cstdint",   "<cstddef",  "<cstring", "<type_traits", "<utility",
-                        "<algorithm", "<limits",   "<array",   "<bit",         "<concepts",
-                        "<iterator",  "<stddef.h", "<stdint.h"};
+const words harmless = {"<cassert",  "<cstdint",   "<cstddef",  "<cstring", "<type_traits",
+                        "<utility",  "<algorithm", "<limits",   "<array",   "<bit",
+                        "<concepts", "<iterator",  "<stddef.h", "<stdint.h"};
 
 // What every room may use of the session room.
 const words basics = {"session/context.h", "session/arena.h", "session/pump.h",
