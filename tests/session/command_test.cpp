@@ -195,6 +195,7 @@ const refusal refusals[] = {
     {"sort --fixed 100 -k 1,9 -k 91,11,pd", "", 2,
      "kvern: key 2 (91,11,pd) reaches byte 101 of a 100-byte record\n"
      "  shorten the key or raise --fixed   [message 7, detail 59]\n"},
+    {"sort --fixed 32717", "", 2, "records have at most 32716 bytes"},
     {"sort --fixed 9 -k 3", "", 2, "key 1 (3) has no length"},
     {"sort --fixed 9 -k 0,3", "", 2, "positions count from 1"},
     {"sort --fixed 9 -k 1,0", "", 2, "a length of 0"},
@@ -265,6 +266,13 @@ TEST_F(command, tells_itself) {
 }
 
 #if !defined(_WIN32)
+TEST_F(command, a_full_device_is_no_room) {
+    if (!std::filesystem::exists("/dev/full"))
+        GTEST_SKIP();
+    EXPECT_EQ(run("sort -o /dev/full in", "b\na\n").code, 6);
+    EXPECT_EQ(std::system((KVERN_COMMAND + " sort in > /dev/full 2> err"s).c_str()) >> 8, 6);
+}
+
 TEST_F(command, a_signal_stops_it) {
     const std::string line =
         "sleep 2 | timeout --preserve-status -s INT 1 "s + KVERN_COMMAND + " sort -T . 2> err";

@@ -154,8 +154,11 @@ constexpr uint32_t toomanyopen = 362;
 explanation explainsystem(const systemrow &row, uint32_t detail) {
     const uint32_t place = detail - row.first + (row.first == toomanyopen ? 1 : 0);
     explanation out{row.what, "", row.code, row.message, side::none};
-    if (row.codes == layout::one)
+    if (row.codes == layout::one) {
+        if (row.message != 32) // reading, or writing
+            out.where = row.message == 35 ? side::input : side::output;
         return out;
+    }
     constexpr side sides[] = {side::none, side::input, side::output};
     constexpr uint32_t messages[] = {32, 35, 36};
     out.where = sides[place];

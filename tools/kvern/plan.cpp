@@ -120,6 +120,9 @@ void planfiles(const sortoptions &options, const std::vector<inputsource> &sourc
 
 void planfixed(const sortoptions &options, const std::vector<inputsource> &sources,
                sortplan &plan) {
+    if (options.fixed > internalroom)
+        throw failure{ending::usage, "--fixed " + std::to_string(options.fixed) + " is too long",
+                      "records have at most " + std::to_string(internalroom) + " bytes", 23, 240};
     for (const keyspec &key : plan.keys)
         checkreach(key, options.fixed, "record", "--fixed");
     for (const inputsource &source : sources)
