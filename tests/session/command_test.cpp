@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -21,38 +23,60 @@ struct outcome {
     std::string out, err;
 };
 
-// A path of the build as this system's shell wants it.
-std::string shellpath(std::string path) {
 #if defined(_WIN32)
-    std::replace(path.begin(), path.end(), '/', '\\');
+constexpr bool slow = true; // a process under Wine takes half a second
+#else
+constexpr bool slow = false;
 #endif
-    return '"' + path + '"';
-}
 
 class command : public ::testing::Test {
   protected:
     tempfolder folder;
     std::filesystem::path before;
+    std::string program; // quoted for the shell
 
     void SetUp() override {
         before = std::filesystem::current_path();
+        program = '"' + std::filesystem::absolute(KVERN_COMMAND).make_preferred().string() + '"';
         std::filesystem::current_path(folder.path());
     }
     void TearDown() override { std::filesystem::current_path(before); }
 
-    // Runs `kvern arguments` in the folder; a null input is an empty file.
+    // Runs `kvern arguments` in the folder.  The input comes from a file, or
+    // through a pipe.
     outcome run(const std::string &arguments, const std::string &input = "", bool piped = false) {
         writefile("in", input);
-        const std::string program = shellpath(KVERN_COMMAND);
-        std::string line = program + " " + arguments + " > out 2> err";
+        std::string line = program + " " + arguments + " > out 2> err" + (piped ? "" : " < in");
 #if defined(_WIN32)
-        line = '"' + (piped ? "type in | " + line : line + " < in") + '"';
-        const int code = std::system(line.c_str());
-#else
-        line = piped ? "cat in | " + line : line + " < in";
-        const int code = std::system(line.c_str()) >> 8;
+        line = '"' + line + '"'; // the shell takes the outer pair away
 #endif
-        return {code, readfile("out"), readfile("err")};
+        const int status = piped ? runpiped(line, input) : std::system(line.c_str());
+        return {exitcode(status), readfile("out"), readfile("err")};
+    }
+
+    static int exitcode(int status) {
+#if defined(_WIN32)
+        return status;
+#else
+        return status >> 8;
+#endif
+    }
+
+    static int runpiped(const std::string &line, const std::string &input) {
+#if defined(_WIN32)
+        FILE *pipe = _popen(line.c_str(), "wb");
+#else
+        std::signal(SIGPIPE, SIG_IGN); // the command may end before its input
+        FILE *pipe = popen(line.c_str(), "w");
+#endif
+        if (!pipe)
+            return -1;
+        std::fwrite(input.data(), 1, input.size(), pipe);
+#if defined(_WIN32)
+        return _pclose(pipe);
+#else
+        return pclose(pipe);
+#endif
     }
 };
 
@@ -145,15 +169,18 @@ const std::vector<sortcase> sortcases = {
 // Each through a redirected file to the stream, and in turn through a pipe or a
 // named file to a file.
 TEST_F(command, sorts_by_every_way_in_and_out) {
-    bool byfile = false;
+    size_t number = 0;
     for (const sortcase &one : sortcases) {
+        ++number;
         const std::string arguments = one.arguments;
         SCOPED_TRACE(arguments);
         const outcome redirected = run(arguments, one.input);
         EXPECT_EQ(redirected.code, 0) << redirected.err;
         EXPECT_EQ(redirected.out, one.output);
         EXPECT_EQ(redirected.err, "");
-        if (byfile && one.input.find('\x1A') == std::string::npos) {
+        if (slow && number % 5 != 0)
+            continue;
+        if (number % 2 == 0 && one.input.find('\x1A') == std::string::npos) {
             writefile("file", one.input);
             EXPECT_EQ(run(arguments + " -o file file").code, 0); // in place
             EXPECT_EQ(readfile("file"), one.output);
@@ -163,7 +190,6 @@ TEST_F(command, sorts_by_every_way_in_and_out) {
             EXPECT_EQ(piped.out, "");
             EXPECT_EQ(readfile("sorted"), one.output);
         }
-        byfile = !byfile;
     }
 }
 
