@@ -192,9 +192,11 @@ blockhdr *endinput(qha5ctx *ctx, blockhdr *block) {
     appendfree(ctx, block);
     if (runphases(ctx) != 0)
         return nullptr;
-    for (blockhdr *free = ctx->freeblocks; free != nullptr; free = free->link)
+    blockhdr *const head = ctx->freeblocks; // the block given, if no other
+    blockhdr *free = head;
+    do
         free->end = free->first + ctx->outblklen;
-    blockhdr *head = ctx->freeblocks;
+    while ((free = free->link) != nullptr);
     ctx->freeblocks = head->link;
     head->link = nullptr;
     head->count = 0;

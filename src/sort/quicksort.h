@@ -189,7 +189,7 @@ class slotsorter {
 
     // Puts medians of three neighbours, far apart, where takemedian looks.
     void mediansofthrees(slot **left, uint32_t count) {
-        const uint32_t step = count / 8;
+        const size_t step = count / 8;
         slot **const mid = left + count / 2;
         slot **const right = left + (count - 1);
         std::swap(*left, *medianof(left, left + step, left + 2 * step));
@@ -215,9 +215,10 @@ class slotsorter {
                 return {first + k, first + k + 1};
             }
             const uint32_t groups = n / group;
-            for (uint32_t i = 0; i < groups; ++i) {
-                insertionpass(first + i * group, group);
-                std::swap(first[i], first[i * group + group / 2]);
+            slot **five = first;
+            for (uint32_t i = 0; i < groups; ++i, five += group) {
+                insertionpass(five, group);
+                std::swap(first[i], five[group / 2]);
             }
             medianpartition(first, groups, groups / 2);
             const split at = threewaypartition(first, n, first[groups / 2]);

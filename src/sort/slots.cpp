@@ -19,6 +19,7 @@
 namespace kvern {
 namespace {
 
+constexpr uint64_t pointerbytes = sizeof(void *);
 constexpr uint64_t stackbytes = arenaround((qstackpairs + 1) * sizeof(sortpair));
 
 bool carvepool(qha5ctx *ctx, uint8_t *next, uint64_t left) {
@@ -30,11 +31,11 @@ bool carvepool(qha5ctx *ctx, uint8_t *next, uint64_t left) {
     left -= stackbytes;
 
     ctx->slotstride = static_cast<uint32_t>(arenaround(sizeof(slot) + ctx->intreclen));
-    ctx->slotcount = static_cast<uint32_t>(left / (ctx->slotstride + sizeof(slot *)));
+    ctx->slotcount = static_cast<uint32_t>(left / (ctx->slotstride + pointerbytes));
     if (ctx->slotcount < 2)
         return false;
     ctx->slotptrs = reinterpret_cast<slot **>(next);
-    ctx->slotfirst = reinterpret_cast<slot *>(next + ctx->slotcount * sizeof(slot *));
+    ctx->slotfirst = reinterpret_cast<slot *>(next + ctx->slotcount * pointerbytes);
     return true;
 }
 
