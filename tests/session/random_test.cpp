@@ -96,7 +96,7 @@ TEST(random_sessions, external) {
     if (!external_sort_is_built()) {
         GTEST_SKIP() << "sessions that overflow their storage end with detail 212";
     }
-    compare_with_model({.maxrecords = 5000, .external = true},
+    compare_with_model({.maxrecords = 40000, .external = true},
                        fromenvironment("KVERN_SESSIONS", default_sessions) / 10 + 1);
 }
 

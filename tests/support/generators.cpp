@@ -218,7 +218,9 @@ class maker {
         }
         const uint32_t held = (s.memsize == 0 ? 0x100000 : size) / slot;
         if (limits.external) {
-            return std::min(limits.maxrecords, r.between(held / 2, held * 4));
+            // Now and then more strings than the merge can take at once.
+            const uint32_t many = r.onein(20) ? held * 60 : held * 4;
+            return std::min(limits.maxrecords, r.between(many / 8, many));
         }
         const uint32_t most = std::min(limits.maxrecords, held / 2);
         return r.onein(8) ? r.below(3) : r.below(most + 1);
