@@ -6,6 +6,7 @@
 //
 // A failing session is cut down and printed with the seed that makes it again:
 // KVERN_SEED=<that seed> KVERN_SESSIONS=1.
+#include "model/codetables.h"
 #include "model/model.h"
 #include "support/generators.h"
 #include "support/sessionrunner.h"
@@ -87,6 +88,57 @@ bool external_sort_is_built() {
 }
 
 } // namespace
+
+// All 256 values at either end of a field, for every type, code and table.
+TEST(all_bytes, in_every_type_and_code) {
+    constexpr uint8_t types[] = {161, 162, 163, 164, 165, 166, 167, 173, 175,
+                                 177, 193, 194, 195, 196, 197, 198, 199, 202};
+    sessionspec spec;
+    spec.reclen = 2;
+    spec.inputs.resize(1);
+    for (int b = 0; b < 256; ++b) {
+        spec.inputs[0].push_back({static_cast<char>(b), '1'});
+        spec.inputs[0].push_back({'1', static_cast<char>(b)});
+    }
+    for (const uint8_t type : types) {
+        for (uint8_t variant = 0; variant < 6; ++variant) {
+            spec.cdmode = static_cast<uint8_t>(variant < 3 ? 236 : 234 + variant);
+            for (spec.altmode = 0; spec.altmode < 3; ++spec.altmode) {
+                keyspec key{0, 2, type};
+                key.order = variant % 2 == 0 ? KVRN_ASCENDING : KVRN_DESCENDING;
+                key.table = ascii_to_ebcdic(1);
+                spec.keys = {key};
+                ASSERT_EQ(faultof(spec), "") << describe(spec);
+            }
+        }
+    }
+}
+
+TEST(all_bytes, in_text) {
+    sessionspec spec;
+    spec.form = 'r';
+    spec.linedlmt = KVRN_DLMT_CR;
+    spec.reclen = 5;
+    spec.inputs.resize(1);
+    for (int b = 0; b < 256; ++b) {
+        for (const bytes &line : {bytes(1, static_cast<char>(b)), bytes{'1', static_cast<char>(b)},
+                                  bytes{static_cast<char>(b), '1', '\x81', static_cast<char>(b)}}) {
+            if (b != '\r') {
+                spec.inputs[0].push_back(line);
+            }
+        }
+    }
+    for (unsigned option = 0; option < 128; option += 3) {
+        spec.altmode = static_cast<uint8_t>(option % 3);
+        spec.fieldmode = option % 5 == 0 ? KVRN_FIELDS : KVRN_COLUMNS;
+        for (const keyspec &key :
+             {keyspec{0, 4}, keyspec{0, 4, KVRN_CHARX}, keyspec{0, 4, KVRN_CHAR, 32, 0, 2}}) {
+            spec.keys = {key};
+            spec.keys[0].textoption = static_cast<uint8_t>(option);
+            ASSERT_EQ(faultof(spec), "") << describe(spec);
+        }
+    }
+}
 
 TEST(random_sessions, in_core) {
     compare_with_model({.maxrecords = 300}, fromenvironment("KVERN_SESSIONS", default_sessions));
