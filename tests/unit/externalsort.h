@@ -11,6 +11,7 @@
 #include "support/tempfolder.h"
 #include "unit/enginecontext.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -26,9 +27,10 @@ struct numbered {
 struct externalsort : enginecontext {
     static constexpr uint32_t entrybytes = 64;
     tempfolder folder;
+    uint64_t mostbytes = 0; // that the files had during the final merge
 
     externalsort(uint32_t slots, uint32_t entriesperwb, uint32_t phasebytes)
-        : enginecontext(4 << 20), folderpath(folder.path()) {
+        : enginecontext(1 << 19), folderpath(folder.path()) {
         keylen = sizeof(uint64_t);
         intreclen = inreclen = outreclen = sizeof(numbered);
         idxentlen = entrybytes;
@@ -102,6 +104,7 @@ struct externalsort : enginecontext {
         for (;;) {
             if (deliver(this, &block)->iostat != 0)
                 return false;
+            mostbytes = std::max(mostbytes, filebytes());
             if (block.count == 0)
                 return true;
             if (block.limit != block.first + block.count * sizeof(numbered))
