@@ -1,6 +1,6 @@
 // Sorts of far more records than the storage holds, through the public calls: named
 // orders of input in every record form, against a stable sort of the input.
-#include "support/generators.h"
+#include "support/fieldvalues.h"
 #include "support/sessionrunner.h"
 
 #include <algorithm>
@@ -48,7 +48,7 @@ sessionspec sessionof(char form, std::vector<bytes> records) {
     spec.linedlmt = KVRN_DLMT_LF;
     spec.reclen = record_length;
     spec.memsize = KVRN_MEM_MIN;
-    spec.input = spec.output = exchange::plainfile;
+    spec.input = spec.output = form == 'v' ? exchange::record : exchange::plainfile;
     keyspec key;
     key.length = key_length;
     spec.keys.push_back(key);

@@ -165,7 +165,7 @@ TEST(externalsession, moves_on_from_directory_to_directory) {
             EXPECT_EQ(sort.sess.detail, KVRN_D_TEMPCREATE);
         } else {
             ASSERT_TRUE(sort.put(records) && sort.endput());
-            EXPECT_EQ(sort.context()->tempcount, 4u);
+            EXPECT_GT(sort.context()->tempcount, 2u);
             EXPECT_EQ(sort.context()->errdetail, 0u);
             ASSERT_TRUE(sort.getall(&got));
             std::sort(records.begin(), records.end());
