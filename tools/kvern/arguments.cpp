@@ -159,7 +159,7 @@ std::string firsttextoption(const CLI::App &app) {
 
 // The library's words for a fault of the command line in ours.
 std::string wordsof(const CLI::App &app, const CLI::ParseError &error) {
-    const std::string text = error.what();
+    std::string text = error.what();
     const std::string option = text.substr(0, text.find(':'));
     if (dynamic_cast<const CLI::ExtrasError *>(&error) && !app.remaining().empty())
         return app.remaining().front() + " is no option of sort";
@@ -226,7 +226,7 @@ uint32_t memorysize(const std::string &text) {
         break;
     case 'm':
     case 'M':
-        unit = 1024u * 1024;
+        unit = uint64_t{1} << 20;
         break;
     case 'g':
     case 'G':
