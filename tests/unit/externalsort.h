@@ -75,7 +75,8 @@ struct externalsort : enginecontext {
             slotnext = place->link;
         }
         slotused = slotcount;
-        std::vector<numbered> rest(records.begin() + slotcount, records.end());
+        std::vector<numbered> rest(records.begin() + static_cast<ptrdiff_t>(slotcount),
+                                   records.end());
         blockhdr block{};
         block.first = block.next = reinterpret_cast<uint8_t *>(rest.data());
         block.limit = block.end = block.first + rest.size() * sizeof(numbered);
@@ -109,7 +110,8 @@ struct externalsort : enginecontext {
                 return true;
             if (block.limit != block.first + block.count * sizeof(numbered))
                 return false;
-            out->insert(out->end(), room.begin(), room.begin() + block.count);
+            out->insert(out->end(), room.begin(),
+                        room.begin() + static_cast<ptrdiff_t>(block.count));
         }
     }
 

@@ -42,7 +42,7 @@ std::vector<std::vector<numbered>> datawbs(externalsort &sort) {
             std::memcpy(static_cast<void *>(&entry), &index[at * sort.idxentlen], sizeof entry);
             EXPECT_EQ(entry.kind, ek_data);
             read(entry.tempfile, entry.filepos, data.data());
-            blocks.emplace_back(data.begin(), data.begin() + entry.count);
+            blocks.emplace_back(data.begin(), data.begin() + static_cast<ptrdiff_t>(entry.count));
             uint64_t key = 0;
             std::memcpy(&key, &index[at * sort.idxentlen + sizeof entry], sizeof key);
             EXPECT_EQ(key, data[0].key);
