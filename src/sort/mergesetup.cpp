@@ -20,6 +20,7 @@
 #include "sort/tempfile.h"
 #include "sort/wbio.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cstring>
 
@@ -62,9 +63,23 @@ int wireoutput(qha5ctx *ctx, mergespace *space) {
     return ctx->sumbuf == nullptr || ctx->holdrec == nullptr ? -1 : 0;
 }
 
+// Entries of the list.  An expansion brings idxperwb of them; beyond that it holds the
+// entries of spilled WBs.  Of every string about half a WB is neither in memory nor
+// on its own place, so where the width is far below the number of strings, that many
+// spilled WBs are to be expected, and a list that cannot hold their entries would be
+// written out and read again for every few WBs.
+uint32_t listlength(const qha5ctx *ctx, const mergespace &space) {
+    constexpr uint64_t share = 16; // of the storage, at most, for them: measured
+    const uint64_t need = mergeneed(ctx->idxentlen, ctx->idxperwb, ctx->wbsize, ctx->recperwb);
+    const uint64_t room =
+        space.left > need ? std::min(space.left / share, space.left - need) / ctx->idxentlen : 0;
+    const uint64_t spilled = std::min<uint64_t>(ctx->stringcount, room);
+    return static_cast<uint32_t>(ctx->idxperwb + sparelistentries + spilled);
+}
+
 // Reads the root of the ordered index into the list.
 int loadroot(qha5ctx *ctx, mergespace *space) {
-    const uint32_t entries = ctx->idxperwb + sparelistentries;
+    const uint32_t entries = listlength(ctx, *space);
     uint8_t *area = space->take(uint64_t{entries} * ctx->idxentlen);
     if (area == nullptr)
         return -1;
