@@ -55,9 +55,8 @@ size_t fileoffset(const std::string &image, uint32_t address) {
         header + offsetof(IMAGE_NT_HEADERS32, OptionalHeader) + nt.FileHeader.SizeOfOptionalHeader;
     for (size_t i = 0; i < nt.FileHeader.NumberOfSections; ++i) {
         const auto s = at<IMAGE_SECTION_HEADER>(image, first + i * sizeof(IMAGE_SECTION_HEADER));
-        if (address - s.VirtualAddress < s.SizeOfRawData) {
+        if (address - s.VirtualAddress < s.SizeOfRawData)
             return address - s.VirtualAddress + s.PointerToRawData;
-        }
     }
     return 0;
 }
@@ -76,13 +75,11 @@ tables readtables(const std::string &image) {
     size_t entry = fileoffset(image, directory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress);
     for (;; entry += sizeof(IMAGE_IMPORT_DESCRIPTOR)) {
         const auto import = at<IMAGE_IMPORT_DESCRIPTOR>(image, entry);
-        if (import.Name == 0) {
+        if (import.Name == 0)
             return out;
-        }
         std::string library = textat(image, fileoffset(image, import.Name));
-        for (char &c : library) {
+        for (char &c : library)
             c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-        }
         out.libraries.insert(library);
     }
 }
@@ -110,16 +107,14 @@ tables readtables(const std::string &image) {
                 const std::string name = textat(image, strings + symbol.st_name);
                 // Weak names that nothing has to define come with every library.
                 const bool optional = ELF64_ST_BIND(symbol.st_info) == STB_WEAK;
-                if (symbol.st_shndx != SHN_UNDEF) {
+                if (symbol.st_shndx != SHN_UNDEF)
                     out.exported.insert(name);
-                } else if (!name.empty() && !optional) {
+                else if (!name.empty() && !optional)
                     out.imported.insert(name);
-                }
             } else if (s.sh_type == SHT_DYNAMIC) {
                 const auto entry = at<Elf64_Dyn>(image, p);
-                if (entry.d_tag == DT_NEEDED) {
+                if (entry.d_tag == DT_NEEDED)
                     out.libraries.insert(textat(image, strings + entry.d_un.d_val));
-                }
             } else {
                 break;
             }
@@ -142,12 +137,10 @@ TEST(abi, imports_come_from_the_system_only) {
     names allowed = {"KERNEL32.DLL", "USER32.DLL", "ADVAPI32.DLL",
                      "MSVCRT.DLL",   "libc.so.6",  "ld-linux-x86-64.so.2"};
     const bool sanitized = found.imported.count("__asan_init") != 0;
-    if (sanitized) { // the sanitizers' own libraries, in sanitized builds alone
+    if (sanitized) // the sanitizers' own libraries, in sanitized builds alone
         allowed.insert({"libasan.so.8", "libubsan.so.1", "libgcc_s.so.1", "libm.so.6"});
-    }
-    for (const std::string &library : found.libraries) {
+    for (const std::string &library : found.libraries)
         EXPECT_EQ(allowed.count(library), 1U) << library;
-    }
     for (const std::string &name : found.imported) {
         const bool ofcplusplus = name.rfind("_Z", 0) == 0 || name.rfind("__cxa_", 0) == 0 ||
                                  name.rfind("__gxx_", 0) == 0;

@@ -1,5 +1,5 @@
 #include "model/model.h"
-#include "model/codetables.h"
+#include "key/chartables.h"
 
 #include <algorithm>
 #ifdef _WIN32
@@ -12,6 +12,20 @@ namespace {
 
 uint8_t at(const bytes &text, size_t i) {
     return static_cast<uint8_t>(text[i]);
+}
+// The conversion tables are the engine's own, which its test knows by checksum.
+bytes translated(bytes text, const uint8_t *table) {
+    for (char &c : text)
+        c = static_cast<char>(table[static_cast<uint8_t>(c)]);
+    return text;
+}
+bytes ascii_to_ebcdic(const bytes &text, unsigned altmode) {
+    const chartable *const tables[] = {&TBL_A2E0, &TBL_A2E1, &TBL_A2E2};
+    return translated(text, tables[altmode]->code);
+}
+bytes ebcdic_to_ascii(const bytes &text, unsigned altmode) {
+    const chartable *const tables[] = {&TBL_E2A0, &TBL_E2A1, &TBL_E2A2};
+    return translated(text, tables[altmode]->code);
 }
 bytes reversed(const bytes &text) {
     return {text.rbegin(), text.rend()};
@@ -59,9 +73,8 @@ keyvalue separatesign(uint8_t cdmode, const bytes &field, size_t sign) {
 // the greater value, so the magnitude is their complement.
 keyvalue twoscomplement(bytes field) {
     const bool negative = (at(field, 0) & 0x80) != 0;
-    for (char &c : field) {
+    for (char &c : field)
         c = negative ? static_cast<char>(~c) : c;
-    }
     return {negative, field};
 }
 
@@ -80,49 +93,40 @@ enum charclass { control, lower, plain, printable };
 
 charclass classof(char c, bool kanji) {
     const auto b = static_cast<uint8_t>(c);
-    if (c >= 'a' && c <= 'z') {
+    if (c >= 'a' && c <= 'z')
         return lower;
-    }
-    if (c == ' ' || isdigit(c) || (c >= 'A' && c <= 'Z')) {
+    if (c == ' ' || isdigit(c) || (c >= 'A' && c <= 'Z'))
         return plain;
-    }
-    if (b < 32 || b == 127 || b == 255 || (b >= 0x80 && b < 0xA0 && !kanji)) {
+    if (b < 32 || b == 127 || b == 255 || (b >= 0x80 && b < 0xA0 && !kanji))
         return control;
-    }
     return printable;
 }
 
 // What the options leave of a text.
 bytes cleaned(bytes text, unsigned options, bool kanji) {
-    if (options & KVRN_TXT_SKIPBLANKS) {
+    if (options & KVRN_TXT_SKIPBLANKS)
         text.erase(0, std::min(text.find_first_not_of(" \t"), text.size()));
-    }
     if (options & KVRN_TXT_ALNUM) {
         std::erase_if(
             text, [=](char c) { return classof(c, kanji) != lower && classof(c, kanji) != plain; });
     }
-    if (options & KVRN_TXT_PRINTABLE) {
+    if (options & KVRN_TXT_PRINTABLE)
         std::erase_if(text, [=](char c) { return classof(c, kanji) == control; });
-    }
-    if (options & KVRN_TXT_FOLD) {
-        for (char &c : text) {
+    if (options & KVRN_TXT_FOLD)
+        for (char &c : text)
             c = classof(c, kanji) == lower ? static_cast<char>(c - 32) : c;
-        }
-    }
     return text;
 }
 
 // A number written in a text: what follows its last digit is dropped, what
 // stands before its first one counts for the sign only.
 keyvalue numeric(bytes text, size_t room) {
-    while (!text.empty() && !isdigit(text.back())) {
+    while (!text.empty() && !isdigit(text.back()))
         text.pop_back();
-    }
     keyvalue value{};
     for (char &c : text) {
-        if (isdigit(c)) {
+        if (isdigit(c))
             break;
-        }
         value.negative = value.negative || c == '-';
         c = '0';
     }
@@ -152,11 +156,10 @@ bytes jis(const bytes &text) {
             beyond = 94;
         }
         const unsigned row = 2 * b - (b < 0xE0 ? 256 : 384) + beyond, c = at(text, ++i);
-        if (c >= 0x40 && c <= 0x9E && c != 0x7F) {
+        if (c >= 0x40 && c <= 0x9E && c != 0x7F)
             pair(row - 1, c - (c < 0x7F ? 63 : 64));
-        } else {
+        else
             pair(row, c - 158);
-        }
     }
     return out;
 }
@@ -181,9 +184,8 @@ keyvalue kanji(const keyspec &key, const bytes &field) {
 
 keyvalue text(const sessionspec &spec, const keyspec &key, const bytes &field) {
     const bool descending = key.order == KVRN_DESCENDING;
-    if (key.type == KVRN_CHAR && key.kanjiconv == KVRN_KANJI_JIS) {
+    if (key.type == KVRN_CHAR && key.kanjiconv == KVRN_KANJI_JIS)
         return kanji(key, field);
-    }
     bytes kept = cleaned(field, key.textoption, false);
     if (key.textoption & KVRN_TXT_NUMERIC) {
         keyvalue value = numeric(kept, key.length);
@@ -192,9 +194,8 @@ keyvalue text(const sessionspec &spec, const keyspec &key, const bytes &field) {
         return value;
     }
     kept.resize(key.length);
-    if (key.type == KVRN_CHARX) {
-        kept = translated(kept, ascii_to_ebcdic(spec.altmode));
-    }
+    if (key.type == KVRN_CHARX)
+        kept = ascii_to_ebcdic(kept, spec.altmode);
     return {false, kept, descending};
 }
 
@@ -206,12 +207,10 @@ keyspec wholerecord(const sessionspec &spec) {
     key.type = spec.cdmode == KVRN_CD_EBCDIC ? KVRN_CHARX : KVRN_CHAR;
     key.order = spec.descall ? KVRN_DESCENDING : KVRN_ASCENDING;
     key.textoption = spec.keyoption & 15;
-    if (spec.keyoption & KVRN_KEYOPT_NUMERIC) {
+    if (spec.keyoption & KVRN_KEYOPT_NUMERIC)
         key.textoption |= KVRN_TXT_NUMERIC;
-    }
-    if (spec.level() >= 2) {
+    if (spec.level() >= 2)
         key.kanjiconv = spec.byte39() & KVRN_KANJI_JIS;
-    }
     return key;
 }
 
@@ -230,18 +229,15 @@ rebuilt rebuild(const sessionspec &spec, const bytes &record) {
     rebuilt out;
     if (spec.pieces.empty()) {
         out.data = record;
-        if (bynumber) {
+        if (bynumber)
             out.fields = fieldsof(spec, record);
-        }
         return out;
     }
     const std::vector<bytes> source = bynumber ? fieldsof(spec, record) : std::vector<bytes>{};
     size_t highest = 0;
-    for (const piece &p : spec.pieces) {
-        if (!p.literal) {
+    for (const piece &p : spec.pieces)
+        if (!p.literal)
             highest = std::max<size_t>(highest, bynumber ? p.position : p.position + p.length - 1);
-        }
-    }
     // A rebuilding that needs nothing but literals still asks an empty variable
     // record for its first byte: intended.
     const bool missing = bynumber           ? source.size() <= highest
@@ -275,33 +271,30 @@ bool leadbyte(char byte) {
 
 int compare(const keyvalue &a, const keyvalue &b) {
     int order = a.magnitude.compare(b.magnitude);
-    if (a.negative != b.negative) {
+    if (a.negative != b.negative)
         order = a.negative ? -1 : 1;
-    } else if (a.negative) {
+    else if (a.negative)
         order = -order;
-    }
     return a.descending ? -order : order;
 }
 
 keyvalue valueof(const sessionspec &spec, const keyspec &key, const bytes &field) {
-    if (spec.form == 'r') {
+    if (spec.form == 'r')
         return text(spec, key, field);
-    }
     const uint8_t cdmode = spec.cdmode == 0 ? uint8_t{KVRN_CD_ZONE5} : spec.cdmode;
     const bool ebcdic = cdmode == KVRN_CD_EBCDIC;
     const size_t last = field.size() - 1;
     unsigned type = key.type;
-    if (spec.version == KVRN_VERSION_L0_LEBIN && type == KVRN_UBEBIN) {
+    if (spec.version == KVRN_VERSION_L0_LEBIN && type == KVRN_UBEBIN)
         type = KVRN_SLEBIN;
-    }
     const auto decoded = [&]() -> keyvalue {
         switch (type) {
         case KVRN_CHAR:
-            return {false, ebcdic ? translated(field, ebcdic_to_ascii(spec.altmode)) : field};
+            return {false, ebcdic ? ebcdic_to_ascii(field, spec.altmode) : field};
         case KVRN_CHARX:
-            return {false, ebcdic ? field : translated(field, ascii_to_ebcdic(spec.altmode))};
+            return {false, ebcdic ? field : ascii_to_ebcdic(field, spec.altmode)};
         case KVRN_TABLED:
-            return {false, translated(field, key.table)};
+            return {false, translated(field, reinterpret_cast<const uint8_t *>(key.table.data()))};
         case KVRN_ZONED:
         case KVRN_ZONEDU:
             return zoned(cdmode, field, last);
@@ -342,37 +335,31 @@ std::vector<bytes> fieldsof(const sessionspec &spec, const bytes &line) {
         spec.doublebyte() && ((first >= 64 && first <= 126) || (first >= 161 && first <= 223));
     for (size_t p = 0;; p += spec.separator ? separator.size() : 1) {
         const size_t start = p;
-        if (!spec.separator) { // white space in front belongs to the field
-            while (p < line.size() && white(p)) {
+        if (!spec.separator) // white space in front belongs to the field
+            while (p < line.size() && white(p))
                 ++p;
-            }
-        }
         while (p < line.size()) {
             const bool lead = pairs && leadbyte(line[p]);
             const bool stop = !spec.separator
                                   ? white(p)
                                   : splits(line, p, separator) && !(lead && separator.size() == 1);
-            if (stop) {
+            if (stop)
                 break;
-            }
             p += lead && p + 1 < line.size() ? 2U : 1U;
         }
         fields.push_back(line.substr(start, p - start));
-        if (p == line.size()) {
+        if (p == line.size())
             return fields;
-        }
-        if (spec.separator && separator.empty()) { // every field is empty, without end
+        if (spec.separator && separator.empty()) // every field is empty, without end
             return std::vector<bytes>(256);
-        }
     }
 }
 
 modelresult sortbymodel(const sessionspec &spec) {
     modelresult result;
     std::vector<keyspec> keys = spec.keys;
-    if (keys.empty()) {
+    if (keys.empty())
         keys.push_back(wholerecord(spec));
-    }
     for (const auto &file : spec.inputs) {
         for (const bytes &record : file) {
             const rebuilt source = rebuild(spec, record);
@@ -382,9 +369,8 @@ modelresult sortbymodel(const sessionspec &spec) {
             bytes padded = source.data;
             padded.resize(std::max<size_t>(padded.size(), spec.outlength()));
             for (const keyspec &key : keys) {
-                if (result.detail != 0) {
+                if (result.detail != 0)
                     return result;
-                }
                 bytes field;
                 if (spec.fieldmode == KVRN_FIELDS && !spec.keys.empty()) {
                     if (key.position >= source.fields.size()) {
@@ -401,11 +387,9 @@ modelresult sortbymodel(const sessionspec &spec) {
         }
     }
     std::stable_sort(result.sorted.begin(), result.sorted.end(), [](const auto &a, const auto &b) {
-        for (size_t i = 0; i < a.key.size(); ++i) {
-            if (const int order = compare(a.key[i], b.key[i]); order != 0) {
+        for (size_t i = 0; i < a.key.size(); ++i)
+            if (const int order = compare(a.key[i], b.key[i]); order != 0)
                 return order < 0;
-            }
-        }
         return false;
     });
     return result;
@@ -415,19 +399,16 @@ std::string difference(const sessionspec &spec, const modelresult &expected,
                        const std::vector<bytes> &output) {
     const auto &sorted = expected.sorted;
     const auto sametokey = [](const modelrecord &a, const modelrecord &b) {
-        for (size_t i = 0; i < a.key.size(); ++i) {
-            if (compare(a.key[i], b.key[i]) != 0) {
+        for (size_t i = 0; i < a.key.size(); ++i)
+            if (compare(a.key[i], b.key[i]) != 0)
                 return false;
-            }
-        }
         return true;
     };
     size_t taken = 0;
     for (size_t begin = 0, end = 0; begin < sorted.size(); begin = end) {
         std::vector<bytes> group;
-        for (; end < sorted.size() && sametokey(sorted[begin], sorted[end]); ++end) {
+        for (; end < sorted.size() && sametokey(sorted[begin], sorted[end]); ++end)
             group.push_back(sorted[end].data);
-        }
         const size_t wanted = spec.suppress ? 1 : group.size();
         if (output.size() - taken < wanted) {
             return "output ends at record " + std::to_string(output.size()) +

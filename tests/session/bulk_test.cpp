@@ -86,9 +86,8 @@ void sortaccounts(const bulkcase &c, uint32_t count) {
     for (const bytes &record : got.records) {
         came.add(record);
         account a = text ? readline(record) : readrecord(record);
-        if (came.records > 1) {
+        if (came.records > 1)
             ASSERT_LE(c.inorder(last, a), 0) << c.name << ", record " << came.records;
-        }
         last = std::move(a);
     }
     EXPECT_EQ(made, came) << c.name;
@@ -113,15 +112,13 @@ TEST(bulk, accounts_read_back_as_written) {
 }
 
 TEST(bulk, in_core) {
-    for (const bulkcase &c : cases()) {
+    for (const bulkcase &c : cases())
         sortaccounts(c, c.spec.form == 'r' ? 25000 : 40000);
-    }
 }
 
 TEST(bulk, hundreds_of_thousands) {
-    for (const bulkcase &c : cases()) {
+    for (const bulkcase &c : cases())
         sortaccounts(c, 200000);
-    }
 }
 
 } // namespace kvern::test

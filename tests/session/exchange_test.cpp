@@ -49,15 +49,13 @@ TEST(exchange, forms_and_ways) {
                 ASSERT_EQ(s.open(), 0) << form << int{in} << int{out};
                 const bool manyablock = in == KVRN_PUT_BLOCK && form != 'r';
                 std::string block;
-                for (const std::string &record : records) {
+                for (const std::string &record : records)
                     if (manyablock)
                         block += framed(form, record);
                     else
                         ASSERT_EQ(s.put(record), 0);
-                }
-                if (manyablock) {
+                if (manyablock)
                     ASSERT_EQ(s.put(block), 0);
-                }
                 const bool oneablock = in == KVRN_PUT_BLOCK && form == 'r';
                 EXPECT_EQ(s.sess.putcount, oneablock ? 1 : records.size());
                 ASSERT_EQ(s.end(), 1);

@@ -19,9 +19,8 @@ int signof(int64_t n) {
 
 std::vector<bytes> sorted(const sessionspec &spec) {
     std::vector<bytes> out;
-    for (const modelrecord &record : sortbymodel(spec).sorted) {
+    for (const modelrecord &record : sortbymodel(spec).sorted)
         out.push_back(record.data);
-    }
     return out;
 }
 
@@ -158,9 +157,8 @@ TEST(model, random_sessions_cover_the_forms) {
         rebuilt += spec.pieces.empty() ? 0U : 1U;
         records += sortbymodel(spec).sorted.size();
     }
-    for (const size_t n : seen) {
+    for (const size_t n : seen)
         EXPECT_GT(n, 50U);
-    }
     EXPECT_GT(rebuilt, 50U);
     EXPECT_GT(records, 20000U);
 }

@@ -174,12 +174,10 @@ void advance(handmade &s, int state) {
         ASSERT_EQ(s.put("12345678"), 0);
         ASSERT_EQ(s.put("12345678"), 0);
     }
-    if (state >= 3) {
+    if (state >= 3)
         ASSERT_EQ(s.end(), 1);
-    }
-    if (state >= 4) {
+    if (state >= 4)
         ASSERT_EQ(kvrnget(&s.sess), 0);
-    }
     if (state >= 5) {
         ASSERT_EQ(kvrnget(&s.sess), 0);
         ASSERT_EQ(kvrnget(&s.sess), 1);

@@ -38,9 +38,8 @@ std::string faultof(const sessionspec &spec) {
         return "detail " + std::to_string(got.detail) + ", model " +
                std::to_string(expected.detail) + ": " + got.failed;
     }
-    if (got.detail == 0 && !got.failed.empty()) {
+    if (got.detail == 0 && !got.failed.empty())
         return got.failed;
-    }
     if (got.detail == 0) {
         const std::string wrong = difference(spec, expected, got.records);
         return wrong.empty() && folder.entries() != files ? "temporary files are left" : wrong;
@@ -66,9 +65,8 @@ void compare_with_model(const scale &size, uint64_t sessions) {
         records += spec.records();
         refused += sortbymodel(spec).detail != 0 ? 1U : 0U;
         const std::string fault = faultof(spec);
-        if (fault.empty()) {
+        if (fault.empty())
             continue;
-        }
         const sessionspec small =
             shrunk(spec, [](const sessionspec &s) { return !faultof(s).empty(); });
         FAIL() << "seed " << seed + i << ": " << fault
@@ -115,11 +113,9 @@ TEST(all_bytes, in_text) {
     spec.inputs.resize(1);
     for (int b = 0; b < 256; ++b) {
         for (const bytes &line : {bytes(1, static_cast<char>(b)), bytes{'1', static_cast<char>(b)},
-                                  bytes{static_cast<char>(b), '1', '\x81', static_cast<char>(b)}}) {
-            if (b != '\r') {
+                                  bytes{static_cast<char>(b), '1', '\x81', static_cast<char>(b)}})
+            if (b != '\r')
                 spec.inputs[0].push_back(line);
-            }
-        }
     }
     for (unsigned option = 0; option < 128; option += 3) {
         spec.altmode = static_cast<uint8_t>(option % 3);

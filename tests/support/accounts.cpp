@@ -36,9 +36,8 @@ std::string padded(std::string text, size_t length) {
 
 std::string digits(uint64_t v, size_t length) {
     std::string out(length, '0');
-    for (size_t i = length; i-- > 0; v /= 10) {
+    for (size_t i = length; i-- > 0; v /= 10)
         out[i] = static_cast<char>('0' + v % 10);
-    }
     return out;
 }
 
@@ -83,9 +82,8 @@ account accountgenerator::next() {
     a.balance = static_cast<int64_t>(below(1000000)) * size / 1000000 - size / 4;
     a.opened = (1970 + below(55)) * 10000 + (1 + below(12)) * 100 + 1 + below(28);
     a.branch = 1000 + below(40) * 65537;
-    for (uint32_t letters = below(38); letters-- > 0;) {
+    for (uint32_t letters = below(38); letters-- > 0;)
         a.remark += static_cast<char>('a' + below(26));
-    }
     return a;
 }
 
@@ -100,9 +98,8 @@ void appendrecord(const account &a, std::string *out) {
         *out += static_cast<char>(((balance[i] - '0') << 4) | low);
     }
     *out += padded(digits(a.opened, 8), 8);
-    for (int shift = 24; shift >= 0; shift -= 8) {
+    for (int shift = 24; shift >= 0; shift -= 8)
         *out += static_cast<char>(a.branch >> shift);
-    }
     *out += padded(a.remark, 38);
 }
 
@@ -115,9 +112,8 @@ account readrecord(std::string_view record) {
     account a;
     a.name = plaintext(record.substr(0, 24));
     a.number = decimal(record.substr(24, 8));
-    for (const char c : record.substr(32, 10)) {
+    for (const char c : record.substr(32, 10))
         a.limit = a.limit * 10 + (c & 0x0F);
-    }
     a.limit = (record[41] & 0xF0) == 0xD0 ? -a.limit : a.limit;
     for (size_t i = 0; i < 15; ++i) {
         const int pair = record[42 + i / 2];
@@ -125,9 +121,8 @@ account readrecord(std::string_view record) {
     }
     a.balance = (record[49] & 0x0F) == 0xD ? -a.balance : a.balance;
     a.opened = decimal(record.substr(50, 8));
-    for (const char c : record.substr(58, 4)) {
+    for (const char c : record.substr(58, 4))
         a.branch = a.branch << 8 | static_cast<unsigned char>(c);
-    }
     a.remark = plaintext(record.substr(62, 38));
     return a;
 }
@@ -151,9 +146,8 @@ account readline(std::string_view line) {
 
 void checksum::add(std::string_view record) {
     uint64_t h = 0xCBF29CE484222325;
-    for (const char c : record) {
+    for (const char c : record)
         h = (h ^ static_cast<unsigned char>(c)) * 0x100000001B3;
-    }
     ++records;
     sum += h * (h | 1); // a plain sum of hashes lets exchanged bytes cancel out
 }

@@ -11,17 +11,15 @@ namespace {
 // The last n decimal digits, each as `zone` above its value.
 bytes digitsof(uint64_t v, size_t n, unsigned zone) {
     bytes out(n, static_cast<char>(zone));
-    for (size_t i = n; i-- > 0 && v != 0; v /= 10) {
+    for (size_t i = n; i-- > 0 && v != 0; v /= 10)
         out[i] = static_cast<char>(zone + v % 10);
-    }
     return out;
 }
 
 bytes bigendian(int64_t v, size_t n) {
     bytes out(n, v < 0 ? '\xFF' : '\0');
-    for (size_t i = n; i-- > 0 && n - i <= 8;) {
+    for (size_t i = n; i-- > 0 && n - i <= 8;)
         out[i] = static_cast<char>(v >> (8 * (n - 1 - i)));
-    }
     return out;
 }
 
@@ -31,9 +29,8 @@ char zonedsign(char digit, bool negative, unsigned cdmode, randomness &r) {
     case KVRN_CD_EBCDIC:
         return static_cast<char>((negative ? r.pick({0xB0, 0xD0}) : r.pick({0xC0, 0xF0})) + d);
     case KVRN_CD_OVERPUNCH:
-        if (!negative && r.onein(2)) {
+        if (!negative && r.onein(2))
             return static_cast<char>('0' + d);
-        }
         return d == 0 ? (negative ? '}' : '{') : static_cast<char>((negative ? 'J' : 'A') + d - 1);
     case KVRN_CD_ZONE7:
         return static_cast<char>((negative ? 0x70 : r.pick({0x30, 0x50})) + d);
@@ -45,9 +42,8 @@ char zonedsign(char digit, bool negative, unsigned cdmode, randomness &r) {
 bytes packeddecimal(uint64_t magnitude, bool negative, uint32_t length, randomness &r) {
     const bytes digits = digitsof(magnitude, 2 * length - 1, 0);
     bytes out(length, '\0');
-    for (size_t i = 0; i < digits.size(); ++i) {
+    for (size_t i = 0; i < digits.size(); ++i)
         out[i / 2] = static_cast<char>(out[i / 2] | (digits[i] << (i % 2 == 0 ? 4 : 0)));
-    }
     const int sign = negative ? r.pick({0xB, 0xD}) : r.pick({0xA, 0xC, 0xE, 0xF});
     out.back() = static_cast<char>(out.back() | sign);
     return out;
@@ -120,11 +116,10 @@ bytes fieldof(unsigned type, uint32_t length, unsigned cdmode, int64_t v, random
         const auto wide = static_cast<double>(v) / 3;
         const auto narrow = static_cast<float>(wide);
         out.assign(length, '\0');
-        if (length < sizeof wide) {
+        if (length < sizeof wide)
             std::memcpy(out.data(), &narrow, std::min<size_t>(length, sizeof narrow));
-        } else { // longer fields have the number at their high end
+        else // longer fields have the number at their high end
             std::memcpy(&out[length - sizeof wide], &wide, sizeof wide);
-        }
         return out;
     }
     case KVRN_MASKBYTE:
@@ -161,12 +156,10 @@ bytes textof(script kind, uint32_t room, int64_t v, randomness &r) {
     bytes out;
     switch (kind) {
     case script::words:
-        for (uint64_t rest = magnitude % 456976, i = 0; i < 4; ++i, rest = rest % 17576 * 26) {
+        for (uint64_t rest = magnitude % 456976, i = 0; i < 4; ++i, rest = rest % 17576 * 26)
             out += static_cast<char>((r.onein(3) ? 'A' : 'a') + rest / 17576);
-        }
-        for (uint32_t more = r.below(8); more-- > 0;) {
+        for (uint32_t more = r.below(8); more-- > 0;)
             out += r.pick({'a', 'z', 'A', 'Z', '0', '9', '_', '-', '.', '~'});
-        }
         break;
     case script::numbers:
         out = std::to_string(magnitude).substr(0, 1 + r.below(12));
@@ -176,9 +169,8 @@ bytes textof(script kind, uint32_t room, int64_t v, randomness &r) {
     case script::kanji:
         for (uint32_t more = r.below(10); more-- > 0;) {
             out += r.pick({'\x81', '\x88', '\x9F', '\xE0', '\xEA', '\xF0', '\xFC', 'A', 'z'});
-            if (!r.onein(4)) {
+            if (!r.onein(4))
                 out += r.pick({'\x40', '\x5C', '\x7C', '\x7E', '\x80', '\x9E', '\x9F', '\xFC'});
-            }
         }
         break;
     case script::any:

@@ -17,12 +17,10 @@ class maker {
     sessionspec make() {
         choosecodes();
         chooselengths();
-        if (s.level() >= 1 && r.onein(4)) {
+        if (s.level() >= 1 && r.onein(4))
             choosepieces();
-        }
-        for (uint32_t n = r.onein(6) ? 0 : r.between(1, 4); n-- > 0;) {
+        for (uint32_t n = r.onein(6) ? 0 : r.between(1, 4); n-- > 0;)
             choosekey();
-        }
         chooseoptions();
         chooseways();
         const uint32_t count = choosestorage();
@@ -47,9 +45,8 @@ class maker {
         s.form = r.pick({'f', 'f', 'v', 'r', 'r'});
         s.version = r.pick({0x01100000U, 0x01100001U, 0x0110FFFFU, 0x11100000U, 0x11100001U,
                             0x1110FFFFU, 0x11200000U, 0x11300000U, 0x11300000U});
-        if (text() && s.level() == 0) {
+        if (text() && s.level() == 0)
             s.version = KVRN_VERSION_L4;
-        }
         if (s.level() >= 1) {
             s.cdmode = static_cast<uint8_t>(r.pick({0, 237, 238, 239}));
             s.linedlmt = static_cast<uint8_t>(r.below(4));
@@ -61,9 +58,8 @@ class maker {
         if (text()) {
             s.fieldmode = static_cast<uint8_t>(r.pick({KVRN_FIELDS, KVRN_COLUMNS}));
             const char *separators[] = {",", "::", "\\", "|", "\xB1", "a|"};
-            if (!r.onein(3)) {
+            if (!r.onein(3))
                 s.separator = r.onein(30) ? "" : r.pickof(separators);
-            }
         }
         faulty = r.onein(15);
     }
@@ -115,23 +111,18 @@ class maker {
             k.type = static_cast<uint8_t>(
                 r.pick({161, 177, 162, 163, 164, 165, 166, 167, 173, 175, 193,
                         194, 195, 196, 197, 198, 199, 202, 195, 196, 162, 197}));
-            if (k.type == KVRN_CHARX && s.level() < 4) {
+            if (k.type == KVRN_CHARX && s.level() < 4)
                 k.type = KVRN_CHAR;
-            }
-            if (k.type != KVRN_CHAR && k.type != KVRN_CHARX && k.type != KVRN_TABLED) {
+            if (k.type != KVRN_CHAR && k.type != KVRN_CHARX && k.type != KVRN_TABLED)
                 k.length = std::min(k.length, 256U);
-            }
-            if ((k.type == KVRN_FLOAT4 || k.type == KVRN_FLOAT8) && !r.onein(4)) {
+            if ((k.type == KVRN_FLOAT4 || k.type == KVRN_FLOAT8) && !r.onein(4))
                 k.length = std::min(all, k.type == KVRN_FLOAT4 ? 4U : 8U);
-            }
-            if (k.type == KVRN_SIGNLEAD || k.type == KVRN_SIGNTRAIL) {
+            if (k.type == KVRN_SIGNLEAD || k.type == KVRN_SIGNTRAIL)
                 k.length = std::max(k.length, 2U);
-            }
             k.textoption = static_cast<uint8_t>(r.onein(3) ? r.bits() : 0);
         }
-        if (k.type != KVRN_CHARX && r.onein(5)) {
+        if (k.type != KVRN_CHARX && r.onein(5))
             k.kanjiconv = static_cast<uint8_t>(r.pick({1, 2, 2, 2, 3, 6}));
-        }
         const uint32_t used = k.type == KVRN_MASKBYTE ? 1 : k.length;
         if (bynumber()) {
             const uint32_t top = highest();
@@ -144,9 +135,8 @@ class maker {
         } else {
             k.position = r.below(all - used + 1);
         }
-        if (k.type == KVRN_MASKBYTE) {
+        if (k.type == KVRN_MASKBYTE)
             k.length = r.between(1, 255);
-        }
         if (k.type == KVRN_TABLED) {
             k.table.resize(256);
             std::iota(k.table.begin(), k.table.end(), static_cast<char>(r.below(256)));
@@ -164,9 +154,8 @@ class maker {
             s.keyoption = static_cast<uint8_t>(r.onein(2) ? r.bits() & 0x1F : 0);
             const bool plain = s.cdmode == KVRN_CD_EBCDIC && s.keys.empty();
             s.keyoption2 = static_cast<uint8_t>(!plain && r.onein(4) ? KVRN_KANJI_JIS : 0);
-            if (s.byte39() & KVRN_KANJI_JIS) {
+            if (s.byte39() & KVRN_KANJI_JIS)
                 s.keyoption &= 15; // a number is not compared by character code
-            }
         }
     }
 
@@ -180,18 +169,14 @@ class maker {
         s.input = way();
         s.output = way();
         const bool pair = text() && s.delimiter().size() == 2;
-        if (pair && s.input == exchange::record) {
+        if (pair && s.input == exchange::record)
             s.input = exchange::block; // by record a delimiter of two bytes is refused
-        }
-        if (text() && s.input == exchange::descriptorfile && s.linedlmt == KVRN_DLMT_CR) {
+        if (text() && s.input == exchange::descriptorfile && s.linedlmt == KVRN_DLMT_CR)
             s.input = exchange::plainfile; // descriptors split at line feeds
-        }
-        if (s.level() == 0 && s.filein() && s.output == exchange::block) {
+        if (s.level() == 0 && s.filein() && s.output == exchange::block)
             s.output = exchange::record; // level 0 takes blocks on both sides only
-        }
-        if (s.level() == 0 && s.fileout() && s.input == exchange::block) {
+        if (s.level() == 0 && s.fileout() && s.input == exchange::block)
             s.input = exchange::record;
-        }
         s.onto_input = s.filein() && s.fileout() && r.onein(3);
         s.endmark = text() && s.input == exchange::plainfile && r.onein(4);
         s.unterminated =
@@ -201,9 +186,8 @@ class maker {
     // Sets the storage; result: how many records to make.
     uint32_t choosestorage() {
         uint32_t slot = s.outlength() + 48;
-        for (const keyspec &k : s.keys) {
+        for (const keyspec &k : s.keys)
             slot += k.type == KVRN_MASKBYTE ? 1 : 2 * k.length + 1;
-        }
         slot += s.keys.empty() ? 2 * s.outlength() : 0;
         const auto fits = [&](uint32_t size) {
             return size / 70 > slot && size / 25 > 2 * std::max(s.reclen, s.outlength()) + 200;
@@ -213,9 +197,8 @@ class maker {
         for (; !fits(size); size = size * 3 / 2) {
         }
         s.memsize = size == 0xA00000U ? r.pick({0xA00000U, 0xA00001U, 0U}) : size;
-        if (s.memsize == 0 && !fits(0x100000)) {
+        if (s.memsize == 0 && !fits(0x100000))
             s.memsize = size;
-        }
         const uint32_t held = (s.memsize == 0 ? 0x100000 : size) / slot;
         if (limits.external) {
             // Now and then more strings than the merge can take at once.
@@ -244,11 +227,9 @@ class maker {
 
     void originbytes() {
         origin.clear();
-        for (const piece &p : s.pieces) {
-            for (uint32_t i = 0; i < p.length; ++i) {
+        for (const piece &p : s.pieces)
+            for (uint32_t i = 0; i < p.length; ++i)
                 origin.push_back(p.literal ? nosource : p.position + i);
-            }
-        }
         if (s.pieces.empty()) {
             origin.resize(s.outlength());
             std::iota(origin.begin(), origin.end(), 0U);
@@ -258,9 +239,8 @@ class maker {
     void place(bytes &record, uint32_t position, const bytes &field) const {
         for (size_t i = 0; i < field.size(); ++i) {
             const uint32_t from = origin[position + i];
-            if (from < record.size()) {
+            if (from < record.size())
                 record[from] = field[i];
-            }
         }
     }
 
@@ -268,9 +248,8 @@ class maker {
     bytes framed(int64_t rank, bool flat, bool lacks) {
         const char fill = r.pick({'\0', ' ', '\xFF', 'x'});
         bytes record(s.reclen, fill);
-        for (char &c : record) {
+        for (char &c : record)
             c = flat ? c : r.byte();
-        }
         for (size_t i = s.keys.size(); i-- > 0;) {
             const keyspec &k = s.keys[i];
             const uint32_t length = k.type == KVRN_MASKBYTE ? 1 : k.length;
@@ -288,9 +267,8 @@ class maker {
     }
 
     bytes legal(bytes line) {
-        if (s.input != exchange::block && r.onein(4)) { // blocks end a line at a zero byte
+        if (s.input != exchange::block && r.onein(4)) // blocks end a line at a zero byte
             std::replace(line.begin(), line.end(), '?', '\0');
-        }
         return line;
     }
 
@@ -305,9 +283,8 @@ class maker {
         const uint32_t least = top == nosource || (lacks && top != 0) ? 0 : top + 1;
         const uint32_t length = r.onein(8) ? room() : r.between(least, room());
         bytes line;
-        while (line.size() < length) {
+        while (line.size() < length)
             line += textof(rough, 20, rank, r) + r.pick({" ", "\t", "", "  "});
-        }
         line.resize(length);
         for (size_t i = s.keys.size(); i-- > 0;) {
             const keyspec &k = s.keys[i];
@@ -323,9 +300,8 @@ class maker {
     bytes fieldline(int64_t rank, script rough, bool lacks) {
         const uint32_t top = highest();
         uint32_t needed = s.pieces.empty() || top == nosource ? 1 : top + 1;
-        for (const keyspec &k : s.keys) {
+        for (const keyspec &k : s.keys)
             needed = s.pieces.empty() ? std::max(needed, k.position + 1) : needed;
-        }
         const uint32_t count = lacks ? r.between(1, needed) : r.between(needed, needed + 2);
         const uint32_t each = room() / count;
         const bytes separator = s.separator.value_or(r.pick({" ", "\t"}));
@@ -344,9 +320,8 @@ class maker {
                 }
             }
             bytes field = r.onein(10) ? "" : r.pick({"", "", " ", "\t"}) + textof(kind, 9, v, r);
-            if (s.doublebyte() && s.separator && !lacks) {
+            if (s.doublebyte() && s.separator && !lacks)
                 field += "aa"; // a lone lead byte takes no separator with it
-            }
             line += f == 0 ? "" : separator;
             line += field.size() + separator.size() > each ? "" : field;
         }

@@ -18,9 +18,8 @@ struct scale {
 template <class Fails>
 sessionspec shrunk(sessionspec spec, const Fails &fails) {
     const auto accept = [&](sessionspec smaller) {
-        if (!fails(smaller)) {
+        if (!fails(smaller))
             return false;
-        }
         spec = std::move(smaller);
         return true;
     };

@@ -83,11 +83,10 @@ block<KVRNRCN> makepieces(const sessionspec &s) {
     for (size_t i = 0; i < s.pieces.size(); ++i) {
         const piece &p = s.pieces[i];
         KVRNRCNE entry = {};
-        if (p.literal) {
+        if (p.literal)
             entry.literal = p.text.data();
-        } else {
+        else
             entry.position = p.position;
-        }
         entry.length = p.length;
         entry.type = p.literal ? KVRN_FLD_LIT : KVRN_FLD_COPY;
         std::memcpy(&rcn->entry[0] + i, &entry, sizeof entry);
@@ -141,15 +140,12 @@ struct files {
     void writeinputs(const sessionspec &s, const tempfolder &folder) {
         for (const auto &records : s.inputs) {
             bytes data;
-            for (const bytes &record : records) {
+            for (const bytes &record : records)
                 data += record + s.delimiter();
-            }
-            if (s.unterminated && !records.empty() && !records.back().empty()) {
+            if (s.unterminated && !records.empty() && !records.back().empty())
                 data.resize(data.size() - s.delimiter().size());
-            }
-            if (s.endmark) {
+            if (s.endmark)
                 data += "\x1A behind" + s.delimiter() + "the end";
-            }
             inputs.push_back(folder.file("input" + std::to_string(inputs.size())));
             writefile(inputs.back(), data);
         }
@@ -173,9 +169,8 @@ class session {
                                     none ? nullptr : keys.get(), &disk.fileblock, &opts);
         const bool whole = expect("kvrnopen", opened, 0) && (s.filein() || put()) && collect();
         const int closed = kvrnclse(s.version, &link, prim.get(), sess.get());
-        if (whole) {
+        if (whole)
             expect("kvrnclse", closed, 0);
-        }
         return result;
     }
 
@@ -196,9 +191,8 @@ class session {
 
     bool expect(const char *call, int got, int wanted) {
         result.detail = result.detail == 0 ? sess->detail : result.detail;
-        if (got == wanted && sess->detail == 0) {
+        if (got == wanted && sess->detail == 0)
             return true;
-        }
         return note(std::string(call) + " gave " + std::to_string(got) + ", detail " +
                     std::to_string(sess->detail));
     }
@@ -224,27 +218,23 @@ class session {
         bytes data;
         for (const bytes &record : s.inputs.front()) {
             const auto length = static_cast<uint32_t>(record.size());
-            if (byblock && s.form == 'v') {
+            if (byblock && s.form == 'v')
                 data.append(reinterpret_cast<const char *>(&length), sizeof length);
-            }
             data += record + s.delimiter();
             ++taken;
             // Blocks of one, two, three records and so on.
             ++pending;
-            if (byblock && pending * pending <= taken && taken != s.inputs.front().size()) {
+            if (byblock && pending * pending <= taken && taken != s.inputs.front().size())
                 continue;
-            }
-            if (!putone(data)) {
+            if (!putone(data))
                 return false;
-            }
             data.clear();
             pending = 0;
         }
         // A block of lines counts its own lines only.
         const bool lines = s.form == 'r' && s.input == exchange::block;
-        if (!count("putcount", sess->putcount, lines && taken != 0 ? 1 : taken)) {
+        if (!count("putcount", sess->putcount, lines && taken != 0 ? 1 : taken))
             return false;
-        }
         sess->code = KVRN_END;
         return expect("kvrnput at the end", s.checked ? link.chkp(sess.get()) : kvrnput(sess.get()),
                       1);
@@ -254,9 +244,8 @@ class session {
         if (s.fileout()) {
             bytes data = readfile(disk.output);
             if (s.endmark) { // goes over to the output
-                if (data.empty() || data.back() != '\x1A') {
+                if (data.empty() || data.back() != '\x1A')
                     return note("the end mark is missing");
-                }
                 data.pop_back();
             }
             return unframe(s, data, &result.records) || note("broken records in the output file");
@@ -268,15 +257,13 @@ class session {
                        (sess->code == KVRN_END || note("code at the end")) &&
                        count("getcount", sess->getcount, result.records.size());
             }
-            if (!expect("kvrnget", got, 0)) {
+            if (!expect("kvrnget", got, 0))
                 return false;
-            }
             const bytes data(static_cast<const char *>(sess->recaddr), sess->reclen);
-            if (s.output == exchange::record && s.form == 'v') {
+            if (s.output == exchange::record && s.form == 'v')
                 result.records.push_back(data);
-            } else if (!unframe(s, data, &result.records)) {
+            else if (!unframe(s, data, &result.records))
                 return note("broken records from kvrnget");
-            }
         }
     }
 };
@@ -289,22 +276,19 @@ bool unframe(const sessionspec &s, const bytes &data, std::vector<bytes> *out) {
         size_t length = s.outlength(), behind = delimiter.size();
         if (s.form == 'v') {
             uint32_t word = 0;
-            if (data.size() - p < sizeof word) {
+            if (data.size() - p < sizeof word)
                 return false;
-            }
             std::memcpy(&word, data.data() + p, sizeof word);
             p += sizeof word;
             length = word;
         } else if (s.form == 'r') {
             const size_t end = data.find(delimiter, p);
-            if (end == bytes::npos) {
+            if (end == bytes::npos)
                 return false;
-            }
             length = end - p;
         }
-        if (data.size() - p < length + behind) {
+        if (data.size() - p < length + behind)
             return false;
-        }
         out->push_back(data.substr(p, length));
         p += length + behind;
     }

@@ -27,23 +27,19 @@ bytes sessionspec::delimiter() const {
 
 size_t sessionspec::records() const {
     size_t n = 0;
-    for (const auto &file : inputs) {
+    for (const auto &file : inputs)
         n += file.size();
-    }
     return n;
 }
 
 uint32_t sessionspec::outlength() const {
-    if (pieces.empty()) {
+    if (pieces.empty())
         return reclen - static_cast<uint32_t>(delimiter().size());
-    }
     uint32_t n = 0;
-    for (const piece &p : pieces) {
+    for (const piece &p : pieces)
         n += p.length;
-    }
-    if (fieldmode == KVRN_FIELDS) {
+    if (fieldmode == KVRN_FIELDS)
         n += static_cast<uint32_t>((pieces.size() - 1) * separator.value_or(" ").size());
-    }
     return n;
 }
 
@@ -53,9 +49,8 @@ uint8_t sessionspec::byte39() const {
 
 bool sessionspec::doublebyte() const {
     bool yes = level() >= 2 && (byte39() & 2) != 0;
-    for (const keyspec &key : keys) {
+    for (const keyspec &key : keys)
         yes = yes || key.kanjiconv == KVRN_KANJI_JIS;
-    }
     return yes;
 }
 
@@ -90,9 +85,8 @@ std::string describe(const sessionspec &s) {
         {s.keeporder, "keeporder"},      {s.suppress, "suppress"},     {s.descall, "descall"},
         {s.checked, "checked"},          {s.onto_input, "onto_input"}, {s.endmark, "endmark"},
         {s.unterminated, "unterminated"}};
-    for (const auto &[set, name] : flags) {
+    for (const auto &[set, name] : flags)
         out << (set ? std::string("\n  ") + name : "");
-    }
     for (const keyspec &k : s.keys) {
         out << "\n  key position " << k.position << " length " << k.length << " type " << +k.type
             << " order " << +k.order << " textoption " << +k.textoption << " kanjiconv "
@@ -104,9 +98,8 @@ std::string describe(const sessionspec &s) {
     }
     for (const auto &file : s.inputs) {
         out << "\n  input of " << file.size() << " records";
-        for (size_t i = 0; i < file.size() && i < 8; ++i) {
+        for (size_t i = 0; i < file.size() && i < 8; ++i)
             out << "\n    " << quoted(file[i]);
-        }
     }
     return out.str();
 }

@@ -32,16 +32,14 @@ size_t tempfolder::entries() const {
 void writefile(const std::string &path, const std::string &bytes) {
     std::ofstream out(path, std::ios::binary);
     out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    if (!out.flush()) {
+    if (!out.flush())
         throw std::runtime_error("cannot write " + path);
-    }
 }
 
 std::string readfile(const std::string &path) {
     std::ifstream in(path, std::ios::binary);
-    if (!in) {
+    if (!in)
         throw std::runtime_error("cannot read " + path);
-    }
     return {std::istreambuf_iterator<char>(in), {}};
 }
 

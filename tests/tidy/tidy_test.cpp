@@ -28,20 +28,17 @@ const std::vector<source> &sources() {
         std::vector<source> out;
         const fs::path root = KVERN_SOURCE_DIR;
         for (const char *folder : {"include", "src", "tools", "tests", "bench"}) {
-            if (!fs::exists(root / folder)) {
+            if (!fs::exists(root / folder))
                 continue;
-            }
             for (const auto &entry : fs::recursive_directory_iterator(root / folder)) {
                 const std::string kind = entry.path().extension().string();
-                if (kind != ".cpp" && kind != ".h" && kind != ".c") {
+                if (kind != ".cpp" && kind != ".h" && kind != ".c")
                     continue;
-                }
                 source s;
                 s.path = fs::relative(entry.path(), root).generic_string();
                 std::ifstream in(entry.path());
-                for (std::string line; std::getline(in, line);) {
+                for (std::string line; std::getline(in, line);)
                     s.lines.push_back(line);
-                }
                 out.push_back(s);
             }
         }
@@ -94,9 +91,8 @@ TEST(tidy, there_are_sources) {
 TEST(tidy, system_headers_stand_behind_the_platform_door) {
     for (const source &s : sources()) {
         if (!starts(s.path, "src/") || starts(s.path, "src/platform/posix/") ||
-            starts(s.path, "src/platform/win32/")) {
+            starts(s.path, "src/platform/win32/"))
             continue;
-        }
         for (const std::string &line : s.lines) {
             const std::string name = included(line);
             EXPECT_TRUE(name.empty() || name[0] == '"' || harmless.count(name) != 0)
@@ -107,17 +103,15 @@ TEST(tidy, system_headers_stand_behind_the_platform_door) {
 
 TEST(tidy, rooms_use_each_other_one_way) {
     for (const source &s : sources()) {
-        if (!starts(s.path, "src/")) {
+        if (!starts(s.path, "src/"))
             continue;
-        }
         const std::string room = roomof(s.path.substr(4));
         ASSERT_EQ(arrows.count(room), 1U) << s.path << " is in no known room";
         const words &allowed = arrows.at(room);
         for (const std::string &line : s.lines) {
             const std::string name = included(line).erase(0, 1);
-            if (included(line)[0] != '"' || name == "kvern.h") {
+            if (included(line)[0] != '"' || name == "kvern.h")
                 continue;
-            }
             const std::string to = roomof(name);
             EXPECT_TRUE(to == room || allowed.count(to) != 0 || allowed.count(name) != 0 ||
                         (basics.count(name) != 0 && room != "platform"))
@@ -161,11 +155,9 @@ TEST(tidy, nothing_is_left_for_later) {
     const std::string marks[] = {std::string("TO") + "DO", std::string("FIX") + "ME",
                                  std::string("XX") + "X"};
     for (const source &s : sources()) {
-        for (size_t i = 0; i < s.lines.size(); ++i) {
-            for (const std::string &mark : marks) {
+        for (size_t i = 0; i < s.lines.size(); ++i)
+            for (const std::string &mark : marks)
                 EXPECT_EQ(s.lines[i].find(mark), std::string::npos) << s.path << ":" << i + 1;
-            }
-        }
     }
 }
 

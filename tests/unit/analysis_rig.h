@@ -12,7 +12,6 @@
 #include <cstddef>
 #include <deque>
 #include <functional>
-#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -27,64 +26,14 @@ struct verdict {
     bool operator==(const verdict &) const = default;
 };
 inline std::ostream &operator<<(std::ostream &out, const verdict &v) {
-    return out << v.result << " msg " << v.msg << " detail " << v.detail << " arg '" << v.arg
-               << "'";
+    return out << v.result << " msg " << v.msg << " detail " << v.detail << " " << v.arg;
 }
 
-inline const verdict accepted{0, 0, 0, ""};
 // The argument of messages that have none of their own: what was there before.
 inline const char *const stale = "left over";
-inline verdict refused(uint32_t msg, uint32_t detail, std::string arg = stale) {
-    return {-1, msg, detail, std::move(arg)};
-}
-inline const verdict shortarena = refused(23, KVRN_D_STORAGE);
-inline const verdict hugerecord = refused(23, KVRN_D_SETUP);
-inline const verdict overlap = refused(16, KVRN_D_SAMEFIELD);
-inline verdict badprim(const char *field = stale) {
-    return refused(14, KVRN_D_PRIM, field);
-}
-inline verdict badkey(const char *entry) {
-    return refused(7, KVRN_D_KEYFIELD, entry);
-}
-inline verdict badsum(const char *entry) {
-    return refused(8, KVRN_D_SUMFIELD, entry);
-}
-inline verdict badrcn(const char *entry = stale) {
-    return refused(9, KVRN_D_RCNFIELD, entry);
-}
-inline verdict badsel(const char *entry) {
-    return refused(10, KVRN_D_SELFIELD, entry);
-}
-
+constexpr uint32_t toomany = 0xFFFFFFFF;
 constexpr uint32_t L0 = KVRN_VERSION_L0, L1 = 0x10100000, L2 = KVRN_VERSION_L2,
                    L2old = KVRN_VERSION_L2_OLDDLMT, L3 = KVRN_VERSION_L3;
-constexpr uint32_t toomany = 0xFFFFFFFF;
-
-// Entries of the field tables.
-inline KVRNKEYE key(uint32_t position, uint32_t length, uint8_t type = 161, uint8_t order = 16,
-                    uint8_t kanjiconv = 0, const uint8_t *table = nullptr) {
-    return {position, length, type, order, 0, kanjiconv, table};
-}
-inline KVRNSUME sum(uint32_t position, uint32_t length, uint8_t type = KVRN_ZONED) {
-    return {position, length, type, {}};
-}
-inline KVRNRCNE piece(uint32_t position, uint32_t length, uint8_t type = KVRN_FLD_COPY) {
-    return {{position}, length, type, {}};
-}
-inline KVRNRCNE literal(const char *text, uint32_t length) {
-    KVRNRCNE entry{{0}, length, KVRN_FLD_LIT, {}};
-    entry.literal = text;
-    return entry;
-}
-inline KVRNSELE cond(uint8_t ltype, uint32_t lpos, uint32_t llen, uint8_t rtype, uint32_t rpos,
-                     uint32_t rlen, uint8_t op = KVRN_OP_EQ) {
-    return {op, ltype, rtype, 0, lpos, llen, {rpos}, rlen, KVRN_GO_KEEP, KVRN_GO_DROP, 0, 0, 0, 0};
-}
-inline KVRNSELE cond(uint8_t ltype, uint32_t llen, const char *text, uint32_t rlen) {
-    KVRNSELE entry = cond(ltype, 0, llen, KVRN_FLD_LIT, 0, rlen);
-    entry.rlit = text;
-    return entry;
-}
 
 class rig {
   public:
@@ -123,9 +72,8 @@ class rig {
         std::copy(entries.begin(), entries.end(), made->entry);
         return made;
     }
-    void keyed(std::initializer_list<KVRNKEYE> e, uint32_t count = 0) {
-        keys = table<KVRNKEY>(e, count);
-    }
+    using list = std::initializer_list<const char *>;
+    void keyed(std::initializer_list<KVRNKEYE> e, uint32_t n = 0) { keys = table<KVRNKEY>(e, n); }
     void sums(std::initializer_list<KVRNSUME> e, uint32_t count = 0) {
         prim.options |= KVRN_SUM;
         opts.sum = table<KVRNSUM>(e, count);
@@ -143,25 +91,19 @@ class rig {
         prim.fieldmode = mode;
         prim.linedlmt = delimiter;
     }
-    KVRNFLST *paths(std::initializer_list<const char *> names, uint32_t count = 0) {
-        auto *list = static_cast<KVRNFLST *>(
-            room(offsetof(KVRNFLST, path) + names.size() * sizeof(const char *)));
-        list->count = count != 0 ? count : static_cast<uint32_t>(names.size());
-        std::copy(names.begin(), names.end(), list->path);
-        return list;
+    KVRNFLST *paths(list names, uint32_t count = 0) {
+        auto *made = static_cast<KVRNFLST *>(room(sizeof(KVRNFLST) + 8 * names.size()));
+        made->count = count != 0 ? count : static_cast<uint32_t>(names.size());
+        std::copy(names.begin(), names.end(), made->path);
+        return made;
     }
-    void inputs(std::initializer_list<const char *> names, uint32_t count = 0) {
-        files.infiles = paths(names, count);
-    }
+    void inputs(list names, uint32_t count = 0) { files.infiles = paths(names, count); }
     void kinds(std::initializer_list<uint8_t> codes) {
-        files.intypes = static_cast<KVRNFTYP *>(room(offsetof(KVRNFTYP, kind) + codes.size()));
+        files.intypes = static_cast<KVRNFTYP *>(room(sizeof(KVRNFTYP) + codes.size()));
         files.intypes->count = static_cast<uint32_t>(codes.size());
         std::copy(codes.begin(), codes.end(), files.intypes->kind);
     }
-    void output(const char *path, uint8_t kind = 0) {
-        files.outfile = path;
-        files.outtype = kind;
-    }
+    void output(const char *path, uint8_t kind = 0) { files.outfile = path, files.outtype = kind; }
     void twofiles(uint8_t function, const char *out = "kvern-out") {
         prim.function = function;
         prim.mergecnt = 2;
@@ -179,15 +121,12 @@ class rig {
   private:
     std::deque<std::vector<uint64_t>> store;
 
-    void *room(size_t bytes) {
-        store.emplace_back((bytes + 7) / 8);
-        return store.back().data();
-    }
+    void *room(size_t bytes) { return store.emplace_back((bytes + 7) / 8).data(); }
     verdict told(int result) const {
-        const msgarg &arg = ctx.msgarg1;
         std::string text;
         if (ctx.lastmsg != 0)
-            text = arg.kind == msgarg::number ? std::to_string(arg.value) : arg.string;
+            text = ctx.msgarg1.kind == msgarg::number ? std::to_string(ctx.msgarg1.value)
+                                                      : ctx.msgarg1.string;
         return {result, ctx.lastmsg, ctx.errdetail, text};
     }
 };
@@ -203,13 +142,50 @@ struct rigcase {
 #__VA_ARGS__, expected, [=]([[maybe_unused]] rig & r) { __VA_ARGS__; }                     \
     }
 
-// Rows for the analysis, and rows that go on to the cross-checks.
-inline void run(verdict (rig::*call)(), const std::vector<rigcase> &cases) {
-    for (const rigcase &c : cases) {
-        rig r;
-        c.set(r);
-        EXPECT_EQ((r.*call)(), c.expected) << c.name;
+// The words of the tables: verdicts, and entries of the field tables.
+struct analysis : testing::Test {
+    using cstr = const char *;
+    static verdict refused(uint32_t m, uint32_t d, cstr a = stale) { return {-1, m, d, a}; }
+    static verdict badprim(cstr field = stale) { return refused(14, KVRN_D_PRIM, field); }
+    static verdict badkey(cstr entry) { return refused(7, KVRN_D_KEYFIELD, entry); }
+    static verdict badsum(cstr entry) { return refused(8, KVRN_D_SUMFIELD, entry); }
+    static verdict badrcn(cstr entry = stale) { return refused(9, KVRN_D_RCNFIELD, entry); }
+    static verdict badsel(cstr entry) { return refused(10, KVRN_D_SELFIELD, entry); }
+    const verdict accepted{0, 0, 0, ""}, silent{-1, 0, 0, ""};
+    const verdict shortarena = refused(23, KVRN_D_STORAGE), overlap = refused(16, KVRN_D_SAMEFIELD);
+
+    static KVRNKEYE key(uint32_t position, uint32_t length, uint8_t type = 161, uint8_t order = 16,
+                        uint8_t kanjiconv = 0, const uint8_t *table = nullptr) {
+        return {position, length, type, order, 0, kanjiconv, table};
     }
-}
+    static KVRNSUME sum(uint32_t at, uint32_t n, uint8_t t = KVRN_ZONED) { return {at, n, t, {}}; }
+    static KVRNRCNE piece(uint32_t at, uint32_t n, uint8_t type = KVRN_FLD_COPY) {
+        return {{at}, n, type, {}};
+    }
+    static KVRNRCNE literal(const char *text, uint32_t length) {
+        KVRNRCNE entry = piece(0, length, KVRN_FLD_LIT);
+        entry.literal = text;
+        return entry;
+    }
+    static KVRNSELE cond(uint8_t ltype, uint32_t lpos, uint32_t llen, uint8_t rtype, uint32_t rpos,
+                         uint32_t rlen, uint8_t op = KVRN_OP_EQ) {
+        return {op,   ltype,        rtype,        0, lpos, llen, {rpos},
+                rlen, KVRN_GO_KEEP, KVRN_GO_DROP, 0, 0,    0,    0};
+    }
+    static KVRNSELE cond(uint8_t ltype, uint32_t llen, const char *text, uint32_t rlen) {
+        KVRNSELE entry = cond(ltype, 0, llen, KVRN_FLD_LIT, 0, rlen);
+        entry.rlit = text;
+        return entry;
+    }
+
+    // Rows for the analysis, and rows that go on to the cross-checks.
+    static void run(verdict (rig::*call)(), const std::vector<rigcase> &cases) {
+        for (const rigcase &c : cases) {
+            rig r;
+            c.set(r);
+            EXPECT_EQ((r.*call)(), c.expected) << c.name;
+        }
+    }
+};
 
 } // namespace kvern::paramtest

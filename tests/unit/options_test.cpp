@@ -3,19 +3,13 @@
 
 #include "param/levels.h"
 
-using namespace kvern;
-using namespace kvern::paramtest;
+namespace kvern::paramtest {
 
-namespace {
-
-const verdict badfiles = refused(15, KVRN_D_FILEBLOCK);
-const verdict silent{-1, 0, 0, ""};
-
-TEST(Levels, FamiliesAndWords) {
-    const std::vector<std::pair<uint32_t, int>> words = {
-        {0x01100000, 0}, {0x0110FFFF, 0},  {0x10100000, 1}, {0x1010FFFF, 1},
-        {0x11100000, 2}, {0x1110FFFF, 2},  {0x11200000, 3}, {0x1120FFFF, 3},
-        {0x11300000, 4}, {0x11300001, -1}, {0, -1},         {0x010FFFFF, -1}};
+TEST_F(analysis, levels) {
+    const std::pair<uint32_t, int> words[] = {{0x01100000, 0},  {0x0110FFFF, 0}, {0x10100000, 1},
+                                              {0x1010FFFF, 1},  {0x11100000, 2}, {0x1110FFFF, 2},
+                                              {0x11200000, 3},  {0x1120FFFF, 3}, {0x11300000, 4},
+                                              {0x11300001, -1}, {0, -1},         {0x010FFFFF, -1}};
     for (const auto &[word, level] : words)
         EXPECT_EQ(levelof(word), level) << std::hex << word;
     rig outside;
@@ -23,19 +17,18 @@ TEST(Levels, FamiliesAndWords) {
     EXPECT_EQ(outside.analysed(), (verdict{-1, 0, KVRN_D_VERSION, ""}));
 }
 
-TEST(Options, Bytes) {
+TEST_F(analysis, option_bytes) {
     using values = std::vector<int>;
-    struct row {
-        uint8_t KVRNPRIM::*byte;
-        const char *field;
-        uint32_t version;
-        values good, bad;
-    };
     constexpr auto file = &KVRNPRIM::fileoprat, rec = &KVRNPRIM::recoprat;
     constexpr auto code = &KVRNPRIM::cdmode, alt = &KVRNPRIM::altmode;
     constexpr auto dlmt = &KVRNPRIM::linedlmt, mode = &KVRNPRIM::fieldmode;
     constexpr uint32_t L4 = KVRN_VERSION_L4;
-    const std::vector<row> rows = {
+    const struct {
+        uint8_t KVRNPRIM::*byte;
+        const char *field;
+        uint32_t version;
+        values good, bad;
+    } rows[] = {
         {&KVRNPRIM::function, "function", L4, {'s', 'm', 'c'}, {0, 'S', 255}},
         {&KVRNPRIM::recform, "recform", L4, {'f', 'v'}, {0, 'r', 'F'}},
         {file, "fileoprat", L4, {0, 19, 51, 33, 72, 96}, {1, 2, 3, 16, 18, 8, 128}},
@@ -54,7 +47,7 @@ TEST(Options, Bytes) {
         {mode, "fieldmode", L4, {0, 243, 244}, {1, 242, 245}},
         {mode, "fieldmode", L0, {1, 243}, {}},
     };
-    for (const row &c : rows)
+    for (const auto &c : rows)
         for (const bool fine : {true, false})
             for (const int value : fine ? c.good : c.bad) {
                 rig r;
@@ -66,9 +59,9 @@ TEST(Options, Bytes) {
             }
 }
 
-TEST(Options, FirstFaultIsTold) {
+TEST_F(analysis, first_faulty_option_is_told) {
     // Each line adds a fault that stands before those above it.
-    const std::vector<std::pair<const char *, void (*)(KVRNPRIM &)>> faults = {
+    const std::pair<const char *, void (*)(KVRNPRIM &)> faults[] = {
         {"recform", [](KVRNPRIM &p) { p.fieldmode = 243; }}, // text asked for with 'f'
         {"fieldmode", [](KVRNPRIM &p) { p.fieldmode = 1; }},
         {"linedlmt", [](KVRNPRIM &p) { p.separator = "a\r\nb"; }},
@@ -89,7 +82,8 @@ TEST(Options, FirstFaultIsTold) {
     }
 }
 
-TEST(Options, Combinations) {
+TEST_F(analysis, options_together_and_files) {
+    const verdict badfiles = refused(15, KVRN_D_FILEBLOCK);
     run(&rig::analysed,
         {
             ROW(badprim("cdmode"), r.text(243), r.prim.cdmode = 236),
@@ -98,51 +92,6 @@ TEST(Options, Combinations) {
             ROW(badprim("linedlmt"), r.prim.linedlmt = 1, r.prim.separator = "ab\n"),
             ROW(accepted, r.version(L0), r.prim.separator = "\r\n"),
             ROW(shortarena, r.arena(8), r.prim.separator = "12345678"),
-        });
-}
-
-TEST(Options, Stored) {
-    rig zero;
-    zero.version(L0);
-    zero.prim.fileoprat = 1;
-    zero.prim.recoprat = 225;
-    zero.prim.options = 255 & ~KVRN_SUM;
-    zero.prim.tmpopt = 1;
-    ASSERT_EQ(zero.analysed(), accepted);
-    EXPECT_EQ(zero.prim.fileoprat, 19);
-    EXPECT_EQ(zero.prim.recoprat, 3);
-    EXPECT_EQ(zero.ctx.samefile + zero.ctx.keeporder + zero.ctx.suppressopt + zero.ctx.msgprint, 4);
-    EXPECT_EQ(zero.ctx.selectopt + zero.ctx.reconopt + zero.ctx.descall + zero.ctx.tmpoption, 0);
-    EXPECT_EQ(zero.ctx.cdmode, KVRN_CD_ZONE5);
-    EXPECT_EQ(zero.ctx.linedlmtlen, 0u);
-    EXPECT_EQ(zero.ctx.sepstr, nullptr);
-
-    rig old; // one byte, two meanings
-    old.version(L2old);
-    old.prim.keyoption2 = 2;
-    old.prim.keyoption = 0xEF;
-    ASSERT_EQ(old.analysed(), accepted);
-    EXPECT_EQ(old.ctx.linedlmt[0], '\r');
-    EXPECT_EQ(old.ctx.linedlmtlen, 1u);
-    EXPECT_EQ(old.ctx.dbcs, dbcsaware);
-    EXPECT_EQ(old.ctx.keyoption, 15);
-
-    for (const uint32_t reclen : {0u, 1u, 2u, 100u}) {
-        rig text;
-        text.text(244, KVRN_DLMT_CRLF3);
-        text.prim.reclen = reclen;
-        ASSERT_EQ(text.analysed(), accepted);
-        EXPECT_EQ(text.ctx.recform, 'r');
-        EXPECT_EQ(text.ctx.outreclen, reclen < 2 ? 0 : reclen - 2);
-        EXPECT_EQ(std::string(text.ctx.sepstr, text.ctx.sepstr + text.ctx.seplen), " ");
-        EXPECT_EQ(text.ctx.sepgiven, 0);
-        EXPECT_EQ(text.ctx.apiinput + text.ctx.apioutput, 2);
-    }
-}
-
-TEST(Files, Refusals) {
-    run(&rig::analysed,
-        {
             ROW(badfiles, r.inputs({"a", nullptr})),
             ROW(silent, r.inputs({"a", nullptr}), r.kinds({4})), // the kind before the path
             ROW(badfiles, r.output("o", 4)),                     // no input to imitate
@@ -155,59 +104,43 @@ TEST(Files, Refusals) {
         });
 }
 
-TEST(Files, Records) {
+TEST_F(analysis, options_and_files_stored) {
+    rig zero; // level 0 reads one byte otherwise, and leaves the caller the meaning
+    zero.version(L0);
+    zero.prim.fileoprat = 1;
+    zero.prim.recoprat = 225;
+    zero.prim.options = 255 & ~KVRN_SUM;
+    zero.prim.tmpopt = 1;
+    ASSERT_EQ(zero.analysed(), accepted);
+    EXPECT_EQ(zero.prim.fileoprat, 19);
+    EXPECT_EQ(zero.prim.recoprat, 3);
+    EXPECT_EQ(zero.ctx.samefile + zero.ctx.keeporder + zero.ctx.suppressopt + zero.ctx.msgprint, 4);
+    EXPECT_EQ(zero.ctx.selectopt + zero.ctx.reconopt + zero.ctx.descall + zero.ctx.tmpoption, 0);
+
     rig r;
-    r.inputs({"a", "b", "c", "d"});
+    r.inputs({"a", "b", "c"});
     r.kinds({2, 18});
     r.output("o", 77);
     r.files.workfiles = r.paths({"w0", nullptr, "w2"});
     ASSERT_EQ(r.analysed(), accepted);
-    const qha5ctx &c = r.ctx;
-    ASSERT_EQ(c.filecount, 4u);
-    EXPECT_STREQ(c.infiles[0]->libname, "m7hxfmg.dll");
-    for (uint32_t i = 0; i < 4; i++) { // behind the list: as its last, without a library
-        EXPECT_EQ(c.infiles[i]->kind, i == 0 ? 2 : 18);
-        EXPECT_EQ(c.infiles[i]->family, 1);
-        EXPECT_EQ(c.infiles[i]->libname, i < 2 ? c.infiles[0]->libname : nullptr);
-        EXPECT_EQ(c.infiles[i]->name, std::string(1, "abcd"[i]));
-        EXPECT_EQ(c.infiles[i]->mode, uint32_t{'r'});
+    for (uint32_t i = 0; i < 3; i++) { // behind the list: as its last, without a library
+        EXPECT_EQ(r.ctx.infiles[i]->kind, i == 0 ? 2 : 18);
+        EXPECT_EQ(r.ctx.infiles[i]->libname != nullptr, i < 2);
     }
-    EXPECT_EQ(c.outfile->kind, 2); // imitates the first
-    EXPECT_EQ(c.outfile->libname, c.infiles[0]->libname);
-    EXPECT_EQ(c.outfile->mode, uint32_t{'w'});
-    EXPECT_EQ(c.usefilemgr * 100 + c.usefilemgr19 * 10 + c.useindexed, 101);
-    ASSERT_EQ(c.workcount, 3u);
-    EXPECT_EQ(c.workkind, 'p');
-    EXPECT_STREQ(c.workpaths[0], "w0");
-    EXPECT_EQ(c.workpaths[1], nullptr);
-    EXPECT_STREQ(c.workpaths[2], "w2");
+    EXPECT_EQ(r.ctx.outfile->kind, 2); // imitates the first
+    EXPECT_STREQ(r.ctx.outfile->libname, "m7hxfmg.dll");
+    EXPECT_EQ(r.ctx.usefilemgr * 100 + r.ctx.usefilemgr19 * 10 + r.ctx.useindexed, 101);
+    EXPECT_EQ(r.ctx.workkind, 'p');
+    EXPECT_EQ(r.ctx.workpaths[1], nullptr);
 
     rig streams; // the lists and the path are not read
     streams.inputs({nullptr, nullptr});
     streams.kinds({4});
     streams.prim.fileoprat = KVRN_STDIN | KVRN_STDOUT;
     streams.files.outtype = 18;
-    streams.ctx.workdirs = 'd';
-    streams.files.workfiles = streams.paths({"dir"});
     ASSERT_EQ(streams.analysed(), accepted);
     EXPECT_EQ(streams.ctx.filecount, 1u);
-    EXPECT_EQ(streams.ctx.infiles[0]->kind, 1);
-    EXPECT_EQ(streams.ctx.outfile->kind, 1);
-    EXPECT_EQ(streams.ctx.workkind, 0);
-
-    rig indexed;
-    indexed.output("o", KVRN_FILE_INDEXED);
-    indexed.files.outkey = indexed.table<KVRNOKEY>({KVRNOKEYE{3, 4, 16, 16, 16, 0}});
-    ASSERT_EQ(indexed.analysed(), accepted);
-    EXPECT_EQ(indexed.ctx.outfile->libname, nullptr); // no list of types, no name
-    EXPECT_EQ(indexed.ctx.useindexed, 1);
-    EXPECT_NE(indexed.ctx.keyspecbuf, nullptr);
-    ASSERT_EQ(indexed.ctx.filetypes->count, 1u);
-    EXPECT_EQ(indexed.ctx.filetypes->entry[0].position, 3u);
-
-    rig absent; // no block at all
-    EXPECT_EQ(kvern::analyse(&absent.ctx, &absent.prim, nullptr, nullptr, nullptr), 0);
-    EXPECT_EQ(absent.ctx.apiinput + absent.ctx.apioutput, 2);
+    EXPECT_EQ(streams.ctx.infiles[0]->kind + streams.ctx.outfile->kind, 2);
 }
 
-} // namespace
+} // namespace kvern::paramtest

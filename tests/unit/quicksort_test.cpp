@@ -103,29 +103,21 @@ values made(uint32_t n, const std::function<uint32_t(uint32_t)> &at) {
     return out;
 }
 
-struct distribution {
-    const char *name;
-    values (*make)(uint32_t n);
-};
 template <uint32_t distinct>
 values fewvalues(uint32_t n) {
     test::randomness random(distinct);
     return made(n, [&](uint32_t) { return random.below(distinct); });
 }
-values randomvalues(uint32_t n) {
-    test::randomness random(n);
-    return made(n, [&](uint32_t) { return static_cast<uint32_t>(random.bits()); });
-}
-const distribution distributions[] = {
-    {"random", randomvalues},
-    {"all equal", [](uint32_t n) { return made(n, [](uint32_t) { return 7u; }); }},
+const struct {
+    const char *name;
+    values (*make)(uint32_t n);
+} distributions[] = {
+    {"random", fewvalues<UINT32_MAX>},
+    {"all equal", fewvalues<1>},
     {"two values", fewvalues<2>},
-    {"ten values", fewvalues<10>},
-    {"ascending", [](uint32_t n) { return made(n, [](uint32_t i) { return i; }); }},
     {"descending", [](uint32_t n) { return made(n, [n](uint32_t i) { return n - i; }); }},
     {"organ pipe",
      [](uint32_t n) { return made(n, [n](uint32_t i) { return std::min(i, n - i); }); }},
-    {"valley", [](uint32_t n) { return made(n, [n](uint32_t i) { return std::max(i, n - i); }); }},
     {"sawtooth", [](uint32_t n) { return made(n, [](uint32_t i) { return i % 100; }); }},
     {"ascending, lowest last",
      [](uint32_t n) { return made(n, [n](uint32_t i) { return i + 1 == n ? 0 : i + 1; }); }},
@@ -147,19 +139,9 @@ TEST(Quicksort, OrdersAndSizes) {
         }
 }
 
-// The widths that have a routine of their own, and others; the top word decides.
-TEST(Quicksort, KeyWidths) {
-    for (const uint32_t width : {4u, 8u, 12u, 16u, 20u, 24u, 100u}) {
-        SCOPED_TRACE(width);
-        slotpool pool(randomvalues(300), width);
-        ASSERT_EQ(sortslots(&pool, 300), 0);
-        pool.expectsorted(300);
-    }
-}
-
 // The lowest word decides where all above it are equal.
 TEST(Quicksort, LowestWordDecides) {
-    for (const uint32_t width : {8u, 12u, 16u, 20u}) {
+    for (const uint32_t width : {8u, 12u, 16u, 20u, 24u, 100u}) {
         SCOPED_TRACE(width);
         slotpool pool(values(100, 1), width);
         for (slot *at = pool.slotfirst; at != nullptr; at = at->link) {
@@ -187,11 +169,10 @@ double effort(const values &input) {
 
 TEST(Quicksort, NoOrderIsQuadratic) {
     constexpr uint32_t n = 20000;
-    const double random = effort(randomvalues(n));
+    const double random = effort(fewvalues<UINT32_MAX>(n));
     for (const auto &shape : distributions) {
         const double each = effort(shape.make(n));
         EXPECT_LE(each, 1.5 * random) << shape.name;
-        printf("  %-24s %.2f comparisons per n log2 n\n", shape.name, each);
     }
 }
 
@@ -231,7 +212,6 @@ TEST(Quicksort, Adversary) {
             pool.slotptrs[i] = at;
         ASSERT_EQ(slotsorter(&pool, adversary{&pool, &memory}).run(pool.slotptrs, n), 0);
         const double each = static_cast<double>(memory.comparisons) / (n * std::log2(n));
-        printf("  adversary, %5u: %.2f comparisons per n log2 n\n", n, each);
         EXPECT_LE(each, 4.0) << n;
         // The order it made up, sorted again.
         EXPECT_LE(effort(memory.solid), 4.0) << n;
@@ -245,7 +225,7 @@ TEST(Quicksort, Stop) {
         int result;
     } cases[] = {{9, 0}, {10, -1}, {1000, -1}};
     for (const auto &c : cases) {
-        slotpool pool(randomvalues(c.n));
+        slotpool pool(fewvalues<UINT32_MAX>(c.n));
         pool.cancelled = 1;
         EXPECT_EQ(sortslots(&pool, c.n), c.result) << c.n;
         EXPECT_EQ(pool.lastmsg, 0u);
@@ -254,38 +234,9 @@ TEST(Quicksort, Stop) {
     }
 }
 
-// Stops after some comparisons; every slot is still there once.
-struct stopping {
-    counted inner;
-    slotpool *pool;
-    uint64_t after;
-    bool operator()(const slot &a, const slot &b) const {
-        if (*inner.comparisons == after)
-            pool->cancelled = 1;
-        return inner(a, b);
-    }
-    const uint8_t *firstread(const slot &a) const { return a.record(); }
-};
-
-TEST(Quicksort, StopInTheMiddle) {
-    constexpr uint32_t n = 2000;
-    for (const uint64_t after : {1u, 500u, 3000u, 10000u}) {
-        slotpool pool(randomvalues(n));
-        uint64_t comparisons = 0;
-        slot *at = pool.slotfirst;
-        for (uint32_t i = 0; i < n; ++i, at = at->link)
-            pool.slotptrs[i] = at;
-        const stopping order{{&pool, &comparisons}, &pool, after};
-        EXPECT_EQ(slotsorter(&pool, order).run(pool.slotptrs, n), -1);
-        EXPECT_LT(comparisons, after + 3 * n);
-        std::sort(pool.slotptrs, pool.slotptrs + n);
-        EXPECT_EQ(std::adjacent_find(pool.slotptrs, pool.slotptrs + n), pool.slotptrs + n);
-    }
-}
-
 // More records asked for than the chain has.
 TEST(Quicksort, ShortChain) {
-    slotpool pool(randomvalues(5));
+    slotpool pool(fewvalues<UINT32_MAX>(5));
     EXPECT_EQ(sortslots(&pool, 6), -1);
     EXPECT_EQ(pool.errdetail, uint32_t{KVRN_D_LOGIC});
 }

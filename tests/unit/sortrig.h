@@ -10,7 +10,6 @@
 #include "sort/emit.h"
 #include "sort/intake.h"
 #include "unit/enginecontext.h"
-#include "unit/hexbytes.h"
 
 #include <gtest/gtest.h>
 
