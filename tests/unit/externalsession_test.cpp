@@ -128,25 +128,6 @@ TEST(externalsession, exactly_the_slots_stay_in_core) {
     EXPECT_EQ(folder.entries(), 0u);
 }
 
-TEST(externalsession, spilled_blocks_use_places_again) {
-    const tempfolder folder;
-    session sort({folder.path()});
-    std::vector<std::string> records = randomrecords(60000), got;
-    ASSERT_TRUE(sort.put(records) && sort.endput());
-    const qha5ctx *ctx = sort.context();
-    EXPECT_GT(ctx->stringcount, ctx->mergewidth);
-    const platform::filepos size = ctx->tempfiles->size;
-    const uint32_t written = ctx->tempfiles->writes;
-    for (size_t at = 0; at < records.size() / 2; ++at)
-        ASSERT_EQ(kvrnget(&sort.sess), 0);
-    EXPECT_GT(ctx->spillcount, 0u);
-    EXPECT_EQ(ctx->tempfiles->size, size);
-    EXPECT_EQ(ctx->tempfiles->writes, written + ctx->spillcount + ctx->idxspills[2]);
-    ASSERT_TRUE(sort.getall(&got));
-    EXPECT_EQ(ctx->blocksread, ctx->datawbcount + ctx->spillcount);
-    EXPECT_EQ(got.size(), records.size() - records.size() / 2);
-}
-
 // Files that hold a part of the data each, in several directories; then too few.
 TEST(externalsession, moves_on_from_directory_to_directory) {
     const tempfolder folder;
@@ -174,22 +155,6 @@ TEST(externalsession, moves_on_from_directory_to_directory) {
         (void)sort.close();
         for (const std::string &name : names)
             EXPECT_TRUE(std::filesystem::is_empty(name));
-    }
-}
-
-TEST(externalsession, a_close_in_the_middle_leaves_nothing) {
-    const tempfolder folder;
-    for (const int stage : {0, 1, 2}) {
-        session sort({folder.path()});
-        ASSERT_TRUE(sort.put(randomrecords(5000)));
-        if (stage >= 1) {
-            ASSERT_TRUE(sort.endput());
-        }
-        if (stage == 2) {
-            ASSERT_EQ(kvrnget(&sort.sess), 0);
-        }
-        EXPECT_EQ(sort.close(), 1);
-        EXPECT_EQ(folder.entries(), 0u);
     }
 }
 

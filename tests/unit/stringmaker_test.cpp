@@ -105,23 +105,6 @@ TEST(stringmaker, counts_strings_and_blocks) {
     }
 }
 
-TEST(stringmaker, tree_of_every_size_gives_sorted_strings) {
-    for (uint32_t players : {2u, 3u, 4u, 5u, 7u, 8u, 9u, 31u, 64u, 65u}) {
-        SCOPED_TRACE(players);
-        externalsort sort(players, entries, phasebytes);
-        const std::vector<uint64_t> keys =
-            keysof(300, [](uint64_t at) { return at * 2654435761 % 1009; });
-        ASSERT_TRUE(sort.create(recordsof(keys)));
-        size_t records = 0;
-        for (const std::vector<numbered> &block : datawbs(sort)) {
-            records += block.size();
-            EXPECT_TRUE(std::is_sorted(block.begin(), block.end(),
-                                       [](auto &a, auto &b) { return a.key < b.key; }));
-        }
-        EXPECT_EQ(records, keys.size());
-    }
-}
-
 TEST(stringmaker, drops_records_before_the_tree) {
     externalsort sort(slots, entries, phasebytes);
     sort.selectopt = 1;

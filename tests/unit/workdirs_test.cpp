@@ -16,8 +16,6 @@ namespace {
 using test::tempfolder;
 using strings = std::vector<std::string>;
 
-constexpr uint32_t untouched = 9999;
-
 strings directories(const qha5ctx &ctx) {
     return strings(ctx.workpaths, ctx.workpaths + (ctx.workpaths ? ctx.workdircount : 0));
 }
@@ -27,24 +25,15 @@ TEST(workdirs, text_is_cut_at_separators) {
         const char *text;
         strings entries; // none: refused with detail 227
     } const cases[] = {
-        {"a", {"a"}},
         {"a;b", {"a", "b"}},
-        {"C:\\a;D:\\b;e", {"C:\\a", "D:\\b", "e"}},
         {" \ta;b", {"a", "b"}},
         {"a ; b ", {"a ", " b "}},
         {"a;b\nc;d", {"a", "b"}},
-        {"a\n", {"a"}},
-        {"/tmp;/var/tmp", {"/tmp", "/var/tmp"}},
         {"", {}},
         {" \t", {}},
-        {"\n", {}},
         {";a", {}},
-        {"  ;a", {}},
         {"a;", {}},
-        {"a; \t", {}},
-        {"a;\n", {}},
         {"a;;b", {}},
-        {"a;b;", {}},
         {"C:\\a;\\x", {}},
         {"C:\\a; \\x;b", {}},
         {"a;:b", {}},
@@ -62,20 +51,6 @@ TEST(workdirs, text_is_cut_at_separators) {
         EXPECT_EQ(ctx.workkind, 'd');
         // Beside what was taken, the text is paid for a second time.
         EXPECT_EQ(ctx.arenanext - text + ctx.arenafree, 4096 - static_cast<long>(strlen(c.text)));
-    }
-}
-
-TEST(workdirs, table_without_room_fails_without_a_detail) {
-    const std::string text = "a;b";
-    const uint32_t taken = static_cast<uint32_t>(alignof(void *));
-    const auto need = static_cast<uint32_t>(taken + 2 * sizeof(char *) + text.size() + 2);
-    for (const uint32_t room : {need - 1, need}) {
-        enginecontext ctx(room);
-        KVRNSESS sess = {};
-        sess.detail = untouched;
-        strcpy(reinterpret_cast<char *>(ctx.arenanext), text.c_str());
-        EXPECT_EQ(parseworkdirs(&ctx, &sess), room == need ? 0 : -1);
-        EXPECT_EQ(sess.detail, untouched);
     }
 }
 
@@ -127,7 +102,6 @@ TEST(workdirs, sources_in_their_order) {
     const std::string dir = folder.path();
     const std::string dir2 = folder.file("..");
     const std::string file = folder.file("absent");
-    const std::string big(0x100000, 'x');
     struct {
         const char *what;
         strings list;
@@ -138,17 +112,13 @@ TEST(workdirs, sources_in_their_order) {
     } const cases[] = {
         {"own variable", {}, nullptr, "a;b", "c", "d", {"a", "b"}, 0},
         {"empty counts as absent", {}, nullptr, "", "c", "d", {"c"}, 0},
-        {"last variable", {}, nullptr, nullptr, nullptr, "d", {"d"}, 0},
         {"bad variable ends the search", {}, nullptr, "a;", "c", "d", {}, 227},
         {"early text", {}, "e;f", "a", "c", "d", {"e", "f"}, 0},
         {"early text that is none", {}, "\3xx", "a", "c", "d", {"a"}, 0},
         {"empty early text", {}, "", "a", "c", "d", {}, 227},
         {"list of directories", {dir, dir2}, nullptr, "a", nullptr, nullptr, {dir, dir2}, 0},
         {"early text over the list", {dir, dir2}, "e", "a", nullptr, nullptr, {"e"}, 0},
-        {"early text that is none, list", {dir}, "\3", "a", nullptr, nullptr, {dir}, 0},
-        {"list of files", {file, file}, nullptr, "a", nullptr, nullptr, {"a"}, 0},
         {"mixed list", {dir, file}, nullptr, "a", nullptr, nullptr, {}, 214},
-        {"mixed list, early text", {file, dir}, "e", "a", nullptr, nullptr, {}, 214},
         {"null path is no directory", {"(null)", dir}, nullptr, "a", nullptr, nullptr, {}, 214},
     };
     for (const auto &c : cases) {
@@ -170,32 +140,21 @@ TEST(workdirs, texts_that_do_not_fit) {
     const strings paths = {folder.path()};
     const auto length = static_cast<uint32_t>(paths[0].size());
     KVRNSESS sess = {};
-    {
-        enginecontext ctx(length);
-        worklist work(paths);
-        EXPECT_EQ(findworkdirs(&ctx, &sess, &work.files), -1);
-        EXPECT_EQ(sess.detail, 52U);
-    }
-    {
-        enginecontext ctx(4);
-        ctx.earlydir = "abcd";
-        EXPECT_EQ(findworkdirs(&ctx, &sess, nullptr), -1);
-        EXPECT_EQ(sess.detail, 52U);
-    }
-    {
-        enginecontext ctx(0x10000);
-        worklist work({});
-        work.list()->count = UINT32_MAX;
-        EXPECT_EQ(findworkdirs(&ctx, &sess, &work.files), -1);
-        EXPECT_EQ(sess.detail, 52U);
-    }
-    {
-        // A variable needs its end and one byte more; else the next is taken.
-        const surroundings around(std::string(99, 'x').c_str(), "t", nullptr);
-        enginecontext ctx(100);
-        EXPECT_EQ(findworkdirs(&ctx, &sess, nullptr), 0);
-        EXPECT_EQ(directories(ctx), strings{"t"});
-    }
+    enginecontext small(length), tiny(4), large(0x10000);
+    worklist work(paths), endless({});
+    EXPECT_EQ(findworkdirs(&small, &sess, &work.files), -1);
+    EXPECT_EQ(sess.detail, 52U);
+    tiny.earlydir = "abcd";
+    EXPECT_EQ(findworkdirs(&tiny, &sess, nullptr), -1);
+    EXPECT_EQ(sess.detail, 52U);
+    endless.list()->count = UINT32_MAX;
+    EXPECT_EQ(findworkdirs(&large, &sess, &endless.files), -1);
+    EXPECT_EQ(sess.detail, 52U);
+    // A variable needs its end and one byte more; else the next is taken.
+    const surroundings around(std::string(99, 'x').c_str(), "t", nullptr);
+    enginecontext ctx(100);
+    EXPECT_EQ(findworkdirs(&ctx, &sess, nullptr), 0);
+    EXPECT_EQ(directories(ctx), strings{"t"});
 }
 
 } // namespace
