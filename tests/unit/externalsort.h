@@ -162,11 +162,4 @@ struct externalsort : enginecontext {
     }
 };
 
-inline std::vector<numbered> recordsof(const std::vector<uint64_t> &keys) {
-    std::vector<numbered> records;
-    for (const uint64_t key : keys)
-        records.push_back({key, records.size()});
-    return records;
-}
-
 } // namespace kvern::test

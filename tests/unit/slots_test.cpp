@@ -1,5 +1,6 @@
 #include "session/arena.h"
 #include "sort/slots.h"
+#include "sort/tempfile.h"
 #include "unit/sortrig.h"
 
 namespace kvern {
@@ -71,6 +72,28 @@ TEST(Slots, FrozenLimit) {
     ASSERT_EQ(large.lay(9 << 20), 0);
     const uint64_t n = large.slotcount;
     EXPECT_EQ(large.frozenlimit, n - (70001 - 70000ull * 70000 / n));
+}
+
+// Filled to the last slot the sort stays in core; one record more takes it out.
+TEST(Slots, ExactlyTheSlotsStayInCore) {
+    for (const uint32_t more : {0u, 1u}) {
+        sortrig session;
+        session.fixed(100);
+        session.keys({charkey(0, 4)});
+        blockhdr *block = session.open();
+        ASSERT_NE(block, nullptr);
+        for (uint32_t left = session.slotcount + more; left != 0 && block != nullptr;) {
+            const uint32_t now = std::min(left, session.inblklen / 100);
+            sortrig::load(block, bytes(size_t{now} * 100, 'x'), now);
+            session.incount += now;
+            block = feedblock(&session, block);
+            left -= now;
+        }
+        EXPECT_NE(block, nullptr);
+        EXPECT_EQ(session.external, more);
+        EXPECT_EQ(session.tempcount, more);
+        (void)deletetempfiles(&session);
+    }
 }
 
 // Drops records that begin with 'd'; 'f' fails.
