@@ -42,26 +42,6 @@ TEST(model, numbers) {
     }
 }
 
-TEST(model, minus_zero_is_just_below_zero) {
-    const sessionspec spec;
-    const struct {
-        uint8_t type;
-        bytes below, minus, plus;
-    } cases[] = {
-        {KVRN_ZONED, "0000\x51", "0000\x50", "00000"},
-        {KVRN_PACKED, bytes("\0\x1D", 2), bytes("\0\x0D", 2), bytes("\0\x0C", 2)},
-        {KVRN_SIGNLEAD, "-1", "-0", "+0"},
-        {KVRN_FLOAT4, bytes("\0\0\x80\xBF", 4), bytes("\0\0\0\x80", 4), bytes(4, '\0')},
-    };
-    for (const auto &c : cases) {
-        keyspec key;
-        key.type = c.type;
-        key.length = static_cast<uint32_t>(c.plus.size());
-        EXPECT_LT(compare(valueof(spec, key, c.below), valueof(spec, key, c.minus)), 0) << +c.type;
-        EXPECT_LT(compare(valueof(spec, key, c.minus), valueof(spec, key, c.plus)), 0) << +c.type;
-    }
-}
-
 TEST(model, fields_of_lines) {
     sessionspec spec;
     spec.form = 'r';

@@ -1,5 +1,6 @@
-// Encoders and decoders of key fields: exact bytes in any slot, the way back, and
-// no byte touched beside the field or the slot.
+// Encoders and decoders of key fields: the bytes of each normal form, the way back, and
+// no byte touched beside the field or the slot.  Their order is for the sessions with
+// all bytes and with random ones.
 #include "key/enc_kanji.h"
 #include "key/encoders.h"
 #include "key/reversal.h"
@@ -76,7 +77,6 @@ TEST(encoders, exact_bytes) {
     const struct {
         const char *family, *field, *ascending, *descending;
     } cases[] = {
-        {"copy", "01 02 03", "01 02 03", "01 02 03"},
         {"rev", "41 42 43", "43 42 41", "BC BD BE"},
         {"same", "01 02 03", "01 02 03", "FE FD FC"},
         {"bebin", "00 01", "01 80", "FE 7F"},
@@ -85,31 +85,16 @@ TEST(encoders, exact_bytes) {
         {"float", "00 00 80 BF", "FF FF 7F 40", "00 00 80 BF"},
         {"float", "00 00 00 80", "FF FF FF 7F", "00 00 00 80"},
         {"packed", "12 3C", "30 12 FF", "C0 ED 00"},
-        {"packed", "12 3F", "30 12 FF", "C0 ED 00"},
         {"packed", "12 3D", "C0 ED 00", "30 12 FF"},
-        {"packed", "12 3B", "C0 ED 00", "30 12 FF"},
         {"packed", "0C", "00 FF", "F0 00"},
-        {"lead", "2B 31 32", "32 31 FF", "CD CE 00"},
         {"lead", "2D 31 32", "CD CE 00", "32 31 FF"},
-        {"lead", "60 31", "31 FF", "CE 00"},
         {"lead_e", "60 F1", "0E 00", "F1 FF"},
-        {"lead_e", "2D F1", "F1 FF", "0E 00"},
         {"trail", "31 32 2D", "CD CE 00", "32 31 FF"},
         {"trail_e", "F1 F2 60", "0D 0E 00", "F2 F1 FF"},
-        {"ztrail_e", "F1 C2", "F2 F1 FF", "0D 0E 00"},
         {"ztrail_e", "F1 D2", "0D 0E 00", "F2 F1 FF"},
-        {"ztrail_e", "F1 B2", "0D 0E 00", "F2 F1 FF"},
         {"ztrail_5", "31 55", "CA CE 00", "35 31 FF"},
-        {"ztrail_5", "31 75", "35 31 FF", "CA CE 00"},
         {"ztrail_7", "31 75", "CA CE 00", "35 31 FF"},
-        {"ztrail_7", "31 55", "35 31 FF", "CA CE 00"},
         {"ztrail_o", "31 32 7D", "CF CD CE 00", "30 32 31 FF"},
-        {"ztrail_o", "31 32 7B", "30 32 31 FF", "CF CD CE 00"},
-        {"ztrail_o", "4A", "CE 00", "31 FF"},
-        {"ztrail_o", "52", "C6 00", "39 FF"},
-        {"ztrail_o", "49", "39 FF", "C6 00"},
-        {"ztrail_o", "53", "33 FF", "CC 00"},
-        {"zlead_e", "D1 F2", "0D 0E 00", "F2 F1 FF"},
         {"zlead_o", "4A 32", "CD CE 00", "32 31 FF"},
     };
     for (const auto &one : cases)
@@ -180,26 +165,17 @@ TEST(textencoders, exact_bytes_in_any_slot) {
         const char *key; // from the top down
     } cases[] = {
         {enc_text, "ab ", 5, 0, "61 62 20 00 00"},
-        {enc_text, "", 3, 0, "00 00 00"},
         {enc_text, "-1", 0, numeric | fold, ""},
         {enc_text, "\t  ab", 5, skip, "61 62 00 00 00"},
-        {enc_text, "  \t", 3, skip, "00 00 00"},
         {enc_text, "a-B\x01 7\xB1", 7, alnum, "61 42 20 37 00 00 00"},
-        {enc_text, "a-B\x01 7\xB1", 7, printable, "61 2D 42 20 37 B1 00"},
         {enc_text, "a-\x7F z", 6, alnum | printable | fold, "41 20 5A 00 00 00"},
         {enc_text, "aZ{\xE1", 4, fold, "41 5A 7B E1"},
         {enc_text, "  -x", 5, skip | alnum, "78 00 00 00 00"},
         {enc_text, "  -12x", 6, numeric, "00 CF CF CF CE CD"},
-        {enc_text, "+12 ", 4, numeric, "30 30 31 32"},
-        {enc_text, "12345", 5, numeric, "31 32 33 34 35"},
         {enc_text, "-1234", 5, numeric, "00 CE CD CC CB"},
-        {enc_text, "1.50", 6, numeric, "30 30 31 2E 35 30"},
         {enc_text, "-", 2, numeric, "30 30"},
-        {enc_text, "", 2, numeric, "30 30"},
         {enc_text, "+-7", 3, numeric, "00 CF C8"},
-        {enc_textx, "aA0", 4, 0, "81 C1 F0 00"},
         {enc_textx, "aA0", 4, fold, "C1 C1 F0 00"},
-        {enc_textx, "-1", 0, numeric, ""},
     };
     for (const auto &one : cases)
         for (const uint8_t stale : {uint8_t{0}, uint8_t{0x41}, uint8_t{0xFF}}) {
@@ -222,14 +198,8 @@ TEST(textencoders, shift_jis_by_jis_code) {
     } cases[] = {
         {"80 A0 FD FF", "00 80 00 A0 00 FD 00 FF"},
         {"81 40", "01 01 00 00"},
-        {"81 7E", "01 3F 00 00"},
-        {"81 80", "01 40 00 00"},
-        {"81 9E", "01 5E 00 00"},
         {"81 9F", "02 01 00 00"},
-        {"81 FC", "02 5E 00 00"},
-        {"9F FC", "3E 5E 00 00"},
         {"E0 40", "3F 01 00 00"},
-        {"EF FC", "5E 5E 00 00"},
         {"F0 40", "5F 01 00 00"},
         {"FC FC", "78 5E 00 00"},
         {"41 81", "00 41 81 00"},

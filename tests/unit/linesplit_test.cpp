@@ -25,26 +25,15 @@ const linecase linecases[] = {
     {"delimiter torn by the read", 16, "\r\n", 8, 9, "abcdef\r\nx\r\n", "abcdef\r\n|x\r\n", 0},
     {"delimiter torn between its bytes", 16, "\r\n", 8, 8, "a\r\nbcde\r\nf\r\n",
      "a\r\n|bcde\r\nf\r\n", 0},
-    {"unterminated last line", 16, "\n", 8, 16, "ab\ncd", "ab\n|cd\n", 0},
     {"and does not", 16, "\r\n", 8, 16, "abcdefg", "!35", 0},
     {"the descriptor's added byte is one", 1, "\r\n", 8, 16, "abcdefg", "abcdefg\n", 0},
-    {"shorter than the delimiter", 16, "\r\n", 8, 16, "a", "a\r\n", 0},
     {"shorter, and nothing fits", 16, "\r\n", 2, 4, "a", "!35", 0},
     {"carry of the longest kind", 16, "\n", 8, 9, "a\n1234567\nb\n", "a\n|1234567\nb\n", 0},
     {"carry as long as a record", 16, "\n", 8, 10, "a\n12345678\nb\n", "!35", 0},
     {"a read without any line's end", 16, "\n", 8, 8, "123456789\n", "!35", 0},
     {"too long, but whole in a block", 16, "\n", 4, 16, "123456789\n", "123456789\n", 0},
     {"too long, after good lines", 16, "\n", 4, 8, "a\nb\nc\nd\n123456789\n", "a\nb\nc\nd\n!35", 0},
-
     {"mark ends a line", 16, "\r\n", 8, 16, "abc\x1a", "abc\r\n", 1},
-    {"nothing behind a mark", 16, "\n", 8, 16,
-     "abc\n\x1a"
-     "def\n",
-     "abc\n", 1},
-    {"mark first", 16, "\n", 8, 16,
-     "\x1a"
-     "abc\n",
-     "", 1},
     {"mark last byte of a full block", 16, "\r\n", 8, 8, "abcdefg\x1a", "abcdefg\r\n", 1},
     {"mark behind a carry", 16, "\r\n", 8, 8, "ab\r\ncdef\x1a", "ab\r\n|cdef\r\n", 1},
     {"mark last in the largest block", 16, "\r\n", 8, 10, "a\r\n1234567\x1a", "a\r\n|1234567\r\n",
@@ -57,7 +46,6 @@ const linecase linecases[] = {
      "b\n|\x1a\n",
      0},
     {"the descriptor splits at LF", 1, "\r\n", 8, 16, "a\nb\r\n", "a\nb\r\n", 0},
-    {"zero bytes are data", 16, "\n", 8, 16, std::string("a\0b\n", 4), nullptr, 0},
 };
 
 TEST(linesplit, blocks) {

@@ -46,23 +46,6 @@ TEST(plainfile, binding) {
     }
 }
 
-// A record of another kind, or one that is not open, fails without a word.
-TEST(plainfile, refusals) {
-    for (const uint8_t kind : {uint8_t{1}, uint8_t{16}}) {
-        fileroom room('f', 4, 8);
-        ASSERT_EQ(room.bind(kind, 'x', "nothing"), 0);
-        EXPECT_EQ(room.open(), -1);
-        EXPECT_EQ(room.close(), -1);
-        room.file.kind = 2;
-        EXPECT_EQ(room.open(), -1);
-        EXPECT_EQ(room.read(), -1);
-        EXPECT_EQ(room.write("abcd"), -1);
-        room.file.isopen = 1;
-        EXPECT_EQ(room.close(), -1);
-        EXPECT_EQ(tells(room), told{});
-    }
-}
-
 TEST(plainfile, fixed_reads) {
     const struct {
         const char *content, *blocks;
@@ -108,29 +91,6 @@ TEST(plainfile, writes_and_mark) {
             EXPECT_EQ(room.close(), 0);
             EXPECT_EQ(test::readfile(dir.file("out")),
                       std::string("ab\ncd\r\n\x1a\n") + (mark ? "\x1a" : ""));
-            EXPECT_EQ(tells(room), told{});
-        }
-}
-
-// A stop is seen after a block by handle, and never by descriptor.
-TEST(plainfile, stop) {
-    const test::tempfolder dir;
-    filewith(dir, "in", "a\nb\n");
-    for (const uint8_t kind : {uint8_t{1}, uint8_t{16}})
-        for (const uint8_t form : {uint8_t{'f'}, uint8_t{'r'}}) {
-            const bool seen = kind == 16;
-            fileroom room(form, 2, 4);
-            room.delimiter("\n");
-            room.ctx.cancelled = 1;
-            ASSERT_EQ(room.bind(kind, 'r', dir.file("in")), 0);
-            ASSERT_EQ(room.open(), 0);
-            EXPECT_EQ(room.read(), seen ? -1 : 4);
-            EXPECT_EQ(room.read(), 0) << "no round at the end";
-            EXPECT_EQ(room.close(), 0);
-            ASSERT_EQ(room.bind(kind, 'w', dir.file("out")), 0);
-            ASSERT_EQ(room.open(), 0);
-            EXPECT_EQ(room.write("a\n"), seen ? -1 : 2);
-            EXPECT_EQ(room.close(), 0);
             EXPECT_EQ(tells(room), told{});
         }
 }
