@@ -16,6 +16,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 #endif
 
@@ -225,6 +226,28 @@ TEST(platform, temporary_files_follow_no_link) {
         EXPECT_NE(opens(dir.file("fifo"), mode), 0u);
     }
     EXPECT_EQ(test::readfile(dir.file("victim")), "victim");
+}
+
+// A pipe that does not wait is waited for.
+TEST(platform, reads_of_a_pipe_wait) {
+    for (const bool byhandle : {false, true}) {
+        int ends[2];
+        char got = 0;
+        uint32_t count = 0;
+        ASSERT_EQ(pipe(ends), 0);
+        fcntl(ends[0], F_SETFL, O_NONBLOCK);
+        std::thread feeder([out = ends[1]] {
+            usleep(20000);
+            EXPECT_EQ(write(out, "x", 1), 1);
+        });
+        EXPECT_EQ(byhandle ? static_cast<int>(readfile(ends[0], &got, 1, &count))
+                           : readdescr(ends[0], &got, 1, &count),
+                  0);
+        EXPECT_EQ(got, 'x');
+        feeder.join();
+        close(ends[0]);
+        close(ends[1]);
+    }
 }
 
 // A closed pipe is an error number, whatever the host does with the signal; what
