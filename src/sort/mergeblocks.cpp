@@ -31,14 +31,16 @@ namespace kvern {
 void listrecords(qha5ctx *ctx, blockhdr *block) {
     assert(block->count != 0 && block->count <= ctx->recperwb);
     recnode *nodes = block->nodes;
-    uint8_t *record = block->first;
-    for (uint32_t at = 0; at < ctx->recperwb; ++at, record += ctx->intreclen)
-        nodes[at] = {&nodes[at] + 1, at == 0 ? nullptr : &nodes[at] - 1, record};
-    nodes[ctx->recperwb - 1].next = nullptr;
-    block->headnode = nodes;
-    block->tailnode = &nodes[block->count - 1];
-    block->freenode = block->tailnode->next;
-    block->tailnode->next = nullptr;
+    const uint32_t places = ctx->recperwb;
+    for (uint32_t at = 0; at < places; ++at)
+        nodes[at] = {at + 1, at - 1, at * ctx->intreclen};
+    nodes[places - 1].next = nonode;
+    block->headnode = 0;
+    block->tailnode = block->count - 1;
+    block->freenode = nodes[block->tailnode].next;
+    nodes[block->tailnode].next = nonode;
+    block->next = block->first;
+    block->limit = recordat(*block, block->tailnode);
 }
 
 void pushblock(qha5ctx *ctx, blockhdr *block) {

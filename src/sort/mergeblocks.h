@@ -7,31 +7,49 @@ namespace kvern {
 
 struct idxentry;
 
+inline uint8_t *recordat(const blockhdr &block, uint32_t node) {
+    return block.first + block.nodes[node].record;
+}
+// `next` and `limit` are kept at the lowest and the highest record, which every
+// comparison of the merge and of a spill asks for.
 inline uint8_t *lowestrecord(const blockhdr &block) {
-    return block.headnode->record;
+    return block.next;
 }
 inline uint8_t *highestrecord(const blockhdr &block) {
-    return block.tailnode->record;
+    return block.limit;
 }
 
 // The block's `count` records in their order of storage.
 void listrecords(qha5ctx *ctx, blockhdr *block);
 
-// The head or tail node goes to the free nodes; the list keeps its order.
+// The head or tail node goes to the free nodes; the list keeps its order.  The record
+// behind the new end is fetched early: lists that records were moved to run to and fro.
 inline void drophead(blockhdr *block) {
-    recnode *node = block->headnode;
-    block->headnode = node->next;
-    node->next = block->freenode;
+    recnode *nodes = block->nodes;
+    const uint32_t node = block->headnode;
+    const uint32_t head = nodes[node].next;
+    nodes[node].next = block->freenode;
     block->freenode = node;
-    --block->count;
+    block->headnode = head;
+    if (--block->count == 0)
+        return;
+    block->next = recordat(*block, head);
+    if (block->count != 1)
+        __builtin_prefetch(recordat(*block, nodes[head].next));
 }
 inline void droptail(blockhdr *block) {
-    recnode *node = block->tailnode;
-    block->tailnode = node->prev;
-    if (--block->count != 0)
-        block->tailnode->next = nullptr;
-    node->next = block->freenode;
+    recnode *nodes = block->nodes;
+    const uint32_t node = block->tailnode;
+    const uint32_t tail = nodes[node].prev;
+    nodes[node].next = block->freenode;
     block->freenode = node;
+    block->tailnode = tail;
+    if (--block->count == 0)
+        return;
+    nodes[tail].next = nonode;
+    block->limit = recordat(*block, tail);
+    if (block->count != 1)
+        __builtin_prefetch(recordat(*block, nodes[tail].prev));
 }
 
 // The chain mergeblocks.

@@ -14,7 +14,7 @@ constexpr uint32_t sparelistentries = 5; // entries of the index list beside one
 
 // Storage of a merge block with its nodes, and of the nodes of one WB.
 constexpr uint64_t nodebytes(uint32_t recperwb) {
-    return uint64_t{recperwb} * sizeof(recnode);
+    return arenaround(uint64_t{recperwb} * sizeof(recnode));
 }
 constexpr uint64_t mergeblockbytes(uint32_t wbsize, uint32_t recperwb) {
     return sizeof(blockhdr) + arenaround(wbsize) + nodebytes(recperwb);

@@ -12,12 +12,15 @@ struct qha5ctx;
 struct tempfile;
 struct idxentry;
 
-// A record node of the final merge: a place in a merge block's data area.
+// A record node of the final merge: a place in a merge block's data area.  Links are
+// positions in the block's `nodes`, so that a node takes 12 bytes on every target: the
+// smaller the nodes, the more blocks merge at a time.
 struct recnode {
-    recnode *next;
-    recnode *prev;
-    uint8_t *record;
+    uint32_t next;
+    uint32_t prev;
+    uint32_t record; // offset of the place from the block's `first`
 };
+constexpr uint32_t nonode = UINT32_MAX;
 
 enum blockstate : uint16_t {
     bs_free = 'f',   // on its free chain
@@ -39,15 +42,15 @@ struct blockhdr {
     uint32_t blockinput;       // input it serves; selects the carrytab entry
     uint8_t *first;            // first data byte
     uint8_t *end;              // one past the last usable byte
-    uint8_t *next;             // next byte to read or write
-    uint8_t *limit;            // one past the last valid byte
+    uint8_t *next;             // next byte to read or write; final merge: lowest record
+    uint8_t *limit;            // one past the last valid byte; final merge: highest record
     const uint8_t *nextkey;    // final merge: key of the entry behind this block
     blockstate state;
     blockhdr *prev; // final merge: chain of merge blocks
     recnode *nodes;
-    recnode *headnode; // lowest remaining record
-    recnode *freenode; // nodes whose records are used up
-    recnode *tailnode; // highest remaining record
+    uint32_t headnode; // lowest remaining record, a position in `nodes`
+    uint32_t freenode; // chain of nodes whose records are used up
+    uint32_t tailnode; // highest remaining record
     uint32_t count;    // records or index entries in the block
 };
 static_assert(sizeof(void *) != 4 || sizeof(blockhdr) == 72);
@@ -137,9 +140,9 @@ struct sort_fields {
     blockhdr *ioqueue, *ioqueuetail; // finished operations, oldest first
 
     // String creation.
-    blockhdr *outwb; // WB being filled
-    slot *frozenlist;
-    uint32_t frozencount;
+    blockhdr *outwb;      // WB being filled
+    slot *slotbase;       // first of all slots, slotstride apart
+    uint32_t frozencount; // slots set aside for the next string
     uint32_t datawbcount; // data WBs written
     int64_t phase2end, phase3index;
 

@@ -105,26 +105,41 @@ int spillhighest(qha5ctx *ctx, uint64_t inmemory) {
     return writewb(ctx, ctx->sparewb);
 }
 
+// Puts node `fresh` of the block in front of node `at`, behind all if that is none.
+void linknode(blockhdr *block, uint32_t fresh, uint32_t at) {
+    recnode *nodes = block->nodes;
+    const uint32_t before = at == nonode ? block->tailnode : nodes[at].prev;
+    nodes[fresh].next = at;
+    nodes[fresh].prev = before;
+    if (at == nonode) {
+        block->tailnode = fresh;
+        block->limit = recordat(*block, fresh);
+    } else {
+        nodes[at].prev = fresh;
+    }
+    if (at == block->headnode) {
+        block->headnode = fresh;
+        block->next = recordat(*block, fresh);
+    } else {
+        nodes[before].next = fresh;
+    }
+    ++block->count;
+}
+
 // Merges records from the low end of `from` into the free places of `to`, until either
 // is used up.
 void mergerecords(const qha5ctx *ctx, blockhdr *from, blockhdr *to) {
-    recnode *at = to->headnode;
-    while (from->count != 0 && to->freenode != nullptr) {
+    const uint32_t keylen = ctx->keylen;
+    uint32_t at = to->headnode;
+    while (from->count != 0 && to->freenode != nonode) {
         const uint8_t *record = lowestrecord(*from);
-        while (at != nullptr && keybelow(at->record, record, ctx->keylen))
-            at = at->next;
-        recnode *node = to->freenode;
-        to->freenode = node->next;
-        std::memcpy(node->record, record, ctx->intreclen);
+        while (at != nonode && keybelow(recordat(*to, at), record, keylen))
+            at = to->nodes[at].next;
+        const uint32_t node = to->freenode;
+        to->freenode = to->nodes[node].next;
+        std::memcpy(recordat(*to, node), record, ctx->intreclen);
         drophead(from);
-        node->next = at;
-        node->prev = at == nullptr ? to->tailnode : at->prev;
-        if (at == to->headnode)
-            to->headnode = node;
-        else
-            node->prev->next = node;
-        (at == nullptr ? to->tailnode : at->prev) = node;
-        ++to->count;
+        linknode(to, node, at);
     }
 }
 

@@ -14,8 +14,10 @@
 //   outwb   | r | r | r | image |  free      count 4
 //           first       next          end
 //
+// A frozen slot is one that no entry of the tree holds; their number is enough to know.
 // When frozenlimit slots are frozen the string ends: its WB goes out, whatever its
-// count, and all slots enter a fresh tree.  The limit leaves about one WB of records
+// count, and all slots enter a fresh tree, in the order of their addresses, so that
+// building it runs through memory once.  The limit leaves about one WB of records
 // that would still have fitted; they open the next string.  No string's end is
 // recorded anywhere, for the final merge goes by the first keys of the WBs alone.
 // With slots for 3 records and a limit of 2, the input 5 3 8 | 4 9 1 2:
@@ -58,16 +60,30 @@ slottree<width> treeof(const qha5ctx *ctx) {
     return {ctx->slotptrs, {keyorder<width>(ctx->keylen)}};
 }
 
-[[maybe_unused]] uint32_t chainlength(const slot *chain) { // asserts only
-    uint32_t length = 0;
-    for (; chain != nullptr; chain = chain->link)
-        ++length;
-    return length;
+slot *slotat(const qha5ctx *ctx, uint32_t number) {
+    return reinterpret_cast<slot *>(reinterpret_cast<uint8_t *>(ctx->slotbase) +
+                                    size_t{number} * ctx->slotstride);
 }
 
-void push(slot *&chain, slot *player) {
-    player->link = chain;
-    chain = player;
+// All slots but one, in the order of their addresses, as a chain at slotfirst.
+void chainslots(qha5ctx *ctx, const slot *without) {
+    slot *next = nullptr;
+    for (uint32_t at = ctx->slotcount; at != 0; --at) {
+        slot *player = slotat(ctx, at - 1);
+        if (player == without)
+            continue;
+        player->link = next;
+        next = player;
+    }
+    ctx->slotfirst = next;
+}
+
+// For assertions: entries that hold a player.
+[[maybe_unused]] uint32_t slotsintree(const qha5ctx *ctx) {
+    uint32_t players = 0;
+    for (uint32_t at = 0; at < ctx->slotcount; ++at)
+        players += ctx->slotptrs[at] != nullptr ? 1 : 0;
+    return players;
 }
 
 // Writes the output WB and takes the next.
@@ -93,19 +109,14 @@ void openstring(qha5ctx *ctx) {
     writeimage(ctx, tree.champion());
 }
 
-// Frozen slots and what is left in the tree play for the next string.
+// All slots play for the next string, the frozen ones and those left in the tree.
 int endstring(qha5ctx *ctx) {
     ++ctx->stringcount;
     if (ctx->outwb->count > 0 && turnover(ctx) != 0)
         return -1;
-    slot *all = ctx->frozenlist;
-    for (uint32_t at = 0; at < ctx->slotcount; ++at)
-        if (ctx->slotptrs[at] != nullptr)
-            push(all, ctx->slotptrs[at]);
-    assert(chainlength(all) == ctx->slotcount);
-    ctx->slotfirst = all;
-    ctx->frozenlist = nullptr;
+    assert(slotsintree(ctx) + ctx->frozencount == ctx->slotcount);
     ctx->frozencount = 0;
+    chainslots(ctx, nullptr);
     openstring(ctx);
     return 0;
 }
@@ -158,7 +169,6 @@ blockhdr *makestrings(qha5ctx *ctx, blockhdr *block) {
             continue;
         }
         if (against < 0) {
-            push(ctx->frozenlist, player);
             tree.setchampion(nullptr);
             if (++ctx->frozencount >= ctx->frozenlimit) {
                 if (endstring(ctx) != 0)
@@ -184,17 +194,6 @@ constexpr widthrow<intakeroutine> makers[] = {
     {12, makestrings<12, selecting>}, {16, makestrings<16, selecting>},
     {24, makestrings<24, selecting>}, {0, makestrings<0, selecting>},
 };
-
-// What remains in memory but the champion, whose record is out already.
-slot *chainremaining(qha5ctx *ctx) {
-    slot *all = ctx->frozenlist;
-    for (uint32_t at = 1; at < ctx->slotcount; ++at)
-        if (ctx->slotptrs[at] != nullptr)
-            push(all, ctx->slotptrs[at]);
-    ctx->frozenlist = nullptr;
-    assert(chainlength(all) == ctx->slotused - 1);
-    return all;
-}
 
 int writesorted(qha5ctx *ctx, uint32_t records) {
     for (uint32_t at = 0; at < records; ++at) {
@@ -228,8 +227,8 @@ int goexternal(qha5ctx *ctx) {
     ctx->outwb = nextoutwb(ctx);
     if (ctx->outwb == nullptr)
         return -1;
-    ctx->frozenlist = nullptr;
     ctx->frozencount = 0;
+    ctx->slotbase = ctx->slotfirst;
     openstring(ctx);
     ctx->external = 1;
     ctx->intake = ctx->selectopt != 0 ? forwidth(makers<true>, ctx->keylen)
@@ -241,7 +240,8 @@ int endstrings(qha5ctx *ctx) {
     ++ctx->stringcount;
     if (ctx->outwb->count > 0 && turnover(ctx) != 0)
         return -1;
-    ctx->slotfirst = chainremaining(ctx);
+    assert(slotsintree(ctx) + ctx->frozencount == ctx->slotcount);
+    chainslots(ctx, ctx->slotptrs[0]); // the champion's record is out already
     const uint32_t records = ctx->slotused - 1;
     if (sortslots(ctx, records) != 0 || writesorted(ctx, records) != 0)
         return -1;
