@@ -13,6 +13,7 @@
 #include "key/encoders.h"
 
 #include "key/reversal.h"
+#include "key/zonesign.h"
 
 namespace kvern {
 
@@ -20,16 +21,11 @@ namespace {
 
 constexpr uint8_t digitnibble = 0xF0;
 
-constexpr bool isminus(uint8_t last) {
-    const uint8_t nibble = last & 0x0F;
-    return nibble == 0x0B || nibble == 0x0D;
-}
-
 } // namespace
 
 int32_t enc_packed(qha5ctx *, uint8_t *dst, const uint8_t *src, uint32_t length, uint8_t order,
                    const keyextra &) {
-    const uint8_t flip = flipof(isminus(src[length - 1]) != isdescending(order));
+    const uint8_t flip = flipof(packedsign::negative(src[length - 1]) != isdescending(order));
     copyreversed(dst, src, length, flip);
     dst[length] = static_cast<uint8_t>(~flip);
     dst[0] &= digitnibble;

@@ -1,6 +1,5 @@
 // Zoned decimal: a digit a byte, the sign in the zone of the last or first byte.
-// The codes of data differ in what marks a negative number and in the byte that
-// a signed digit is normalised to; that is the sign policy.  Example in EBCDIC:
+// The codes of data differ in the sign policy alone (zonesign.h).  In EBCDIC:
 //
 //   +12   F1 C2   ascending  F2 F1 FF        -12   F1 D2   0D 0E 00
 //                            |     marker
@@ -13,43 +12,11 @@
 #include "key/encoders.h"
 
 #include "key/reversal.h"
+#include "key/zonesign.h"
 
 namespace kvern {
 
 namespace {
-
-constexpr uint8_t zoneof(uint8_t byte) {
-    return byte & 0xF0;
-}
-constexpr uint8_t withzone(uint8_t zone, uint8_t byte) {
-    return static_cast<uint8_t>(zone | (byte & 0x0F));
-}
-
-struct ebcdicsign {
-    static constexpr bool negative(uint8_t byte) {
-        return zoneof(byte) == 0xB0 || zoneof(byte) == 0xD0;
-    }
-    static constexpr uint8_t digit(uint8_t byte) { return withzone(0xF0, byte); }
-};
-
-template <uint8_t NegativeZone>
-struct asciisign {
-    static constexpr bool negative(uint8_t byte) { return zoneof(byte) == NegativeZone; }
-    static constexpr uint8_t digit(uint8_t byte) { return withzone(0x30, byte); }
-};
-
-// "{" and "A" to "I" are +0 to +9, "}" and "J" to "R" -0 to -9.
-struct overpunchsign {
-    static constexpr bool negativedigit(uint8_t byte) { return byte >= 'J' && byte <= 'R'; }
-    static constexpr bool negative(uint8_t byte) { return byte == '}' || negativedigit(byte); }
-    static constexpr uint8_t digit(uint8_t byte) {
-        if (byte == '{' || byte == '}')
-            return '0';
-        if (negativedigit(byte))
-            return static_cast<uint8_t>(byte - ('J' - '1'));
-        return withzone(0x30, byte);
-    }
-};
 
 // Where the sign byte stands in the field, and in its reversed copy.
 struct trailing {
@@ -80,12 +47,12 @@ int32_t enc_ztrail_e(qha5ctx *, uint8_t *dst, const uint8_t *src, uint32_t lengt
 
 int32_t enc_ztrail_5(qha5ctx *, uint8_t *dst, const uint8_t *src, uint32_t length, uint8_t order,
                      const keyextra &) {
-    return encode<asciisign<0x50>, trailing>(dst, src, length, order);
+    return encode<zone5sign, trailing>(dst, src, length, order);
 }
 
 int32_t enc_ztrail_7(qha5ctx *, uint8_t *dst, const uint8_t *src, uint32_t length, uint8_t order,
                      const keyextra &) {
-    return encode<asciisign<0x70>, trailing>(dst, src, length, order);
+    return encode<zone7sign, trailing>(dst, src, length, order);
 }
 
 int32_t enc_ztrail_o(qha5ctx *, uint8_t *dst, const uint8_t *src, uint32_t length, uint8_t order,
@@ -100,12 +67,12 @@ int32_t enc_zlead_e(qha5ctx *, uint8_t *dst, const uint8_t *src, uint32_t length
 
 int32_t enc_zlead_5(qha5ctx *, uint8_t *dst, const uint8_t *src, uint32_t length, uint8_t order,
                     const keyextra &) {
-    return encode<asciisign<0x50>, leading>(dst, src, length, order);
+    return encode<zone5sign, leading>(dst, src, length, order);
 }
 
 int32_t enc_zlead_7(qha5ctx *, uint8_t *dst, const uint8_t *src, uint32_t length, uint8_t order,
                     const keyextra &) {
-    return encode<asciisign<0x70>, leading>(dst, src, length, order);
+    return encode<zone7sign, leading>(dst, src, length, order);
 }
 
 int32_t enc_zlead_o(qha5ctx *, uint8_t *dst, const uint8_t *src, uint32_t length, uint8_t order,

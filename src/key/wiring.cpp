@@ -2,6 +2,7 @@
 #include "key/wiring.h"
 
 #include "key/encoders.h"
+#include "key/zonesign.h"
 #include "session/qha9msg.h"
 
 namespace kvern {
@@ -13,8 +14,7 @@ enum class kanji : uint8_t { any, jis, other };
 
 // What chooses among the encoders of a row.  A value without a column has none.
 enum class column : uint8_t { one, bycdmode, byaltmode };
-constexpr uint32_t firstcdmode = KVRN_CD_EBCDIC;
-constexpr uint32_t columncount = 4;
+constexpr uint32_t columncount = cdmodes;
 
 struct wirerow {
     uint8_t type;
@@ -84,7 +84,7 @@ bool fits(const wirerow &wiring, const qha5ctx *ctx, const keyentry &row) {
 coder chooseencoder(const wirerow &wiring, const qha5ctx *ctx) {
     uint32_t at = 0;
     if (wiring.chosen == column::bycdmode)
-        at = uint32_t{ctx->cdmode} - firstcdmode; // below the first wraps: no column
+        at = cdcolumn(ctx->cdmode);
     else if (wiring.chosen == column::byaltmode)
         at = ctx->altmode;
     return at < columncount ? wiring.encoder[at] : nullptr;
