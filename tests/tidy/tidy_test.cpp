@@ -77,7 +77,7 @@ const std::map<std::string, words> arrows = {
     {"key", {"platform", "sort/intake.h", "sort/slots.h", "select", "merge/summation.h"}},
     {"sort", {"key", "file/filectl.h", "platform"}},
     {"merge", {"key", "sort", "select", "file", "platform"}},
-    {"select", {"key", "platform"}},
+    {"select", {"key", "platform", "sort/keycompare.h", "sort/rawrecord.h", "sort/recordform.h"}},
     {"file", {"platform"}},
     {"platform", {}},
 };

@@ -1,0 +1,102 @@
+// An operand that has its length is encoded right where it lies; only a widened one
+// is staged, in the second half of its buffer:
+//
+//   selbufl   | encoded, selmaxlen bytes | staged, selmaxlen bytes |
+//
+// selmaxlen counts the marker bytes of the encoders, so the encoded length rounded
+// up to whole words stays in its half.
+
+#include "select/operands.h"
+
+#include "key/encoders.h"
+#include "select/comparators.h"
+#include "session/arena.h"
+#include "session/qha9msg.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cstring>
+
+namespace kvern {
+
+namespace {
+
+constexpr uint8_t ascending = 16;
+constexpr uint8_t wholebyte = 0xFF; // mask of a literal
+
+// The key encoders know nothing of words: what is left of the last one is zero.
+int32_t wholewords(qha5ctx *ctx, int32_t encoded) {
+    if (encoded < 0)
+        return -1;
+    const auto length = static_cast<uint32_t>(encoded);
+    const auto words = static_cast<uint32_t>(roundup(length, sizeof(uint32_t)));
+    assert(words <= ctx->selmaxlen);
+    memset(ctx->selbufl + length, 0, words - length);
+    memset(ctx->selbufr + length, 0, words - length);
+    return static_cast<int32_t>(words);
+}
+
+int32_t encodeone(qha5ctx *ctx, const comparison &kind, uint8_t *dst, const operand &from,
+                  const uint8_t *mask) {
+    const uint32_t column = cdcolumn(ctx->cdmode);
+    const coder comparator = column < cdmodes ? kind.comparator[column] : nullptr;
+    if (comparator == nullptr)
+        return faillogic(ctx);
+    return comparator(ctx, dst, from.source, from.length, ascending, {mask, 0});
+}
+
+void widenoperand(const qha5ctx *ctx, const comparison &kind, uint8_t *buffer, operand &shorter,
+                  uint32_t length) {
+    const uint8_t filler = ctx->cdmode == KVRN_CD_EBCDIC ? ebcdicsign::filler : zone5sign::filler;
+    uint8_t *staged = buffer + ctx->selmaxlen;
+    uint8_t *rest = kind.widen(staged, shorter, length - shorter.length, filler);
+    memcpy(rest, shorter.source, shorter.length);
+    shorter = {staged, length};
+}
+
+// Each side goes by its own type.  Characters are cut, so that they compare equal
+// to what they begin with.
+void matchlengths(const qha5ctx *ctx, const comparison &leftkind, operand &left,
+                  const comparison &rightkind, operand &right) {
+    if (left.length < right.length && leftkind.widen != nullptr)
+        widenoperand(ctx, leftkind, ctx->selbufl, left, right.length);
+    else if (right.length < left.length && rightkind.widen != nullptr)
+        widenoperand(ctx, rightkind, ctx->selbufr, right, left.length);
+    else
+        left.length = right.length = std::min(left.length, right.length);
+}
+
+} // namespace
+
+// A literal is of the left field's type.
+int32_t encodebytes(qha5ctx *ctx, const KVRNSELE &cond, const uint8_t *data) {
+    const bool literal = cond.rtype == KVRN_FLD_LIT;
+    const comparison &leftkind = comparisonof(cond.ltype);
+    const comparison &rightkind = literal ? leftkind : comparisonof(cond.rtype);
+    operand left{data + cond.lpos, cond.llen};
+    operand right = literal ? literalof(cond) : operand{data + cond.rpos, cond.rlen};
+    if (left.length != right.length)
+        matchlengths(ctx, leftkind, left, rightkind, right);
+    if (encodeone(ctx, leftkind, ctx->selbufl, left, &cond.mask) < 0)
+        return -1;
+    const uint8_t *mask = literal ? &wholebyte : &cond.mask;
+    return wholewords(ctx, encodeone(ctx, rightkind, ctx->selbufr, right, mask));
+}
+
+// The shorter text is filled with zero bytes behind its end, so unlike the bytes of
+// other records no text is equal to what it begins with.
+int32_t encodetexts(qha5ctx *ctx, const KVRNSELE &cond, const operand &left, const operand &right) {
+    if (cond.ltype == KVRN_COLLATE)
+        return enc_none(ctx, ctx->selbufl, left.source, left.length, ascending, {nullptr, 0});
+    if (cond.ltype != KVRN_CHAR)
+        return faillogic(ctx);
+    const uint32_t length = std::max(left.length, right.length);
+    const keyextra extra{nullptr, cond.options};
+    ctx->curfieldlen = left.length;
+    if (enc_text(ctx, ctx->selbufl, left.source, length, ascending, extra) < 0)
+        return -1;
+    ctx->curfieldlen = right.length;
+    return wholewords(ctx, enc_text(ctx, ctx->selbufr, right.source, length, ascending, extra));
+}
+
+} // namespace kvern

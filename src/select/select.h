@@ -1,0 +1,25 @@
+// The record filter: a small program of conditions, run over each input record as
+// it lies in its block, before anything else is done with it.
+//
+// A set-up calls chooseselect when selectopt is 1, and lays out the operand
+// buffers; text by field numbers needs selfields and the scanners as well
+// (key/fieldtables.h, key/textfields.h).  Before records of a block are tested,
+// ctx->scanlimit is the block's limit.
+#pragma once
+
+#include "session/context.h"
+
+namespace kvern {
+
+// Sets selecteval by the session's record form.
+void chooseselect(qha5ctx *ctx);
+
+// Bytes of both operand buffers.
+inline uint64_t operandroom(const qha5ctx *ctx) {
+    return uint64_t{ctx->selmaxlen} * 4;
+}
+
+// selbufl and selbufr over an area of operandroom bytes, which need not be cleared.
+void layoutoperands(qha5ctx *ctx, uint8_t *area);
+
+} // namespace kvern
