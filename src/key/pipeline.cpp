@@ -12,6 +12,7 @@
 #include "key/textfields.h"
 #include "key/workspace.h"
 #include "platform/platform.h"
+#include "select/select.h"
 #include "session/qha9msg.h"
 #include "sort/intake.h"
 #include "sort/slots.h"
@@ -61,17 +62,15 @@ int layoutheld(qha5ctx *ctx, workspace &space) {
     const bool selecting = ctx->selectopt != 0;
     if (!grouping && !selecting)
         return 0;
-    const uint64_t operand = uint64_t{ctx->selmaxlen} * 2; // each of the two
     const uint64_t held = grouping ? ctx->intreclen : 0;
-    uint8_t *area = carve<uint8_t>(ctx, space, std::max(held, selecting ? operand * 2 : 0));
+    const uint64_t operands = selecting ? operandroom(ctx) : 0;
+    uint8_t *area = carve<uint8_t>(ctx, space, std::max(held, operands));
     if (area == nullptr)
         return -1;
     if (grouping)
         ctx->holdrec = area;
-    if (selecting) {
-        ctx->selbufl = area;
-        ctx->selbufr = area + operand;
-    }
+    if (selecting)
+        layoutoperands(ctx, area);
     return 0;
 }
 
@@ -97,7 +96,7 @@ int chooseroutines(qha5ctx *ctx) {
     if (ctx->recfunc == rf_sum)
         return fail(ctx, 17, KVRN_D_UNSUPPORTED);
     if (ctx->selectopt != 0)
-        return fail(ctx, 17, KVRN_D_UNSUPPORTED);
+        chooseselect(ctx);
     ctx->intake = fillslots;
     return 0;
 }
