@@ -9,9 +9,9 @@
 #include "key/pipeline.h"
 
 #include "key/fieldtables.h"
+#include "key/phaseclock.h"
 #include "key/textfields.h"
 #include "key/workspace.h"
-#include "platform/platform.h"
 #include "select/select.h"
 #include "session/qha9msg.h"
 #include "sort/intake.h"
@@ -22,25 +22,7 @@
 namespace kvern {
 namespace {
 
-constexpr uint8_t timedlevel = 3; // message level from which phases are timed
 constexpr uint32_t recordunit = 4;
-
-// The clock serves statistics alone: when it fails, that is told and the set-up
-// goes on.
-void markphase(qha5ctx *ctx) {
-    if (ctx->msglevel < timedlevel)
-        return;
-    if (!platform::currenttime(&ctx->phasetime)) {
-        setargs(ctx, msgarg::of("time"), msgarg::of(ctx->errnum));
-        report(ctx, 0, 83, lv_failure);
-        return;
-    }
-    const int64_t elapsed = ctx->phasetime - ctx->starttime;
-    setargs(ctx, msgarg::of(1u), msgarg::of(static_cast<uint32_t>(elapsed / 60)));
-    ctx->msgarg3 = msgarg::of(static_cast<uint32_t>(elapsed % 60));
-    ctx->msgargc = 3;
-    report(ctx, 0, statpoint + 56, 6);
-}
 
 int layoutfields(qha5ctx *ctx, workspace &space) {
     if (ctx->fieldmode != KVRN_FIELDS)

@@ -37,9 +37,9 @@ bool mergefed(const qha5ctx *ctx, const KVRNSESS *sess) {
     const mergecontrol *control = ctx->mergectl;
     if (!control)
         return false;
-    if (!control->wantsinput)
+    if (!control->needinput)
         return sess->mergestat == KVRN_WANTS_NONE;
-    return sess->mergestat == KVRN_WANTS_RECORD && sess->inputno == control->wantedinput;
+    return sess->mergestat == KVRN_WANTS_RECORD && sess->inputno == control->nextinput;
 }
 
 bool mergelength(const qha5ctx *ctx, uint32_t length) {

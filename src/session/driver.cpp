@@ -11,6 +11,7 @@
 #include "session/contextcreate.h"
 #include "session/filepump.h"
 #include "session/getrecords.h"
+#include "session/mergestep.h"
 #include "session/pump.h"
 #include "session/putrecords.h"
 #include "session/qha9msg.h"
@@ -86,7 +87,7 @@ int sortarm(qha5ctx *ctx, KVRNSESS *) {
     return 0;
 }
 
-// Stand-in until merge and copy are there.
+// Stand-in until copy is there.
 int missingarm(qha5ctx *ctx, KVRNSESS *) {
     return fail(ctx, 17, KVRN_D_UNSUPPORTED);
 }
@@ -106,7 +107,7 @@ struct arm {
 };
 constexpr arm arms[] = {
     {KVRN_SORT, inputfiles, KVRN_D_STORAGE, sortarm},
-    {KVRN_MERGE, mergeinputs, KVRN_D_STORAGE, missingarm},
+    {KVRN_MERGE, mergeinputs, KVRN_D_STORAGE, startmerge},
     {KVRN_COPY, inputfiles, KVRN_D_SETUP, missingarm},
 };
 

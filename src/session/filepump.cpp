@@ -4,7 +4,7 @@
 
 #include "session/filepump.h"
 
-#include "session/qha9msg.h"
+#include "merge/recordcounts.h"
 #include "sort/blockflow.h"
 
 namespace kvern {
@@ -17,14 +17,6 @@ int openunless(bool stream, qha5ctx *ctx, filectl *file) {
 
 int closeunless(bool stream, qha5ctx *ctx, filectl *file) {
     return stream ? 0 : file->closefn(ctx, file);
-}
-
-int countin(qha5ctx *ctx, uint32_t input, uint32_t records) {
-    if (records > UINT32_MAX - ctx->incount)
-        return faillogic(ctx);
-    ctx->incount += records;
-    ctx->perinput[input] += records;
-    return 0;
 }
 
 // Blocks of an open file into the sort.  The count of a text block is settled by

@@ -1,0 +1,176 @@
+// The working storage of a merge, front to back:
+//
+//   sumbuf | selection operands | recwork | keyscratch | nodes | mergectl |
+//   inputblocks | nodelist | partial lines | field tables |
+//   mergecount + 1 blocks of one size: output, then one for each input
+//
+// There is a node more than inputs, so that a record can be read in before the one
+// ahead of it has gone out.
+#include "merge/mergeprepare.h"
+
+#include "key/fieldtables.h"
+#include "key/phaseclock.h"
+#include "key/textfields.h"
+#include "merge/blockshare.h"
+#include "merge/mergeemit.h"
+#include "merge/mergeselect.h"
+#include "select/select.h"
+#include "sort/intake.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace kvern {
+namespace {
+
+constexpr uint32_t recordunit = 4;
+constexpr uint32_t lengthword = 4; // in front of a variable record
+
+uint64_t nodestride(const qha5ctx *ctx) {
+    return arenaround(sizeof(mergenode) + uint64_t{ctx->intreclen});
+}
+
+int takebuffers(qha5ctx *ctx, workspace &space) {
+    if (ctx->recfunc == rf_sum) {
+        ctx->sumbuf = carve<uint8_t>(ctx, space, ctx->sumlen);
+        if (ctx->sumbuf == nullptr)
+            return -1;
+    }
+    if (ctx->selectopt != 0) {
+        auto *operands = carve<uint8_t>(ctx, space, operandroom(ctx), KVRN_D_SETUP);
+        if (operands == nullptr)
+            return -1;
+        layoutoperands(ctx, operands);
+    }
+    // A variable record's image begins with its length word.
+    ctx->recwork = carve<uint8_t>(ctx, space, roundup(ctx->outreclen, recordunit) + lengthword);
+    if (ctx->recwork == nullptr)
+        return -1;
+    ctx->keyscratch = carve<uint8_t>(ctx, space, ctx->keylen);
+    return ctx->keyscratch != nullptr ? 0 : -1;
+}
+
+// Cleared, for no encoder writes the filler of a key area, and chained.
+void chainnodes(qha5ctx *ctx, uint8_t *nodes, uint64_t count) {
+    const uint64_t stride = nodestride(ctx);
+    memset(nodes, 0, static_cast<size_t>(stride * count));
+    mergenode *chain = nullptr;
+    for (uint64_t i = count; i-- != 0;) {
+        auto *node = reinterpret_cast<mergenode *>(nodes + stride * i);
+        node->next = chain;
+        chain = node;
+    }
+    ctx->freenodes = chain;
+    // The plain way out gives the node of the record that went out before; the first
+    // time there is none.
+    if (ctx->recfunc == rf_none) {
+        ctx->curnode = chain;
+        ctx->freenodes = chain->next;
+    }
+}
+
+int takenodes(qha5ctx *ctx, workspace &space) {
+    const uint64_t count = uint64_t{ctx->mergecount} + 1;
+    uint8_t *nodes = carve<uint8_t>(ctx, space, nodestride(ctx) * count, KVRN_D_SETUP);
+    if (nodes == nullptr)
+        return -1;
+    chainnodes(ctx, nodes, count);
+    ctx->mergectl = carve<mergecontrol>(ctx, space, 1);
+    if (ctx->mergectl == nullptr)
+        return -1;
+    *ctx->mergectl = mergecontrol{};
+    ctx->mergectl->needinput = 1;
+    ctx->inputblocks = carve<blockhdr *>(ctx, space, ctx->mergecount);
+    if (ctx->inputblocks == nullptr)
+        return -1;
+    memset(ctx->inputblocks, 0, sizeof *ctx->inputblocks * ctx->mergecount);
+    ctx->nodelist = carve<mergenode *>(ctx, space, ctx->mergecount);
+    return ctx->nodelist != nullptr ? 0 : -1;
+}
+
+int taketext(qha5ctx *ctx, workspace &space) {
+    if (ctx->recform != 'r')
+        return 0;
+    if (layoutcarry(ctx, space, ctx->mergecount, KVRN_D_SETUP) != 0)
+        return -1;
+    if (ctx->fieldmode != KVRN_FIELDS)
+        return 0;
+    wirescanners(ctx);
+    if (ctx->recfunc == rf_sum && layoutsumtables(ctx, space) != 0)
+        return -1;
+    return layoutfieldtables(ctx, space);
+}
+
+int chooseroutines(qha5ctx *ctx) {
+    ctx->encode = chooseencode(ctx);
+    if (ctx->recfunc == rf_sum)
+        return fail(ctx, 17, KVRN_D_UNSUPPORTED);
+    if (ctx->selectopt != 0)
+        chooseselect(ctx);
+    ctx->selectfn = choosemergeselect(ctx);
+    ctx->nextrecfn = choosenextrecord(ctx);
+    ctx->emitfn = choosemergeemit(ctx);
+    return 0;
+}
+
+// ---- blocks ----------------------------------------------------------------
+
+struct capacities {
+    uint64_t in, out;           // bytes used of a block's data area
+    uint64_t leastin, leastout; // bytes that one record needs
+};
+
+capacities capacitiesfor(const qha5ctx *ctx, uint64_t room) {
+    const uint64_t prefix = ctx->recform == 'v' ? lengthword : 0;
+    const uint64_t inrecord = ctx->inreclen + prefix;
+    const uint64_t outrecord = ctx->outreclen + prefix;
+    const uint64_t longest = std::max(inrecord, outrecord);
+    if (ctx->apiinput != 0 && ctx->apioutput != 0) // a record a block
+        return room < longest ? capacities{0, 0, 1, 1} : capacities{inrecord, outrecord, 1, 1};
+    switch (ctx->recform) {
+    case 'f':
+        if (inrecord == 0 || outrecord == 0)
+            return {0, 0, 1, 1};
+        return {room / inrecord * inrecord, room / outrecord * outrecord, 1, 1};
+    case 'v':
+        return {room, room, inrecord, outrecord};
+    default:
+        return {room, room, inrecord * 2, outrecord};
+    }
+}
+
+// Room in a data area is a multiple of 4 bytes, so that the longest variable record
+// fits with its padding as well.
+int layblocks(qha5ctx *ctx, workspace &space) {
+    const uint32_t size =
+        ctx->mergecount < space.left ? shareblocks(ctx, space.left, ctx->mergecount + 1) : 0;
+    const uint64_t room = size > sizeof(blockhdr) ? size - sizeof(blockhdr) : 0;
+    const capacities lengths = capacitiesfor(ctx, room);
+    if (room == 0 || lengths.in < lengths.leastin || lengths.out < lengths.leastout)
+        return fail(ctx, 23, KVRN_D_STORAGE);
+    ctx->inblklen = static_cast<uint32_t>(lengths.in);
+    ctx->outblklen = static_cast<uint32_t>(lengths.out);
+    ctx->freeblocks = nullptr;
+    for (uint32_t i = ctx->mergecount; i != 0; i--) {
+        blockhdr *block = layblock(space.next + uint64_t{size} * i, ctx->inblklen);
+        block->link = ctx->freeblocks;
+        ctx->freeblocks = block;
+    }
+    ctx->getblock = layblock(space.next, ctx->outblklen);
+    ctx->arenanext = space.next + uint64_t{size} * (uint64_t{ctx->mergecount} + 1);
+    ctx->arenafree = space.left - size * (ctx->mergecount + 1);
+    return 0;
+}
+
+} // namespace
+
+int preparemerge(qha5ctx *ctx) {
+    markphase(ctx);
+    workspace space{ctx->sortnext, ctx->sortfree};
+    if (takebuffers(ctx, space) != 0 || takenodes(ctx, space) != 0 || taketext(ctx, space) != 0 ||
+        chooseroutines(ctx) != 0)
+        return -1;
+    return layblocks(ctx, space);
+}
+
+} // namespace kvern
