@@ -42,6 +42,30 @@ struct keyorder<0> {
     uint32_t bytes;
 };
 
+// The whole key as one number, for widths that a machine has numbers for; keys of
+// such a width are chosen between without a branch.
+#ifdef __SIZEOF_INT128__
+__extension__ using widestnumber = unsigned __int128;
+#else
+using widestnumber = uint64_t;
+#endif
+
+template <uint32_t width>
+constexpr bool isnumber = width != 0 && width <= sizeof(widestnumber);
+
+template <uint32_t width>
+requires isnumber<width>
+inline auto keynumber(const uint8_t *key) {
+    if constexpr (width == 4)
+        return loadword(key);
+    else if constexpr (width == 8)
+        return loadwide(key);
+    else {
+        const uint64_t low = width == 12 ? loadword(key) : loadwide(key);
+        return widestnumber{loadwide(key + width - 8)} << 64 | low;
+    }
+}
+
 template <typename Routine>
 struct widthrow {
     uint32_t keylen; // 0: any

@@ -50,6 +50,9 @@ struct slotrules {
     bool before(const slot &a, const slot &b) const {
         return order.compare(a.record(), b.record()) < 0;
     }
+    auto weightof(const slot &player) const requires isnumber<width> {
+        return keynumber<width>(player.record());
+    }
     static uint32_t &leafof(slot &player) { return player.leaf; }
 };
 template <uint32_t width>
