@@ -14,8 +14,6 @@
 #include "session/context.h"
 #include "sort/keywidth.h"
 
-#include <cstring>
-
 namespace kvern {
 
 template <uint32_t width>
@@ -45,7 +43,8 @@ inline void insertnode(qha5ctx *ctx, const keyorder<width> &order, mergenode *no
         else
             high = middle;
     }
-    memmove(list + low + 1, list + low, (count - low) * sizeof *list);
+    for (uint32_t at = count; at != low; at--)
+        list[at] = list[at - 1];
     list[low] = node;
 }
 

@@ -69,6 +69,16 @@ void chainnodes(qha5ctx *ctx, uint8_t *nodes, uint64_t count) {
     }
 }
 
+// One for each input, null.
+template <typename Object>
+Object **takepointers(qha5ctx *ctx, workspace &space) {
+    uint8_t *taken = carve<uint8_t>(ctx, space, sizeof(void *) * uint64_t{ctx->mergecount});
+    auto **pointers = reinterpret_cast<Object **>(taken);
+    if (pointers != nullptr)
+        std::fill_n(pointers, ctx->mergecount, nullptr);
+    return pointers;
+}
+
 int takenodes(qha5ctx *ctx, workspace &space) {
     const uint64_t count = uint64_t{ctx->mergecount} + 1;
     uint8_t *nodes = carve<uint8_t>(ctx, space, nodestride(ctx) * count, KVRN_D_SETUP);
@@ -80,11 +90,8 @@ int takenodes(qha5ctx *ctx, workspace &space) {
         return -1;
     *ctx->mergectl = mergecontrol{};
     ctx->mergectl->needinput = 1;
-    ctx->inputblocks = carve<blockhdr *>(ctx, space, ctx->mergecount);
-    if (ctx->inputblocks == nullptr)
-        return -1;
-    memset(ctx->inputblocks, 0, sizeof *ctx->inputblocks * ctx->mergecount);
-    ctx->nodelist = carve<mergenode *>(ctx, space, ctx->mergecount);
+    ctx->inputblocks = takepointers<blockhdr>(ctx, space);
+    ctx->nodelist = ctx->inputblocks != nullptr ? takepointers<mergenode>(ctx, space) : nullptr;
     return ctx->nodelist != nullptr ? 0 : -1;
 }
 
