@@ -24,15 +24,19 @@ namespace {
 constexpr uint8_t ascending = 16;
 constexpr uint8_t wholebyte = 0xFF; // mask of a literal
 
-// The key encoders know nothing of words: what is left of the last one is zero.
+// The key encoders know nothing of words: what is left of the last one is zero.  A
+// whole word of zeros may reach into the staged half, which has been read by then.
 int32_t wholewords(qha5ctx *ctx, int32_t encoded) {
     if (encoded < 0)
         return -1;
+    constexpr uint32_t zeros = 0;
     const auto length = static_cast<uint32_t>(encoded);
-    const auto words = static_cast<uint32_t>(roundup(length, sizeof(uint32_t)));
+    const auto words = static_cast<uint32_t>(roundup(length, sizeof zeros));
     assert(words <= ctx->selmaxlen);
-    memset(ctx->selbufl + length, 0, words - length);
-    memset(ctx->selbufr + length, 0, words - length);
+    if (words != length) {
+        memcpy(ctx->selbufl + length, &zeros, sizeof zeros);
+        memcpy(ctx->selbufr + length, &zeros, sizeof zeros);
+    }
     return static_cast<int32_t>(words);
 }
 
@@ -68,7 +72,8 @@ void matchlengths(const qha5ctx *ctx, const comparison &leftkind, operand &left,
 
 } // namespace
 
-// A literal is of the left field's type.
+// A literal is of the left field's type.  It comes out the same for each record,
+// so as long as no other condition has used the buffer it stands there already.
 int32_t encodebytes(qha5ctx *ctx, const KVRNSELE &cond, const uint8_t *data) {
     const bool literal = cond.rtype == KVRN_FLD_LIT;
     const comparison &leftkind = comparisonof(cond.ltype);
@@ -77,10 +82,16 @@ int32_t encodebytes(qha5ctx *ctx, const KVRNSELE &cond, const uint8_t *data) {
     operand right = literal ? literalof(cond) : operand{data + cond.rpos, cond.rlen};
     if (left.length != right.length)
         matchlengths(ctx, leftkind, left, rightkind, right);
-    if (encodeone(ctx, leftkind, ctx->selbufl, left, &cond.mask) < 0)
+    const int32_t encoded = encodeone(ctx, leftkind, ctx->selbufl, left, &cond.mask);
+    if (encoded < 0)
         return -1;
-    const uint8_t *mask = literal ? &wholebyte : &cond.mask;
-    return wholewords(ctx, encodeone(ctx, rightkind, ctx->selbufr, right, mask));
+    if (ctx->heldliteral != &cond) {
+        const uint8_t *mask = literal ? &wholebyte : &cond.mask;
+        if (encodeone(ctx, rightkind, ctx->selbufr, right, mask) < 0)
+            return -1;
+        ctx->heldliteral = literal ? &cond : nullptr;
+    }
+    return wholewords(ctx, encoded);
 }
 
 // The shorter text is filled with zero bytes behind its end, so unlike the bytes of

@@ -154,6 +154,7 @@ void chooseselect(qha5ctx *ctx) {
 void layoutoperands(qha5ctx *ctx, uint8_t *area) {
     ctx->selbufl = area;
     ctx->selbufr = area + operandroom(ctx) / 2;
+    ctx->heldliteral = nullptr;
 }
 
 } // namespace kvern

@@ -55,7 +55,9 @@ struct filter : enginecontext {
         scanlimit = block.data() + block.size();
         inreclen = static_cast<uint32_t>(block.size());
         chooseselect(this);
-        return selecteval(this, block.data());
+        const int32_t first = selecteval(this, block.data());
+        EXPECT_EQ(selecteval(this, block.data()), first); // with the literal encoded before
+        return first;
     }
 
   private:
