@@ -9,6 +9,12 @@ namespace kvern {
 // for a form that the kind cannot hold, none for an unknown kind.
 [[nodiscard]] int bindfile(qha5ctx *ctx, filectl *file);
 
+// The standard streams are neither opened nor closed.  0 or -1.
+[[nodiscard]] int openinput(qha5ctx *ctx, filectl *file);
+[[nodiscard]] int closeinput(qha5ctx *ctx, filectl *file);
+[[nodiscard]] int openoutput(qha5ctx *ctx, filectl *file);
+[[nodiscard]] int closeoutput(qha5ctx *ctx, filectl *file);
+
 // The name for messages: a standard stream has none of its own, nor a mode, so
 // the one who writes asks for the output's.
 const char *messagename(const filectl *file);

@@ -7,6 +7,7 @@ namespace kvern {
 
 struct qha5ctx;
 struct blockhdr;
+struct filectl;
 
 // The next record of one input, as an internal record behind this header.
 struct mergenode {
@@ -49,6 +50,14 @@ struct merge_fields {
     // Folds `record` into `held`: 0 summed, 1 summation stopped, -1 failed.
     int32_t (*sumrebuild)(qha5ctx *ctx, uint8_t *held, const uint8_t *record);
     uint8_t *sumbuf; // sumlen bytes
+
+    // Copy, wired by its set-up.
+    // Takes an open input to its end; 0 or -1.
+    int (*copyinput)(qha5ctx *ctx, filectl *file, uint32_t input);
+    // Settles the count of a block that was read.
+    void (*countblock)(const qha5ctx *ctx, blockhdr *block);
+    // Record by record from block to block, a copyresult; null in a plain copy.
+    int32_t (*copystep)(qha5ctx *ctx, blockhdr *in, blockhdr *out);
 };
 
 } // namespace kvern

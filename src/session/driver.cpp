@@ -4,6 +4,7 @@
 
 #include "session/driver.h"
 
+#include "merge/copy.h"
 #include "param/analysis.h"
 #include "param/crosscheck.h"
 #include "session/arena.h"
@@ -87,9 +88,13 @@ int sortarm(qha5ctx *ctx, KVRNSESS *) {
     return 0;
 }
 
-// Stand-in until copy is there.
-int missingarm(qha5ctx *ctx, KVRNSESS *) {
-    return fail(ctx, 17, KVRN_D_UNSUPPORTED);
+int copyarm(qha5ctx *ctx, KVRNSESS *) {
+    ctx->sortnext = ctx->arenanext;
+    ctx->sortfree = ctx->arenafree;
+    if (setupcopy(ctx) != 0 || runcopy(ctx) != 0)
+        return -1;
+    ctx->state = st_finished;
+    return 0;
 }
 
 uint32_t inputfiles(const qha5ctx *ctx) {
@@ -108,7 +113,7 @@ struct arm {
 constexpr arm arms[] = {
     {KVRN_SORT, inputfiles, KVRN_D_STORAGE, sortarm},
     {KVRN_MERGE, mergeinputs, KVRN_D_STORAGE, startmerge},
-    {KVRN_COPY, inputfiles, KVRN_D_SETUP, missingarm},
+    {KVRN_COPY, inputfiles, KVRN_D_SETUP, copyarm},
 };
 
 int takecounters(qha5ctx *ctx, const arm &chosen) {

@@ -1,23 +1,15 @@
-// Standard streams are neither opened nor closed.  A file that fails is closed on
-// the spot; its message is out by then, so the result of that close is not looked
-// at.
+// A file that fails is closed on the spot; its message is out by then, so the
+// result of that close is not looked at.
 
 #include "session/filepump.h"
 
+#include "file/filectl.h"
 #include "merge/recordcounts.h"
 #include "sort/blockflow.h"
 
 namespace kvern {
 
 namespace {
-
-int openunless(bool stream, qha5ctx *ctx, filectl *file) {
-    return stream ? 0 : file->openfn(ctx, file);
-}
-
-int closeunless(bool stream, qha5ctx *ctx, filectl *file) {
-    return stream ? 0 : file->closefn(ctx, file);
-}
 
 // Blocks of an open file into the sort.  The count of a text block is settled by
 // the sort alone, so it starts from 0.
@@ -39,14 +31,13 @@ int readblocks(qha5ctx *ctx, filectl *file, uint32_t input) {
 }
 
 int readinput(qha5ctx *ctx, filectl *file, uint32_t input) {
-    const bool stream = ctx->stdinopt == 1;
-    if (openunless(stream, ctx, file) != 0)
+    if (openinput(ctx, file) != 0)
         return -1;
     if (readblocks(ctx, file, input) != 0) {
-        (void)closeunless(stream, ctx, file);
+        (void)closeinput(ctx, file);
         return -1;
     }
-    return closeunless(stream, ctx, file);
+    return closeinput(ctx, file);
 }
 
 int writeblocks(qha5ctx *ctx, filectl *file) {
@@ -89,16 +80,15 @@ int readinputs(qha5ctx *ctx) {
 
 int writeoutput(qha5ctx *ctx) {
     filectl *file = ctx->outfile;
-    const bool stream = ctx->stdoutopt == 1;
     file->block = ctx->getblock;
     ctx->getblock = nullptr;
-    if (openunless(stream, ctx, file) != 0)
+    if (openoutput(ctx, file) != 0)
         return -1;
     if (writeblocks(ctx, file) != 0) {
-        (void)closeunless(stream, ctx, file);
+        (void)closeoutput(ctx, file);
         return -1;
     }
-    return closeunless(stream, ctx, file);
+    return closeoutput(ctx, file);
 }
 
 } // namespace kvern

@@ -3,6 +3,7 @@
 
 #include "session/mergestep.h"
 
+#include "file/filectl.h"
 #include "merge/mergedrivers.h"
 #include "merge/mergeprepare.h"
 #include "session/busy.h"
@@ -12,7 +13,7 @@ namespace kvern {
 namespace {
 
 int openfiles(qha5ctx *ctx) {
-    if (ctx->apioutput == 0 && ctx->stdoutopt != 1 && ctx->outfile->openfn(ctx, ctx->outfile) != 0)
+    if (ctx->apioutput == 0 && openoutput(ctx, ctx->outfile) != 0)
         return -1;
     if (ctx->apiinput != 0)
         return 0;
