@@ -31,17 +31,17 @@ struct copyrig : enginecontext {
         perinput = counts;
         for (filectl *file : {&in, &out}) {
             file->openfn = file->closefn = [](qha5ctx *, filectl *) { return int32_t{0}; };
-            file->readfn = [](qha5ctx *, filectl *self) {
-                blockhdr *block = self->block;
-                const auto length = self->blockcount == 0 ? data.size() : 0;
+            file->readfn = [](qha5ctx *, filectl *own) {
+                blockhdr *block = own->block;
+                const auto length = own->blockcount == 0 ? data.size() : 0;
                 std::copy_n(data.begin(), length, block->first);
                 block->limit = block->first + length;
                 block->count = length == 0 ? 0 : records;
                 return static_cast<int32_t>(length);
             };
-            file->writefn = [](qha5ctx *, filectl *self) {
-                written.insert(written.end(), self->block->first, self->block->limit);
-                return static_cast<int32_t>(self->block->limit - self->block->first);
+            file->writefn = [](qha5ctx *, filectl *own) {
+                written.insert(written.end(), own->block->first, own->block->limit);
+                return static_cast<int32_t>(own->block->limit - own->block->first);
             };
         }
     }
@@ -87,7 +87,7 @@ TEST(CopyStep, VariableRecords) {
             rig.selspec = &any;
             rig.selmaxlen = 4;
             EXPECT_EQ(rig.run(c.raw, c.count), c.output != nullptr ? 0 : -1);
-            EXPECT_EQ(rig.errdetail, c.output != nullptr ? 0u : KVRN_D_RECLEN);
+            EXPECT_EQ(rig.errdetail, c.output != nullptr ? 0u : uint32_t{KVRN_D_RECLEN});
             if (c.output != nullptr) {
                 EXPECT_EQ(tohex(copyrig::written), c.output);
                 EXPECT_EQ(rig.outcount, c.count);
