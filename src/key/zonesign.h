@@ -48,10 +48,12 @@ struct ebcdicsign {
     }
 };
 
-template <uint8_t NegativeZone, uint8_t PositiveMark>
-struct asciisign {
+struct asciizone {
     static constexpr uint8_t filler = 0x30;
+};
 
+template <uint8_t NegativeZone, uint8_t PositiveMark>
+struct asciisign : asciizone {
     static constexpr bool negative(uint8_t byte) { return zoneof(byte) == NegativeZone; }
     static constexpr uint8_t digit(uint8_t byte) { return withzone(filler, byte); }
     static constexpr uint8_t value(uint8_t byte) { return digitof(byte); }
@@ -65,9 +67,7 @@ using zone5sign = asciisign<0x50, 0x40>;
 using zone7sign = asciisign<0x70, 0x30>;
 
 // "{" and "A" to "I" are +0 to +9, "}" and "J" to "R" -0 to -9.
-struct overpunchsign {
-    static constexpr uint8_t filler = 0x30;
-
+struct overpunchsign : asciizone {
     static constexpr bool negativedigit(uint8_t byte) { return byte >= 'J' && byte <= 'R'; }
     static constexpr bool negative(uint8_t byte) { return byte == '}' || negativedigit(byte); }
     static constexpr uint8_t digit(uint8_t byte) {

@@ -70,8 +70,8 @@ struct typeindex {
 };
 constexpr typeindex indextypes() {
     typeindex index{};
-    for (uint8_t i = 1; i < std::size(comparisons); ++i)
-        index.row[comparisons[i].type] = i;
+    for (size_t i = 1; i < std::size(comparisons); ++i)
+        index.row[comparisons[i].type] = static_cast<uint8_t>(i);
     return index;
 }
 constexpr typeindex bytype = indextypes();

@@ -51,7 +51,7 @@ int32_t encodeone(qha5ctx *ctx, const comparison &kind, uint8_t *dst, const oper
 
 void widenoperand(const qha5ctx *ctx, const comparison &kind, uint8_t *buffer, operand &shorter,
                   uint32_t length) {
-    const uint8_t filler = ctx->cdmode == KVRN_CD_EBCDIC ? ebcdicsign::filler : zone5sign::filler;
+    const uint8_t filler = ctx->cdmode == KVRN_CD_EBCDIC ? ebcdicsign::filler : asciizone::filler;
     uint8_t *staged = buffer + ctx->selmaxlen;
     uint8_t *rest = kind.widen(staged, shorter, length - shorter.length, filler);
     memcpy(rest, shorter.source, shorter.length);

@@ -53,7 +53,7 @@ using widestnumber = uint64_t;
 template <uint32_t width>
 constexpr bool isnumber = width != 0 && width <= sizeof(widestnumber);
 
-template <uint32_t width>
+template <uint32_t width, typename Number = widestnumber> // a 32-bit target never shifts
 requires isnumber<width>
 inline auto keynumber(const uint8_t *key) {
     if constexpr (width == 4)
@@ -62,7 +62,7 @@ inline auto keynumber(const uint8_t *key) {
         return loadwide(key);
     else {
         const uint64_t low = width == 12 ? loadword(key) : loadwide(key);
-        return widestnumber{loadwide(key + width - 8)} << 64 | low;
+        return Number{loadwide(key + width - 8)} << 64 | low;
     }
 }
 
