@@ -12,6 +12,7 @@
 #include "key/phaseclock.h"
 #include "key/textfields.h"
 #include "key/workspace.h"
+#include "merge/summation.h"
 #include "select/select.h"
 #include "session/qha9msg.h"
 #include "sort/intake.h"
@@ -76,7 +77,7 @@ int layoutbuffers(qha5ctx *ctx, workspace &space) {
 int chooseroutines(qha5ctx *ctx) {
     ctx->encode = chooseencode(ctx);
     if (ctx->recfunc == rf_sum)
-        return fail(ctx, 17, KVRN_D_UNSUPPORTED);
+        ctx->sumrebuild = choosesum(ctx);
     if (ctx->selectopt != 0)
         chooseselect(ctx);
     ctx->intake = fillslots;

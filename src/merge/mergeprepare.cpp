@@ -14,6 +14,7 @@
 #include "merge/blockshare.h"
 #include "merge/mergeemit.h"
 #include "merge/mergeselect.h"
+#include "merge/summation.h"
 #include "select/select.h"
 #include "sort/intake.h"
 
@@ -111,7 +112,7 @@ int taketext(qha5ctx *ctx, workspace &space) {
 int chooseroutines(qha5ctx *ctx) {
     ctx->encode = chooseencode(ctx);
     if (ctx->recfunc == rf_sum)
-        return fail(ctx, 17, KVRN_D_UNSUPPORTED);
+        ctx->sumrebuild = choosesum(ctx);
     if (ctx->selectopt != 0)
         chooseselect(ctx);
     ctx->selectfn = choosemergeselect(ctx);

@@ -19,7 +19,8 @@ struct sumrow {
     uint32_t position; // 'f','v': offset in the internal record; 'r': as given
     uint32_t length;
     uint8_t type;
-    uint8_t unused[3];
+    uint8_t adder; // set with sumrebuild
+    uint8_t unused[2];
 };
 struct sumtable {
     uint32_t count;

@@ -215,6 +215,39 @@ TEST(merge, filter) {
     }
 }
 
+// The sum goes on in the later record; the pair that overflows goes out as it came in,
+// and no pair is folded after it.
+TEST(merge, summation) {
+    for (const drivercase &d : drivers) {
+        std::vector<strings> inputs(3);
+        std::string expected;
+        for (uint32_t key = 0; key < 900; ++key) {
+            std::string group;
+            for (size_t input = key % 3; input < 3; ++input) {
+                char text[16];
+                snprintf(text, sizeof text, "%04u%c%s", key, static_cast<char>('a' + input),
+                         key == 700 && input == 2 ? "999" : "001");
+                const std::string rest = d.form == 'f' ? "" : d.form == 'v' ? "...." : ".\n";
+                inputs[input].push_back(text + rest);
+                group = key < 700 ? text + rest : group + text + rest;
+            }
+            if (key < 700)
+                group[7] = static_cast<char>('3' - key % 3);
+            expected += group;
+        }
+        merging s(d.form, inputs);
+        KVRNSUM sums = {};
+        sums.count = 1;
+        sums.entry[0] = {5, 3, static_cast<uint8_t>(d.form == 'r' ? KVRN_CHAR : KVRN_ZONED), {}};
+        s.opts.sum = &sums;
+        s.prim.options = KVRN_SUM;
+        s.prim.cdmode = KVRN_CD_ZONE7; // a sum above zero is of plain digits
+        s.sides(d.in, d.out);
+        EXPECT_EQ(s.all(qha5chkm), expected);
+        EXPECT_EQ(s.sess.detail, 115U);
+    }
+}
+
 // A record below the one ahead of it in its own input, wherever that stands.
 TEST(merge, order_is_tested_in_each_driver) {
     const std::vector<std::vector<strings>> wrong = {
