@@ -12,9 +12,11 @@ struct slotorder : keyorder<width> {
     bool operator()(const slot &a, const slot &b) const {
         return this->compare(a.record(), b.record()) < 0;
     }
-    // The most significant word stands at the top of the key area.
+    // The most significant word stands at the top of the key area, which is empty
+    // where lines hold nothing but their delimiter.
     const uint8_t *firstread(const slot &a) const {
-        return a.record() + (this->length() - sizeof(uint32_t));
+        const uint32_t length = this->length();
+        return a.record() + (length != 0 ? length - sizeof(uint32_t) : 0);
     }
 };
 

@@ -187,7 +187,7 @@ void returnwb(qha5ctx *ctx, blockhdr *wb) {
     blockhdr **tail = &ctx->freewbs;
     for (uint32_t links = 0; *tail != nullptr; tail = &(*tail)->link)
         if (++links >= ctx->wbcount) {
-            assert(!"more free blocks than there are");
+            assert(false && "more free blocks than there are");
             return;
         }
     *tail = wb;
