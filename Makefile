@@ -6,24 +6,24 @@
 #   make lint    formatting, clang-tidy
 jobs := $(shell nproc)
 
-.PHONY: all demo test bench format lint native asan win32 setup-build setup-test setup-bench setup-lint clean
+.PHONY: all demo test bench format lint native asan tsan win32 setup-build setup-test setup-bench setup-lint clean
 
 all: native
 
 setup-build setup-test setup-bench setup-lint: setup-%:
 	@scripts/setup.sh $*
 
-native asan win32:
+native asan tsan win32:
 	@cmake --preset $@ >/dev/null
 	cmake --build --preset $@ -j $(jobs)
 
 native: setup-build
-asan win32: setup-test
+asan tsan win32: setup-test
 
 demo: native
 	@scripts/demo.sh build/native/kvern
 
-test: asan win32
+test: asan tsan win32
 	@scripts/test.sh
 
 bench: setup-bench

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Runs the built tests of both targets and says how many ran on each.  The last
+# Runs the built tests of all targets and says how many ran on each.  The last
 # line is "N passed, M failed".
 cd "$(dirname "$0")/.." || exit 1
 total_passed=0
@@ -30,6 +30,7 @@ run_target() { # run_target PRESET TITLE
 }
 
 run_target asan 'native, address and undefined-behaviour sanitizers'
+run_target tsan 'native, thread sanitizer, sessions on several threads'
 run_target win32 '32-bit Windows under Wine'
 
 [ "$total_passed" -gt 0 ] || status=1
