@@ -27,9 +27,42 @@ constexpr const char *keyhelp =
   text by fields       F[:WIDTH][bdfinr]
       field F, cut at WIDTH bytes (by default the widest value); letters as the
       options -b -d -f -i -n -r, which hold for keys without letters
+Sums: POS,LEN,TYPE with types zd pd bi fi; in --columns POS,LEN; by fields F[:WIDTH].
 
-Exit: 0 done, 2 command line, 3 data, 5 file, 6 no room, 70 internal, 130 stopped
 )";
+
+constexpr const char *shapehelp =
+    R"(Conditions: FIELD OP VALUE, joined by and, or, not and brackets; in (A, B),
+between A and B.  FIELD is [POS,LEN] or [POS,LEN,TYPE] with types ch ac ec zd zl
+sl st pd bi fi bit=MASK, in text by fields $F or $F:WIDTH; OP is == != < <= > >=;
+VALUE is another field, "text", x"C1C2" or a number (in text: compares as numbers).
+  --where '[1,2] == "NO" and ([21,6,pd] >= 1000 or [30,1] in ("A", "B"))'
+Rebuilt records: POS,LEN or $F[:WIDTH], "text", x"0D0A", " "*8, with blanks between.
+Conditions look at the record that comes in, keys and sums at the rebuilt one.
+
+Exit: 0 done, 1 merge input not in order, 2 command line, 3 data, 4 summing stopped,
+5 file, 6 no room, 70 internal, 130 stopped
+)";
+
+// What differs between the commands.
+struct jobtexts {
+    const char *name, *what, *unique, *output, *tempdir;
+};
+constexpr jobtexts texts[] = {
+    {"sort", "Sorts records of files or standard input.",
+     "Keep one record of each key, whichever comes first out of the sort",
+     "Write here; may be one of the inputs", "Directory for temporary files"},
+    {"merge", "Merges inputs that are in order; equal keys come in the order of the inputs.",
+     "Keep one record of each key: the last, of the input named last",
+     "Write here when all is done; may be one of the inputs",
+     "Directory for inputs that are no files"},
+    {"copy", "Copies records of files or standard input, in their order.", "",
+     "Write here when all is done; may be one of the inputs",
+     "Directory for what passes through standard streams"},
+};
+const jobtexts &textsof(jobkind kind) {
+    return texts[static_cast<size_t>(kind)];
+}
 
 // An option that takes one value each time it is given, and may come again.
 CLI::Option *repeated(CLI::Option *option) {
@@ -63,7 +96,7 @@ CLI::Validator positive() {
         "");
 }
 
-void addform(CLI::App &app, sortoptions &out) {
+void addform(CLI::App &app, joboptions &out) {
     const char *group = "Record form";
     app.add_option("--fixed", out.fixed, "Records of N bytes each")
         ->type_name("N")
@@ -74,7 +107,7 @@ void addform(CLI::App &app, sortoptions &out) {
         ->type_name("lf|crlf|cr|auto")
         ->check(oneof({"lf", "crlf", "cr", "auto"}))
         ->group(group);
-    app.add_flag("--columns", out.columns, "Keys are columns of the line, not fields")
+    app.add_flag("--columns", out.columns, "Positions are columns of the line, not fields")
         ->group(group);
     app.add_option("-t,--field-separator", out.separator,
                    "Text between fields, \\t is a tab (default: white space)")
@@ -88,7 +121,7 @@ void addform(CLI::App &app, sortoptions &out) {
         ->group(group);
 }
 
-void addcode(CLI::App &app, sortoptions &out) {
+void addcode(CLI::App &app, joboptions &out) {
     const char *group = "Data code";
     app.add_option("--data", out.data, "Code of the data (default ascii)")
         ->type_name("ascii|ebcdic")
@@ -104,15 +137,17 @@ void addcode(CLI::App &app, sortoptions &out) {
         ->group(group);
 }
 
-void addkeys(CLI::App &app, sortoptions &out) {
+void addkeys(CLI::App &app, joboptions &out) {
     const char *group = "Keys";
-    repeated(app.add_option("-k,--key", out.keys, "Sort by this key, see below"))
+    repeated(app.add_option("-k,--key", out.keys, "Order by this key, see below"))
         ->type_name("KEY")
         ->group(group);
     app.add_flag("-r,--reverse", out.reverse, "Descending, for keys without an order of their own")
         ->group(group);
-    app.add_flag("-s,--stable", out.stable, "Keep the input order of equal keys")->group(group);
-    app.add_flag("-u,--unique", out.unique, "Keep one record of each key")->group(group);
+    app.add_flag("-s,--stable", out.stable,
+                 out.kind == jobkind::sort ? "Keep the input order of equal keys"
+                                           : "Keep the input order of equal keys, as ever")
+        ->group(group);
     app.add_flag("-b", out.skipblanks, "Text: skip leading blanks")->group(group);
     app.add_flag("-d", out.alnum, "Text: letters, digits and blanks only")->group(group);
     app.add_flag("-f", out.fold, "Text: lower case counts as upper case")->group(group);
@@ -120,12 +155,36 @@ void addkeys(CLI::App &app, sortoptions &out) {
     app.add_flag("-n", out.numeric, "Text: compare as numbers")->group(group);
 }
 
-void addfiles(CLI::App &app, sortoptions &out) {
+void addequals(CLI::App &app, joboptions &out) {
+    const char *group = "Equal keys";
+    app.add_flag("-u,--unique", out.unique, textsof(out.kind).unique)->group(group);
+    repeated(app.add_option("--sum", out.sums, "Fold records of a key into one with this sum"))
+        ->type_name("FIELD")
+        ->group(group);
+    app.add_option_function<std::string>(
+           "--on-overflow", [&out](const std::string &word) { out.warnoverflow = word == "warn"; },
+           "When a sum does not fit: fail (default), or warn and leave the rest as it is")
+        ->type_name("fail|warn")
+        ->check(oneof({"fail", "warn"}))
+        ->group(group);
+}
+
+void addshape(CLI::App &app, joboptions &out) {
+    const char *group = "Selection and shape";
+    app.add_option("-w,--where", out.where, "Take the records for which this holds")
+        ->type_name("EXPR")
+        ->group(group);
+    app.add_option("--rebuild", out.rebuild, "Make the records of these pieces")
+        ->type_name("SPEC")
+        ->group(group);
+}
+
+void addfiles(CLI::App &app, joboptions &out) {
     const char *group = "Files and room";
-    app.add_option("-o,--output", out.output, "Write here; may be one of the inputs")
+    app.add_option("-o,--output", out.output, textsof(out.kind).output)
         ->type_name("FILE")
         ->group(group);
-    repeated(app.add_option("-T,--temp-dir", out.tempdirs, "Directory for temporary files"))
+    repeated(app.add_option("-T,--temp-dir", out.tempdirs, textsof(out.kind).tempdir))
         ->type_name("DIR")
         ->group(group);
     app.add_option("-S,--memory", out.memory,
@@ -135,15 +194,20 @@ void addfiles(CLI::App &app, sortoptions &out) {
     app.add_option("FILE", out.inputs, "Inputs; none or - is standard input")->type_name("");
 }
 
-std::unique_ptr<CLI::App> sortparser(sortoptions &out) {
-    auto app =
-        std::make_unique<CLI::App>("Sorts records of files or standard input.", "kvern sort");
+std::unique_ptr<CLI::App> jobparser(joboptions &out) {
+    const jobtexts &words = textsof(out.kind);
+    const bool keyed = out.kind != jobkind::copy;
+    auto app = std::make_unique<CLI::App>(words.what, std::string("kvern ") + words.name);
     app->allow_windows_style_options(false); // /name is a path on every system
     app->set_help_flag("--help", "Show this text");
-    app->footer(keyhelp);
+    app->footer(std::string(keyed ? keyhelp : "") + shapehelp);
     addform(*app, out);
     addcode(*app, out);
-    addkeys(*app, out);
+    if (keyed) {
+        addkeys(*app, out);
+        addequals(*app, out);
+    }
+    addshape(*app, out);
     addfiles(*app, out);
     return app;
 }
@@ -152,17 +216,18 @@ std::unique_ptr<CLI::App> sortparser(sortoptions &out) {
 std::string firsttextoption(const CLI::App &app) {
     for (const char *name :
          {"--text", "--eol", "--columns", "-t", "--max-line", "-b", "-d", "-f", "-i", "-n"})
-        if (app.count(name) > 0)
+        if (const CLI::Option *option = app.get_option_no_throw(name);
+            option && option->count() > 0)
             return name;
     return "";
 }
 
 // The library's words for a fault of the command line in ours.
-std::string wordsof(const CLI::App &app, const CLI::ParseError &error) {
+std::string wordsof(const CLI::App &app, jobkind kind, const CLI::ParseError &error) {
     std::string text = error.what();
     const std::string option = text.substr(0, text.find(':'));
     if (dynamic_cast<const CLI::ExtrasError *>(&error) && !app.remaining().empty())
-        return app.remaining().front() + " is no option of sort";
+        return app.remaining().front() + " is no option of " + textsof(kind).name;
     if (dynamic_cast<const CLI::ArgumentMismatch *>(&error))
         return option + (text.find("At Most") == std::string::npos ? " needs a value"
                                                                    : " may be given once");
@@ -180,26 +245,31 @@ std::string unescaped(const std::string &text) {
 
 } // namespace
 
-bool parsesort(int argc, const char *const *argv, sortoptions &out) {
-    const std::unique_ptr<CLI::App> app = sortparser(out);
+bool parsejob(jobkind kind, int argc, const char *const *argv, joboptions &out) {
+    out.kind = kind;
+    const std::unique_ptr<CLI::App> app = jobparser(out);
     try {
         app->parse(argc, argv);
     } catch (const CLI::CallForHelp &) {
         std::fputs(app->help().c_str(), stdout);
         return false;
     } catch (const CLI::ParseError &error) {
-        refuse(wordsof(*app, error), "\"kvern help sort\" lists the options");
+        refuse(wordsof(*app, kind, error),
+               std::string("\"kvern help ") + textsof(kind).name + "\" lists the options");
     }
     out.textoption = firsttextoption(*app);
     out.separatorgiven = app->count("-t") > 0;
     out.zonedgiven = app->count("--zoned") > 0;
+    out.wheregiven = app->count("--where") > 0;
+    out.rebuildgiven = app->count("--rebuild") > 0;
     out.separator = unescaped(out.separator);
     return true;
 }
 
-std::string sorthelp() {
-    sortoptions unused;
-    return sortparser(unused)->help();
+std::string jobhelp(jobkind kind) {
+    joboptions unused;
+    unused.kind = kind;
+    return jobparser(unused)->help();
 }
 
 uint32_t memorysize(const std::string &text) {

@@ -1,4 +1,4 @@
-// The command line of `kvern sort` as values, not yet judged against each other.
+// The command line of `kvern sort`, `merge` or `copy` as values, not yet judged against each other.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,11 @@
 
 namespace command {
 
-struct sortoptions {
+enum class jobkind : uint8_t { sort, merge, copy };
+
+struct joboptions {
+    jobkind kind = jobkind::sort;
+
     // Record form
     uint32_t fixed = 0; // 0: text
     bool text = false;
@@ -29,6 +33,12 @@ struct sortoptions {
     bool reverse = false, stable = false, unique = false;
     bool skipblanks = false, alnum = false, fold = false, printable = false, numeric = false;
 
+    // Equal keys, selection and shape
+    std::vector<std::string> sums;
+    bool warnoverflow = false;
+    std::string where, rebuild;
+    bool wheregiven = false, rebuildgiven = false;
+
     // Files and room
     std::vector<std::string> inputs;
     std::string output; // empty or "-": standard output
@@ -37,9 +47,9 @@ struct sortoptions {
 };
 
 // Throws a failure of the command line; false when help was asked for and given.
-bool parsesort(int argc, const char *const *argv, sortoptions &out);
+bool parsejob(jobkind kind, int argc, const char *const *argv, joboptions &out);
 
-std::string sorthelp();
+std::string jobhelp(jobkind kind);
 
 // Bytes of working storage for the text of -S, empty for the default.  Outside
 // of what the engine takes, the nearest bound with a note.

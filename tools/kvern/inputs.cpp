@@ -86,6 +86,18 @@ void inputsource::rewind() {
         failfile(shown, systemerror());
 }
 
+void inputsource::standfor(const std::string &file) {
+    if (descriptor >= 0 && !fromstdin)
+        closeinput(descriptor);
+    fromstdin = false;
+    filepath = file;
+    facts = inspect(file);
+    beginning.clear();
+    given = 0;
+    atend = false;
+    open();
+}
+
 std::vector<inputsource> opensources(const std::vector<std::string> &paths) {
     std::vector<inputsource> sources;
     if (paths.empty())

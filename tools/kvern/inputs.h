@@ -37,6 +37,8 @@ class inputsource {
     size_t read(void *to, size_t room);
     // Back to the place where a file stood at first.
     void rewind();
+    // From here on reads what was taken from the stream into this file.
+    void standfor(const std::string &file);
 
   private:
     std::string filepath, shown;

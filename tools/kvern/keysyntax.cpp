@@ -1,10 +1,8 @@
 #include "keysyntax.h"
 
+#include "fieldtypes.h"
 #include "report.h"
 #include "streams.h"
-
-#include <cctype>
-#include <limits>
 
 namespace command {
 
@@ -13,84 +11,8 @@ namespace {
 constexpr const char *columnform = "a key is POS,LEN[,TYPE][,a|d], as 21,6,pd,d";
 constexpr const char *fieldform = "a key is F[:WIDTH][letters], letters of bdfinr, as 3:12nr";
 
-// Types by name; "ch" follows the code of the data.
-struct keytype {
-    const char *name;
-    uint8_t type;
-    uint32_t least, most; // bytes; most 0: no bound of its own
-    bool intext;
-};
-constexpr keytype keytypes[] = {
-    {"ch", KVRN_CHAR, 1, 0, true},          {"ac", KVRN_CHAR, 1, 0, true},
-    {"ec", KVRN_CHARX, 1, 0, true},         {"sj", KVRN_CHAR, 1, 0, true},
-    {"zd", KVRN_ZONED, 1, 256, false},      {"zl", KVRN_ZONEDLEAD, 1, 256, false},
-    {"clo", KVRN_ZONEDLEAD, 1, 256, false}, {"sl", KVRN_SIGNLEAD, 2, 256, false},
-    {"csl", KVRN_SIGNLEAD, 2, 256, false},  {"st", KVRN_SIGNTRAIL, 2, 256, false},
-    {"cst", KVRN_SIGNTRAIL, 2, 256, false}, {"pd", KVRN_PACKED, 1, 256, false},
-    {"bi", KVRN_UBEBIN, 1, 256, false},     {"fi", KVRN_SBEBIN, 1, 256, false},
-    {"bil", KVRN_ULEBIN, 1, 256, false},    {"fil", KVRN_SLEBIN, 1, 256, false},
-    {"fp", KVRN_FLOAT8, 1, 256, false},     {"bit", KVRN_MASKBYTE, 1, 1, false},
-    {"tbl", KVRN_TABLED, 1, 0, false},
-};
-
-// A number of the user's, at least 1; false when the text is none.
-bool parsenumber(const std::string &text, uint32_t *out) {
-    if (text.empty() || text.size() > 10)
-        return false;
-    uint64_t number = 0;
-    for (char c : text) {
-        if (!std::isdigit(static_cast<unsigned char>(c)))
-            return false;
-        number = number * 10 + static_cast<uint64_t>(c - '0');
-    }
-    if (number > std::numeric_limits<uint32_t>::max())
-        return false;
-    *out = static_cast<uint32_t>(number);
-    return true;
-}
-
-std::vector<std::string> splitcommas(const std::string &text) {
-    std::vector<std::string> parts(1);
-    for (char c : text)
-        if (c == ',')
-            parts.emplace_back();
-        else
-            parts.back() += c;
-    return parts;
-}
-
 std::string keyname(const std::string &text, size_t number) {
     return "key " + std::to_string(number) + " (" + text + ")";
-}
-
-uint32_t placefrom1(const keyspec &key, const std::string &text, const char *form) {
-    uint32_t number;
-    if (!parsenumber(text, &number))
-        refuse(key.name + ": " + quoted(text) + " is no number", form);
-    if (number == 0)
-        refuse(key.name + ": positions count from 1", form);
-    return number - 1;
-}
-
-uint32_t lengthof(const keyspec &key, const std::string &text, const char *form) {
-    uint32_t length;
-    if (!parsenumber(text, &length))
-        refuse(key.name + ": " + quoted(text) + " is no number", form);
-    if (length == 0)
-        refuse(key.name + ": a length of 0 compares nothing", form);
-    return length;
-}
-
-uint32_t parsemask(const keyspec &key, const std::string &text) {
-    uint32_t mask = 0;
-    if (text.size() > 2 && text.size() <= 4 && text[0] == '0' && (text[1] | 32) == 'x' &&
-        text.find_first_not_of("0123456789abcdefABCDEF", 2) == std::string::npos)
-        mask = static_cast<uint32_t>(std::stoul(text, nullptr, 16));
-    else if (!parsenumber(text, &mask))
-        mask = 0;
-    if (mask < 1 || mask > 255)
-        refuse(key.name + ": the mask is 1 to 255", "write it as bit=64 or bit=0x40");
-    return mask;
 }
 
 std::vector<uint8_t> readtable(const keyspec &key, const std::string &path) {
@@ -114,10 +36,7 @@ void settype(keyspec &key, const std::string &text, const keydefaults &defaults)
     const size_t equals = text.find('=');
     const std::string name = text.substr(0, equals);
     const std::string value = equals == std::string::npos ? "" : text.substr(equals + 1);
-    const keytype *found = nullptr;
-    for (const keytype &one : keytypes)
-        if (name == one.name)
-            found = &one;
+    const fieldtype *found = findtype(name);
     const bool wantsvalue = name == "bit" || name == "tbl";
     if (!found || wantsvalue != (equals != std::string::npos))
         refuse(key.name + ": " + quoted(text) + " is no type",
@@ -127,19 +46,14 @@ void settype(keyspec &key, const std::string &text, const keydefaults &defaults)
                "types of text are ch ac ec sj");
     if (!defaults.text && name == "sj")
         refuse(key.name + ": sj is a type of text", "use --columns in place of --fixed");
-    if (key.length < found->least || (found->most && key.length > found->most))
-        refuse(key.name + ": a " + name + " field has " + std::to_string(found->least) +
-                   (found->most == found->least ? " byte"
-                    : found->most               ? " to " + std::to_string(found->most) + " bytes"
-                                                : " bytes or more"),
-               columnform);
-    key.type = found->type;
+    checklength(key.name, *found, key.length, found->keymost, columnform);
+    key.type = found->code;
     if (name == "ch" && defaults.ebcdic)
         key.type = KVRN_CHARX;
     if (name == "sj")
         key.kanjiconv = KVRN_KANJI_JIS;
     if (name == "bit")
-        key.length = parsemask(key, value);
+        key.length = parsemask(key.name, value);
     if (name == "tbl")
         key.table = readtable(key, value);
 }
@@ -175,8 +89,8 @@ keyspec parsecolumnkey(const std::string &text, size_t number, const keydefaults
         key.descending = parts.back() == "d";
         parts.pop_back();
     }
-    key.position = placefrom1(key, parts[0], columnform);
-    key.length = lengthof(key, parts[1], columnform);
+    key.position = parseposition(key.name, parts[0], columnform);
+    key.length = parselength(key.name, parts[1], columnform);
     std::string type = parts.size() > 2 ? parts[2] : "ch";
     for (size_t i = 3; i < parts.size(); ++i)
         type += ',' + parts[i]; // a file name may hold commas
@@ -198,7 +112,7 @@ keyspec parsefieldkey(const std::string &text, size_t number, const keydefaults 
     const size_t digits = text.find_first_not_of("0123456789");
     const std::string field = text.substr(0, digits);
     std::string rest = digits == std::string::npos ? "" : text.substr(digits);
-    key.position = placefrom1(key, field.empty() ? text : field, fieldform);
+    key.position = parseposition(key.name, field.empty() ? text : field, fieldform);
     if (!rest.empty() && rest[0] == ',') {
         // F,F is how a single field is spelled elsewhere.
         const size_t end = rest.find_first_not_of("0123456789", 1);
@@ -209,8 +123,8 @@ keyspec parsefieldkey(const std::string &text, size_t number, const keydefaults 
         rest = end == std::string::npos ? "" : rest.substr(end);
     } else if (!rest.empty() && rest[0] == ':') {
         const size_t end = rest.find_first_not_of("0123456789", 1);
-        key.length =
-            lengthof(key, rest.substr(1, end == std::string::npos ? end : end - 1), fieldform);
+        key.length = parselength(key.name, rest.substr(1, end == std::string::npos ? end : end - 1),
+                                 fieldform);
         rest = end == std::string::npos ? "" : rest.substr(end);
     }
     if (!rest.empty()) { // letters of its own: the common ones do not hold

@@ -2,8 +2,9 @@
 // and an exit code.
 
 #include "arguments.h"
+#include "jobrun.h"
 #include "report.h"
-#include "sortrun.h"
+
 #include "streams.h"
 
 #include <cstdio>
@@ -15,10 +16,16 @@ using namespace command;
 
 namespace {
 
-void sortverb(int argc, const char *const *argv) {
-    sortoptions options;
-    if (parsesort(argc, argv, options))
-        runsort(options);
+template <jobkind kind>
+void jobverb(int argc, const char *const *argv) {
+    joboptions options;
+    if (parsejob(kind, argc, argv, options))
+        runjob(options);
+}
+
+template <jobkind kind>
+std::string helpof() {
+    return jobhelp(kind);
 }
 
 struct verb {
@@ -28,7 +35,10 @@ struct verb {
     std::string (*help)();
 };
 constexpr verb verbs[] = {
-    {"sort", "sort records of files or standard input", sortverb, sorthelp},
+    {"sort", "sort records of files or standard input", jobverb<jobkind::sort>,
+     helpof<jobkind::sort>},
+    {"merge", "merge inputs that are in order", jobverb<jobkind::merge>, helpof<jobkind::merge>},
+    {"copy", "copy, select and rebuild records", jobverb<jobkind::copy>, helpof<jobkind::copy>},
 };
 
 const verb *findverb(const char *name) {
@@ -48,7 +58,8 @@ const verb &needverb(const char *name) {
 std::string overview() {
     std::string text = "Usage: kvern COMMAND [options] [FILE...]\n\nCommands:\n";
     for (const verb &one : verbs)
-        text += std::string("  ") + one.name + "  " + one.summary + "\n";
+        text += std::string("  ") + one.name + std::string(7 - std::strlen(one.name), ' ') +
+                one.summary + "\n";
     return text + "\n\"kvern help COMMAND\" tells the options of a command, "
                   "\"kvern --version\" the version.\n";
 }

@@ -8,25 +8,169 @@ namespace command {
 
 namespace {
 
-constexpr uint64_t internalroom = 32716; // bytes of key and record together
-constexpr uint64_t streammaxline = 4096; // for a stream that is not known to its end
-
-uint64_t round4(uint64_t bytes) {
-    return (bytes + 3) / 4 * 4;
+recordview viewof(const joboptions &options, const KVRNPRIM &prim) {
+    recordview view;
+    view.text = options.fixed == 0;
+    view.byfield = view.text && !options.columns;
+    view.whitespace = view.byfield && !options.separatorgiven;
+    view.cdmode = prim.cdmode;
+    return view;
 }
 
-uint8_t textoptions(const sortoptions &options) {
+std::vector<keyspec> parsekeys(const joboptions &options) {
+    keydefaults defaults;
+    defaults.text = options.fixed == 0;
+    defaults.ebcdic = options.data == "ebcdic";
+    defaults.reverse = options.reverse;
+    defaults.textoption = textoptions(options);
+    const bool byfield = defaults.text && !options.columns;
+    std::vector<keyspec> keys;
+    for (const std::string &text : options.keys) {
+        const size_t number = keys.size() + 1;
+        keys.push_back(byfield ? parsefieldkey(text, number, defaults)
+                               : parsecolumnkey(text, number, defaults));
+    }
+    return keys;
+}
+
+// What is the same for all record forms.
+KVRNPRIM primary(const joboptions &options) {
+    constexpr uint8_t functions[] = {KVRN_SORT, KVRN_MERGE, KVRN_COPY};
+    const bool sorting = options.kind == jobkind::sort;
+    KVRNPRIM prim{};
+    prim.function = functions[static_cast<size_t>(options.kind)];
+    int bits = 0;
+    if (options.stable && sorting) // a merge keeps the order of its inputs by itself
+        bits |= KVRN_KEEPORDER;
+    if (options.unique)
+        bits |= KVRN_SUPPRESS;
+    if (!options.sums.empty())
+        bits |= KVRN_SUM;
+    if (options.wheregiven)
+        bits |= KVRN_SELECT;
+    if (options.rebuildgiven)
+        bits |= KVRN_RECONSTRUCT;
+    if (options.reverse && options.keys.empty())
+        bits |= KVRN_DESCENDALL;
+    prim.options = static_cast<uint8_t>(bits);
+    prim.cdmode = options.data == "ebcdic"       ? KVRN_CD_EBCDIC
+                  : options.zoned == "zone7"     ? KVRN_CD_ZONE7
+                  : options.zoned == "overpunch" ? KVRN_CD_OVERPUNCH
+                                                 : KVRN_CD_ZONE5;
+    prim.altmode = static_cast<uint8_t>(options.ebcdictable);
+    prim.memsize = memorysize(options.memory);
+    return prim;
+}
+
+void parseshape(const joboptions &options, jobplan &plan) {
+    const recordview view = viewof(options, plan.engine.prim);
+    plan.keys = parsekeys(options);
+    for (const std::string &text : options.sums)
+        plan.sums.push_back(parsesum(text, plan.sums.size() + 1, view.text, view.byfield));
+    if (options.wheregiven)
+        plan.engine.conditions = parsecondition(options.where, view);
+    if (options.rebuildgiven)
+        plan.pieces = parserebuild(options.rebuild, view.byfield, view.ebcdic());
+}
+
+void planfiles(const joboptions &options, const std::vector<inputsource> &sources, jobplan &plan) {
+    plan.byfile = std::all_of(sources.begin(), sources.end(),
+                              [](const inputsource &one) { return one.isnamedfile(); });
+    if (plan.byfile)
+        for (const inputsource &source : sources)
+            plan.engine.infiles.push_back(source.path());
+    if (options.output != "-")
+        plan.engine.outfile = options.output;
+    plan.engine.workdirs = options.tempdirs;
+    KVRNPRIM &prim = plan.engine.prim;
+    if (options.kind == jobkind::merge) {
+        prim.mergecnt = static_cast<uint32_t>(sources.size());
+        prim.recoprat = plan.engine.outfile.empty() ? KVRN_GET_RECORD : 0;
+    }
+    if (options.kind != jobkind::sort)
+        return;
+
+    // All input is read before the output is opened.
+    if (plan.byfile && !plan.engine.outfile.empty())
+        prim.fileoprat = KVRN_SAMEFILE;
+    // Blocks, but for lines that end in one byte: those pass one by one.
+    const bool byblock = !plan.text || plan.form.end == lineend::crlf;
+    const int put = plan.byfile ? 0 : byblock ? KVRN_PUT_BLOCK : KVRN_PUT_RECORD;
+    const int get = plan.engine.outfile.empty() ? KVRN_GET_BLOCK : 0;
+    prim.recoprat = static_cast<uint8_t>(put | get);
+}
+
+uint64_t rebuiltlength(const jobplan &plan) {
+    uint64_t length = 0;
+    for (const rebuildpiece &piece : plan.pieces)
+        length += piece.length;
+    return length;
+}
+
+void planfixed(const joboptions &options, const std::vector<inputsource> &sources, jobplan &plan) {
+    const uint64_t length = plan.pieces.empty() ? options.fixed : rebuiltlength(plan);
+    if (std::max<uint64_t>(length, options.fixed) > internalroom)
+        throw failure{ending::usage,
+                      plan.pieces.empty()
+                          ? "--fixed " + std::to_string(options.fixed) + " is too long"
+                          : "--rebuild: the records are too long",
+                      "records have at most " + std::to_string(internalroom) + " bytes", 23, 240};
+    const std::string conditions = "--where", pieces = "--rebuild";
+    checkreach({conditions, plan.engine.conditions.reach, 10, 63}, options.fixed, "record",
+               "raise --fixed");
+    checkreach({pieces, piecereach(plan), 9, 64}, options.fixed, "record", "raise --fixed");
+    if (plan.pieces.empty())
+        checkfields(plan, length, "record", "raise --fixed");
+    else
+        checkfields(plan, length, "rebuilt record", "look at --rebuild");
+    for (const inputsource &source : sources)
+        if (source.isfile() && source.size() % options.fixed != 0)
+            throw failure{ending::data,
+                          source.name() + " has " + plural(source.size(), "byte") +
+                              ", no multiple of --fixed " + std::to_string(options.fixed),
+                          "look at the record length"};
+    plan.engine.prim.recform = KVRN_FIXED;
+    plan.engine.prim.reclen = options.fixed;
+}
+
+void filltables(jobplan &plan) {
+    for (const keyspec &key : plan.keys)
+        plan.engine.keys.push_back(keyentry(key));
+    for (const sumspec &sum : plan.sums) {
+        KVRNSUME entry{};
+        entry.position = sum.position;
+        entry.length = sum.length;
+        entry.type = sum.type;
+        plan.engine.sums.push_back(entry);
+    }
+    for (const rebuildpiece &piece : plan.pieces) {
+        KVRNRCNE entry{};
+        if (piece.literal)
+            entry.literal = piece.bytes.data();
+        else
+            entry.position = piece.position;
+        entry.length = piece.length;
+        entry.type = piece.literal ? KVRN_FLD_LIT : KVRN_FLD_COPY;
+        plan.engine.pieces.push_back(entry);
+    }
+}
+
+} // namespace
+
+uint8_t textoptions(const joboptions &options) {
     return static_cast<uint8_t>(
         (options.skipblanks ? KVRN_TXT_SKIPBLANKS : 0) | (options.alnum ? KVRN_TXT_ALNUM : 0) |
         (options.printable ? KVRN_TXT_PRINTABLE : 0) | (options.fold ? KVRN_TXT_FOLD : 0) |
         (options.numeric ? KVRN_TXT_NUMERIC : 0));
 }
 
-} // namespace
-
-void checkoptions(const sortoptions &options) {
+void checkoptions(const joboptions &options) {
     const bool text = options.fixed == 0;
-    if (options.stable && options.unique)
+    if (options.unique && !options.sums.empty())
+        refuse("-u and --sum exclude each other", "--sum leaves one record of each key by itself");
+    if (options.kind == jobkind::sort && options.stable && !options.sums.empty())
+        refuse("-s and --sum exclude each other", "leave -s out");
+    if (options.kind == jobkind::sort && options.stable && options.unique)
         refuse("-s and -u exclude each other",
                "-u keeps one record of each key, whichever it is; leave -s out");
     if (!text && !options.textoption.empty())
@@ -48,249 +192,44 @@ void checkoptions(const sortoptions &options) {
     }
 }
 
-namespace {
-
-std::vector<keyspec> parsekeys(const sortoptions &options) {
-    keydefaults defaults;
-    defaults.text = options.fixed == 0;
-    defaults.ebcdic = options.data == "ebcdic";
-    defaults.reverse = options.reverse;
-    defaults.textoption = textoptions(options);
-    const bool byfield = defaults.text && !options.columns;
-    std::vector<keyspec> keys;
-    for (const std::string &text : options.keys) {
-        const size_t number = keys.size() + 1;
-        keys.push_back(byfield ? parsefieldkey(text, number, defaults)
-                               : parsecolumnkey(text, number, defaults));
-    }
-    return keys;
-}
-
-void checkreach(const keyspec &key, uint32_t length, const std::string &record,
-                const char *option) {
-    if (key.reach() > length)
+void checkreach(const reachcheck &field, uint64_t length, const std::string &record,
+                const std::string &advice) {
+    if (field.reach > length)
         throw failure{ending::usage,
-                      key.name + " reaches byte " + std::to_string(key.reach()) + " of a " +
+                      field.name + " reaches byte " + std::to_string(field.reach) + " of a " +
                           std::to_string(length) + "-byte " + record,
-                      std::string("shorten the key or raise ") + option, 7, 59};
+                      advice, field.message, field.detail};
 }
 
-// What is the same for all record forms.
-KVRNPRIM primary(const sortoptions &options) {
-    KVRNPRIM prim{};
-    prim.function = KVRN_SORT;
-    int bits = 0;
-    if (options.stable)
-        bits |= KVRN_KEEPORDER;
-    if (options.unique)
-        bits |= KVRN_SUPPRESS;
-    if (options.reverse && options.keys.empty())
-        bits |= KVRN_DESCENDALL;
-    prim.options = static_cast<uint8_t>(bits);
-    prim.cdmode = options.data == "ebcdic"       ? KVRN_CD_EBCDIC
-                  : options.zoned == "zone7"     ? KVRN_CD_ZONE7
-                  : options.zoned == "overpunch" ? KVRN_CD_OVERPUNCH
-                                                 : KVRN_CD_ZONE5;
-    prim.altmode = static_cast<uint8_t>(options.ebcdictable);
-    prim.memsize = memorysize(options.memory);
-    return prim;
-}
-
-void planfiles(const sortoptions &options, const std::vector<inputsource> &sources,
-               sortplan &plan) {
-    plan.byfile = std::all_of(sources.begin(), sources.end(),
-                              [](const inputsource &one) { return one.isnamedfile(); });
-    if (plan.byfile)
-        for (const inputsource &source : sources)
-            plan.engine.infiles.push_back(source.path());
-    if (options.output != "-")
-        plan.engine.outfile = options.output;
-    plan.engine.workdirs = options.tempdirs;
-
-    // All input is read before the output is opened.
-    KVRNPRIM &prim = plan.engine.prim;
-    if (plan.byfile && !plan.engine.outfile.empty())
-        prim.fileoprat = KVRN_SAMEFILE;
-    // Blocks, but for lines that end in one byte: those pass one by one.
-    const bool byblock = !plan.text || plan.form.end == lineend::crlf;
-    const int put = plan.byfile ? 0 : byblock ? KVRN_PUT_BLOCK : KVRN_PUT_RECORD;
-    const int get = plan.engine.outfile.empty() ? KVRN_GET_BLOCK : 0;
-    prim.recoprat = static_cast<uint8_t>(put | get);
-}
-
-void planfixed(const sortoptions &options, const std::vector<inputsource> &sources,
-               sortplan &plan) {
-    if (options.fixed > internalroom)
-        throw failure{ending::usage, "--fixed " + std::to_string(options.fixed) + " is too long",
-                      "records have at most " + std::to_string(internalroom) + " bytes", 23, 240};
+void checkfields(const jobplan &plan, uint64_t length, const std::string &record,
+                 const std::string &advice) {
     for (const keyspec &key : plan.keys)
-        checkreach(key, options.fixed, "record", "--fixed");
-    for (const inputsource &source : sources)
-        if (source.isfile() && source.size() % options.fixed != 0)
-            throw failure{ending::data,
-                          source.name() + " has " + plural(source.size(), "byte") +
-                              ", no multiple of --fixed " + std::to_string(options.fixed),
-                          "look at the record length"};
-    plan.engine.prim.recform = KVRN_FIXED;
-    plan.engine.prim.reclen = options.fixed;
+        checkreach({key.name, key.reach(), 7, 59}, length, record, "shorten the key or " + advice);
+    for (const sumspec &sum : plan.sums)
+        checkreach({sum.name, sum.reach(), 8, 60}, length, record, "shorten the sum or " + advice);
 }
 
-lineend findlineend(const std::string &eol, std::vector<inputsource> &sources) {
-    if (eol == "lf")
-        return lineend::lf;
-    if (eol == "cr")
-        return lineend::cr;
-    if (eol == "crlf")
-        return lineend::crlf;
-    for (inputsource &source : sources) {
-        if (!source.isfile()) {
-            if (!source.ahead().empty())
-                return guesslineend(source.ahead());
-            continue;
-        }
-        std::string beginning(static_cast<size_t>(std::min<uint64_t>(source.size(), aheadroom)),
-                              '\0');
-        beginning.resize(source.read(beginning.data(), beginning.size()));
-        source.rewind();
-        if (!beginning.empty())
-            return guesslineend(beginning);
-    }
-    return lineend::lf;
+uint64_t piecereach(const jobplan &plan) {
+    uint64_t reach = 0;
+    for (const rebuildpiece &piece : plan.pieces)
+        if (!piece.literal)
+            reach = std::max(reach, uint64_t{piece.position} + piece.length);
+    return reach;
 }
 
-// The lines of the streams' beginnings, so far as they are complete.
-void scanaheads(const sortplan &plan, const std::vector<inputsource> &sources,
-                textscanner &scanner) {
-    const std::string_view mark = endbytes(plan.form.end);
-    for (const inputsource &source : sources) {
-        if (source.isfile())
-            continue;
-        scanner.startsource(source.name());
-        std::string_view text = source.ahead();
-        for (size_t at; (at = text.find(mark)) != std::string_view::npos;) {
-            scanner.line(text.substr(0, at));
-            text.remove_prefix(at + mark.size());
-        }
-        if (source.aheadisall() && !text.empty())
-            scanner.line(text);
-    }
-}
-
-// Key and record together must fit the engine's internal record.
-void checkroom(const sortplan &plan, uint64_t content, const textscanner &scanner, bool stable) {
-    uint64_t keybytes = stable ? 4 : 0;
-    for (const keyspec &key : plan.keys)
-        keybytes += key.keybytes();
-    if (plan.keys.empty())
-        keybytes += content;
-    if (round4(round4(keybytes) + content) <= internalroom)
-        return;
-    std::string line = "a line of " + plural(content, "byte");
-    if (scanner.longest() == content)
-        line +=
-            " (line " + std::to_string(scanner.longestat()) + " of " + scanner.longestin() + ")";
-    if (plan.keys.empty())
-        throw failure{ending::data, line + " is too long to be sorted by the whole of it",
-                      "give a key, as --columns -k 1,100", 23, 240};
-    throw failure{ending::data,
-                  line + " and keys of " + plural(keybytes, "byte") + " together pass " +
-                      std::to_string(internalroom) + " bytes",
-                  "shorten the keys (-k F:WIDTH) or the lines", 23, 240};
-}
-
-void plantext(const sortoptions &options, std::vector<inputsource> &sources, sortplan &plan) {
-    for (inputsource &source : sources)
-        source.readahead();
-    textform &form = plan.form;
-    form.end = findlineend(options.eol, sources);
-    form.separator = options.separator;
-    form.maxline = options.maxline;
-    if (form.separator.find(endbytes(form.end)) != std::string::npos)
-        refuse("-t " + quoted(form.separator) + " holds the end of a line", "look at --eol");
-    if (!options.columns)
-        for (const keyspec &key : plan.keys) {
-            form.fields.push_back(key.position);
-            form.keynames.push_back(key.name);
-        }
-
-    const bool wantswidth =
-        !options.columns && std::any_of(plan.keys.begin(), plan.keys.end(),
-                                        [](const keyspec &key) { return key.length == 0; });
-    const bool allknown = std::all_of(sources.begin(), sources.end(), [](const inputsource &one) {
-        return one.isfile() || one.aheadisall();
-    });
-    textscanner scanner(form);
-    if (options.maxline == 0 || wantswidth) {
-        scanfiles(plan, sources, scanner);
-        scanaheads(plan, sources, scanner);
-        plan.scanned = true;
-    }
-
-    uint64_t content = options.maxline;
-    if (content == 0) {
-        content = std::max<uint64_t>(scanner.longest(), allknown ? 1 : streammaxline);
-        if (options.columns)
-            for (const keyspec &key : plan.keys)
-                content = std::max(content, key.reach());
-    }
-    if (options.columns)
-        for (const keyspec &key : plan.keys)
-            checkreach(key, static_cast<uint32_t>(content), "line", "--max-line");
-    for (size_t i = 0; i < plan.keys.size(); ++i)
-        if (plan.keys[i].length == 0)
-            plan.keys[i].length =
-                allknown ? std::max(scanner.widest(i), 1u) : static_cast<uint32_t>(content);
-    checkroom(plan, content, scanner, options.stable);
-    form.maxline = content;
-
-    KVRNPRIM &prim = plan.engine.prim;
-    prim.recform = KVRN_VARIABLE;
-    prim.fieldmode = options.columns ? KVRN_COLUMNS : KVRN_FIELDS;
-    constexpr uint8_t delimiters[] = {KVRN_DLMT_LF, KVRN_DLMT_CR, KVRN_DLMT_CRLF};
-    prim.linedlmt = delimiters[static_cast<size_t>(form.end)];
-    prim.reclen = static_cast<uint32_t>(content + endbytes(form.end).size());
-    if (plan.keys.empty()) {
-        const uint8_t bits = textoptions(options);
-        prim.keyoption = static_cast<uint8_t>((bits & ~KVRN_TXT_NUMERIC) |
-                                              (bits & KVRN_TXT_NUMERIC ? KVRN_KEYOPT_NUMERIC : 0));
-    }
-    plan.engine.separator = form.separator;
-}
-
-} // namespace
-
-sortplan plansort(const sortoptions &options, std::vector<inputsource> &sources) {
-    sortplan plan;
+jobplan planjob(const joboptions &options, std::vector<inputsource> &sources) {
+    jobplan plan;
+    plan.kind = options.kind;
     plan.text = options.fixed == 0;
-    plan.keys = parsekeys(options);
     plan.engine.prim = primary(options);
+    parseshape(options, plan);
     if (plan.text)
         plantext(options, sources, plan);
     else
         planfixed(options, sources, plan);
     planfiles(options, sources, plan);
-    for (const keyspec &key : plan.keys)
-        plan.engine.keys.push_back(keyentry(key));
+    filltables(plan);
     return plan;
-}
-
-void scanfiles(const sortplan &plan, std::vector<inputsource> &sources, textscanner &scanner) {
-    for (inputsource &source : sources) {
-        if (!source.isfile())
-            continue;
-        scanner.startsource(source.name());
-        // The engine ends a text file at the mark 0x1A; what the command reads
-        // itself has no such end.
-        const bool byengine = std::all_of(sources.begin(), sources.end(),
-                                          [](const inputsource &one) { return one.isnamedfile(); });
-        const uint64_t behind = eachline(source, plan.form.end, byengine,
-                                         [&](std::string_view text) { scanner.line(text); });
-        source.rewind();
-        if (behind > 0)
-            printnote(source.name() + " ends at a byte 0x1A; " + plural(behind, "byte") +
-                      " behind it are not sorted (they are if the file comes through "
-                      "standard input)");
-    }
 }
 
 } // namespace command

@@ -5,28 +5,56 @@
 #include "arguments.h"
 #include "inputs.h"
 #include "keysyntax.h"
+#include "recordsyntax.h"
 #include "session.h"
 #include "textscan.h"
 
+#include <string>
 #include <vector>
 
 namespace command {
 
-struct sortplan {
-    description engine;
+struct jobplan {
+    jobkind kind = jobkind::sort;
+    description engine; // points into the pieces
     std::vector<keyspec> keys;
+    std::vector<sumspec> sums;
+    std::vector<rebuildpiece> pieces;
     bool text = false;
     textform form;        // text only
     bool byfile = false;  // the engine reads the inputs itself
     bool scanned = false; // every line of the inputs was looked at
 };
 
-// What the options alone tell, before an input is opened.
-void checkoptions(const sortoptions &options);
+constexpr uint64_t internalroom = 32716; // bytes of key and record together
 
-sortplan plansort(const sortoptions &options, std::vector<inputsource> &sources);
+// What the options alone tell, before an input is opened.
+void checkoptions(const joboptions &options);
+
+jobplan planjob(const joboptions &options, std::vector<inputsource> &sources);
+
+// The -b -d -f -i -n of the command line as bits of a key.
+uint8_t textoptions(const joboptions &options);
+
+// The length of the longest line, of fields and of the rebuilt line.
+void plantext(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan);
+
+// Throws when a field ends behind the record.
+struct reachcheck {
+    const std::string &name;
+    uint64_t reach;
+    uint32_t message, detail; // that the engine would give
+};
+void checkreach(const reachcheck &field, uint64_t length, const std::string &record,
+                const std::string &advice);
+// Keys and sums, which look at the record that goes out.
+void checkfields(const jobplan &plan, uint64_t length, const std::string &record,
+                 const std::string &advice);
+
+// The greatest end of a piece of the record that comes in, from 1.
+uint64_t piecereach(const jobplan &plan);
 
 // Looks at all lines of files; throws what is wrong with them.
-void scanfiles(const sortplan &plan, std::vector<inputsource> &sources, textscanner &scanner);
+void scanfiles(const jobplan &plan, std::vector<inputsource> &sources, textscanner &scanner);
 
 } // namespace command

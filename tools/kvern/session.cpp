@@ -3,6 +3,8 @@
 #include "report.h"
 #include "streams.h"
 
+#include <cstring>
+
 namespace command {
 
 namespace {
@@ -11,6 +13,14 @@ constexpr uint32_t version = KVRN_VERSION_L4;
 
 int KVRN_CALL stophook(KVRNSESS *, void *) {
     return stopwanted() ? 1 : 0;
+}
+
+template <typename Block, typename Entry>
+Block tableof(const std::vector<Entry> &entries) {
+    Block block(entries.size());
+    for (size_t i = 0; i < entries.size(); ++i)
+        std::memcpy(&block->entry[0] + i, &entries[i], sizeof(Entry));
+    return block;
 }
 
 pathblock pathsof(const std::vector<std::string> &texts) {
@@ -22,21 +32,26 @@ pathblock pathsof(const std::vector<std::string> &texts) {
 
 } // namespace
 
-session::session(const description &what) : prim(what.prim) {
+session::session(const description &what, uint32_t &sumstop)
+    : prim(what.prim), sumstopped(sumstop) {
     if (!what.separator.empty())
         prim.separator = what.separator.c_str();
-    keyblock keys(what.keys.size());
-    for (size_t i = 0; i < what.keys.size(); ++i)
-        keys->entry[i] = what.keys[i];
+    auto keys = tableof<keyblock>(what.keys);
+    auto sums = tableof<sumblock>(what.sums);
+    auto conditions = tableof<selblock>(what.conditions.entries);
+    auto pieces = tableof<rcnblock>(what.pieces);
+    KVRNOPT options = {sums.get(), conditions.get(), pieces.get()};
+    KVRNFTYP kinds = {1, {what.inkind}}; // for all inputs
     pathblock infiles = pathsof(what.infiles);
     pathblock workdirs = pathsof(what.workdirs);
     KVRNFILE files{};
     files.infiles = what.infiles.empty() ? nullptr : infiles.get();
+    files.intypes = &kinds;
     files.outfile = what.outfile.empty() ? nullptr : what.outfile.c_str();
     files.workfiles = what.workdirs.empty() ? nullptr : workdirs.get();
 
     kvrnhook(stophook, nullptr);
-    const int result = kvrnopen(version, &link, &prim, &sess, keys.get(), &files, nullptr);
+    const int result = kvrnopen(version, &link, &prim, &sess, keys.get(), &files, &options);
     open = true;
     try {
         check("kvrnopen", result);
@@ -58,6 +73,10 @@ session::~session() {
 void session::check(const char *call, int result) {
     if (stopwanted())
         throw stopped{};
+    if (result >= 0 && (sess.detail == KVRN_D_SUMOVERFLOW || sess.detail == KVRN_D_SUMMISSING)) {
+        sumstopped = sess.detail;
+        sess.detail = 0;
+    }
     if (result < 0 || sess.detail != 0)
         throw enginefailure{call, sess.detail};
 }
@@ -79,6 +98,14 @@ bool session::get(const void **data, uint32_t *length) {
     check("kvrnget", result);
     *data = sess.recaddr;
     *length = sess.reclen;
+    return result == 0;
+}
+
+bool session::getmerged(const void **data, uint32_t *length) {
+    const int result = kvrnmrge(&sess);
+    check("kvrnmrge", result);
+    *data = sess.outaddr;
+    *length = sess.outlen;
     return result == 0;
 }
 

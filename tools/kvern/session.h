@@ -2,6 +2,7 @@
 // happens.  `detail` is looked at after every call, also where the result is 0.
 #pragma once
 
+#include "condition.h"
 #include "kvern.h"
 
 #include <cstdint>
@@ -27,6 +28,9 @@ class tableblock {
     std::vector<uint64_t> words;
 };
 using keyblock = tableblock<KVRNKEY, KVRNKEYE, offsetof(KVRNKEY, entry)>;
+using sumblock = tableblock<KVRNSUM, KVRNSUME, offsetof(KVRNSUM, entry)>;
+using selblock = tableblock<KVRNSEL, KVRNSELE, offsetof(KVRNSEL, entry)>;
+using rcnblock = tableblock<KVRNRCN, KVRNRCNE, offsetof(KVRNRCN, entry)>;
 using pathblock = tableblock<KVRNFLST, const char *, offsetof(KVRNFLST, path)>;
 
 // What a session is opened with.
@@ -35,8 +39,12 @@ struct description {
     std::string separator; // empty: white space
     std::vector<KVRNKEYE> keys;
     std::vector<std::string> infiles; // empty: records come by put
-    std::string outfile;              // empty: records leave by get
+    uint8_t inkind = KVRN_FILE_PLAIN;
+    std::string outfile; // empty: records leave by get
     std::vector<std::string> workdirs;
+    std::vector<KVRNSUME> sums;
+    std::vector<KVRNRCNE> pieces;
+    conditiontable conditions;
 };
 
 // A call of the engine that failed, or ended with a detail.
@@ -45,10 +53,12 @@ struct enginefailure {
     uint32_t detail;
 };
 
-// Throws enginefailure, or `stopped` where the session was stopped.
+// Throws enginefailure, or `stopped` where the session was stopped.  That summing
+// stopped is no failure of the session: the detail goes to `sumstop`, and the rest
+// comes as it is.
 class session {
   public:
-    explicit session(const description &what);
+    session(const description &what, uint32_t &sumstop);
     ~session();
     session(const session &) = delete;
     session &operator=(const session &) = delete;
@@ -57,6 +67,8 @@ class session {
     void endinput();
     // False at the end of the data.
     bool get(const void **data, uint32_t *length);
+    // The same of a merge from files.
+    bool getmerged(const void **data, uint32_t *length);
     // Ends the session.  Without this call the destructor does so, silently.
     void close();
 
@@ -65,6 +77,7 @@ class session {
     KVRNPRIM prim;
     KVRNSESS sess{};
     bool open = false;
+    uint32_t &sumstopped;
 
     void check(const char *call, int result);
 };

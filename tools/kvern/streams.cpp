@@ -11,6 +11,7 @@
 #include <sys/types.h>
 #if defined(_WIN32)
 #include <io.h>
+#include <process.h>
 #else
 #include <unistd.h>
 #endif
@@ -43,6 +44,9 @@ int statdescr(int descriptor, statblock *out) {
 int openread(const char *path) {
     return _open(path, _O_RDONLY | _O_BINARY);
 }
+int createnew(const char *path) {
+    return _open(path, _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY, _S_IREAD | _S_IWRITE);
+}
 int64_t seek(int descriptor, int64_t to, int whence) {
     return _lseeki64(descriptor, to, whence);
 }
@@ -65,6 +69,9 @@ int statdescr(int descriptor, statblock *out) {
 }
 int openread(const char *path) {
     return open(path, O_RDONLY | O_CLOEXEC);
+}
+int createnew(const char *path) {
+    return open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
 }
 int64_t seek(int descriptor, int64_t to, int whence) {
     return lseek(descriptor, static_cast<off_t>(to), whence);
@@ -146,9 +153,17 @@ bool goback(int descriptor, int64_t place) {
 }
 
 void writeoutput(const void *from, size_t length) {
+    writefile(standardoutput, "standard output", from, length);
+}
+
+int createfile(const std::string &path) {
+    return createnew(path.c_str());
+}
+
+void writefile(int descriptor, const std::string &path, const void *from, size_t length) {
     auto next = static_cast<const char *>(from);
     while (length > 0) {
-        const int64_t count = writeonce(standardoutput, next, bounded(length));
+        const int64_t count = writeonce(descriptor, next, bounded(length));
         if (count >= 0) {
             next += count;
             length -= static_cast<size_t>(count);
@@ -159,8 +174,12 @@ void writeoutput(const void *from, size_t length) {
         if (errno == EINTR || errno == EPIPE)
             throw stopped{};
         const ending code = errno == ENOSPC ? ending::room : ending::file;
-        throw failure{code, "standard output: " + systemerror(), ""};
+        throw failure{code, path + ": " + systemerror(), ""};
     }
+}
+
+uint64_t processnumber() {
+    return static_cast<uint64_t>(getpid());
 }
 
 std::string systemerror() {

@@ -26,6 +26,11 @@ filefacts inspect(int descriptor);
 // -1 on failure, then systemerror() tells why.
 int openinput(const std::string &path);
 void closeinput(int descriptor);
+// A new file that only the user may read, open for writing; -1: it is there already,
+// or cannot be made.
+int createfile(const std::string &path);
+// All of it, or throws the failure of the file.
+void writefile(int descriptor, const std::string &path, const void *from, size_t length);
 // Up to `room` bytes; 0 at the end, -1 on failure.  Throws `stopped` when a
 // signal came in between.
 int64_t readsome(int descriptor, void *to, size_t room);
@@ -36,6 +41,8 @@ bool goback(int descriptor, int64_t place);
 void writeoutput(const void *from, size_t length);
 
 std::string systemerror();
+// A number that no other running process has.
+uint64_t processnumber();
 
 // From here on an interrupt or a request to end only marks stopwanted().
 void catchsignals();

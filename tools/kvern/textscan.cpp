@@ -84,6 +84,7 @@ void textscanner::failfields(uint32_t found) const {
 
 void textscanner::line(std::string_view text) {
     ++number;
+    ++total;
     if (text.size() > longestline) {
         longestline = text.size();
         longestnumber = number;

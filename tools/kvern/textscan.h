@@ -41,6 +41,7 @@ class textscanner {
     const std::string &longestin() const { return longestname; }
     uint32_t widest(size_t key) const { return widths[key]; }
     uint64_t linenumber() const { return number; }
+    uint64_t lines() const { return total; } // of all sources
     const std::string &source() const { return name; }
 
   private:
@@ -49,7 +50,7 @@ class textscanner {
     std::vector<uint32_t> fieldwidths; // by field number
     std::vector<uint32_t> widths;      // by key
     std::string name, longestname;
-    uint64_t number = 0, longestline = 0, longestnumber = 0;
+    uint64_t number = 0, total = 0, longestline = 0, longestnumber = 0;
 
     uint32_t measurefields(std::string_view text);
     [[noreturn]] void failfields(uint32_t found) const;

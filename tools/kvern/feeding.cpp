@@ -1,7 +1,5 @@
-#include "sortrun.h"
+#include "feeding.h"
 
-#include "details.h"
-#include "plan.h"
 #include "report.h"
 
 #include <algorithm>
@@ -52,7 +50,9 @@ void feedtext(session &engine, inputsource &source, const textform &form, textsc
     });
 }
 
-void feed(session &engine, std::vector<inputsource> &sources, const sortplan &plan) {
+} // namespace
+
+void feed(session &engine, std::vector<inputsource> &sources, const jobplan &plan) {
     textscanner scanner(plan.form);
     for (inputsource &source : sources)
         if (plan.text)
@@ -62,49 +62,45 @@ void feed(session &engine, std::vector<inputsource> &sources, const sortplan &pl
     engine.endinput();
 }
 
-void draw(session &engine) {
+void draw(session &engine, const std::function<void()> &look) {
     const void *data;
     uint32_t length;
-    while (engine.get(&data, &length))
+    while (engine.get(&data, &length)) {
+        look();
         writeoutput(data, length);
+    }
+    look();
 }
 
-// The lines are looked at only now where the options made that unnecessary; a
-// fault found there says more than the engine's code.
-failure translate(const enginefailure &what, const sortplan &plan,
-                  std::vector<inputsource> &sources) {
-    const bool ofline = what.detail == KVRN_D_RECLEN || what.detail == KVRN_D_NOKEYFIELD ||
-                        what.detail == KVRN_D_NODELIMITER || what.detail == KVRN_D_READ;
-    if (ofline && plan.text && plan.byfile && !plan.scanned) {
-        textscanner scanner(plan.form);
-        scanfiles(plan, sources, scanner);
+void drawmerged(session &engine, const std::function<void()> &look) {
+    std::string buffer;
+    const void *data;
+    uint32_t length;
+    while (engine.getmerged(&data, &length)) {
+        look();
+        buffer.append(static_cast<const char *>(data), length);
+        if (buffer.size() < blockbytes)
+            continue;
+        writeoutput(buffer.data(), buffer.size());
+        buffer.clear();
     }
-    const explanation known = explain(what.detail);
-    std::string where;
-    if (known.where == side::input)
-        where = sources.size() == 1 ? sources.front().name() : "an input";
-    if (known.where == side::output)
-        where = plan.engine.outfile.empty() ? "the output" : plan.engine.outfile;
-    return {known.code, where.empty() ? known.what : where + ": " + known.what, known.advice,
-            known.message, what.detail};
+    look();
+    writeoutput(buffer.data(), buffer.size());
 }
 
-} // namespace
+void drawfile(const std::string &path) {
+    inputsource source(path);
+    std::vector<char> block(blockbytes);
+    while (const size_t count = source.read(block.data(), block.size()))
+        writeoutput(block.data(), count);
+}
 
-void runsort(const sortoptions &options) {
-    checkoptions(options);
-    std::vector<inputsource> sources = opensources(options.inputs);
-    const sortplan plan = plansort(options, sources);
-    try {
-        session engine(plan.engine);
-        if (!plan.byfile)
-            feed(engine, sources, plan);
-        if (plan.engine.outfile.empty())
-            draw(engine);
-        engine.close();
-    } catch (const enginefailure &what) {
-        throw translate(what, plan, sources);
-    }
+void takeinto(scratchfile &file, inputsource &source) {
+    std::vector<char> block(blockbytes);
+    file.clear();
+    while (const size_t count = source.read(block.data(), block.size()))
+        file.append(block.data(), count);
+    file.finish();
 }
 
 } // namespace command

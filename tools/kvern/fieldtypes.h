@@ -1,0 +1,44 @@
+// The field types by the names that users type, and what all field descriptions are
+// made of.
+#pragma once
+
+#include "kvern.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace command {
+
+struct fieldtype {
+    const char *name;
+    uint8_t code;
+    uint32_t least;         // bytes
+    uint32_t keymost;       // nobound: only the record bounds it
+    uint32_t conditionmost; // 0: not for conditions
+    uint32_t summost;       // 0: not for sums
+    bool intext;
+};
+constexpr uint32_t nobound = UINT32_MAX;
+
+// Null: no type has this name.  "ch" has the code of ASCII data.
+const fieldtype *findtype(const std::string &name);
+
+// Throws when a field of the type cannot have this length; `form` is the advice.
+void checklength(const std::string &what, const fieldtype &type, uint32_t length, uint32_t most,
+                 const char *form);
+
+// A number of the user's that is no more than 32 bits hold; false when the text is none.
+bool parsenumber(const std::string &text, uint32_t *out);
+// Both throw when the text is no number from 1 up; the position counts from 0 then.
+uint32_t parseposition(const std::string &what, const std::string &text, const char *form);
+uint32_t parselength(const std::string &what, const std::string &text, const char *form);
+// The mask of bit=MASK, 1 to 255.
+uint32_t parsemask(const std::string &what, const std::string &text);
+
+std::vector<std::string> splitcommas(const std::string &text);
+
+// Digits that the text holds from `at` on.
+std::string digitsat(const std::string &text, size_t at);
+
+} // namespace command

@@ -1,0 +1,12 @@
+// `kvern sort`, `merge` and `copy`: plans a session, runs it, and puts the engine's
+// failures in the user's words.
+#pragma once
+
+#include "arguments.h"
+
+namespace command {
+
+// Throws failure or `stopped`.
+void runjob(const joboptions &options);
+
+} // namespace command

@@ -1,0 +1,287 @@
+// Text: what ends a line, how long lines and fields are, what a key has room for.
+#include "plan.h"
+
+#include "report.h"
+
+#include <algorithm>
+
+namespace command {
+
+namespace {
+
+constexpr uint64_t streammaxline = 4096; // for a stream that is not known to its end
+constexpr uint32_t sumwidth = 18;        // digits of a sum whose values are not known
+constexpr uint64_t copiedline = 32700;   // a line that is only copied; one byte is the key
+constexpr uint64_t linesinmemory = 8;    // such lines that the working storage must hold
+
+uint64_t round4(uint64_t bytes) {
+    return (bytes + 3) / 4 * 4;
+}
+
+// A field of the line that comes in whose width the session needs.
+struct fielduser {
+    uint32_t position;
+    const std::string &name;
+    uint32_t &length; // 0: as wide as the widest
+};
+
+lineend findlineend(const std::string &eol, std::vector<inputsource> &sources) {
+    if (eol == "lf")
+        return lineend::lf;
+    if (eol == "cr")
+        return lineend::cr;
+    if (eol == "crlf")
+        return lineend::crlf;
+    for (inputsource &source : sources) {
+        if (!source.isfile()) {
+            if (!source.ahead().empty())
+                return guesslineend(source.ahead());
+            continue;
+        }
+        std::string beginning(static_cast<size_t>(std::min<uint64_t>(source.size(), aheadroom)),
+                              '\0');
+        beginning.resize(source.read(beginning.data(), beginning.size()));
+        source.rewind();
+        if (!beginning.empty())
+            return guesslineend(beginning);
+    }
+    return lineend::lf;
+}
+
+// The lines of the streams' beginnings, so far as they are complete.
+void scanaheads(const jobplan &plan, const std::vector<inputsource> &sources,
+                textscanner &scanner) {
+    const std::string_view mark = endbytes(plan.form.end);
+    for (const inputsource &source : sources) {
+        if (source.isfile())
+            continue;
+        scanner.startsource(source.name());
+        std::string_view text = source.ahead();
+        for (size_t at; (at = text.find(mark)) != std::string_view::npos;) {
+            scanner.line(text.substr(0, at));
+            text.remove_prefix(at + mark.size());
+        }
+        if (source.aheadisall() && !text.empty())
+            scanner.line(text);
+    }
+}
+
+// Key and record together must fit the engine's internal record.
+void checkroom(const jobplan &plan, uint64_t content, const textscanner &scanner, bool stable) {
+    uint64_t keybytes = stable ? 4 : 0;
+    for (const keyspec &key : plan.keys)
+        keybytes += key.keybytes();
+    if (plan.keys.empty())
+        keybytes += content;
+    if (round4(round4(keybytes) + content) <= internalroom)
+        return;
+    std::string line = "a line of " + plural(content, "byte");
+    if (scanner.longest() == content)
+        line +=
+            " (line " + std::to_string(scanner.longestat()) + " of " + scanner.longestin() + ")";
+    if (plan.keys.empty())
+        throw failure{ending::data, line + " is too long to be sorted by the whole of it",
+                      "give a key, as --columns -k 1,100", 23, 240};
+    throw failure{ending::data,
+                  line + " and keys of " + plural(keybytes, "byte") + " together pass " +
+                      std::to_string(internalroom) + " bytes",
+                  "shorten the keys (-k F:WIDTH) or the lines", 23, 240};
+}
+
+std::vector<fielduser> fieldusers(jobplan &plan, const std::string &rebuildname) {
+    std::vector<fielduser> users;
+    for (rebuildpiece &piece : plan.pieces)
+        if (!piece.literal)
+            users.push_back({piece.position, rebuildname, piece.length});
+    if (!plan.pieces.empty())
+        return users;
+    for (keyspec &key : plan.keys)
+        users.push_back({key.position, key.name, key.length});
+    for (sumspec &sum : plan.sums)
+        users.push_back({sum.position, sum.name, sum.length});
+    return users;
+}
+
+// Of a rebuilt line each piece is a field.
+void takepiece(const jobplan &plan, const std::string &name, uint32_t position, uint32_t &length) {
+    if (position >= plan.pieces.size())
+        refuse(name + " names field " + std::to_string(position + 1) + " of a rebuilt line of " +
+                   plural(plan.pieces.size(), "field"),
+               "keys and sums look at the rebuilt line");
+    if (length == 0)
+        length = plan.pieces[position].length;
+}
+
+uint64_t rebuiltline(const jobplan &plan, bool byfield) {
+    const uint64_t separator = plan.form.separator.empty() ? 1 : plan.form.separator.size();
+    uint64_t length = byfield ? (plan.pieces.size() - 1) * separator : 0;
+    for (const rebuildpiece &piece : plan.pieces)
+        length += piece.length;
+    return length;
+}
+
+// The longest line that comes in.
+uint64_t linelength(const joboptions &options, const jobplan &plan, const textscanner &scanner,
+                    bool allknown) {
+    if (options.maxline != 0)
+        return options.maxline;
+    if (!plan.scanned)
+        return std::min<uint64_t>(copiedline, plan.engine.prim.memsize / linesinmemory);
+    uint64_t content = std::max<uint64_t>(scanner.longest(), allknown ? 1 : streammaxline);
+    if (!options.columns)
+        return content;
+    content = std::max({content, plan.engine.conditions.reach, piecereach(plan)});
+    if (plan.pieces.empty()) {
+        for (const keyspec &key : plan.keys)
+            content = std::max(content, key.reach());
+        for (const sumspec &sum : plan.sums)
+            content = std::max(content, sum.reach());
+    }
+    return content;
+}
+
+void settlewidths(jobplan &plan, const std::vector<fielduser> &users, const textscanner &scanner,
+                  uint64_t content, bool allknown) {
+    for (size_t i = 0; i < users.size(); ++i)
+        if (users[i].length == 0)
+            users[i].length = allknown && plan.scanned ? std::max(scanner.widest(i), 1u)
+                                                       : static_cast<uint32_t>(content);
+}
+
+// By field the engine bounds number and width together by the record's length, and no
+// field is wider than that: each field in front of it takes a byte at least.
+void boundwidth(uint32_t position, uint64_t reclen, uint32_t &length) {
+    const uint64_t most = reclen > position ? reclen - position : 1;
+    length = static_cast<uint32_t>(std::min<uint64_t>(length, most));
+}
+
+void boundwidths(jobplan &plan, uint64_t reclen) {
+    for (rebuildpiece &piece : plan.pieces)
+        if (!piece.literal)
+            boundwidth(piece.position, reclen, piece.length);
+    for (KVRNSELE &entry : plan.engine.conditions.entries) {
+        boundwidth(entry.lpos, reclen, entry.llen);
+        if (entry.rtype != KVRN_FLD_LIT)
+            boundwidth(entry.rpos, reclen, entry.rlen);
+    }
+}
+
+// Sums grow in their fields, and the line with them.  No sum of all lines has more
+// digits than the widest value and the number of lines together.
+uint64_t settlesums(jobplan &plan, const std::vector<uint32_t> &given, const textscanner &scanner,
+                    bool known) {
+    constexpr uint32_t widest = 256;
+    uint64_t growth = 0;
+    for (size_t i = 0; i < plan.sums.size(); ++i) {
+        sumspec &sum = plan.sums[i];
+        if (given[i] == 0 && plan.pieces.empty()) {
+            const auto more = static_cast<uint32_t>(std::to_string(scanner.lines()).size());
+            sum.length = known ? std::min(sum.length + more, widest) : sumwidth;
+        }
+        growth += sum.length;
+    }
+    return growth;
+}
+
+void describetext(const joboptions &options, uint64_t content, jobplan &plan) {
+    KVRNPRIM &prim = plan.engine.prim;
+    prim.recform = KVRN_VARIABLE;
+    prim.fieldmode = options.columns ? KVRN_COLUMNS : KVRN_FIELDS;
+    constexpr uint8_t delimiters[] = {KVRN_DLMT_LF, KVRN_DLMT_CR, KVRN_DLMT_CRLF};
+    prim.linedlmt = delimiters[static_cast<size_t>(plan.form.end)];
+    prim.reclen = static_cast<uint32_t>(content + endbytes(plan.form.end).size());
+    if (plan.keys.empty()) {
+        const uint8_t bits = textoptions(options);
+        prim.keyoption = static_cast<uint8_t>((bits & ~KVRN_TXT_NUMERIC) |
+                                              (bits & KVRN_TXT_NUMERIC ? KVRN_KEYOPT_NUMERIC : 0));
+    }
+    plan.engine.separator = plan.form.separator;
+}
+
+} // namespace
+
+void plantext(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan) {
+    for (inputsource &source : sources)
+        source.readahead();
+    textform &form = plan.form;
+    form.end = findlineend(options.eol, sources);
+    form.separator = options.separator;
+    form.maxline = options.maxline;
+    if (form.separator.find(endbytes(form.end)) != std::string::npos)
+        refuse("-t " + quoted(form.separator) + " holds the end of a line", "look at --eol");
+    const std::string rebuildname = "--rebuild";
+    const bool copying = plan.kind == jobkind::copy;
+    std::vector<fielduser> users;
+    std::vector<uint32_t> sumsgiven;
+    for (const sumspec &sum : plan.sums)
+        sumsgiven.push_back(sum.length);
+    if (!options.columns)
+        users = fieldusers(plan, rebuildname);
+    for (const fielduser &user : users) {
+        form.fields.push_back(user.position);
+        form.keynames.push_back(user.name);
+    }
+    const bool wantswidth = std::any_of(users.begin(), users.end(),
+                                        [](const fielduser &user) { return user.length == 0; });
+    const bool allknown = std::all_of(sources.begin(), sources.end(), [](const inputsource &one) {
+        return one.isfile() || one.aheadisall();
+    });
+    textscanner scanner(form);
+    if ((options.maxline == 0 && !copying) || wantswidth) {
+        scanfiles(plan, sources, scanner);
+        scanaheads(plan, sources, scanner);
+        plan.scanned = true;
+    }
+
+    uint64_t content = linelength(options, plan, scanner, allknown);
+    settlewidths(plan, users, scanner, content, allknown);
+    const uint64_t growth =
+        options.columns ? 0 : settlesums(plan, sumsgiven, scanner, allknown && plan.scanned);
+    form.maxline = content;
+    if (!options.columns)
+        boundwidths(plan, content + endbytes(form.end).size());
+    const bool rebuilt = !plan.pieces.empty();
+    if (rebuilt && !options.columns) {
+        for (keyspec &key : plan.keys)
+            takepiece(plan, key.name, key.position, key.length);
+        for (sumspec &sum : plan.sums)
+            takepiece(plan, sum.name, sum.position, sum.length);
+    }
+    const uint64_t outgoing = rebuilt ? rebuiltline(plan, !options.columns) : content + growth;
+    if (options.columns) {
+        const std::string conditions = "--where";
+        checkreach({conditions, plan.engine.conditions.reach, 10, 63}, content, "line",
+                   "raise --max-line");
+        checkreach({rebuildname, piecereach(plan), 9, 64}, content, "line", "raise --max-line");
+        if (rebuilt)
+            checkfields(plan, outgoing, "rebuilt line", "look at --rebuild");
+        else
+            checkfields(plan, content, "line", "raise --max-line");
+    }
+    if (copying) // the engine would take the whole line for a key
+        plan.engine.keys.push_back({0, 1, KVRN_CHAR, KVRN_ASCENDING, 0, 0, nullptr});
+    else
+        checkroom(plan, outgoing, scanner, options.stable && plan.kind == jobkind::sort);
+    describetext(options, rebuilt ? content : outgoing, plan);
+}
+
+void scanfiles(const jobplan &plan, std::vector<inputsource> &sources, textscanner &scanner) {
+    for (inputsource &source : sources) {
+        if (!source.isfile())
+            continue;
+        scanner.startsource(source.name());
+        // The engine ends a text file at the mark 0x1A; what the command reads
+        // itself has no such end.
+        const bool byengine = std::all_of(sources.begin(), sources.end(),
+                                          [](const inputsource &one) { return one.isnamedfile(); });
+        const uint64_t behind = eachline(source, plan.form.end, byengine,
+                                         [&](std::string_view text) { scanner.line(text); });
+        source.rewind();
+        if (behind > 0)
+            printnote(source.name() + " ends at a byte 0x1A; " + plural(behind, "byte") +
+                      " behind it are not taken (they are if the file comes through "
+                      "standard input)");
+    }
+}
+
+} // namespace command

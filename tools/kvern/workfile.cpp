@@ -1,0 +1,116 @@
+#include "workfile.h"
+
+#include "report.h"
+#include "streams.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+namespace command {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int attempts = 100; // names that may be taken by others
+
+// A new, empty file whose name begins so; empty: it cannot be made.
+std::string makenew(const std::string &beginning) {
+    static unsigned number = 0;
+    for (int i = 0; i < attempts; ++i) {
+        const std::string name = beginning + ".kvern-" + std::to_string(processnumber()) + "-" +
+                                 std::to_string(number++);
+        const int file = createfile(name);
+        if (file >= 0) {
+            closeinput(file);
+            return name;
+        }
+    }
+    return "";
+}
+
+std::string scratchplace(const std::vector<std::string> &dirs) {
+    if (!dirs.empty())
+        return dirs.front();
+    std::error_code error;
+    const fs::path found = fs::temp_directory_path(error);
+    return error ? std::string(".") : found.string();
+}
+
+void removefile(const std::string &path) {
+    std::error_code ignored;
+    fs::remove(path, ignored);
+}
+
+} // namespace
+
+scratchfile::scratchfile(const std::vector<std::string> &dirs) {
+    const std::string place = scratchplace(dirs);
+    name = makenew((fs::path(place) / "scratch").string());
+    if (name.empty())
+        throw failure{ending::file, place + ": no temporary file can be made", "look at -T"};
+}
+
+scratchfile::~scratchfile() {
+    finish();
+    removefile(name);
+}
+
+void scratchfile::clear() {
+    removefile(name);
+    descriptor = createfile(name);
+    if (descriptor < 0)
+        throw failure{ending::file, name + ": " + systemerror(), "look at -T"};
+}
+
+void scratchfile::append(const void *data, size_t length) {
+    writefile(descriptor, name, data, length);
+}
+
+void scratchfile::finish() {
+    if (descriptor >= 0)
+        closeinput(descriptor);
+    descriptor = -1;
+}
+
+outputfile::outputfile(const std::string &path) : target(path), written(path) {
+    std::error_code error;
+    const fs::file_status found = fs::status(path, error);
+    if (fs::exists(found) && !fs::is_regular_file(found))
+        return;
+    if (fs::is_symlink(fs::symlink_status(path, error))) {
+        const fs::path real = fs::canonical(path, error);
+        if (error)
+            return;
+        target = real.string();
+    }
+    const std::string name = makenew(target);
+    if (name.empty())
+        return;
+    written = name;
+    made = true;
+    fs::perms mode = found.permissions();
+    if (!fs::exists(found)) { // as any program would make it
+        removefile(name);
+        return;
+    }
+    fs::permissions(name, mode, error);
+}
+
+outputfile::~outputfile() {
+    if (made)
+        removefile(written);
+}
+
+void outputfile::commit() {
+    if (!made)
+        return;
+    std::error_code error;
+    fs::rename(written, target, error);
+    if (error)
+        throw failure{ending::file, target + ": " + error.message(), ""};
+    made = false;
+}
+
+} // namespace command
