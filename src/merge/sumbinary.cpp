@@ -9,9 +9,9 @@ constexpr uint32_t widebits = 64;
 
 uint64_t load(const uint8_t *field, uint32_t length) {
     uint64_t word = 0;
-    for (uint32_t i = 0; i < length; i++)
-        word = word << 8 | field[i];
-    return word << (widebits - length * 8);
+    for (uint32_t i = 0, place = widebits; i < length; i++)
+        word |= uint64_t{field[i]} << (place -= 8);
+    return word;
 }
 
 void store(uint8_t *field, uint32_t length, uint64_t word) {

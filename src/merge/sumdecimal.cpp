@@ -44,19 +44,21 @@ struct packed {
     static constexpr uint32_t digits(uint32_t length) { return length * 2 - 1; }
 
     static void unpack(decimal &number, const uint8_t *field, uint32_t length) {
-        const uint32_t last = length - 1;
-        for (uint32_t i = 0; i < last; i++) {
-            number.digit[i * 2] = field[i] >> 4;
-            number.digit[i * 2 + 1] = digitof(field[i]);
+        const uint8_t *const last = field + (length - 1);
+        uint8_t *digit = number.digit;
+        for (; field != last; field++) {
+            *digit++ = *field >> 4;
+            *digit++ = digitof(*field);
         }
-        number.digit[last * 2] = field[last] >> 4;
-        number.negative = packedsign::negative(field[last]);
+        *digit = *last >> 4;
+        number.negative = packedsign::negative(*last);
     }
     static void pack(uint8_t *field, uint32_t length, const decimal &number) {
-        const uint32_t last = length - 1;
-        for (uint32_t i = 0; i < last; i++)
-            field[i] = static_cast<uint8_t>(number.digit[i * 2] << 4 | number.digit[i * 2 + 1]);
-        field[last] = packedsign::marked(number.digit[last * 2], number.negative);
+        const uint8_t *const last = field + (length - 1);
+        const uint8_t *digit = number.digit;
+        for (; field != last; field++, digit += 2)
+            *field = static_cast<uint8_t>(digit[0] << 4 | digit[1]);
+        *field = packedsign::marked(*digit, number.negative);
     }
 };
 
@@ -102,7 +104,7 @@ bool total(decimal &sum, const decimal &a, const decimal &b, uint32_t count) {
 
 template <typename Format>
 addresult add(uint8_t *sum, const uint8_t *a, const uint8_t *b, uint32_t length) {
-    decimal first, second, result;
+    decimal first = {}, second = {}, result = {};
     Format::unpack(first, a, length);
     Format::unpack(second, b, length);
     if (!total(result, first, second, Format::digits(length)))

@@ -343,6 +343,49 @@ TEST(merge, too_many_inputs) {
     }
 }
 
+// Folded into the later record, until a sum overflows: then no more.
+TEST(merge, summation_stops_at_an_overflow) {
+    KVRNSUM sum = {};
+    sum.count = 1;
+    sum.entry[0] = {4, 1, KVRN_UBEBIN, {}};
+    const auto record = [](const char *key, int value, const char *from) {
+        return key + std::string(1, static_cast<char>(value)) + from;
+    };
+    for (const drivercase &d : drivers) {
+        if (d.form != 'f')
+            continue;
+        merging s('f', {{record("0001", 100, "a00"), record("0002", 1, "a01")},
+                        {record("0001", 100, "b00"), record("0002", 2, "b01")},
+                        {record("0000", 7, "c00"), record("0001", 100, "c01")}});
+        s.prim.options = KVRN_SUM;
+        s.opts.sum = &sum;
+        s.sides(d.in, d.out);
+        EXPECT_EQ(s.all(kvrnmrge), record("0000", 7, "c00") + record("0001", 200, "b00") +
+                                       record("0001", 100, "c01") + record("0002", 1, "a01") +
+                                       record("0002", 2, "b01"));
+        EXPECT_EQ(s.sess.detail, 115U);
+    }
+}
+
+int KVRN_CALL stopping(KVRNSESS *, void *) {
+    return 1;
+}
+
+TEST(merge, stops) {
+    for (const side out : {file, caller}) {
+        merging s('f', {{"0001a000", "0002a001"}, {"0001b000"}});
+        s.sides(caller, out);
+        ASSERT_EQ(s.open(), 0);
+        kvrnhook(stopping, nullptr);
+        // Between callers no block moves, so nothing asks the hook.
+        EXPECT_EQ(s.run(kvrnmrge), out == file ? -1 : 1);
+        EXPECT_EQ(s.sess.detail, 0U);
+        EXPECT_EQ(kvrnmrge(&s.sess), -1);
+        EXPECT_EQ(s.sess.detail, 103U);
+        EXPECT_EQ(s.close(), out == file ? 1 : 0);
+    }
+}
+
 // Intended, as told in docs/interface.md.
 TEST(merge, quirks) {
     for (const drivercase &d : drivers) {

@@ -112,19 +112,21 @@ TEST(Sum, DecimalsOfTwoBytes) {
     for (const decimalformat &format : decimals) {
         const int limit = format.zone != 0 ? 100 : 1000;
         std::vector<bytes> all; // 0 to limit - 1, then -0 to 1 - limit
-        for (int i = 0; i < 2 * limit; i++)
+        const int count = 2 * limit;
+        all.reserve(static_cast<size_t>(count));
+        for (int i = 0; i < count; i++)
             all.push_back(format.encode({i % limit, i >= limit}, 2));
         bytes out(2);
-        for (int i = 0; i < 2 * limit; i++)
-            for (int j = 0; j < 2 * limit; j++) {
+        for (int i = 0; i < count; i++)
+            for (int j = 0; j < count; j++) {
                 const int total = (i < limit ? i : limit - i) + (j < limit ? j : limit - j);
                 const bool minus = total != 0 ? total < 0 : i >= limit;
                 const bool fits = std::abs(total) < limit;
                 const bytes &a = all[static_cast<size_t>(i)], &b = all[static_cast<size_t>(j)];
-                const auto sum = static_cast<size_t>(std::abs(total) + (minus ? limit : 0));
+                const int sum = std::abs(total) + (minus ? limit : 0);
                 if (format.add(out.data(), a.data(), b.data(), 2) !=
                         (fits ? sum_done : sum_overflow) ||
-                    (fits && out != all[sum]))
+                    (fits && out != all[static_cast<size_t>(sum)]))
                     FAIL() << format.what << ": " << tohex(a) << " + " << tohex(b);
             }
     }
