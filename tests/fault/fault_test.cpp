@@ -102,7 +102,7 @@ uint64_t countoperations(const sessionspec &spec, fault kind) {
 void fail_each(fault kind, bool stays) {
     for (const scenario &each : scenarios()) {
         SCOPED_TRACE(each.name);
-        const modelresult expected = sortbymodel(each.spec);
+        const modelresult expected = outcomeof(each.spec);
         const uint64_t total = countoperations(each.spec, kind);
         ASSERT_GT(total, 0U);
         for (uint64_t at = 1; at <= total; at += case_step) {

@@ -225,7 +225,7 @@ struct rebuilt {
 };
 
 rebuilt rebuild(const sessionspec &spec, const bytes &record) {
-    const bool bynumber = spec.fieldmode == KVRN_FIELDS;
+    const bool bynumber = spec.bynumber();
     rebuilt out;
     if (spec.pieces.empty()) {
         out.data = record;
@@ -355,85 +355,36 @@ std::vector<bytes> fieldsof(const sessionspec &spec, const bytes &line) {
     }
 }
 
-modelresult sortbymodel(const sessionspec &spec) {
-    modelresult result;
-    std::vector<keyspec> keys = spec.keys;
-    if (keys.empty())
-        keys.push_back(wholerecord(spec));
-    for (const auto &file : spec.inputs) {
-        for (const bytes &record : file) {
-            const rebuilt source = rebuild(spec, record);
-            result.detail = source.detail;
-            modelrecord made{source.data, {}};
-            // Short records read as zero behind their end.
-            bytes padded = source.data;
-            padded.resize(std::max<size_t>(padded.size(), spec.outlength()));
-            for (const keyspec &key : keys) {
-                if (result.detail != 0)
-                    return result;
-                bytes field;
-                if (spec.fieldmode == KVRN_FIELDS && !spec.keys.empty()) {
-                    if (key.position >= source.fields.size()) {
-                        result.detail = KVRN_D_NOKEYFIELD;
-                        return result;
-                    }
-                    field = source.fields[key.position].substr(0, key.length);
-                } else {
-                    field = padded.substr(key.position, key.type == KVRN_MASKBYTE ? 1 : key.length);
-                }
-                made.key.push_back(valueof(spec, key, field));
+modelrecord taken(const sessionspec &spec, const bytes &record) {
+    const rebuilt source = rebuild(spec, record);
+    modelrecord made{source.data, {}, source.detail};
+    if (made.detail != 0 || spec.function == KVRN_COPY)
+        return made;
+    // Short records read as zero behind their end.
+    bytes padded = source.data;
+    padded.resize(std::max<size_t>(padded.size(), spec.outlength()));
+    for (const keyspec &key :
+         spec.keys.empty() ? std::vector<keyspec>{wholerecord(spec)} : spec.keys) {
+        bytes field;
+        if (spec.bynumber() && !spec.keys.empty()) {
+            if (key.position >= source.fields.size()) {
+                made.detail = KVRN_D_NOKEYFIELD;
+                return made;
             }
-            result.sorted.push_back(made);
+            field = source.fields[key.position].substr(0, key.length);
+        } else {
+            field = padded.substr(key.position, key.type == KVRN_MASKBYTE ? 1 : key.length);
         }
+        made.key.push_back(valueof(spec, key, field));
     }
-    std::stable_sort(result.sorted.begin(), result.sorted.end(), [](const auto &a, const auto &b) {
-        for (size_t i = 0; i < a.key.size(); ++i)
-            if (const int order = compare(a.key[i], b.key[i]); order != 0)
-                return order < 0;
-        return false;
-    });
-    return result;
+    return made;
 }
 
-std::string difference(const sessionspec &spec, const modelresult &expected,
-                       const std::vector<bytes> &output) {
-    const auto &sorted = expected.sorted;
-    const auto sametokey = [](const modelrecord &a, const modelrecord &b) {
-        for (size_t i = 0; i < a.key.size(); ++i)
-            if (compare(a.key[i], b.key[i]) != 0)
-                return false;
-        return true;
-    };
-    size_t taken = 0;
-    for (size_t begin = 0, end = 0; begin < sorted.size(); begin = end) {
-        std::vector<bytes> group;
-        for (; end < sorted.size() && sametokey(sorted[begin], sorted[end]); ++end)
-            group.push_back(sorted[end].data);
-        const size_t wanted = spec.suppress ? 1 : group.size();
-        if (output.size() - taken < wanted) {
-            return "output ends at record " + std::to_string(output.size()) +
-                   ", model goes on with " + quoted(group.front());
-        }
-        std::vector<bytes> got(output.begin() + static_cast<ptrdiff_t>(taken),
-                               output.begin() + static_cast<ptrdiff_t>(taken + wanted));
-        if (!spec.keeporder) {
-            std::sort(group.begin(), group.end());
-            std::sort(got.begin(), got.end());
-        }
-        const bool right = spec.suppress
-                               ? std::binary_search(group.begin(), group.end(), got.front())
-                               : got == group;
-        if (!right) {
-            std::string told = "records of equal key from number " + std::to_string(taken) + " on:";
-            for (size_t i = 0; i < std::min<size_t>(group.size(), 6); ++i) {
-                told += "\n  model " + quoted(group[i]) + "\n  got   " +
-                        (i < got.size() ? quoted(got[i]) : "-");
-            }
-            return told;
-        }
-        taken += wanted;
-    }
-    return taken == output.size() ? "" : "more records come out than the model has";
+int compare(const modelrecord &a, const modelrecord &b) {
+    for (size_t i = 0; i < a.key.size(); ++i)
+        if (const int order = compare(a.key[i], b.key[i]); order != 0)
+            return order;
+    return 0;
 }
 
 } // namespace kvern::test

@@ -34,7 +34,7 @@ void sortmany(const char *name, sessionspec spec, uint32_t count) {
     const tempfolder folder;
     const runresult got = run(spec, folder);
     ASSERT_EQ(got.failed, "") << name;
-    EXPECT_EQ(difference(spec, sortbymodel(spec), got.records), "") << name;
+    EXPECT_EQ(difference(spec, outcomeof(spec), got.records), "") << name;
 }
 
 } // namespace

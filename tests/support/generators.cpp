@@ -1,5 +1,6 @@
 #include "support/generators.h"
-#include "support/fieldvalues.h"
+#include "model/model.h"
+#include "support/recordmaker.h"
 
 #include <algorithm>
 #include <numeric>
@@ -8,11 +9,9 @@ namespace kvern::test {
 
 namespace {
 
-constexpr uint32_t nosource = 0xFFFFFFFF;
-
-class maker {
+class maker : recordmaker {
   public:
-    maker(randomness &random, const scale &size) : r(random), limits(size) {}
+    maker(randomness &random, const scale &size) : recordmaker(random), limits(size) {}
 
     sessionspec make() {
         choosecodes();
@@ -21,28 +20,32 @@ class maker {
             choosepieces();
         for (uint32_t n = r.onein(6) ? 0 : r.between(1, 4); n-- > 0;)
             choosekey();
+        if (s.function != KVRN_COPY && !s.keys.empty() && r.onein(3))
+            choosesums();
+        if (s.level() >= 1 && r.onein(s.function == KVRN_SORT ? 4 : 2))
+            chooseconditions();
         chooseoptions();
         chooseways();
         const uint32_t count = choosestorage();
         makerecords(count);
+        if (s.function == KVRN_MERGE) {
+            orderinputs(s);
+            auto &file = s.inputs[r.below(static_cast<uint32_t>(s.inputs.size()))];
+            if (r.onein(30) && !file.empty())
+                std::swap(file[r.below(static_cast<uint32_t>(file.size()))], file.back());
+        }
         return s;
     }
 
   private:
-    randomness &r;
     scale limits;
-    sessionspec s{};
-    bool faulty = false;          // some records lack a field
-    std::vector<uint32_t> origin; // byte of the source for each byte of what is sorted
-
-    [[nodiscard]] bool text() const { return s.form == 'r'; }
-    [[nodiscard]] bool bynumber() const { return s.fieldmode == KVRN_FIELDS; }
-    [[nodiscard]] uint32_t room() const {
-        return s.reclen - static_cast<uint32_t>(s.delimiter().size());
-    }
 
     void choosecodes() {
+        s.function = limits.function;
+        s.external = limits.external;
         s.form = r.pick({'f', 'f', 'v', 'r', 'r'});
+        if (s.form == 'v' && s.function == KVRN_COPY) // from files to a file only
+            s.form = 'r';
         s.version = r.pick({0x01100000U, 0x01100001U, 0x0110FFFFU, 0x11100000U, 0x11100001U,
                             0x1110FFFFU, 0x11200000U, 0x11300000U, 0x11300000U});
         if (text() && s.level() == 0)
@@ -62,6 +65,7 @@ class maker {
                 s.separator = r.onein(30) ? "" : r.pickof(separators);
         }
         faulty = r.onein(15);
+        wild = r.onein(5);
     }
 
     void chooselengths() {
@@ -86,17 +90,6 @@ class maker {
             }
             s.pieces.push_back(p);
         }
-    }
-
-    // Highest field number (by number), or highest byte, that the rebuilding
-    // asks of a record; nosource: it asks nothing.
-    [[nodiscard]] uint32_t highest() const {
-        uint32_t top = nosource;
-        for (const piece &p : s.pieces) {
-            const uint32_t last = bynumber() ? p.position : p.position + p.length - 1;
-            top = p.literal ? top : top == nosource ? last : std::max(top, last);
-        }
-        return top;
     }
 
     void choosekey() {
@@ -145,10 +138,103 @@ class maker {
         s.keys.push_back(k);
     }
 
+    [[nodiscard]] bool taken(uint32_t position, uint32_t length) const {
+        const auto meets = [&](uint32_t other, uint32_t size) {
+            return bynumber() ? other == position
+                              : position < other + size && other < position + length;
+        };
+        return std::any_of(s.keys.begin(), s.keys.end(),
+                           [&](const keyspec &k) {
+                               return meets(k.position, k.type == KVRN_MASKBYTE ? 1 : k.length);
+                           }) ||
+               std::any_of(s.sums.begin(), s.sums.end(),
+                           [&](const sumfield &f) { return meets(f.position, f.length); });
+    }
+
+    void choosesums() {
+        const uint32_t spare = s.form == 'v' ? 4 : 0; // the length word is counted twice
+        for (uint32_t tries = r.between(2, 12); tries-- > 0 && s.sums.size() < 3;) {
+            sumfield f;
+            f.type = static_cast<uint8_t>(text() ? KVRN_CHAR : r.pick({162, 162, 197, 194, 198}));
+            if (wild && !text() && r.onein(20))
+                f.type = static_cast<uint8_t>(r.pick({KVRN_CHARX, KVRN_SLEBIN}));
+            f.length = r.between(1, f.type == KVRN_ZONED    ? 18
+                                    : f.type == KVRN_PACKED ? 16
+                                    : bynumber() || !text() ? 8
+                                                            : 12);
+            const uint32_t fields = s.pieces.empty() ? 6 : static_cast<uint32_t>(s.pieces.size());
+            const uint32_t all = s.outlength();
+            if (f.length + spare > all)
+                continue;
+            f.position = r.below(bynumber() ? std::min(fields, all - f.length + 1)
+                                            : all - spare - f.length + 1);
+            if (!taken(f.position, f.length))
+                s.sums.push_back(f);
+        }
+    }
+
+    void chooseconditions() {
+        const bool ebcdic = s.cdmode == KVRN_CD_EBCDIC;
+        const auto character = static_cast<uint8_t>(ebcdic ? KVRN_CHARX : KVRN_CHAR);
+        const bool literals = !(s.separator && s.separator->empty());
+        const auto place = [&](uint8_t type, uint32_t *position, uint32_t *length) {
+            const uint32_t least = type == KVRN_SIGNLEAD || type == KVRN_SIGNTRAIL ? 2 : 1;
+            *length = r.between(least, std::max(least, std::min(r.onein(9) ? 256U : 9U, room())));
+            const uint32_t used = type == KVRN_MASKBYTE ? 1 : *length;
+            *position = r.below(bynumber() ? std::min(5U, s.reclen - used + 1) : room() - used + 1);
+        };
+        const uint32_t n = r.between(1, 4);
+        for (uint32_t i = 0; i < n; ++i) {
+            condition c;
+            c.op = static_cast<uint8_t>(r.between(KVRN_OP_EQ, KVRN_OP_LE));
+            c.options = static_cast<uint8_t>(r.onein(2) ? r.bits() & 0x4F : 0);
+            c.ltype = text() ? character
+                             : static_cast<uint8_t>(r.pick({+character, +character, 162, 197, 163,
+                                                            164, 165, 166, 193, 194, 198}));
+            if (room() < 2)
+                c.ltype = character;
+            place(c.ltype, &c.lpos, &c.llen);
+            if (c.ltype == KVRN_MASKBYTE)
+                c.llen = r.between(1, 255);
+            if (literals && r.onein(2)) {
+                if (wild && r.onein(30)) // no comparator
+                    c.ltype = static_cast<uint8_t>(text() ? 203 : r.pick({199, 203}));
+                c.rtype = KVRN_FLD_LIT;
+                c.rlen = r.between(1, r.onein(9) ? 256 : 9);
+                c.literal = operand(c.ltype, c.rlen);
+            } else {
+                c.rtype = c.ltype >= 163 && c.ltype <= 166 && r.onein(2)
+                              ? static_cast<uint8_t>(c.ltype ^ (c.ltype < 165 ? 7 : 3))
+                          : c.ltype == 162 || c.ltype == 197
+                              ? static_cast<uint8_t>(r.pick({162, 197}))
+                              : c.ltype;
+                place(c.rtype, &c.rpos, &c.rlen);
+                c.rlen = c.rtype == KVRN_MASKBYTE ? std::min(c.rlen, 255U) : c.rlen;
+            }
+            chooseactions(c, i, n);
+            s.conditions.push_back(c);
+        }
+    }
+
+    void chooseactions(condition &c, uint32_t i, uint32_t n) {
+        const bool forward = i + 2 < n, loops = wild && r.onein(20);
+        const auto action = [&] {
+            return static_cast<uint8_t>(i + 1 == n         ? r.pick({230, 231})
+                                        : forward || loops ? r.pick({230, 231, 232, 233})
+                                                           : r.pick({230, 231, 233}));
+        };
+        c.iftrue = action();
+        do {
+            c.iffalse = action();
+        } while (c.iffalse == c.iftrue && c.iffalse != KVRN_GO_JUMP);
+        for (uint32_t *jump : {&c.truejump, &c.falsejump})
+            *jump = loops || !forward ? r.below(i + 1) : r.between(i + 2, n - 1);
+    }
+
     void chooseoptions() {
-        s.keeporder = r.onein(3);
-        s.suppress = !s.keeporder && r.onein(4);
-        s.descall = s.level() >= 1 && r.onein(3);
+        s.keeporder = s.sums.empty() && r.onein(3);
+        s.suppress = s.sums.empty() && !s.keeporder && s.function != KVRN_COPY && r.onein(4);
+        s.descall = s.level() >= 1 && s.function != KVRN_COPY && r.onein(3);
         s.checked = r.onein(2);
         if (s.level() >= 2) {
             s.keyoption = static_cast<uint8_t>(r.onein(2) ? r.bits() & 0x1F : 0);
@@ -162,25 +248,31 @@ class maker {
     void chooseways() {
         const bool files = s.form != 'v';
         const auto way = [&] {
-            return files ? r.pick({exchange::record, exchange::block, exchange::plainfile,
-                                   exchange::descriptorfile})
-                         : r.pick({exchange::record, exchange::block});
+            return s.function == KVRN_COPY || (s.function == KVRN_MERGE && files && !r.onein(3))
+                       ? r.pick({exchange::plainfile, exchange::descriptorfile})
+                   : s.function == KVRN_MERGE ? exchange::record
+                   : files ? r.pick({exchange::record, exchange::block, exchange::plainfile,
+                                     exchange::descriptorfile})
+                           : r.pick({exchange::record, exchange::block});
         };
         s.input = way();
         s.output = way();
         const bool pair = text() && s.delimiter().size() == 2;
-        if (pair && s.input == exchange::record)
-            s.input = exchange::block; // by record a delimiter of two bytes is refused
+        if (pair && s.input == exchange::record) // then a delimiter of two bytes is refused
+            s.input = s.function == KVRN_SORT ? exchange::block : exchange::plainfile;
         if (text() && s.input == exchange::descriptorfile && s.linedlmt == KVRN_DLMT_CR)
             s.input = exchange::plainfile; // descriptors split at line feeds
         if (s.level() == 0 && s.filein() && s.output == exchange::block)
             s.output = exchange::record; // level 0 takes blocks on both sides only
         if (s.level() == 0 && s.fileout() && s.input == exchange::block)
             s.input = exchange::record;
-        s.onto_input = s.filein() && s.fileout() && r.onein(3);
+        s.onto_input = s.function == KVRN_SORT && s.filein() && s.fileout() && r.onein(3);
         s.endmark = text() && s.input == exchange::plainfile && r.onein(4);
         s.unterminated =
             text() && s.filein() && r.onein(3) && !(pair && s.input == exchange::descriptorfile);
+        s.inputs.resize(s.function == KVRN_MERGE ? r.between(1, r.pick({3U, 3U, 20U}))
+                        : s.filein()             ? r.between(1, 3)
+                                                 : 1);
     }
 
     // Sets the storage; result: how many records to make.
@@ -190,7 +282,10 @@ class maker {
             slot += k.type == KVRN_MASKBYTE ? 1 : 2 * k.length + 1;
         slot += s.keys.empty() ? 2 * s.outlength() : 0;
         const auto fits = [&](uint32_t size) {
-            return size / 70 > slot && size / 25 > 2 * std::max(s.reclen, s.outlength()) + 200;
+            const uint32_t record = 2 * std::max(s.reclen, s.outlength()) + 200;
+            return s.function == KVRN_SORT
+                       ? size / 70 > slot && size / 25 > record
+                       : size / 2 > 16000 + (s.inputs.size() + 1) * (slot + record);
         };
         uint32_t size = limits.external ? r.pick({65536U, 70001U, 100000U})
                                         : r.pick({65535U, 65537U, 131072U, 500000U, 0xA00000U});
@@ -205,127 +300,11 @@ class maker {
             const uint32_t many = r.onein(20) ? held * 60 : held * 4;
             return std::min(limits.maxrecords, r.between(many / 8, many));
         }
-        const uint32_t most = std::min(limits.maxrecords, held / 2);
+        // Blocks of a merge or copy hold what is left of the storage: some inputs
+        // are longer, most are not.
+        const uint32_t few = s.function == KVRN_SORT ? held / 2 : r.onein(4) ? ~0U : 120;
+        const uint32_t most = std::min(limits.maxrecords, few);
         return r.onein(8) ? r.below(3) : r.below(most + 1);
-    }
-
-    void makerecords(uint32_t count) {
-        originbytes();
-        const auto d = static_cast<distribution>(r.below(distributions));
-        const auto rough = static_cast<script>(r.below(4));
-        const bool flat = r.onein(2);
-        s.inputs.resize(s.filein() ? r.between(1, 3) : 1);
-        for (uint32_t i = 0; i < count; ++i) {
-            const int64_t rank = rankof(d, i, count, r);
-            const bool lacks = faulty && r.onein(40);
-            bytes record = bynumber() ? fieldline(rank, rough, lacks)
-                           : text()   ? columnline(rank, rough, lacks)
-                                      : framed(rank, flat, lacks);
-            s.inputs[i * s.inputs.size() / count].push_back(record);
-        }
-    }
-
-    void originbytes() {
-        origin.clear();
-        for (const piece &p : s.pieces)
-            for (uint32_t i = 0; i < p.length; ++i)
-                origin.push_back(p.literal ? nosource : p.position + i);
-        if (s.pieces.empty()) {
-            origin.resize(s.outlength());
-            std::iota(origin.begin(), origin.end(), 0U);
-        }
-    }
-
-    void place(bytes &record, uint32_t position, const bytes &field) const {
-        for (size_t i = 0; i < field.size(); ++i) {
-            const uint32_t from = origin[position + i];
-            if (from < record.size())
-                record[from] = field[i];
-        }
-    }
-
-    // Forms 'f' and 'v'.  Later keys first, so that the first one stands whole.
-    bytes framed(int64_t rank, bool flat, bool lacks) {
-        const char fill = r.pick({'\0', ' ', '\xFF', 'x'});
-        bytes record(s.reclen, fill);
-        for (char &c : record)
-            c = flat ? c : r.byte();
-        for (size_t i = s.keys.size(); i-- > 0;) {
-            const keyspec &k = s.keys[i];
-            const uint32_t length = k.type == KVRN_MASKBYTE ? 1 : k.length;
-            const int64_t v = i == 0 ? rank : rankof(distribution::twovalues, 0, 0, r);
-            place(record, k.position,
-                  r.onein(8) ? edgefield(k.type, length, s.cdmode, r)
-                             : fieldof(k.type, length, s.cdmode, v, r));
-        }
-        if (s.form == 'v') {
-            const uint32_t top = highest();
-            const uint32_t least = s.pieces.empty() || lacks ? 0 : top == nosource ? 1 : top + 1;
-            record.resize(r.onein(5) ? s.reclen : r.onein(5) ? least : r.between(least, s.reclen));
-        }
-        return record;
-    }
-
-    bytes legal(bytes line) {
-        if (s.input != exchange::block && r.onein(4)) // blocks end a line at a zero byte
-            std::replace(line.begin(), line.end(), '?', '\0');
-        return line;
-    }
-
-    script scriptof(const keyspec &k, script otherwise) {
-        return k.textoption & KVRN_TXT_NUMERIC               ? script::numbers
-               : k.kanjiconv == KVRN_KANJI_JIS && r.onein(2) ? script::kanji
-                                                             : otherwise;
-    }
-
-    bytes columnline(int64_t rank, script rough, bool lacks) {
-        const uint32_t top = highest();
-        const uint32_t least = top == nosource || (lacks && top != 0) ? 0 : top + 1;
-        const uint32_t length = r.onein(8) ? room() : r.between(least, room());
-        bytes line;
-        while (line.size() < length)
-            line += textof(rough, 20, rank, r) + r.pick({" ", "\t", "", "  "});
-        line.resize(length);
-        for (size_t i = s.keys.size(); i-- > 0;) {
-            const keyspec &k = s.keys[i];
-            const int64_t v = i == 0 ? rank : rankof(distribution::twovalues, 0, 0, r);
-            bytes field = r.pick({"", "", " ", "\t "}) +
-                          textof(scriptof(k, rough), k.length, v, r) + bytes(k.length, ' ');
-            field.resize(k.length);
-            place(line, k.position, field);
-        }
-        return legal(line);
-    }
-
-    bytes fieldline(int64_t rank, script rough, bool lacks) {
-        const uint32_t top = highest();
-        uint32_t needed = s.pieces.empty() || top == nosource ? 1 : top + 1;
-        for (const keyspec &k : s.keys)
-            needed = s.pieces.empty() ? std::max(needed, k.position + 1) : needed;
-        const uint32_t count = lacks ? r.between(1, needed) : r.between(needed, needed + 2);
-        const uint32_t each = room() / count;
-        const bytes separator = s.separator.value_or(r.pick({" ", "\t"}));
-        bytes line;
-        for (uint32_t f = 0; f < count; ++f) {
-            script kind = rough;
-            int64_t v = rankof(distribution::twovalues, 0, 0, r);
-            for (size_t i = s.keys.size(); i-- > 0;) {
-                const uint32_t at = s.keys[i].position;
-                const uint32_t source = s.pieces.empty()       ? at
-                                        : at < s.pieces.size() ? s.pieces[at].position
-                                                               : nosource;
-                if (source == f) {
-                    kind = scriptof(s.keys[i], rough);
-                    v = i == 0 ? rank : v;
-                }
-            }
-            bytes field = r.onein(10) ? "" : r.pick({"", "", " ", "\t"}) + textof(kind, 9, v, r);
-            if (s.doublebyte() && s.separator && !lacks)
-                field += "aa"; // a lone lead byte takes no separator with it
-            line += f == 0 ? "" : separator;
-            line += field.size() + separator.size() > each ? "" : field;
-        }
-        return legal(line);
     }
 };
 

@@ -10,6 +10,7 @@ namespace kvern::test {
 struct scale {
     uint32_t maxrecords = 0;
     bool external = false; // more records than the working storage holds
+    uint8_t function = KVRN_SORT;
 };
 
 [[nodiscard]] sessionspec randomsession(randomness &r, const scale &size);
@@ -34,10 +35,24 @@ sessionspec shrunk(sessionspec spec, const Fails &fails) {
             }
         }
     }
-    for (size_t key = 0; key < spec.keys.size() && spec.keys.size() > 1;) {
+    const auto thin = [&](auto list) { // to one at least
+        for (size_t i = 0; i < (spec.*list).size() && (spec.*list).size() > 1;) {
+            sessionspec smaller = spec;
+            (smaller.*list).erase((smaller.*list).begin() + static_cast<ptrdiff_t>(i));
+            i += accept(smaller) ? 0U : 1U;
+        }
+    };
+    thin(&sessionspec::keys);
+    thin(&sessionspec::sums);
+    if (spec.function == KVRN_MERGE)
+        thin(&sessionspec::inputs);
+    for (const bool last : {false, true}) { // no condition at all, then the last one alone
         sessionspec smaller = spec;
-        smaller.keys.erase(smaller.keys.begin() + static_cast<ptrdiff_t>(key));
-        key += accept(smaller) ? 0U : 1U;
+        if (!spec.conditions.empty())
+            smaller.conditions = {spec.conditions.back()};
+        if (!last)
+            smaller.conditions.clear();
+        accept(smaller);
     }
     for (size_t key = 0; key < spec.keys.size(); ++key) {
         for (uint8_t bit = 1; bit != 0; bit = static_cast<uint8_t>(bit << 1)) {

@@ -35,10 +35,11 @@ block<KVRNPRIM> makeprim(const sessionspec &s) {
     const unsigned level = s.level();
     const size_t size = level >= 1 ? sizeof(KVRNPRIM) : offsetof(KVRNPRIM, separator);
     auto prim = makeblock<KVRNPRIM>(size);
-    prim->function = KVRN_SORT;
+    prim->function = s.function;
     prim->recform = static_cast<uint8_t>(s.form == 'r' ? 'v' : s.form);
     prim->options = static_cast<uint8_t>(
         32 | (s.keeporder ? KVRN_KEEPORDER : 0) | (s.suppress ? KVRN_SUPPRESS : 0) |
+        (s.sums.empty() ? 0 : KVRN_SUM) | (s.conditions.empty() ? 0 : KVRN_SELECT) |
         (s.pieces.empty() ? 0 : KVRN_RECONSTRUCT) | (s.descall ? KVRN_DESCENDALL : 0) |
         (level == 0 ? KVRN_SELECT | KVRN_RECONSTRUCT | KVRN_DESCENDALL : 0));
     prim->fileoprat = s.onto_input ? KVRN_SAMEFILE : 0;
@@ -46,7 +47,7 @@ block<KVRNPRIM> makeprim(const sessionspec &s) {
     const int out = s.output == exchange::record ? KVRN_GET_RECORD : KVRN_GET_BLOCK;
     prim->recoprat = static_cast<uint8_t>((s.filein() ? 0 : in) | (s.fileout() ? 0 : out));
     prim->reclen = s.reclen;
-    prim->mergecnt = 0;
+    prim->mergecnt = s.function == KVRN_MERGE ? static_cast<uint32_t>(s.inputs.size()) : 0;
     prim->memsize = s.memsize;
     if (level >= 1) {
         prim->cdmode = s.cdmode;
@@ -92,6 +93,28 @@ block<KVRNRCN> makepieces(const sessionspec &s) {
         std::memcpy(&rcn->entry[0] + i, &entry, sizeof entry);
     }
     return rcn;
+}
+
+block<KVRNSUM> makesums(const sessionspec &s) {
+    auto sum = maketable<KVRNSUM, KVRNSUME>(s.sums.size());
+    for (size_t i = 0; i < s.sums.size(); ++i) {
+        const KVRNSUME entry = {s.sums[i].position, s.sums[i].length, s.sums[i].type, {1, 2, 3}};
+        std::memcpy(&sum->entry[0] + i, &entry, sizeof entry);
+    }
+    return sum;
+}
+
+block<KVRNSEL> makeconditions(const sessionspec &s) {
+    auto sel = maketable<KVRNSEL, KVRNSELE>(s.conditions.size());
+    for (size_t i = 0; i < s.conditions.size(); ++i) {
+        const condition &c = s.conditions[i];
+        KVRNSELE entry = {c.op,   c.ltype,  c.rtype,   c.options, c.lpos, c.llen,     {c.rpos},
+                          c.rlen, c.iftrue, c.iffalse, rubbish,   0,      c.truejump, c.falsejump};
+        if (c.isliteral())
+            entry.rlit = c.literal.data();
+        std::memcpy(&sel->entry[0] + i, &entry, sizeof entry);
+    }
+    return sel;
 }
 
 uint8_t kindof(exchange way) {
@@ -156,21 +179,24 @@ class session {
   public:
     session(const sessionspec &spec, const tempfolder &folder)
         : s(spec), disk(spec, folder), prim(makeprim(spec)), keys(makekeys(spec)),
-          pieces(makepieces(spec)) {
+          pieces(makepieces(spec)), sums(makesums(spec)), conditions(makeconditions(spec)) {
         const size_t size =
             s.version >= KVRN_VERSION_L3 ? sizeof(KVRNSESS) : offsetof(KVRNSESS, syserr);
         sess = makeblock<KVRNSESS>(size, 0);
     }
 
     runresult run() {
-        KVRNOPT opts = {nullptr, nullptr, pieces.get()};
+        KVRNOPT opts = {sums.get(), conditions.get(), pieces.get()};
         const bool none = s.keys.empty() && s.reclen % 2 == 0; // no block is like no entry
         const int opened = kvrnopen(s.version, &link, prim.get(), sess.get(),
                                     none ? nullptr : keys.get(), &disk.fileblock, &opts);
-        const bool whole = expect("kvrnopen", opened, 0) && (s.filein() || put()) && collect();
+        const bool merges = s.function == KVRN_MERGE;
+        const bool whole =
+            expect("kvrnopen", opened, 0) &&
+            (merges ? (s.filein() && s.fileout()) || merge() : (s.filein() || put()) && collect());
         const int closed = kvrnclse(s.version, &link, prim.get(), sess.get());
-        if (whole)
-            expect("kvrnclse", closed, 0);
+        if (whole && expect("kvrnclse", closed, 0) && merges && s.fileout())
+            collect(); // a merge closes its output with the session
         return result;
     }
 
@@ -180,6 +206,9 @@ class session {
     block<KVRNPRIM> prim;
     block<KVRNKEY> keys;
     block<KVRNRCN> pieces;
+    block<KVRNSUM> sums;
+    block<KVRNSEL> conditions;
+    block<char> given; // to the last call
     block<KVRNSESS> sess;
     KVRNLINK link = {};
     runresult result{};
@@ -190,8 +219,10 @@ class session {
     }
 
     bool expect(const char *call, int got, int wanted) {
-        result.detail = result.detail == 0 ? sess->detail : result.detail;
-        if (got == wanted && sess->detail == 0)
+        if (result.detail == 0 || foldingstopped(result.detail))
+            result.detail = sess->detail;
+        if (got == wanted && (sess->detail == 0 || foldingstopped(sess->detail) ||
+                              sess->detail == KVRN_D_SUMOPERAND))
             return true;
         return note(std::string(call) + " gave " + std::to_string(got) + ", detail " +
                     std::to_string(sess->detail));
@@ -202,13 +233,17 @@ class session {
                                      std::to_string(wanted));
     }
 
-    bool putone(const bytes &data) {
-        // An own piece of memory for each call: reading past it shows.
-        auto copy = makeblock<char>(data.size() + (data.empty() ? 1 : 0));
-        std::memcpy(copy.get(), data.data(), data.size());
-        sess->recaddr = copy.get();
+    // An own piece of memory for each call: reading past it shows.
+    void give(const bytes &data) {
+        given = makeblock<char>(data.size() + (data.empty() ? 1 : 0));
+        std::memcpy(given.get(), data.data(), data.size());
+        sess->recaddr = given.get();
         sess->reclen = static_cast<uint32_t>(data.size());
         sess->code = KVRN_RECORD;
+    }
+
+    bool putone(const bytes &data) {
+        give(data);
         return expect("kvrnput", s.checked ? link.chkp(sess.get()) : kvrnput(sess.get()), 0);
     }
 
@@ -238,6 +273,43 @@ class session {
         sess->code = KVRN_END;
         return expect("kvrnput at the end", s.checked ? link.chkp(sess.get()) : kvrnput(sess.get()),
                       1);
+    }
+
+    // Looks at mergestat and inputno only.
+    bool merge() {
+        std::vector<size_t> next(s.inputs.size());
+        for (;;) {
+            if (!s.filein() && sess->mergestat == KVRN_WANTS_RECORD) {
+                const uint16_t n = sess->inputno;
+                if (n >= next.size())
+                    return note("inputno is " + std::to_string(n));
+                const bool more = next[n] < s.inputs[n].size();
+                if (more)
+                    give(s.inputs[n][next[n]++] + s.delimiter());
+                sess->code = more ? KVRN_RECORD : KVRN_END;
+            }
+            const int got = s.checked ? link.chkm(sess.get()) : kvrnmrge(sess.get());
+            if (got == 1) {
+                return expect("kvrnmrge", got, 1) &&
+                       (s.filein() || sess->mergestat == KVRN_WANTS_NONE || note("mergestat")) &&
+                       (sess->outaddr == nullptr || note("a record at the end")) &&
+                       (s.filein() || count("putcount", sess->putcount, s.records())) &&
+                       (s.fileout() || count("getcount", sess->getcount, result.records.size()));
+            }
+            if (!expect("kvrnmrge", got, 0))
+                return false;
+            if (sess->outaddr == nullptr)
+                continue;
+            bytes data(static_cast<const char *>(sess->outaddr), sess->outlen);
+            // Of a delimiter of two bytes the second one comes with the next
+            // line, or not at all: intended.
+            if (s.delimiter().size() == 2)
+                data = data.substr(data[0] == '\n' ? 1 : 0) + "\n";
+            if (s.form == 'v')
+                result.records.push_back(data);
+            else if (!unframe(s, data, &result.records))
+                return note("broken record from kvrnmrge");
+        }
     }
 
     bool collect() {

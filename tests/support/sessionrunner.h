@@ -9,9 +9,16 @@ namespace kvern::test {
 
 struct runresult {
     std::string failed{}; // call that gave an unexpected result or detail; empty: none
-    uint32_t detail = 0;  // first detail code that a call gave
+    // First detail code that a call gave; one that stops summation alone gives
+    // way to a later one.
+    uint32_t detail = 0;
     std::vector<bytes> records{};
 };
+
+// The session goes on and ends clean: it only folds no more records.
+[[nodiscard]] constexpr bool foldingstopped(uint32_t detail) {
+    return detail == KVRN_D_SUMOVERFLOW || detail == KVRN_D_SUMMISSING;
+}
 
 // Makes the input files in `folder`; temporary files go there too.  A session
 // that fails on the way is closed like any other.

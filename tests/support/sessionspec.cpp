@@ -1,5 +1,6 @@
 #include "support/sessionspec.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <sstream>
 
@@ -32,13 +33,23 @@ size_t sessionspec::records() const {
     return n;
 }
 
+uint32_t sessionspec::selectiontop() const {
+    uint32_t top = 0;
+    for (const condition &c : conditions) {
+        top = std::max(top, c.lpos + (bynumber() ? 0 : c.leftlength() - 1));
+        if (!c.isliteral())
+            top = std::max(top, c.rpos + (bynumber() ? 0 : c.rightlength() - 1));
+    }
+    return top;
+}
+
 uint32_t sessionspec::outlength() const {
     if (pieces.empty())
         return reclen - static_cast<uint32_t>(delimiter().size());
     uint32_t n = 0;
     for (const piece &p : pieces)
         n += p.length;
-    if (fieldmode == KVRN_FIELDS)
+    if (bynumber())
         n += static_cast<uint32_t>((pieces.size() - 1) * separator.value_or(" ").size());
     return n;
 }
@@ -72,19 +83,19 @@ std::string quoted(const bytes &text) {
 std::string describe(const sessionspec &s) {
     constexpr const char *ways[] = {"record", "block", "plainfile", "descriptorfile"};
     std::ostringstream out;
-    out << "version 0x" << std::hex << s.version << std::dec << " form " << s.form << " reclen "
-        << s.reclen << " memsize " << s.memsize << " cdmode " << +s.cdmode << " altmode "
-        << +s.altmode << "\n  in " << ways[static_cast<int>(s.input)] << " out "
-        << ways[static_cast<int>(s.output)];
+    out << "function " << s.function << " version 0x" << std::hex << s.version << std::dec
+        << " form " << s.form << " reclen " << s.reclen << " memsize " << s.memsize << " cdmode "
+        << +s.cdmode << " altmode " << +s.altmode << "\n  in " << ways[static_cast<int>(s.input)]
+        << " out " << ways[static_cast<int>(s.output)];
     if (s.form == 'r') {
         out << "\n  fieldmode " << +s.fieldmode << " linedlmt " << +s.linedlmt << " separator "
             << (s.separator ? quoted(*s.separator) : "none") << " keyoption " << +s.keyoption
             << " keyoption2 " << +s.keyoption2;
     }
     const std::pair<bool, const char *> flags[] = {
-        {s.keeporder, "keeporder"},      {s.suppress, "suppress"},     {s.descall, "descall"},
-        {s.checked, "checked"},          {s.onto_input, "onto_input"}, {s.endmark, "endmark"},
-        {s.unterminated, "unterminated"}};
+        {s.keeporder, "keeporder"},       {s.suppress, "suppress"},     {s.descall, "descall"},
+        {s.checked, "checked"},           {s.onto_input, "onto_input"}, {s.endmark, "endmark"},
+        {s.unterminated, "unterminated"}, {s.external, "external"}};
     for (const auto &[set, name] : flags)
         out << (set ? std::string("\n  ") + name : "");
     for (const keyspec &k : s.keys) {
@@ -95,6 +106,15 @@ std::string describe(const sessionspec &s) {
     for (const piece &p : s.pieces) {
         out << "\n  piece " << (p.literal ? quoted(p.text) : std::to_string(p.position))
             << " length " << p.length;
+    }
+    for (const sumfield &f : s.sums)
+        out << "\n  sum position " << f.position << " length " << f.length << " type " << +f.type;
+    for (const condition &c : s.conditions) {
+        out << "\n  condition " << +c.op << " left " << +c.ltype << " at " << c.lpos << " of "
+            << c.llen << " right " << +c.rtype << " at " << c.rpos << " of " << c.rlen
+            << " literal " << quoted(c.literal) << " options " << +c.options << " true "
+            << +c.iftrue << " to " << c.truejump << " false " << +c.iffalse << " to "
+            << c.falsejump;
     }
     for (const auto &file : s.inputs) {
         out << "\n  input of " << file.size() << " records";

@@ -1,4 +1,4 @@
-// A sort session as plain data: what the random tests make, the model reads,
+// A session as plain data: what the random tests make, the model reads,
 // the runner runs and a failing test prints.  Records are raw bytes without
 // frame: no length word (form 'v'), no line delimiter (form 'r').
 #pragma once
@@ -30,10 +30,33 @@ struct piece {
     bytes text{}; // literal
 };
 
+struct sumfield {
+    uint32_t position = 0;
+    uint32_t length = 0;
+    uint8_t type = KVRN_ZONED;
+};
+
+// One condition of the selection program.
+struct condition {
+    uint8_t op = KVRN_OP_EQ;
+    uint8_t ltype = KVRN_CHAR, rtype = KVRN_CHAR;
+    uint8_t options = 0;
+    uint32_t lpos = 0, llen = 0, rpos = 0, rlen = 0;
+    bytes literal{};
+    uint8_t iftrue = KVRN_GO_KEEP, iffalse = KVRN_GO_DROP;
+    uint32_t truejump = 0, falsejump = 0;
+
+    [[nodiscard]] bool isliteral() const { return rtype == KVRN_FLD_LIT; }
+    // Of type KVRN_MASKBYTE the length is a mask, and the field one byte.
+    [[nodiscard]] uint32_t leftlength() const { return ltype == KVRN_MASKBYTE ? 1 : llen; }
+    [[nodiscard]] uint32_t rightlength() const { return ltype == KVRN_MASKBYTE ? 1 : rlen; }
+};
+
 enum class exchange : uint8_t { record, block, plainfile, descriptorfile };
 
 struct sessionspec {
     uint32_t version = KVRN_VERSION_L4;
+    uint8_t function = KVRN_SORT;
     char form = 'f';
     uint8_t fieldmode = 0; // form 'r'
     uint8_t cdmode = 0;
@@ -44,11 +67,14 @@ struct sessionspec {
     bool keeporder = false;
     bool suppress = false;
     bool descall = false;
+    bool external = false; // a sort of more records than the working storage holds
     std::optional<bytes> separator{};
     uint32_t reclen = 0; // text: with the delimiter
     uint32_t memsize = 0;
     std::vector<keyspec> keys{};
-    std::vector<piece> pieces{}; // not empty: reconstruction
+    std::vector<piece> pieces{};         // not empty: reconstruction
+    std::vector<sumfield> sums{};        // not empty: summation
+    std::vector<condition> conditions{}; // not empty: selection
     exchange input = exchange::record;
     exchange output = exchange::record;
     bool checked = false;                     // record calls through the link table
@@ -61,7 +87,10 @@ struct sessionspec {
     [[nodiscard]] bytes delimiter() const;
     [[nodiscard]] bool filein() const { return input >= exchange::plainfile; }
     [[nodiscard]] bool fileout() const { return output >= exchange::plainfile; }
+    [[nodiscard]] bool bynumber() const { return fieldmode == KVRN_FIELDS; }
     [[nodiscard]] size_t records() const;
+    // Highest byte, or field by number, that selection asks of a record.
+    [[nodiscard]] uint32_t selectiontop() const;
     // Length of the records that come out, the longest one for 'v' and 'r';
     // without the delimiter.
     [[nodiscard]] uint32_t outlength() const;
