@@ -47,7 +47,7 @@ struct filter : enginecontext {
             selmaxpos = std::max(selmaxpos, c.lpos + c.llen - 1);
             selmaxfld = std::max(selmaxfld, c.lpos);
         }
-        operands.assign(operandroom(this), 0xEE);
+        operands.assign(static_cast<size_t>(operandroom(this)), 0xEE);
         layoutoperands(this, operands.data());
     }
     int32_t test(const bytes &data) {
