@@ -86,7 +86,7 @@ TEST(threads, eight_sessions_do_not_meet) {
 
     std::atomic<size_t> waiting{threads};
     const auto work = [&](size_t i) {
-        const modelresult expected = sortbymodel(specs[i]);
+        const modelresult expected = outcomeof(specs[i]);
         hooks[i].owner = std::this_thread::get_id();
         kvrnhook(watch, &hooks[i]);
         for (--waiting; waiting != 0;)
