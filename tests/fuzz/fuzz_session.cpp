@@ -4,11 +4,13 @@
 // Beside what the sanitizers see these are findings: memory or files that are
 // held after the close, temporary files that stay, a session that never ends,
 // more records out than in, records lost where none may go, and counts that do
-// not balance at a clean end.
+// not balance at a clean end.  With KVERN_SHOW set each session says what it was.
 #include "fuzz/fuzzblocks.h"
 #include "fuzz/fuzzrecords.h"
 #include "fuzz/memory_platform.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace kvern::test {
@@ -54,6 +56,8 @@ class fuzzedsession {
         if (opened == KVRN_DONE && blocks.sess->ctx != nullptr)
             exchange();
         const int closed = close();
+        if (getenv("KVERN_SHOW") != nullptr)
+            show(opened, closed);
         if (finished && closed != KVRN_DONE && !mayunbalance())
             finding("a session that ran to its end does not close with 0");
         kvrnhook(nullptr, nullptr);
@@ -71,7 +75,7 @@ class fuzzedsession {
     recordmaker records;
 
     uint32_t round = 0, made = 0, put = 0, got = 0;
-    bool failed = false, finished = false;
+    bool failed = false, finished = false, severallines = false;
 
     memoryplan makeplan(bytesource &source) {
         memoryplan p;
@@ -166,6 +170,16 @@ class fuzzedsession {
         blocks.sess->code = KVRN_RECORD;
         blocks.sess->recaddr = data.bytes;
         blocks.sess->reclen = data.length;
+    }
+
+    // A line that holds its delimiter before the end goes into a merge as several.
+    [[nodiscard]] bool holdsdelimiter(const recordspan &line) const {
+        const char *delimiter = blocks.delimiter();
+        const size_t length = strlen(delimiter);
+        for (uint32_t i = 0; length != 0 && i + length < line.length; ++i)
+            if (memcmp(line.bytes + i, delimiter, length) == 0)
+                return true;
+        return false;
     }
 
     // Every byte that the engine shows has to be there.
@@ -322,7 +336,9 @@ class fuzzedsession {
                 return false;
             if (feeds) {
                 uint32_t &next = fed[sess.inputno % std::size(fed)];
-                announce(records.record(next, false));
+                const recordspan line = records.record(next, false);
+                severallines = severallines || holdsdelimiter(line);
+                announce(line);
                 if (sess.mergestat != KVRN_WANTS_RECORD || next++ >= each)
                     sess.code = KVRN_END;
             }
@@ -335,12 +351,26 @@ class fuzzedsession {
         finding("a kvrnmrge without end");
     }
 
+    void show(int opened, int closed) const {
+        const KVRNPRIM &prim = *blocks.prim;
+        const KVRNSESS &sess = *blocks.sess;
+        fprintf(stderr,
+                "version %08x function %c form %c options %u files %u exchange %u reclen %u "
+                "inputs %u %s to %s\n",
+                blocks.version, prim.function, blocks.text() ? 'r' : prim.recform, prim.options,
+                prim.fileoprat, prim.recoprat, prim.reclen, prim.mergecnt,
+                inputfiles() ? "files" : "caller", outputfile() ? "file" : "caller");
+        fprintf(stderr, "opened %d, %u records made, %u put, %u got, detail %u, closed %d\n",
+                opened, made, put, sess.getcount, sess.detail, closed);
+    }
+
     // ---- checks ------------------------------------------------------------------
 
-    // Summation that stops for want of room loses the record that it held, which
-    // the balance of counts tells; and an operation that fails may be the close's.
+    // Summation that stops for want of room loses the record that it held, and
+    // several lines in one record are counted as one: the balance of counts tells
+    // either.  And an operation that fails may be the close's.
     [[nodiscard]] bool mayunbalance() const {
-        return (blocks.prim->options & KVRN_SUM) != 0 || plan.failat != 0 ||
+        return (blocks.prim->options & KVRN_SUM) != 0 || severallines || plan.failat != 0 ||
                plan.capacity < 0x200000;
     }
 
@@ -360,6 +390,14 @@ class fuzzedsession {
 } // namespace
 
 } // namespace kvern::test
+
+#ifdef __clang__
+// A session holds a dozen small pieces of memory; what is freed need not be kept
+// long, nor who took it be known in depth.
+extern "C" const char *__asan_default_options() {
+    return "quarantine_size_mb=4:malloc_context_size=3";
+}
+#endif
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     kvern::test::fuzzedsession(data, size).run();

@@ -43,7 +43,7 @@ class recordmaker {
     uint32_t count;
     uint8_t *room;
 
-    uint8_t stream();
+    void stream(uint8_t *to, uint32_t length);
     uint32_t fill(uint8_t *end, uint32_t number, bool framed);
     void number(uint8_t *data, uint32_t length, uint32_t value) const;
 };
