@@ -22,7 +22,7 @@ namespace {
 constexpr uint32_t header = sizeof(blockhdr);
 
 constexpr uint32_t rounddown(uint32_t bytes, uint32_t to) {
-    return bytes / to * to;
+    return to != 0 ? bytes / to * to : 0;
 }
 
 int nostorage(qha5ctx *ctx) {

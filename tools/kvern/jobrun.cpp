@@ -168,6 +168,7 @@ class job {
         if (mark == std::string::npos)
             return false;
         data.resize(mark);
+        printnote(source.name() + " ends at a byte 0x1A; bytes behind it are not taken");
         return true;
     }
     size_t wholerecords(const std::string &data) const {

@@ -19,7 +19,7 @@ constexpr int attempts = 100; // names that may be taken by others
 std::string makenew(const std::string &beginning) {
     static unsigned number = 0;
     for (int i = 0; i < attempts; ++i) {
-        const std::string name = beginning + ".kvern-" + std::to_string(processnumber()) + "-" +
+        std::string name = beginning + ".kvern-" + std::to_string(processnumber()) + "-" +
                                  std::to_string(number++);
         const int file = createfile(name);
         if (file >= 0) {
