@@ -30,11 +30,11 @@ class bytesource {
     T pick(const T (&sound)[n]) {
         return sound[byte() % n];
     }
-    // As pick, but one byte in sixteen leads to a raw one.
+    // As pick, but one byte in sixty-four leads to a raw one.
     template <size_t n>
     uint8_t code(const uint8_t (&sound)[n]) {
         const uint8_t choice = byte();
-        return choice < 240 ? sound[choice % n] : byte();
+        return choice < 252 ? sound[choice % n] : byte();
     }
     // A length or position: short, up to 64 KB, or anything.
     uint32_t length() {
@@ -43,12 +43,12 @@ class bytesource {
             return choice < 160 ? choice % 16U : choice;
         return choice < 254 ? word() : number();
     }
-    // Entries of a table: a few, hundreds, or more than any storage holds.
+    // Entries of a table: one or a few, hundreds, or more than any storage holds.
     uint32_t count(uint32_t few) {
         const uint8_t choice = byte();
         if (choice < 250)
-            return choice % (few + 1);
-        return choice < 254 ? word() % 4096 : number() | unholdable;
+            return 1 + choice % few;
+        return choice < 253 ? word() % 4096 : choice == 253 ? 0 : number() | unholdable;
     }
     static constexpr uint32_t unholdable = 0x400000;
 

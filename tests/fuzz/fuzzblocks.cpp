@@ -31,12 +31,19 @@ constexpr uint8_t fileoprats[] = {0,
                                   KVRN_STDIN,
                                   KVRN_STDIN | KVRN_STDOUT,
                                   1};
+constexpr uint8_t mergerecoprats[] = {0, 0, 3, 1, 2};
+constexpr uint8_t copyoptions[] = {0, 8, 16, 24, 0, 8, 16, 24, 128 | 24, 1};
 constexpr uint8_t recoprats[] = {0, 0, 3, 1, 2, 4, 6, 8, 9, 12, 225};
 constexpr uint8_t cdmodes[] = {0, 236, 237, 238, 239};
 constexpr uint8_t orders[] = {KVRN_ASCENDING, KVRN_DESCENDING};
 constexpr uint8_t kanji[] = {0, 0, 0, KVRN_KANJI_JIS, 1};
-constexpr uint8_t textkeytypes[] = {KVRN_CHAR, KVRN_CHAR, KVRN_CHARX, KVRN_COLLATE};
+constexpr uint8_t textkeytypes[] = {KVRN_CHAR, KVRN_CHAR, KVRN_CHAR,  KVRN_CHARX,
+                                    KVRN_CHAR, KVRN_CHAR, KVRN_CHARX, KVRN_COLLATE};
+// The last ones fail at the first record.
 constexpr uint8_t types[] = {
+    KVRN_CHAR,    KVRN_ZONED,  KVRN_SIGNLEAD, KVRN_SIGNTRAIL, KVRN_ZONEDLEAD, KVRN_ZONEDU,
+    KVRN_UBIN1,   KVRN_ULEBIN, KVRN_UBIN2,    KVRN_CHARX,     KVRN_MASKBYTE,  KVRN_SBEBIN,
+    KVRN_FLOAT4,  KVRN_FLOAT8, KVRN_PACKED,   KVRN_UBEBIN,    KVRN_SLEBIN,    KVRN_TABLED,
     KVRN_CHAR,    KVRN_ZONED,  KVRN_SIGNLEAD, KVRN_SIGNTRAIL, KVRN_ZONEDLEAD, KVRN_ZONEDU,
     KVRN_UBIN1,   KVRN_ULEBIN, KVRN_UBIN2,    KVRN_CHARX,     KVRN_MASKBYTE,  KVRN_SBEBIN,
     KVRN_FLOAT4,  KVRN_FLOAT8, KVRN_PACKED,   KVRN_UBEBIN,    KVRN_SLEBIN,    KVRN_TABLED,
@@ -51,15 +58,16 @@ constexpr uint8_t textrights[] = {KVRN_FLD_LIT, KVRN_CHAR, KVRN_COLLATE};
 constexpr uint8_t operators[] = {KVRN_OP_EQ, KVRN_OP_NE, KVRN_OP_GT,
                                  KVRN_OP_GE, KVRN_OP_LT, KVRN_OP_LE};
 constexpr uint8_t outcomes[] = {KVRN_GO_KEEP, KVRN_GO_DROP, KVRN_GO_JUMP, KVRN_GO_NEXT};
-constexpr uint8_t pieces[] = {KVRN_FLD_COPY, KVRN_FLD_COPY, KVRN_FLD_LIT};
-constexpr uint8_t kinds[] = {16, 16, 1, 0, 1, 2, 18, 19};
+constexpr uint8_t piecetypes[] = {KVRN_FLD_COPY, KVRN_FLD_COPY, KVRN_FLD_LIT};
+constexpr uint8_t kinds[] = {16, 16, 1, 0, 1, 16, 16, 1, 16, 1, 16, 16, 1, 2, 18, 19};
 constexpr uint32_t sizes[] = {KVRN_MEM_MIN, KVRN_MEM_MIN, KVRN_MEM_MIN, KVRN_MEM_MIN + 1,
                               70001,        100000,       KVRN_MEM_MIN, 0,
                               131072};
 constexpr const char *separators[] = {nullptr, ",", ";", "::", "\\", "a|", "", "\x81", " ", "\r"};
 constexpr const char *places[] = {"da",    "db",    "dc",     "da/t0",
                                   "db/t1", "dc/t2", "da/in0", "no/where"};
-constexpr const char *outputs[] = {"da/out", "da/out", "dc/out", "da/in0", "da", "no/out", ""};
+constexpr const char *outputs[] = {"da/out", "db/out", "dc/out", "da/out", "db/out", "da/out",
+                                   "dc/out", "db/out", "da/in0", "da",     "no/out", ""};
 
 constexpr uint32_t fewentries = 6;  // of a table, as a rule
 constexpr uint32_t ownentries = 16; // beyond them entries are the same again
@@ -76,6 +84,7 @@ class maker {
     maker(bytesource &source, exactmemory &exact) : from(source), memory(exact) {}
 
     fuzzblocks make() {
+        sound = from.byte() < 224;
         made.version = from.pick(versions);
         const bool whole = made.level() != 0;
         made.prim = take<KVRNPRIM>(whole ? sizeof(KVRNPRIM) : offsetof(KVRNPRIM, separator));
@@ -86,7 +95,7 @@ class maker {
         made.sess = take<KVRNSESS>(syserr ? sizeof(KVRNSESS) : offsetof(KVRNSESS, syserr));
         made.sess->inputno = 0; // the caller starts there
         makefiles();
-        if (const uint8_t given = from.byte(); given % 4 != 0)
+        if (const uint8_t given = from.byte(); given % 8 != 0)
             made.keys = table<KVRNKEY>(4, [this](KVRNKEYE &entry) { fillkey(entry); });
         makeoptions();
         return made;
@@ -96,6 +105,19 @@ class maker {
     bytesource &from;
     exactmemory &memory;
     fuzzblocks made{};
+    bool sound = true; // fields lie in the record, tables suit the function
+
+    // Where a field begins, and how long it is: for a sound session in the record,
+    // with room for a delimiter and some bytes more.
+    uint32_t position() {
+        const uint32_t room = made.prim->reclen / 2 + 1;
+        const bool bynumber = made.text() && made.prim->fieldmode == KVRN_FIELDS;
+        return !sound ? from.length() : from.byte() % (bynumber ? 4 : room);
+    }
+    uint32_t fieldlength(uint32_t most) {
+        const uint32_t room = std::max(made.prim->reclen / 2, 2U) - 1;
+        return !sound ? from.length() : 1 + from.byte() % std::min(room, most);
+    }
 
     template <class T>
     T *take(size_t bytes = sizeof(T)) {
@@ -128,11 +150,11 @@ class maker {
 
     // One of the sound texts, which may be null, or any.
     template <size_t n>
-    const char *text(const char *const (&sound)[n]) {
+    const char *text(const char *const (&usual)[n]) {
         const uint8_t choice = from.byte();
         if (choice >= 240)
             return anytext();
-        const char *chosen = sound[choice % n];
+        const char *chosen = usual[choice % n];
         return chosen != nullptr ? memory.text(chosen, strlen(chosen)) : nullptr;
     }
 
@@ -152,12 +174,18 @@ class maker {
     void fillprim(KVRNPRIM &prim) {
         prim.function = from.code(functions);
         prim.recform = from.code(recforms);
-        prim.options = from.code(optionsets);
+        const bool merge = sound && prim.function == KVRN_MERGE;
+        const bool copy = sound && prim.function == KVRN_COPY;
+        prim.options = copy ? from.code(copyoptions) : from.code(optionsets);
         prim.fileoprat = from.code(fileoprats);
-        prim.recoprat = from.code(recoprats);
+        prim.recoprat = merge ? from.code(mergerecoprats) : from.code(recoprats);
         prim.cdmode = from.code(cdmodes);
-        prim.reclen = from.length();
+        if (prim.cdmode == KVRN_CD_EBCDIC && sound && made.level() < 4)
+            prim.cdmode = 0;
+        prim.reclen = sound ? 4 + from.byte() % 120U : from.length();
         prim.mergecnt = from.count(5);
+        if ((merge || copy) && (prim.fileoprat & KVRN_SAMEFILE) != 0)
+            prim.fileoprat = 0;
         const uint8_t size = from.byte();
         prim.memsize = size < 240 ? sizes[size % std::size(sizes)] : from.number();
         prim.memaddr = rubbish<void>();
@@ -165,6 +193,8 @@ class maker {
 
     void fillnewer(KVRNPRIM &prim) {
         prim.fieldmode = from.code(fieldmodes);
+        if (prim.fieldmode != 0 && prim.cdmode == KVRN_CD_EBCDIC && sound)
+            prim.cdmode = 0;
         if (prim.fieldmode != 0 && prim.recform == KVRN_FIXED && from.byte() < 250)
             prim.recform = KVRN_VARIABLE; // a text session otherwise never is
         prim.separator = text(separators);
@@ -173,7 +203,11 @@ class maker {
         prim.linedlmt = from.byte() & 3;
         const uint8_t second = from.byte();
         prim.keyoption2 = made.version == KVRN_VERSION_L2_OLDDLMT ? second & 3 : second;
-        prim.altmode = made.level() >= 4 ? from.byte() & 3 : 0xA5;
+        if (sound && (prim.keyoption2 & KVRN_KANJI_JIS) != 0)
+            prim.keyoption &= 15; // a number is not compared by character code
+        prim.altmode = made.level() >= 4 ? from.byte() % 3 : 0xA5;
+        if (!sound && second == 77)
+            prim.altmode = 3;
     }
 
     KVRNFLST *list(const char *const *names, uint32_t count) {
@@ -187,9 +221,13 @@ class maker {
     }
 
     void makefiles() {
-        const uint8_t sides = from.byte();
-        if (sides == 0)
+        uint8_t sides = from.byte();
+        if (sides == 0 && !sound)
             return;
+        if (sound && made.prim->function == KVRN_COPY)
+            sides |= 3;
+        if (sound && made.prim->recform == KVRN_VARIABLE && !made.text())
+            sides &= 0xFC; // no plain file holds variable records
         made.files = take<KVRNFILE>();
         KVRNFILE &files = *made.files;
         files.infiles = nullptr;
@@ -242,9 +280,11 @@ class maker {
     }
 
     void fillkey(KVRNKEYE &entry) {
-        entry.position = from.length();
-        entry.length = from.length();
+        entry.position = position();
+        entry.length = fieldlength(20);
         entry.type = made.text() ? from.code(textkeytypes) : from.code(types);
+        if (entry.type == KVRN_CHARX && sound && made.level() < 4)
+            entry.type = KVRN_CHAR;
         entry.order = from.code(orders);
         entry.textoption = from.byte();
         entry.kanjiconv = from.code(kanji);
@@ -259,8 +299,8 @@ class maker {
     }
 
     void fillsum(KVRNSUME &entry) {
-        entry.position = from.length();
-        entry.length = from.length();
+        entry.position = position();
+        entry.length = fieldlength(18);
         entry.type = made.text() && from.byte() < 240 ? uint8_t{KVRN_CHAR} : from.code(sumtypes);
     }
 
@@ -269,18 +309,20 @@ class maker {
         entry.ltype = made.text() ? from.code(textkeytypes) : from.code(types);
         entry.rtype = made.text() ? from.code(textrights) : from.code(rights);
         entry.options = from.byte();
-        entry.lpos = from.length();
-        entry.llen = from.length();
-        entry.rlen = from.length();
+        entry.lpos = position();
+        entry.llen = fieldlength(20);
+        entry.rlen = fieldlength(20);
         if (entry.rtype == KVRN_FLD_LIT)
             entry.rlit = literal(entry.rlen);
         else
-            entry.rpos = from.length();
+            entry.rpos = position();
         entry.iftrue = from.code(outcomes);
         entry.iffalse = from.code(outcomes);
+        if (sound && entry.iffalse == entry.iftrue) // as a jump alone may be
+            entry.iffalse = entry.iftrue == KVRN_GO_KEEP ? KVRN_GO_DROP : KVRN_GO_KEEP;
         entry.kanjiconv = from.code(kanji);
-        entry.truejump = from.length();
-        entry.falsejump = from.length();
+        entry.truejump = sound ? from.byte() % fewentries : from.length();
+        entry.falsejump = sound ? from.byte() % fewentries : from.length();
     }
 
     // The last condition has to decide.
@@ -300,31 +342,31 @@ class maker {
     }
 
     void fillpiece(KVRNRCNE &entry) {
-        entry.type = from.code(pieces);
-        entry.length = from.length();
+        entry.type = from.code(piecetypes);
+        entry.length = fieldlength(30);
         if (entry.type == KVRN_FLD_LIT)
             entry.literal = literal(entry.length);
         else
-            entry.position = from.length();
+            entry.position = position();
     }
 
     // A table whose option is off stays unread.
     void makeoptions() {
         const uint8_t bits = made.prim->options;
         const uint8_t given = from.byte();
-        if (given == 0)
+        if (given == 0 && !sound)
             return;
         made.opts = take<KVRNOPT>();
         *made.opts = {rubbish<KVRNSUM>(), rubbish<KVRNSEL>(), rubbish<KVRNRCN>()};
         const bool newer = made.level() != 0;
         if ((bits & KVRN_SUM) != 0)
-            made.opts->sum = given == 1
+            made.opts->sum = given == 255
                                  ? nullptr
                                  : table<KVRNSUM>(3, [this](KVRNSUME &entry) { fillsum(entry); });
         if (newer && (bits & KVRN_SELECT) != 0)
-            made.opts->sel = given == 2 ? nullptr : makeselection();
+            made.opts->sel = given == 254 ? nullptr : makeselection();
         if (newer && (bits & KVRN_RECONSTRUCT) != 0)
-            made.opts->rcn = given == 3
+            made.opts->rcn = given == 253
                                  ? nullptr
                                  : table<KVRNRCN>(4, [this](KVRNRCNE &entry) { fillpiece(entry); });
     }

@@ -42,6 +42,7 @@ constexpr uint32_t longest = 40000;    // beyond it no record passes the analysi
 constexpr uint32_t fewbytes = 6000;    // of all records, as a rule
 constexpr uint32_t manybytes = 150000; // more than the smallest storage holds
 constexpr uint32_t manyrecords = 2500;
+constexpr uint32_t spillfactor = 3; // now and then more strings than a merge takes
 constexpr uint32_t blockrecords = 4;
 constexpr uint32_t longestraw = 6000;
 
@@ -72,7 +73,9 @@ recordmaker::recordmaker(bytesource &from, const fuzzblocks &blocks, exactmemory
     size = from.left();
     const bool many = few >= 192 && chosen(material, size);
     const uint32_t each = std::max(reclen, 8U);
-    count = std::min(many ? manyrecords : few % 48U, (many ? manybytes : fewbytes) / each + 1);
+    const uint32_t times = few >= 250 ? spillfactor : 1;
+    count = many ? times * std::min(manyrecords, manybytes / each + 1)
+                 : std::min(few % 48U, fewbytes / each + 1);
     room = static_cast<uint8_t *>(memory.take(blockrecords * size_t{reclen + 8})) +
            blockrecords * size_t{reclen + 8};
 }
