@@ -205,7 +205,7 @@ class maker {
         prim.keyoption2 = made.version == KVRN_VERSION_L2_OLDDLMT ? second & 3 : second;
         if (sound && (prim.keyoption2 & KVRN_KANJI_JIS) != 0)
             prim.keyoption &= 15; // a number is not compared by character code
-        prim.altmode = made.level() >= 4 ? from.byte() % 3 : 0xA5;
+        prim.altmode = made.level() >= 4 ? static_cast<uint8_t>(from.byte() % 3) : uint8_t{0xA5};
         if (!sound && second == 77)
             prim.altmode = 3;
     }

@@ -197,7 +197,7 @@ class maker : recordmaker {
             if (c.ltype == KVRN_MASKBYTE)
                 c.llen = r.between(1, 255);
             if (literals && r.onein(2)) {
-                if (wild && r.onein(30)) // no comparator
+                if (wild && c.ltype != KVRN_MASKBYTE && r.onein(30)) // no comparator
                     c.ltype = static_cast<uint8_t>(text() ? 203 : r.pick({199, 203}));
                 c.rtype = KVRN_FLD_LIT;
                 c.rlen = r.between(1, r.onein(9) ? 256 : 9);

@@ -83,7 +83,11 @@ uint32_t recordmaker::least() const {
 }
 
 uint32_t recordmaker::lengthof(bool lacks, uint32_t longest) {
-    const uint32_t shortest = least();
+    // No record can be long enough for a sum that ends at the greatest length.
+    uint32_t shortest = std::min(least(), longest);
+    if (wild && !s.sums.empty() && r.onein(3)) // about where the first sum ends
+        shortest = longest =
+            std::clamp(s.sums[0].position + s.sums[0].length + r.below(6), shortest, longest);
     return lacks        ? r.pick({0U, shortest - std::min(shortest, 1U)})
            : r.onein(5) ? longest
            : r.onein(5) ? shortest
