@@ -20,7 +20,7 @@ namespace {
 constexpr uint32_t grants[] = {140000, 140000, 140000, 140000, 140000, 140000, 140000, maxgrant};
 constexpr const char *variables[] = {nullptr, nullptr, nullptr, "da",  "da;db",
                                      "da/",   ";",     " da",   "da;", "no/where"};
-constexpr uint32_t enoughcalls = 20000; // far more than there are records
+constexpr uint32_t enoughcalls = 20000000; // thousands of inputs of thousands of records
 constexpr uint32_t never = UINT32_MAX;
 
 // What a caller may do beside the usual calls.
