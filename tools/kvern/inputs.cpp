@@ -27,8 +27,13 @@ inputsource::inputsource(const std::string &path)
 }
 
 inputsource::~inputsource() {
+    close();
+}
+
+void inputsource::close() {
     if (descriptor >= 0 && !fromstdin)
         closeinput(descriptor);
+    descriptor = -1;
 }
 
 inputsource::inputsource(inputsource &&other) noexcept
@@ -87,8 +92,7 @@ void inputsource::rewind() {
 }
 
 void inputsource::standfor(const std::string &file) {
-    if (descriptor >= 0 && !fromstdin)
-        closeinput(descriptor);
+    close();
     fromstdin = false;
     filepath = file;
     facts = inspect(file);

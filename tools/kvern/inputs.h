@@ -39,6 +39,9 @@ class inputsource {
     void rewind();
     // From here on reads what was taken from the stream into this file.
     void standfor(const std::string &file);
+    // Nothing is read any more: where open files are locked, the output can take the
+    // place of this one only now.
+    void close();
 
   private:
     std::string filepath, shown;

@@ -119,8 +119,11 @@ class job {
             deliver(engine);
         engine.close();
         checksum();
-        if (aside)
+        if (aside) {
+            for (inputsource &source : sources)
+                source.close();
             aside->commit();
+        }
         if (shown)
             drawfile(shown->path());
     }
