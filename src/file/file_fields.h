@@ -10,6 +10,8 @@ namespace kvern {
 struct qha5ctx;
 struct blockhdr;
 struct filectl;
+struct fmgrtable;
+struct idxinfo;
 
 // A file routine.  openfn and closefn: 0 done.  readfn fills the record's block:
 // bytes in it, 0 at end of file.  writefn empties it: bytes written.  All: -1
@@ -18,23 +20,23 @@ using fileroutine = int32_t (*)(qha5ctx *ctx, filectl *file);
 
 // One per input file and one for the output.  Zero when created.
 struct filectl {
-    const char *libname; // file-manager library, or null
-    void *fmtable;
-    void *fmmodule;
-    uint8_t kind;   // 1, 2, 16, 18, 19
-    uint8_t family; // 1 for kinds 2, 18, 19
-    uint8_t form;   // no kind fills it yet
+    const char *libname;        // file-manager library, or null
+    fmgrtable *fmtable;         // its functions; null until it is loaded
+    platform::library fmmodule; // not null on the record that loaded it
+    uint8_t kind;               // 1, 2, 16, 18, 19
+    uint8_t family;             // 1 for kinds 2, 18, 19
+    uint8_t form;               // no kind fills it yet
     uint8_t isopen;
     union {
         int descriptor;              // kind 1
         platform::filehandle handle; // kind 16
-        uint8_t fmhandle[12];        // kinds 2, 18, 19
+        uint8_t fmhandle[12];        // kinds 2, 18, 19: the manager's own bytes
     };
-    uint32_t handlelen;
-    blockhdr *block;  // what the next read or write works on
-    const char *name; // arena copy; null for standard input and output
-    uint32_t special; // no kind fills it yet
-    uint32_t mode;    // 'r', 'w', 0 for the standard streams
+    uint32_t handlelen; // of them
+    blockhdr *block;    // what the next read or write works on
+    const char *name;   // arena copy; null for standard input and output
+    uint32_t special;   // no kind fills it yet
+    uint32_t mode;      // 'r', 'w', 0 for the standard streams
     fileroutine openfn, closefn, readfn, writefn;
     uint16_t devno;
     uint32_t fileno;
@@ -42,7 +44,7 @@ struct filectl {
     uint32_t filereclen; // no kind fills it yet
     uint32_t blockcount; // blocks moved, counted by the callers of the slots
     uint8_t eofseen;     // text: the end mark 0x1A was met
-    uint8_t atend;
+    uint8_t atend;       // kinds 18, 19: the manager has reported the end once
 };
 
 struct file_fields {
@@ -51,6 +53,19 @@ struct file_fields {
     filectl *outfile;
     uint8_t usefilemgr, usefilemgr19, useindexed; // kinds 2 or 19, 19, 18 in use
     uint8_t eofmark; // 1: an input ended in 0x1A, so the output gets one
+
+    // The file manager; set by fmgrstart.
+    uint8_t *fmgrmsg;             // request and reply, fmgrmsgroom bytes
+    platform::library fmgrmodule; // null: not loaded
+    uint8_t fmgrstarted;          // 1: its session runs
+
+    // Indexed inputs, described one after the other while the session is set up.
+    idxinfo **idxinfos;             // by indexed input, in the order of the list
+    uint32_t idxcur;                // the one described last: all are opened by it
+    uint8_t *idxhdr;                // 256 bytes, the file's header
+    platform::filehandle idxhandle; // open between idxreadhdr and idxreadkeys
+    uint8_t *idxblock;              // one block of the file
+    uint32_t idxblocklen;           // its length
 };
 
 } // namespace kvern
