@@ -419,6 +419,41 @@ typedef struct KVRNLINK {
     void *module;
 } KVRNLINK;
 
+/* KVRNSTAT.phase: where the session stands */
+enum {
+    KVRN_PHASE_OPENING = 0, /* the blocks are being looked at */
+    KVRN_PHASE_INPUT = 1,   /* sort: records come in; strings go to temporary files */
+    KVRN_PHASE_ORDER = 2,   /* sort: all are in and being ordered */
+    KVRN_PHASE_OUTPUT = 3,  /* sort: records go out */
+    KVRN_PHASE_PASS = 4,    /* merge and copy: records come in and go out */
+    KVRN_PHASE_DONE = 5     /* all records are out */
+};
+
+/* Counters of a session since kvrnopen, filled by kvrnstat.  Members may be
+ * added at the end, and `size` tells which ones caller and engine share. */
+typedef struct KVRNSTAT {
+    uint32_t size;  /* in: sizeof(KVRNSTAT); out: bytes that were filled, from the first on */
+    uint32_t phase; /* KVRN_PHASE_ */
+    /* Records.  All that were taken are delivered, rejected, suppressed or
+     * summed once a session has run to its end. */
+    uint64_t taken;
+    uint64_t delivered;
+    uint64_t rejected;   /* dropped by the filter */
+    uint64_t suppressed; /* of equal key, left out */
+    uint64_t summed;     /* added to another record */
+    /* A sort that does not fit its working storage */
+    uint64_t strings;    /* sorted sequences; 1 where all was sorted in core */
+    uint64_t datablocks; /* blocks of records that strings were written in; 0: in core */
+    uint64_t spills;     /* blocks written a second time, by the final merge */
+    uint64_t tempfiles;
+    uint64_t tempbytes; /* taken by the temporary files */
+    uint64_t tempreads; /* blocks read from them */
+    uint64_t tempwrites;
+    /* Bytes of the input files and the output file */
+    uint64_t inbytes;
+    uint64_t outbytes;
+} KVRNSTAT;
+
 /* ------------------------------------------------------------ public calls */
 
 /* Opens a session.  link, prim and sess are required; keys, files and opts may
@@ -460,7 +495,8 @@ int KVRN_CALL qha5term(KVRNPRIM *prim, KVRNSESS *sess);
 
 /* ----------------------------------------------------------- control calls */
 
-/* Each returns 0, or -1 where there is no session.  They may be called from
+/* Each returns 0, or -1 where there is no session (a failed kvrnopen leaves
+ * one until kvrnclse).  They may be called from
  * the hook, from a window procedure that runs inside the session's calls, or
  * between calls, on the session's thread. */
 
@@ -478,6 +514,16 @@ int KVRN_CALL kvrntmpd(KVRNSESS *sess, const char *dirs);
  * every pump round (between blocks of file work and partitions of the sort); a
  * non-zero result stops the session.  Null takes the hook away. */
 void KVRN_CALL kvrnhook(int(KVRN_CALL *hook)(KVRNSESS *sess, void *arg), void *arg);
+
+/* Fills the counters, as far as stat->size covers them.  -1 also where stat is
+ * null or its size does not cover the size itself. */
+int KVRN_CALL kvrnstat(KVRNSESS *sess, KVRNSTAT *stat);
+
+/* Copies the text of the last message, its arguments filled in, without the
+ * line end; of a session that has failed the message that belongs to its
+ * detail code.  Empty: none yet.  Always zero-ended.  0 whole; 1 cut to `room`
+ * bytes with the end; -1 also where text is null or room is 0. */
+int KVRN_CALL kvrntext(KVRNSESS *sess, char *text, unsigned room);
 
 #ifdef __cplusplus
 } /* extern "C" */
@@ -534,6 +580,12 @@ KVRN_AT(KVRNLINK, init, 12);
 KVRN_AT(KVRNLINK, term, 16);
 KVRN_AT(KVRNLINK, module, 28);
 KVRN_SIZE(KVRNLINK, 32);
+KVRN_AT(KVRNSTAT, phase, 4);
+KVRN_AT(KVRNSTAT, taken, 8);
+KVRN_AT(KVRNSTAT, strings, 48);
+KVRN_AT(KVRNSTAT, tempfiles, 72);
+KVRN_AT(KVRNSTAT, inbytes, 104);
+KVRN_SIZE(KVRNSTAT, 120);
 KVRN_AT(KVRNKEY, entry, 4);
 KVRN_AT(KVRNKEYE, position, 0);
 KVRN_AT(KVRNKEYE, length, 4);

@@ -82,7 +82,7 @@ int32_t closedescr(qha5ctx *ctx, filectl *file) {
     if (file->kind != ownkind || file->isopen != 1)
         return -1;
     file->isopen = 0;
-    uint32_t count;
+    uint32_t count = 0;
     if (ctx->eofmark == 1 && file->mode == 'w')
         (void)platform::writedescr(file->descriptor, &endmark, 1, &count); // untested: intended
     const int error = platform::closedescr(file->descriptor);
@@ -95,8 +95,9 @@ int32_t readfixeddescr(qha5ctx *ctx, filectl *file) {
     if (file->kind != ownkind)
         return -1;
     blockhdr *block = file->block;
-    uint32_t count;
+    uint32_t count = 0;
     const int error = platform::readdescr(file->descriptor, block->first, ctx->inblklen, &count);
+    ctx->inbytes += count;
     if (error != 0 || count % ctx->inreclen != 0)
         return failread(ctx, file, error);
     block->count = count / ctx->inreclen;
@@ -111,11 +112,12 @@ int32_t readlinedescr(qha5ctx *ctx, filectl *file) {
     carryentry *carry = &ctx->carrytab[block->blockinput];
     block->count = 0;
     uint32_t length = takecarry(carry, block);
-    uint32_t count;
+    uint32_t count = 0;
     const int error =
         platform::readdescr(file->descriptor, block->first + length, ctx->textreadlen, &count);
     if (error != 0)
         return failread(ctx, file, error);
+    ctx->inbytes += count;
     length += count;
     if (length == 0) {
         endlines(carry, block);
@@ -130,9 +132,10 @@ int32_t writedescr(qha5ctx *ctx, filectl *file) {
     if (file->kind != ownkind)
         return -1;
     const blockhdr *block = file->block;
-    uint32_t count;
+    uint32_t count = 0;
     const int error = platform::writedescr(file->descriptor, block->first,
                                            static_cast<uint32_t>(blockbytes(block)), &count);
+    ctx->outbytes += count;
     if (error != 0)
         return failby(ctx, writefailures, outputname(file), file->mode, error);
     return static_cast<int32_t>(count);

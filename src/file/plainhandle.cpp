@@ -65,8 +65,9 @@ int32_t closehandle(qha5ctx *ctx, filectl *file) {
     file->isopen = 0;
     platform::syserror marked = 0;
     if (ctx->eofmark == 1 && file->mode == 'w') {
-        uint32_t count;
+        uint32_t count = 0;
         marked = platform::writefile(file->handle, &endmark, 1, &count);
+        ctx->outbytes += count;
     }
     const platform::syserror closed = platform::closefile(file->handle);
     if (marked != 0)
@@ -78,11 +79,12 @@ int32_t readfixedhandle(qha5ctx *ctx, filectl *file) {
     if (file->kind != ownkind)
         return -1;
     blockhdr *block = file->block;
-    uint32_t count;
+    uint32_t count = 0;
     const platform::syserror code =
         platform::readfile(file->handle, block->first, ctx->inblklen, &count);
     if (code != 0)
         return failsystem(ctx, file, code, fileop::read);
+    ctx->inbytes += count;
     if (count % ctx->inreclen != 0)
         return failtorn(ctx, file);
     block->count = count / ctx->inreclen;
@@ -101,11 +103,12 @@ int32_t readlinehandle(qha5ctx *ctx, filectl *file) {
     if (file->eofseen == 1 && length == 0)
         return endatmark(ctx, carry, block);
 
-    uint32_t count;
+    uint32_t count = 0;
     const platform::syserror code =
         platform::readfile(file->handle, block->first + length, ctx->textreadlen, &count);
     if (code != 0)
         return failsystem(ctx, file, code, fileop::read);
+    ctx->inbytes += count;
     length += count;
     if (length == 0) {
         endlines(carry, block);
@@ -134,9 +137,10 @@ int32_t writehandle(qha5ctx *ctx, filectl *file) {
     if (file->kind != ownkind)
         return -1;
     const blockhdr *block = file->block;
-    uint32_t count;
+    uint32_t count = 0;
     const platform::syserror code = platform::writefile(
         file->handle, block->first, static_cast<uint32_t>(blockbytes(block)), &count);
+    ctx->outbytes += count;
     if (code != 0)
         return failsystem(ctx, file, code, fileop::write);
     return afterpump(ctx, static_cast<int32_t>(count));

@@ -2,7 +2,8 @@
 // it stands: no byte is moved in memory.  Everything else goes through the output
 // block, which is carried over from input to input and written when it is full.
 //
-// Counts of records wrap at 2^32, all alike.
+// Counts of records wrap at 2^32, all alike; no block holds as many, so the totals
+// that are asked for follow them block by block.
 #include "merge/copy.h"
 
 #include "file/filectl.h"
@@ -35,6 +36,12 @@ void countlines(const qha5ctx *ctx, blockhdr *block) {
     block->count = counttext(block->first, block->limit, ctx->linedlmt, ctx->linedlmtlen);
 }
 
+void followcounts(qha5ctx *ctx) {
+    ctx->intotal.follow(ctx->incount);
+    ctx->outtotal.follow(ctx->outcount);
+    ctx->droptotal.follow(ctx->selectcount);
+}
+
 // Bytes in the block, 0 at the end of the file, -1 failed.
 int32_t readcounted(qha5ctx *ctx, filectl *file, uint32_t input) {
     blockhdr *block = file->block;
@@ -43,6 +50,7 @@ int32_t readcounted(qha5ctx *ctx, filectl *file, uint32_t input) {
         return got;
     ctx->countblock(ctx, block);
     ctx->incount += block->count;
+    followcounts(ctx);
     ctx->perinput[input] += block->count;
     ++file->blockcount;
     block->next = block->first;

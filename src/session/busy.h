@@ -7,6 +7,11 @@
 
 namespace kvern {
 
+// The session of a caller's block; null: none.
+inline qha5ctx *sessionof(const KVRNSESS *sess) {
+    return sess ? static_cast<qha5ctx *>(sess->ctx) : nullptr;
+}
+
 class busymark {
   public:
     explicit busymark(qha5ctx *ctx) : ctx_(ctx) { ctx_->busy = 1; }

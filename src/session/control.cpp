@@ -1,18 +1,16 @@
 // The control calls: what a front end may tell a session while it runs.
 
+#include "session/busy.h"
 #include "session/exported.h"
 #include "session/hook.h"
 
 using kvern::qha5ctx;
+using kvern::sessionof;
 
 namespace {
 
 constexpr unsigned char lowestlevel = 1;
 constexpr unsigned char highestlevel = 6;
-
-qha5ctx *sessionof(const KVRNSESS *sess) {
-    return sess ? static_cast<qha5ctx *>(sess->ctx) : nullptr;
-}
 
 } // namespace
 

@@ -1,22 +1,18 @@
 // Recording and printing of failures and statistics points.
 //
 // The record (errdetail, lastmsg) is kept whatever the settings are; a line goes
-// out only where level and option allow it.  The formatter knows %s, %d and %u,
-// and looks at the tag of an argument before it prints one: an argument that is
-// absent or of the other kind prints as nothing (%s) or 0 (%d, %u), since some
-// reports leave the arguments of an earlier one in place.
+// out only where level and option allow it.
 
 #include "session/qha9msg.h"
 
-#include <cstring>
+#include "session/msgformat.h"
 
 namespace kvern {
 
 namespace {
 
 constexpr int lv_highest = 6;
-constexpr uint32_t maxargs = 5;
-constexpr uint32_t numberroom = 12; // sign and ten digits
+constexpr uint32_t maxargs = sizeof keptmessage::args / sizeof(msgarg);
 
 // Gathers a line and hands it to a stream; longer texts go out in pieces.
 struct linebuffer {
@@ -34,46 +30,13 @@ struct linebuffer {
             flush();
         bytes[used++] = c;
     }
-    void put(const char *text) {
-        while (*text)
-            put(*text++);
-    }
-    void putnumber(uint32_t value, bool is_signed) {
-        char digits[numberroom];
-        uint32_t count = 0;
-        const bool negative = is_signed && value > INT32_MAX;
-        if (negative)
-            value = 0 - value;
-        do
-            digits[count++] = static_cast<char>('0' + value % 10);
-        while (value /= 10);
-        if (negative)
-            put('-');
-        while (count)
-            put(digits[--count]);
-    }
 };
 
 void printformat(platform::stream to, const char *format, const msgarg *args, uint32_t count) {
     linebuffer line;
     line.to = to;
     line.used = 0;
-    const msgarg none = {};
-    for (uint32_t index = 0; *format; ++format) {
-        if (*format != '%') {
-            line.put(*format);
-            continue;
-        }
-        const msgarg &arg = index < count ? args[index] : none;
-        ++index;
-        ++format;
-        if (*format == 's') {
-            if (arg.kind == msgarg::text && arg.string)
-                line.put(arg.string);
-        } else {
-            line.putnumber(arg.kind == msgarg::number ? arg.value : 0, *format == 'd');
-        }
-    }
+    formatmessage(line, format, args, count);
     line.flush();
 }
 
@@ -97,12 +60,24 @@ void printmessage(const qha5ctx *ctx, uint32_t msgno) {
     }
 }
 
+// What a program asks for later: statistics points tell it nothing, and what comes
+// after the first detail code is a consequence of that.
+void keep(qha5ctx *ctx, uint32_t detail, uint32_t msgno) {
+    if (msgno >= statpoint || ctx->kept.detail != 0)
+        return;
+    ctx->kept = {msgno,
+                 detail,
+                 ctx->msgargc,
+                 {ctx->msgarg1, ctx->msgarg2, ctx->msgarg3, ctx->msgarg4, ctx->msgarg5}};
+}
+
 } // namespace
 
 void report(qha5ctx *ctx, uint32_t detail, uint32_t msgno, int level) {
     if (detail != 0 && ctx->errdetail == 0)
         ctx->errdetail = detail;
     ctx->lastmsg = msgno;
+    keep(ctx, detail, msgno);
     if (level == 0 || level > ctx->msglevel || ctx->msglevel > lv_highest)
         return;
     if (ctx->msgargc > maxargs) {

@@ -23,6 +23,26 @@ struct msgarg {
     static constexpr msgarg of(uint32_t n) { return {nullptr, n, number}; }
 };
 
+// A report as it was issued, for those who ask later.
+struct keptmessage {
+    uint32_t number; // 0: none
+    uint32_t detail;
+    uint32_t argc;
+    msgarg args[5];
+};
+
+// A count of 32 bits that may wrap, followed in 64 by looking at it before it has
+// gone all the way round.
+struct widecount {
+    uint64_t total;
+    uint32_t seen;
+    uint64_t follow(uint32_t now) {
+        total += static_cast<uint32_t>(now - seen);
+        seen = now;
+        return total;
+    }
+};
+
 // What holds between two calls of a session.
 enum sessionstate : uint8_t {
     st_created = 0,   // context exists, set-up not finished
@@ -51,6 +71,7 @@ struct session_fields {
     uint32_t errno_detail;       // status for KVRNSESS.syserr
     uint32_t errnum;             // last system error number
     uint32_t lastmsg;            // number of the last report
+    keptmessage kept;            // first report with a detail code, until then the last
     const char *const *msgtable; // 93 rows
     uint32_t msgargc;
     msgarg msgarg1, msgarg2, msgarg3, msgarg4, msgarg5;
@@ -70,9 +91,10 @@ struct session_fields {
     uint32_t arenatotal, arenaspare; // kept in step by the driver, not read
 
     // Counts of the balance that qha5term tests.
-    uint32_t incount;   // records taken in
-    uint32_t outcount;  // records delivered
-    uint32_t *perinput; // incount by input file
+    uint32_t incount;                       // records taken in
+    uint32_t outcount;                      // records delivered
+    uint32_t *perinput;                     // incount by input file
+    widecount intotal, outtotal, droptotal; // follow incount, outcount, selectcount
 
     // What a record call of a sort does with code 16, by record form and exchange;
     // set before state 1 is left.  0, or -1 with sess->detail set.  They need

@@ -101,6 +101,7 @@ int sortexternal(qha5ctx *ctx) {
 } // namespace
 
 int runphases(qha5ctx *ctx) {
+    ctx->ordering = 1;
     if (!countsagree(ctx))
         return faillogic(ctx);
     notecounts(ctx);

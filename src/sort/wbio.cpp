@@ -65,6 +65,7 @@ int32_t readinto(qha5ctx *ctx, blockhdr *wb) {
     const platform::syserror error =
         platform::readfile(wb->file->handle, wb->first, ctx->wbsize, &count);
     ++wb->file->reads;
+    ++ctx->tempreads;
     if (error == 0 && count == ctx->wbsize)
         return io_done;
     ctx->errnum = error;
@@ -82,6 +83,7 @@ int32_t writefrom(qha5ctx *ctx, blockhdr *wb) {
         platform::writefile(wb->file->handle, wb->first, ctx->wbsize, &count);
     if (error == 0) {
         ++wb->file->writes;
+        ++ctx->tempwrites;
         return count == ctx->wbsize ? io_done : io_full;
     }
     ctx->errnum = error;
@@ -131,8 +133,10 @@ int appendwb(qha5ctx *ctx, blockhdr *wb) {
         return -1;
     wb->file = file;
     wb->filepos = file->size;
-    if (file->size <= ctx->tempfilelimit - ctx->wbsize)
+    if (file->size <= ctx->tempfilelimit - ctx->wbsize) {
         file->size += ctx->wbsize;
+        ctx->tempbytes += ctx->wbsize;
+    }
     return writewb(ctx, wb);
 }
 

@@ -74,11 +74,18 @@ int sort_in_c(char *records, unsigned length, unsigned count) {
 
 size_t control_calls_without_session(void) {
     KVRNSESS sess;
+    KVRNSTAT stat;
+    char text[8];
     size_t refused = 0;
     memset(&sess, 0, sizeof sess);
     refused += kvrnstop(&sess) == -1;
     refused += kvrnlevl(&sess, 6) == -1;
     refused += kvrntmpd(&sess, "/tmp") == -1;
     refused += kvrnstop(NULL) == -1;
+    stat.size = sizeof stat;
+    refused += kvrnstat(&sess, &stat) == -1;
+    refused += kvrnstat(NULL, &stat) == -1;
+    refused += kvrntext(&sess, text, sizeof text) == -1;
+    refused += kvrntext(NULL, text, sizeof text) == -1;
     return refused;
 }

@@ -1,0 +1,173 @@
+// The counters and the last message of a session, asked between calls and from the hook.
+#include "handmade.h"
+#include "support/tempfolder.h"
+
+#include <gtest/gtest.h>
+
+namespace kvern::test {
+namespace {
+
+KVRNSTAT statof(KVRNSESS *sess) {
+    KVRNSTAT stat = {};
+    stat.size = sizeof stat;
+    EXPECT_EQ(kvrnstat(sess, &stat), 0);
+    EXPECT_EQ(stat.size, sizeof stat);
+    return stat;
+}
+
+// Records of 8 bytes, keys 0 to `keys` - 1 over and over.
+std::string eights(uint32_t count, uint32_t keys) {
+    std::string all;
+    for (uint32_t i = 0; i < count; ++i) {
+        const std::string digits = std::to_string(i * 7919U % keys);
+        all += std::string(7 - digits.size(), '0') + digits + '\n';
+    }
+    return all;
+}
+
+// What the hook saw: that no counter ever fell, and which phases there were.
+struct watcher {
+    KVRNSTAT last = {};
+    uint32_t phases = 0; // a bit each
+    bool fell = false;
+
+    static int KVRN_CALL hook(KVRNSESS *sess, void *arg) {
+        auto *self = static_cast<watcher *>(arg);
+        const KVRNSTAT now = statof(sess), was = self->last;
+        self->fell |= now.phase < was.phase || now.taken < was.taken ||
+                      now.delivered < was.delivered || now.inbytes < was.inbytes ||
+                      now.tempbytes < was.tempbytes || now.tempreads < was.tempreads;
+        self->phases |= 1U << now.phase;
+        self->last = now;
+        return 0;
+    }
+};
+
+struct filesession : handmade {
+    tempfolder folder;
+    watcher seen;
+    std::string in = folder.file("in"), out = folder.file("out");
+
+    KVRNSTAT run(char function, const std::string &data) {
+        prim.function = static_cast<uint8_t>(function);
+        writefile(in, data);
+        infile(in);
+        outfile(out);
+        prim.mergecnt = 1;
+        prim.memsize = KVRN_MEM_MIN;
+        kvrnhook(watcher::hook, &seen);
+        EXPECT_EQ(open(), 0) << sess.detail;
+        kvrnhook(nullptr, nullptr);
+        const KVRNSTAT stat = statof(&sess);
+        EXPECT_EQ(close(), 0);
+        EXPECT_EQ(sess.detail, 0U);
+        EXPECT_FALSE(seen.fell);
+        EXPECT_EQ(stat.taken, stat.delivered + stat.rejected + stat.suppressed + stat.summed);
+        EXPECT_EQ(stat.outbytes, readfile(out).size());
+        EXPECT_EQ(stat.inbytes, data.size());
+        EXPECT_EQ(stat.phase, unsigned{KVRN_PHASE_DONE});
+        return stat;
+    }
+};
+
+TEST(counters, of_an_external_sort_with_suppression) {
+    filesession s;
+    s.prim.options = KVRN_SUPPRESS;
+    const KVRNSTAT stat = s.run('s', eights(50000, 30011));
+    EXPECT_EQ(stat.taken, 50000U);
+    EXPECT_EQ(stat.delivered, 30011U);
+    EXPECT_EQ(stat.suppressed, 50000U - 30011U);
+    EXPECT_GT(stat.strings, 1U);
+    EXPECT_GT(stat.datablocks, stat.strings);
+    EXPECT_GE(stat.tempwrites, stat.datablocks + stat.spills);
+    EXPECT_GE(stat.tempreads, stat.datablocks);
+    EXPECT_EQ(stat.tempfiles, 1U);
+    EXPECT_GT(stat.tempbytes, 50000U * 8);
+    const uint32_t sortphases =
+        1U << KVRN_PHASE_INPUT | 1U << KVRN_PHASE_ORDER | 1U << KVRN_PHASE_OUTPUT;
+    EXPECT_EQ(s.seen.phases & sortphases, sortphases);
+}
+
+TEST(counters, of_lines_and_of_one_pass) {
+    filesession s;
+    s.astext(KVRN_DLMT_LF);
+    const KVRNSTAT sorted = s.run('s', eights(300, 97));
+    EXPECT_EQ(sorted.taken, 300U);
+    EXPECT_EQ(sorted.strings, 1U);
+    EXPECT_EQ(sorted.datablocks + sorted.spills + sorted.tempfiles + sorted.tempwrites, 0U);
+    for (const char function : {'m', 'c'}) {
+        filesession pass;
+        pass.astext(KVRN_DLMT_LF);
+        EXPECT_EQ(pass.run(function, readfile(s.out)).taken, 300U);
+        EXPECT_NE(pass.seen.phases & 1U << KVRN_PHASE_PASS, 0U);
+    }
+}
+
+TEST(counters, fill_what_the_size_covers) {
+    handmade s;
+    ASSERT_EQ(s.open(), 0);
+    ASSERT_EQ(s.put("12345678"), 0);
+    for (const uint32_t size : {0U, 3U, 4U, 8U, 16U, 20U, 120U, 121U, 0xFFFFFFFFU}) {
+        std::vector<uint8_t> room(sizeof(KVRNSTAT) + 16, 0xA5);
+        std::memcpy(room.data(), &size, sizeof size);
+        const std::vector<uint8_t> before = room;
+        auto *stat = reinterpret_cast<KVRNSTAT *>(room.data());
+        const uint32_t filled = std::min<uint32_t>(size, sizeof(KVRNSTAT));
+        EXPECT_EQ(kvrnstat(&s.sess, stat), size < 4 ? -1 : 0);
+        if (size < 4) {
+            EXPECT_EQ(room, before);
+            continue;
+        }
+        EXPECT_EQ(stat->size, filled);
+        EXPECT_EQ(size < 8 ? 0xA5A5A5A5U : uint32_t{KVRN_PHASE_INPUT}, stat->phase);
+        EXPECT_EQ(size < 16 ? 0xA5A5A5A5A5A5A5A5U : 1, stat->taken);
+        for (size_t at = filled; at < room.size(); ++at)
+            EXPECT_EQ(room[at], before[at]) << size << ' ' << at;
+    }
+    EXPECT_EQ(kvrnstat(&s.sess, nullptr), -1);
+}
+
+TEST(message, of_the_session) {
+    const std::string keytext =
+        "KVERN:7:The mistake is found in the specification of the key-field(0).";
+    handmade s;
+    char text[200] = "x";
+    ASSERT_EQ(s.open(), 0);
+    EXPECT_EQ(kvrntext(&s.sess, text, sizeof text), 0);
+    EXPECT_STREQ(text, "");
+    EXPECT_EQ(s.put("short"), -1);
+    EXPECT_EQ(kvrntext(&s.sess, text, sizeof text), 0);
+    EXPECT_STREQ(text, "KVERN:22:Invalid record length is specified in kvrnput function.");
+    EXPECT_EQ(qha5chkg(&s.sess), -1); // what follows does not hide the reason
+    EXPECT_EQ(kvrntext(&s.sess, text, sizeof text), 0);
+    EXPECT_EQ(std::string(text).substr(0, 9), "KVERN:22:");
+    EXPECT_EQ(s.close(), 0);
+    EXPECT_EQ(kvrntext(&s.sess, text, sizeof text), -1);
+
+    KVRNKEY key = {1, {{5, 4, KVRN_CHAR, KVRN_ASCENDING, 0, 0, nullptr}}};
+    ASSERT_EQ(kvrnopen(s.version, &s.link, &s.prim, &s.sess, &key, nullptr, nullptr), -1);
+    EXPECT_EQ(kvrntext(&s.sess, text, sizeof text), 0);
+    EXPECT_EQ(text, keytext);
+    EXPECT_EQ(kvrntext(&s.sess, text, static_cast<unsigned>(keytext.size()) + 1), 0);
+    text[11] = '!';
+    EXPECT_EQ(kvrntext(&s.sess, text, 11), 1);
+    EXPECT_EQ(std::string(text, 12), keytext.substr(0, 10) + '\0' + '!');
+    EXPECT_EQ(kvrntext(&s.sess, text, 1), 1);
+    EXPECT_STREQ(text, "");
+    EXPECT_EQ(kvrntext(&s.sess, text, 0), -1);
+    EXPECT_EQ(kvrntext(&s.sess, nullptr, 9), -1);
+}
+
+TEST(message, names_the_file) {
+    handmade s;
+    const tempfolder folder;
+    const std::string missing = folder.file("missing");
+    s.infile(missing);
+    ASSERT_EQ(s.open(), -1);
+    char text[600];
+    EXPECT_EQ(kvrntext(&s.sess, text, sizeof text), 0);
+    EXPECT_EQ(text, "KVERN:32:Error occurred during file (" + missing + ") open.(2)");
+}
+
+} // namespace
+} // namespace kvern::test
