@@ -164,6 +164,26 @@ const std::vector<sortcase> sortcases = {
     {"merge -r", "b\na\n", "b\na\n"},
     {"merge", "a\r\nb\r\nc\nd", "a\r\nb\r\nc\nd\r\n"},
     {"merge -w \"$1 != 'b'\" --rebuild \"$1 $1\"", "a\nb\nc\n", "a a\nc c\n"},
+    // Variable records, in every framing
+    {"sort --variable 9 --framing rdw -k 1,1", "\0\6\0\0bx\0\4\0\0\0\5\0\0a"s,
+     "\0\4\0\0\0\5\0\0a\0\6\0\0bx"s},
+    {"copy --variable 9 --framing be16z -w \"[1,1] > 'a'\"", "\0\1\0\0b\0\1\0\0a"s, "\0\1\0\0b"s},
+    {"copy --variable 9 --framing be32", "\0\0\0\0\0\0\0\2ab\0\0\0\1c"s,
+     "\0\0\0\0\0\0\0\2ab\0\0\0\1c"s},
+    {"merge --variable 9 --framing le32 -k 1,1 -u", "\1\0\0\0a\2\0\0\0ab\1\0\0\0c"s,
+     "\2\0\0\0ab\1\0\0\0c"s},
+    {"sort --variable 9 --framing be16 --data ebcdic --rebuild \"2,1 'A'\" -k 1,1", "\0\2ab\0\2za"s,
+     "\0\2a\xC1\0\2b\xC1"s},
+    // Headers and short records
+    {"sort --header 1", "z\nb\na\n", "z\na\nb\n"},
+    {"copy --header 2 -w \"$1 = 'x'\"", "h\r\n\r\na\r\nx\r\n", "h\r\n\r\nx\r\n"},
+    {"merge --fixed 2 --header 1", "zza1b1", "zza1b1"},
+    {"sort --header 3 --variable 9 --framing be16", "\0\1b\0\1a"s, "\0\1b\0\1a"s},
+    {"sort -k 2 --short drop", "a 2\nb\nc 1\n", "c 1\na 2\n"},
+    {"merge --columns -w \"[2,1] > '0'\" --short drop", "a2\nb\nc1\n", "a2\nc1\n"},
+    {"copy -w \"$2 > 1\" --short drop", "a 2\nb\nc 1\n", "a 2\n"},
+    {"sort --fixed 2 -r --short drop", "aabbc", "bbaa"},
+    {"copy --variable 9 --framing be16 -w \"[2,1] > '0'\" --short drop", "\0\1b\0\2a1"s, "\0\2a1"s},
 };
 
 // Each through a redirected file to the stream, and in turn through a pipe or a
@@ -239,11 +259,29 @@ const refusal refusals[] = {
     {"copy --fixed 9 --rebuild \"1,2 ''\"", "", 2, "an empty text is no piece"},
     {"copy --fixed 9 --rebuild 9,2", "", 2, "--rebuild reaches byte 10 of a 9-byte record"},
     {"copy -u", "", 2, "-u is no option of copy"},
-    {"copy --columns -w \"[2,1] == 'a'\"", "ab\nc\n", 3, "a record lacks a field of a condition"},
+    {"copy -o out2 --columns -w \"[2,1] == 'a'\" in", "ab\nc\n", 3,
+     "line 2 of in has 1 byte, --where looks at byte 2"},
     {"sort -u --sum 1", "", 2, "-u and --sum exclude each other"},
     {"sort --fixed 9 -k 1,1 --sum 2,2,ch", "", 2, "\"ch\" is no type that sums"},
-    {"merge -n", "2\n1\n", 1, "the input is not in order"},
-    {"sort", "a\r\nb\0c\r\n"s, 3, "line 2 of standard input holds a zero byte"},
+    {"merge -n", "2\n1\n", 1, "line 2 of standard input (offset 2) sorts before the one"},
+    {"merge --variable 9 --framing be16 -k 1,1", "\0\1b\0\1a"s, 1,
+     "record 2 of standard input (offset 3)"},
+    {"check --header 1 --fixed 2", "a1b1a2", 1, "record 3 of standard input (offset 4)"},
+    {"check -u", "a\r\nb\r\nb\r\n", 1, "(offset 6) has the key of the one ahead of it"},
+    {"check a b", "", 2, "check looks at one input"},
+    // Variable records
+    {"sort --variable 9", "", 2, "--variable needs --framing"},
+    {"sort --variable 9 --framing rdw --fixed 9", "", 2, "exclude each other"},
+    {"sort --variable 9 --framing rdw", "\0\5\0\0a\0\3\0\0"s, 3,
+     "standard input: no rdw prefix at offset 5, where record 2 should begin: 00 03 00 00\n"},
+    {"copy --variable 9 --framing be16z", "\0\0\1\0"s, 3,
+     "offset 0, where record 1 should begin: 00 00 01 00"},
+    {"copy --variable 9 --framing be32", "\0\0\0\12"s, 3, "a length of 10 passes --variable 9"},
+    {"merge --variable 9 --framing le32", "\2\0\0\0a"s, 3, "of 2 bytes behind it the input has 1"},
+    {"merge --variable 9 --framing le32", "\2\0\0"s, 3, "the input ends there"},
+    {"sort --variable 9 --framing be16 -w \"[2,1] > '0'\"", "\0\1b"s, 3,
+     "record 1 of standard input has 1 byte, --where looks at byte 2"},
+    {"sort", "a\r\nb\0c\r\n"s, 3, "line 2 of standard input (offset 3) holds a zero byte"},
 };
 
 TEST_F(command, says_what_is_wrong) {
@@ -279,6 +317,10 @@ TEST_F(command, says_what_is_wrong_in_a_pipe) {
 }
 
 TEST_F(command, tells_itself) {
+    EXPECT_EQ(run("check -k 1", "a 2\na 1\n").code, 0);
+    const outcome unordered = run("check -q", "b\na\n");
+    EXPECT_EQ(unordered.code, 1);
+    EXPECT_EQ(unordered.err, "");
     EXPECT_EQ(run("--version").out.rfind("kvern ", 0), 0u);
     EXPECT_NE(run("sort --help").out.find("sort"), std::string::npos);
     EXPECT_EQ(run("help").code, 0);

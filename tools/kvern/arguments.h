@@ -1,4 +1,4 @@
-// The command line of `kvern sort`, `merge` or `copy` as values, not yet judged against each other.
+// The command line of a job as values, not yet judged against each other.
 #pragma once
 
 #include <cstdint>
@@ -7,13 +7,15 @@
 
 namespace command {
 
-enum class jobkind : uint8_t { sort, merge, copy };
+enum class jobkind : uint8_t { sort, merge, copy, check };
 
 struct joboptions {
     jobkind kind = jobkind::sort;
 
     // Record form
-    uint32_t fixed = 0; // 0: text
+    uint32_t fixed = 0;    // 0: not fixed
+    uint32_t variable = 0; // 0: not variable
+    std::string framing;
     bool text = false;
     bool columns = false;
     std::string textoption; // an option of text that was given, none: empty
@@ -38,12 +40,22 @@ struct joboptions {
     bool warnoverflow = false;
     std::string where, rebuild;
     bool wheregiven = false, rebuildgiven = false;
+    uint32_t header = 0; // records
+    bool dropshort = false;
 
     // Files and room
     std::vector<std::string> inputs;
     std::string output; // empty or "-": standard output
     std::vector<std::string> tempdirs;
     std::string memory;
+    bool keeptemp = false;
+
+    // Reporting
+    bool quiet = false;
+    std::string color = "auto";
+
+    bool istext() const { return fixed == 0 && variable == 0; }
+    bool tofile() const { return !output.empty() && output != "-"; }
 };
 
 // Throws a failure of the command line; false when help was asked for and given.

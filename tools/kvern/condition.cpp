@@ -255,6 +255,7 @@ class parser {
     void takenumbered(field &out) {
         ++at;
         out.position = takenumber("field number") - 1;
+        table.lastfield = std::max(table.lastfield, out.position);
         out.length = at < text.size() && text[at] == ':' ? (++at, takenumber("width")) : widest;
         if (out.length > widest)
             failat(out.at, "a field is compared by " + std::to_string(widest) + " bytes at most");

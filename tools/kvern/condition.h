@@ -31,6 +31,7 @@ struct conditiontable {
     std::vector<KVRNSELE> entries;    // point into the literals
     std::deque<std::string> literals; // whose places stay
     uint64_t reach = 0;               // last byte that a condition looks at, from 1
+    uint32_t lastfield = 0;           // by field: the highest number, from 0
 };
 
 // Throws the failure of an expression that is none.

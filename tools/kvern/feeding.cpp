@@ -1,8 +1,11 @@
 #include "feeding.h"
 
+#include "recordintake.h"
 #include "report.h"
 
 #include <algorithm>
+#include <cstring>
+#include <deque>
 
 namespace command {
 
@@ -10,10 +13,13 @@ namespace {
 
 // About this much passes in one call.
 constexpr uint32_t blockbytes = 256u << 10;
+constexpr char endmarkbyte = 0x1A;
+constexpr uint32_t lengthword = 4; // in front of a variable record in a block
 
-void feedfixed(session &engine, inputsource &source, uint32_t reclen) {
+void feedfixed(session &engine, inputsource &source, const jobplan &plan, tally &counts) {
+    const uint32_t reclen = plan.shape.length;
     std::vector<char> block(size_t{std::max(blockbytes / reclen, 1u)} * reclen);
-    uint64_t records = 0;
+    uint64_t records = source.skippedrecords();
     for (bool atend = false; !atend;) {
         size_t filled = 0;
         while (filled < block.size() && !atend) {
@@ -22,85 +28,229 @@ void feedfixed(session &engine, inputsource &source, uint32_t reclen) {
             atend = count == 0;
         }
         records += filled / reclen;
-        if (filled % reclen != 0)
+        const size_t torn = filled % reclen;
+        if (torn != 0 && !plan.form.dropshort)
             throw failure{ending::data,
                           source.name() + " ends inside record " + std::to_string(records + 1) +
-                              ", after " + std::to_string(filled % reclen) + " of " +
-                              plural(reclen, "byte"),
+                              ", after " + std::to_string(torn) + " of " + plural(reclen, "byte"),
                           "look at --fixed"};
-        if (filled > 0)
-            engine.put(block.data(), static_cast<uint32_t>(filled));
+        counts.shorts += torn != 0 ? 1 : 0;
+        if (filled > torn)
+            engine.put(block.data(), static_cast<uint32_t>(filled - torn));
     }
+}
+
+void feedvariable(session &engine, recordintake &intake) {
+    std::string block;
+    while (intake.next()) {
+        const std::string_view data = intake.record().data();
+        const auto length = static_cast<uint32_t>(data.size());
+        if (block.size() + lengthword + length > blockbytes && !block.empty()) {
+            engine.put(block.data(), static_cast<uint32_t>(block.size()));
+            block.clear();
+        }
+        block.append(reinterpret_cast<const char *>(&length), lengthword);
+        block.append(data);
+    }
+    if (!block.empty())
+        engine.put(block.data(), static_cast<uint32_t>(block.size()));
 }
 
 // One line a call: the engine takes a line that ends in one byte as a record,
 // and one that ends in CR LF as a block of its own.
-void feedtext(session &engine, inputsource &source, const textform &form, textscanner &scanner) {
-    const size_t endlength = endbytes(form.end).size();
-    scanner.startsource(source.name());
-    eachline(source, form.end, false, [&](std::string_view text) {
-        scanner.line(text);
+void feedtext(session &engine, recordintake &intake, lineend end) {
+    while (intake.next()) {
+        const std::string_view line = intake.record().raw();
         // A block is measured up to its end or a zero byte.
-        if (form.end == lineend::crlf && text.find('\0') != std::string_view::npos)
-            throw failure{ending::data,
-                          "line " + std::to_string(scanner.linenumber()) + " of " + source.name() +
-                              " holds a zero byte",
+        if (end == lineend::crlf && line.find('\0') != std::string_view::npos)
+            throw failure{ending::data, intake.record().whichrecord() + " holds a zero byte",
                           "lines with CR LF and zero bytes can be sorted from files only"};
-        engine.put(text.data(), static_cast<uint32_t>(text.size() + endlength));
-    });
+        engine.put(line.data(), static_cast<uint32_t>(line.size()));
+    }
+}
+
+// A line that ends in CR LF as one that ends in LF: record calls of a merge take no
+// delimiter of two bytes.
+std::string_view withlinefeed(const recordreader &record, std::string &line) {
+    if (record.data().find('\n') != std::string_view::npos)
+        throw failure{ending::data, record.whichrecord() + " holds a line feed",
+                      "lines with CR LF and single line feeds cannot be checked"};
+    line.assign(record.data());
+    line += '\n';
+    return line;
+}
+
+[[noreturn]] void failorder(const recordreader &record, const char *fault, uint32_t message,
+                            uint32_t detail) {
+    throw failure{ending::notinorder, record.whichrecord() + fault, "", message, detail};
 }
 
 } // namespace
 
-void feed(session &engine, std::vector<inputsource> &sources, const jobplan &plan) {
-    textscanner scanner(plan.form);
-    for (inputsource &source : sources)
+void feed(session &engine, std::vector<inputsource> &sources, const jobplan &plan, tally &counts) {
+    textscanner tests(plan.form);
+    for (inputsource &source : sources) {
+        if (plan.shape.kind == formkind::fixed) {
+            feedfixed(engine, source, plan, counts);
+            continue;
+        }
+        recordintake intake(source, plan.shape, tests, false);
         if (plan.text)
-            feedtext(engine, source, plan.form, scanner);
+            feedtext(engine, intake, plan.shape.end);
         else
-            feedfixed(engine, source, plan.engine.prim.reclen);
+            feedvariable(engine, intake);
+    }
+    counts.shorts += tests.shorts();
     engine.endinput();
 }
 
-void draw(session &engine, const std::function<void()> &look) {
+void draw(session &engine, const jobplan &plan, outputsink &out, const lookat &look) {
     const void *data;
     uint32_t length;
+    std::string framed;
     while (engine.get(&data, &length)) {
         look();
-        writeoutput(data, length);
+        if (plan.shape.kind != formkind::variable) {
+            out.write(data, length);
+            continue;
+        }
+        framed.clear();
+        auto from = static_cast<const char *>(data);
+        for (const char *end = from + length; from < end;) {
+            uint32_t bytes;
+            std::memcpy(&bytes, from, lengthword);
+            addprefix(*plan.shape.frame, bytes, framed);
+            framed.append(from + lengthword, bytes);
+            from += lengthword + bytes;
+        }
+        out.write(framed.data(), framed.size());
     }
     look();
 }
 
-void drawmerged(session &engine, const std::function<void()> &look) {
-    std::string buffer;
+void drawmerged(session &engine, outputsink &out, const lookat &look) {
     const void *data;
     uint32_t length;
     while (engine.getmerged(&data, &length)) {
         look();
-        buffer.append(static_cast<const char *>(data), length);
-        if (buffer.size() < blockbytes)
-            continue;
-        writeoutput(buffer.data(), buffer.size());
-        buffer.clear();
+        out.write(data, length);
     }
     look();
-    writeoutput(buffer.data(), buffer.size());
 }
 
-void drawfile(const std::string &path) {
+void exchange(session &engine, std::vector<inputsource> &sources, const jobplan &plan,
+              outputsink *out, const lookat &look, tally &counts) {
+    // A copy's inputs follow each other as one.
+    const bool oneinput = plan.kind == jobkind::copy;
+    const bool tolinefeed = plan.text && plan.shape.end == lineend::crlf;
+    std::vector<recordintake> intakes;
+    std::deque<textscanner> scanners;
+    intakes.reserve(sources.size());
+    for (inputsource &source : sources)
+        intakes.emplace_back(source, plan.shape, scanners.emplace_back(plan.form),
+                             plan.form.dropshort);
+    const bool strict =
+        plan.kind == jobkind::check && (plan.engine.prim.options & KVRN_SUPPRESS) != 0;
+    uint64_t taken = 0;
+    size_t current = 0;
+    std::string line, framed;
+    const void *data = nullptr;
+    uint32_t length = 0;
+    for (;;) {
+        std::string_view given;
+        const bool wanted = engine.wantsinput();
+        if (wanted && !oneinput)
+            current = engine.wanted();
+        bool more = wanted && intakes[current].next();
+        while (wanted && !more && oneinput && current + 1 < intakes.size())
+            more = intakes[++current].next();
+        const recordreader &record = intakes[current].record();
+        if (more)
+            given = !plan.text   ? record.data()
+                    : tolinefeed ? withlinefeed(record, line)
+                                 : record.raw();
+        try {
+            if (!engine.step(more ? given.data() : nullptr, given.size(), &data, &length))
+                break;
+        } catch (const enginefailure &what) {
+            if (what.detail == KVRN_D_ORDER)
+                failorder(record, " sorts before the one ahead of it", 40, KVRN_D_ORDER);
+            throw;
+        }
+        look();
+        taken += more ? 1 : 0;
+        // With one input, each record but the first puts out the one ahead of it.
+        if (strict && more && taken > 1 && !data)
+            failorder(record, " has the key of the one ahead of it", 0, 0);
+        if (!data || !out)
+            continue;
+        framed.clear();
+        if (plan.shape.kind == formkind::variable)
+            addprefix(*plan.shape.frame, length, framed);
+        framed.append(static_cast<const char *>(data), length);
+        out->write(framed.data(), framed.size());
+    }
+    look();
+    for (const textscanner &one : scanners)
+        counts.shorts += one.shorts();
+    for (const recordintake &one : intakes)
+        counts.shorts += one.record().torn() ? 1u : 0u;
+}
+
+void drawfile(const std::string &path, outputsink &out) {
     inputsource source(path);
     std::vector<char> block(blockbytes);
     while (const size_t count = source.read(block.data(), block.size()))
-        writeoutput(block.data(), count);
+        out.write(block.data(), count);
 }
 
-void takeinto(scratchfile &file, inputsource &source) {
+bool takeinto(scratchfile &file, inputsource &source) {
     std::vector<char> block(blockbytes);
+    bool marked = false;
     file.clear();
-    while (const size_t count = source.read(block.data(), block.size()))
+    while (const size_t count = source.read(block.data(), block.size())) {
+        marked = marked || std::memchr(block.data(), endmarkbyte, count) != nullptr;
         file.append(block.data(), count);
+    }
     file.finish();
+    return marked;
+}
+
+bool siftinto(scratchfile &file, inputsource &source, const jobplan &plan, textscanner &tests) {
+    recordintake intake(source, plan.shape, tests, true);
+    std::string block;
+    bool marked = false;
+    file.clear();
+    while (intake.next()) {
+        block += intake.record().raw();
+        if (block.size() < blockbytes)
+            continue;
+        marked = marked || block.find(endmarkbyte) != std::string::npos;
+        file.append(block.data(), block.size());
+        block.clear();
+    }
+    marked = marked || block.find(endmarkbyte) != std::string::npos;
+    file.append(block.data(), block.size());
+    file.finish();
+    return marked;
+}
+
+std::string takeheaders(std::vector<inputsource> &sources, const recordshape &shape,
+                        uint32_t records) {
+    std::string header;
+    for (inputsource &source : sources) {
+        recordreader reader(source, shape);
+        std::string taken;
+        uint64_t count = 0;
+        while (count < records && reader.next()) {
+            taken += reader.raw();
+            ++count;
+        }
+        if (&source == &sources.front())
+            header = taken;
+        source.beginbehind(count, reader.offset() + reader.raw().size(), reader.rest());
+    }
+    return header;
 }
 
 } // namespace command

@@ -1,4 +1,5 @@
-// Data between the session and streams.
+// Data between the session and inputs and outputs that the command reads and writes
+// itself.
 #pragma once
 
 #include "plan.h"
@@ -10,15 +11,33 @@
 
 namespace command {
 
-// All sources into the session's input, which is ended.
-void feed(session &engine, std::vector<inputsource> &sources, const jobplan &plan);
+// What the command saw of the data; the engine counts the rest.
+struct tally {
+    uint64_t shorts = 0; // records left out for that
+};
 
-// A sort's or merge's output to standard output; `look` runs after every call.
-void draw(session &engine, const std::function<void()> &look);
-void drawmerged(session &engine, const std::function<void()> &look);
+// All sources into the input of a sort, which is ended.
+void feed(session &engine, std::vector<inputsource> &sources, const jobplan &plan, tally &counts);
 
-// A file to standard output, and a stream into a file.
-void drawfile(const std::string &path);
-void takeinto(scratchfile &file, inputsource &source);
+// What happens between two calls.
+using lookat = std::function<void()>;
+
+// A sort's or merge's output.
+void draw(session &engine, const jobplan &plan, outputsink &out, const lookat &look);
+void drawmerged(session &engine, outputsink &out, const lookat &look);
+
+// A merge with the command at both ends; null: nobody wants the records.
+void exchange(session &engine, std::vector<inputsource> &sources, const jobplan &plan,
+              outputsink *out, const lookat &look, tally &counts);
+
+// A file, and a stream into a file; true: it holds an end mark.
+void drawfile(const std::string &path, outputsink &out);
+bool takeinto(scratchfile &file, inputsource &source);
+// The records of a source that are not short into a file; true: one holds an end mark.
+bool siftinto(scratchfile &file, inputsource &source, const jobplan &plan, textscanner &tests);
+
+// The first records of each source, as they stand in the first one.
+std::string takeheaders(std::vector<inputsource> &sources, const recordshape &shape,
+                        uint32_t records);
 
 } // namespace command

@@ -38,8 +38,9 @@ void inputsource::close() {
 
 inputsource::inputsource(inputsource &&other) noexcept
     : filepath(std::move(other.filepath)), shown(std::move(other.shown)),
-      fromstdin(other.fromstdin), facts(std::move(other.facts)),
-      descriptor(std::exchange(other.descriptor, -1)), start(other.start),
+      fromstdin(other.fromstdin), scratch(other.scratch), marks(other.marks),
+      facts(std::move(other.facts)), descriptor(std::exchange(other.descriptor, -1)),
+      start(other.start), header(other.header), headerrecords(other.headerrecords),
       beginning(std::move(other.beginning)), given(other.given), atend(other.atend) {}
 
 // Opened at once, so that a file without permission is told by its name.
@@ -61,8 +62,10 @@ size_t inputsource::readraw(void *to, size_t room) {
 void inputsource::readahead() {
     if (isfile() || atend)
         return;
-    beginning.resize(aheadroom);
-    size_t filled = 0;
+    beginning.erase(0, given);
+    given = 0;
+    size_t filled = beginning.size();
+    beginning.resize(std::max(aheadroom, filled));
     while (filled < aheadroom && !atend) {
         const size_t count = readraw(beginning.data() + filled, aheadroom - filled);
         filled += count;
@@ -91,8 +94,23 @@ void inputsource::rewind() {
         failfile(shown, systemerror());
 }
 
-void inputsource::standfor(const std::string &file) {
+void inputsource::beginbehind(uint64_t records, uint64_t bytes, std::string_view rest) {
+    header += bytes;
+    headerrecords += records;
+    if (!isfile()) {
+        beginning.replace(0, given, rest);
+        given = 0;
+        return;
+    }
+    start += static_cast<int64_t>(bytes);
+    facts.size -= std::min(facts.size, bytes);
+    rewind();
+}
+
+void inputsource::standfor(const std::string &file, bool marked) {
     close();
+    scratch = true;
+    marks = marked;
     fromstdin = false;
     filepath = file;
     facts = inspect(file);

@@ -6,6 +6,7 @@
 #include "streams.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace command {
@@ -25,7 +26,7 @@ class inputsource {
     const std::string &path() const { return filepath; }
     bool isfile() const { return facts.sort == filesort::regular; }
     // A regular file that the engine can open by its path.
-    bool isnamedfile() const { return isfile() && !fromstdin; }
+    bool isnamedfile() const { return isfile() && !fromstdin && (scratch || header == 0); }
     uint64_t size() const { return facts.size; }
 
     // Makes the beginning of a stream available to `ahead`; no-op for files.
@@ -37,8 +38,17 @@ class inputsource {
     size_t read(void *to, size_t room);
     // Back to the place where a file stood at first.
     void rewind();
-    // From here on reads what was taken from the stream into this file.
-    void standfor(const std::string &file);
+    // The source begins behind its first records from now on.  They were read, and of a
+    // stream so much more as `rest` holds.
+    void beginbehind(uint64_t records, uint64_t bytes, std::string_view rest);
+    uint64_t skippedrecords() const { return headerrecords; }
+    uint64_t skipped() const { return header; } // bytes
+    // From here on reads what was taken from the input into this file, which holds bytes
+    // 0x1A or does not.
+    void standfor(const std::string &file, bool marked);
+    bool holdsmark() const { return scratch && marks; }
+    // The engine ends a text file of the user's at a byte 0x1A.
+    bool endsatmark() const { return isnamedfile() && !scratch; }
     // Nothing is read any more: where open files are locked, the output can take the
     // place of this one only now.
     void close();
@@ -46,10 +56,12 @@ class inputsource {
   private:
     std::string filepath, shown;
     bool fromstdin;
+    bool scratch = false, marks = false;
     filefacts facts;
     int descriptor = -1;
     int64_t start = 0;
-    std::string beginning; // read ahead, still to be delivered from `given` on
+    uint64_t header = 0, headerrecords = 0; // that the source begins behind
+    std::string beginning;                  // read ahead, still to be delivered from `given` on
     size_t given = 0;
     bool atend = false;
 

@@ -1,4 +1,4 @@
-// `kvern sort`, `merge` and `copy`: plans a session, runs it, and puts the engine's
+// `kvern sort`, `merge`, `copy` and `check`: plans a session, runs it, and puts the engine's
 // failures in the user's words.
 #pragma once
 

@@ -10,7 +10,7 @@ namespace {
 
 recordview viewof(const joboptions &options, const KVRNPRIM &prim) {
     recordview view;
-    view.text = options.fixed == 0;
+    view.text = options.istext();
     view.byfield = view.text && !options.columns;
     view.whitespace = view.byfield && !options.separatorgiven;
     view.cdmode = prim.cdmode;
@@ -19,7 +19,7 @@ recordview viewof(const joboptions &options, const KVRNPRIM &prim) {
 
 std::vector<keyspec> parsekeys(const joboptions &options) {
     keydefaults defaults;
-    defaults.text = options.fixed == 0;
+    defaults.text = options.istext();
     defaults.ebcdic = options.data == "ebcdic";
     defaults.reverse = options.reverse;
     defaults.textoption = textoptions(options);
@@ -35,7 +35,7 @@ std::vector<keyspec> parsekeys(const joboptions &options) {
 
 // What is the same for all record forms.
 KVRNPRIM primary(const joboptions &options) {
-    constexpr uint8_t functions[] = {KVRN_SORT, KVRN_MERGE, KVRN_COPY};
+    constexpr uint8_t functions[] = {KVRN_SORT, KVRN_MERGE, KVRN_COPY, KVRN_MERGE};
     const bool sorting = options.kind == jobkind::sort;
     KVRNPRIM prim{};
     prim.function = functions[static_cast<size_t>(options.kind)];
@@ -59,6 +59,7 @@ KVRNPRIM primary(const joboptions &options) {
                                                  : KVRN_CD_ZONE5;
     prim.altmode = static_cast<uint8_t>(options.ebcdictable);
     prim.memsize = memorysize(options.memory);
+    prim.tmpopt = options.keeptemp ? KVRN_TMP_KEEP : 0;
     return prim;
 }
 
@@ -73,30 +74,39 @@ void parseshape(const joboptions &options, jobplan &plan) {
         plan.pieces = parserebuild(options.rebuild, view.byfield, view.ebcdic());
 }
 
+// Who reads and who writes, see jobrun.cpp.
 void planfiles(const joboptions &options, const std::vector<inputsource> &sources, jobplan &plan) {
-    plan.byfile = std::all_of(sources.begin(), sources.end(),
+    const bool variable = plan.shape.kind == formkind::variable;
+    const bool bycommand = variable || options.kind == jobkind::check;
+    plan.byfile = !bycommand && !(options.kind == jobkind::sort && options.dropshort) &&
+                  std::all_of(sources.begin(), sources.end(),
                               [](const inputsource &one) { return one.isnamedfile(); });
+    plan.tofile = !bycommand && options.tofile() && options.header == 0;
     if (plan.byfile)
-        for (const inputsource &source : sources)
-            plan.engine.infiles.push_back(source.path());
-    if (options.output != "-")
+        listinputs(plan, sources);
+    if (plan.tofile)
         plan.engine.outfile = options.output;
     plan.engine.workdirs = options.tempdirs;
     KVRNPRIM &prim = plan.engine.prim;
-    if (options.kind == jobkind::merge) {
-        prim.mergecnt = static_cast<uint32_t>(sources.size());
-        prim.recoprat = plan.engine.outfile.empty() ? KVRN_GET_RECORD : 0;
+    if (options.kind == jobkind::copy && variable)
+        prim.function = KVRN_MERGE; // files that the engine copies hold no such records
+    if (prim.function == KVRN_MERGE) {
+        prim.mergecnt = options.kind == jobkind::merge ? static_cast<uint32_t>(sources.size()) : 1;
+        prim.recoprat = static_cast<uint8_t>((plan.byfile ? 0 : KVRN_PUT_RECORD) |
+                                             (plan.tofile ? 0 : KVRN_GET_RECORD));
     }
+    if (options.kind == jobkind::check && plan.text && plan.shape.end == lineend::crlf)
+        prim.linedlmt = KVRN_DLMT_LF; // as the lines are put
     if (options.kind != jobkind::sort)
         return;
 
     // All input is read before the output is opened.
-    if (plan.byfile && !plan.engine.outfile.empty())
+    if (plan.byfile && plan.tofile)
         prim.fileoprat = KVRN_SAMEFILE;
     // Blocks, but for lines that end in one byte: those pass one by one.
-    const bool byblock = !plan.text || plan.form.end == lineend::crlf;
+    const bool byblock = !plan.text || plan.shape.end == lineend::crlf;
     const int put = plan.byfile ? 0 : byblock ? KVRN_PUT_BLOCK : KVRN_PUT_RECORD;
-    const int get = plan.engine.outfile.empty() ? KVRN_GET_BLOCK : 0;
+    const int get = plan.tofile ? 0 : KVRN_GET_BLOCK;
     prim.recoprat = static_cast<uint8_t>(put | get);
 }
 
@@ -107,30 +117,44 @@ uint64_t rebuiltlength(const jobplan &plan) {
     return length;
 }
 
-void planfixed(const joboptions &options, const std::vector<inputsource> &sources, jobplan &plan) {
-    const uint64_t length = plan.pieces.empty() ? options.fixed : rebuiltlength(plan);
-    if (std::max<uint64_t>(length, options.fixed) > internalroom)
+void planbytes(const joboptions &options, jobplan &plan) {
+    const bool fixed = options.fixed != 0;
+    const uint32_t given = fixed ? options.fixed : options.variable;
+    const std::string option = fixed ? "--fixed" : "--variable", raise = "raise " + option;
+    const uint64_t length = plan.pieces.empty() ? given : rebuiltlength(plan);
+    if (std::max<uint64_t>(length, given) > internalroom)
         throw failure{ending::usage,
-                      plan.pieces.empty()
-                          ? "--fixed " + std::to_string(options.fixed) + " is too long"
-                          : "--rebuild: the records are too long",
+                      plan.pieces.empty() ? option + " " + std::to_string(given) + " is too long"
+                                          : "--rebuild: the records are too long",
                       "records have at most " + std::to_string(internalroom) + " bytes", 23, 240};
     const std::string conditions = "--where", pieces = "--rebuild";
-    checkreach({conditions, plan.engine.conditions.reach, 10, 63}, options.fixed, "record",
-               "raise --fixed");
-    checkreach({pieces, piecereach(plan), 9, 64}, options.fixed, "record", "raise --fixed");
+    checkreach({conditions, plan.engine.conditions.reach, 10, 63}, given, "record", raise);
+    checkreach({pieces, piecereach(plan), 9, 64}, given, "record", raise);
     if (plan.pieces.empty())
-        checkfields(plan, length, "record", "raise --fixed");
+        checkfields(plan, length, "record", raise);
     else
         checkfields(plan, length, "rebuilt record", "look at --rebuild");
+    plan.engine.prim.recform = fixed ? KVRN_FIXED : KVRN_VARIABLE;
+    plan.engine.prim.reclen = given;
+    plan.form.word = plan.shape.word();
+    needleast(options, plan);
+}
+
+void checkwhole(const joboptions &options, const std::vector<inputsource> &sources) {
+    if (options.fixed == 0 || options.dropshort)
+        return;
     for (const inputsource &source : sources)
         if (source.isfile() && source.size() % options.fixed != 0)
             throw failure{ending::data,
                           source.name() + " has " + plural(source.size(), "byte") +
                               ", no multiple of --fixed " + std::to_string(options.fixed),
                           "look at the record length"};
-    plan.engine.prim.recform = KVRN_FIXED;
-    plan.engine.prim.reclen = options.fixed;
+}
+
+// All records have this key: a merge then leaves them in their order.
+void addconstantkey(jobplan &plan) {
+    static constexpr uint8_t zeros[256] = {};
+    plan.engine.keys.push_back({0, 1, KVRN_TABLED, KVRN_ASCENDING, 0, 0, zeros});
 }
 
 void filltables(jobplan &plan) {
@@ -165,7 +189,18 @@ uint8_t textoptions(const joboptions &options) {
 }
 
 void checkoptions(const joboptions &options) {
-    const bool text = options.fixed == 0;
+    const bool text = options.istext();
+    if ((options.fixed != 0) + (options.variable != 0) + options.text > 1)
+        refuse("--fixed, --variable and --text exclude each other", "give the records' form once");
+    if (options.variable != 0 && options.framing.empty())
+        refuse("--variable needs --framing",
+               "it tells how lengths lie in the file: rdw, be16z, be32, le32 or be16");
+    if (options.variable == 0 && !options.framing.empty())
+        refuse("--framing tells where variable records end", "give --variable MAX with it");
+    if (options.kind == jobkind::check && options.inputs.size() > 1)
+        refuse("check looks at one input", "kvern merge tells whether several are in order");
+    if (options.kind == jobkind::check && options.unique && options.wheregiven)
+        refuse("check takes -u or --where, not both", "copy the records first, and check those");
     if (options.unique && !options.sums.empty())
         refuse("-u and --sum exclude each other", "--sum leaves one record of each key by itself");
     if (options.kind == jobkind::sort && options.stable && !options.sums.empty())
@@ -174,11 +209,13 @@ void checkoptions(const joboptions &options) {
         refuse("-s and -u exclude each other",
                "-u keeps one record of each key, whichever it is; leave -s out");
     if (!text && !options.textoption.empty())
-        refuse(options.textoption + " is an option of text", "leave it out, or leave out --fixed");
+        refuse(options.textoption + " is an option of text",
+               "leave it out, or leave out --fixed or --variable");
     if (options.columns && options.separatorgiven)
         refuse("--columns and -t exclude each other", "columns have no separator");
     if (options.data == "ebcdic" && text)
-        refuse("--data ebcdic: lines of text are ASCII", "give --fixed N for EBCDIC records");
+        refuse("--data ebcdic: lines of text are ASCII",
+               "give --fixed N or --variable MAX for EBCDIC records");
     if (options.data == "ebcdic" && options.zonedgiven)
         refuse("--zoned tells the sign in ASCII data", "leave it out with --data ebcdic");
     if (options.separatorgiven && options.separator.empty())
@@ -217,18 +254,70 @@ uint64_t piecereach(const jobplan &plan) {
     return reach;
 }
 
-jobplan planjob(const joboptions &options, std::vector<inputsource> &sources) {
+// Sums stop at a record that is too short for them, and ask 4 bytes more of a variable
+// one; they count only where such records are to be left out.
+void needleast(const joboptions &options, jobplan &plan) {
+    textform &form = plan.form;
+    form.dropshort = options.dropshort;
+    form.least = plan.engine.conditions.reach;
+    form.leastname = "--where";
+    if (piecereach(plan) > form.least) {
+        form.least = piecereach(plan);
+        form.leastname = "--rebuild";
+    }
+    const uint64_t more = plan.shape.kind == formkind::variable ? 4 : 0;
+    for (const sumspec &sum : plan.sums)
+        if (options.dropshort && plan.pieces.empty())
+            form.least = std::max(form.least, sum.reach() + more);
+}
+
+recordshape findshape(const joboptions &options, std::vector<inputsource> &sources) {
+    recordshape shape;
+    if (options.istext()) {
+        for (inputsource &source : sources)
+            source.readahead();
+        shape.end = findlineend(options.eol, sources);
+        return shape;
+    }
+    shape.kind = options.fixed != 0 ? formkind::fixed : formkind::variable;
+    shape.length = options.fixed != 0 ? options.fixed : options.variable;
+    shape.frame = findframing(options.framing);
+    return shape;
+}
+
+uint8_t textkind(const recordshape &shape, bool marked) {
+    if (marked && shape.end == lineend::cr)
+        throw failure{ending::data, "a line that ends in CR holds a byte 0x1A",
+                      "such lines can be sorted, but not merged or copied"};
+    return marked ? KVRN_FILE_DESCRIPTOR : KVRN_FILE_PLAIN;
+}
+
+void listinputs(jobplan &plan, const std::vector<inputsource> &sources) {
+    plan.engine.infiles.clear();
+    plan.engine.inkinds.clear();
+    for (const inputsource &source : sources) {
+        plan.engine.infiles.push_back(source.path());
+        plan.engine.inkinds.push_back(textkind(plan.shape, plan.text && source.holdsmark()));
+    }
+}
+
+jobplan planjob(const joboptions &options, const recordshape &shape,
+                std::vector<inputsource> &sources) {
     jobplan plan;
+    plan.shape = shape;
     plan.kind = options.kind;
-    plan.text = options.fixed == 0;
+    plan.text = options.istext();
     plan.engine.prim = primary(options);
     parseshape(options, plan);
+    checkwhole(options, sources);
     if (plan.text)
         plantext(options, sources, plan);
     else
-        planfixed(options, sources, plan);
+        planbytes(options, plan);
     planfiles(options, sources, plan);
     filltables(plan);
+    if (options.kind == jobkind::copy && plan.shape.kind == formkind::variable)
+        addconstantkey(plan);
     return plan;
 }
 

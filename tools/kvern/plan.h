@@ -21,8 +21,10 @@ struct jobplan {
     std::vector<sumspec> sums;
     std::vector<rebuildpiece> pieces;
     bool text = false;
-    textform form;        // text only
+    recordshape shape;
+    textform form;        // what every record is tested for; text: its fields too
     bool byfile = false;  // the engine reads the inputs itself
+    bool tofile = false;  // the engine writes the output itself
     bool scanned = false; // every line of the inputs was looked at
 };
 
@@ -31,11 +33,22 @@ constexpr uint64_t internalroom = 32716; // bytes of key and record together
 // What the options alone tell, before an input is opened.
 void checkoptions(const joboptions &options);
 
-jobplan planjob(const joboptions &options, std::vector<inputsource> &sources);
+// How records lie in the inputs; of text this reads the beginnings.
+recordshape findshape(const joboptions &options, std::vector<inputsource> &sources);
+
+jobplan planjob(const joboptions &options, const recordshape &shape,
+                std::vector<inputsource> &sources);
+
+// The file kind by which the engine reads a text of the command's: only files of
+// descriptors know no end mark, and those part lines at line feeds alone.
+uint8_t textkind(const recordshape &shape, bool marked);
+// The inputs that the engine reads.
+void listinputs(jobplan &plan, const std::vector<inputsource> &sources);
 
 // The -b -d -f -i -n of the command line as bits of a key.
 uint8_t textoptions(const joboptions &options);
 
+lineend findlineend(const std::string &eol, std::vector<inputsource> &sources);
 // The length of the longest line, of fields and of the rebuilt line.
 void plantext(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan);
 
@@ -50,6 +63,9 @@ void checkreach(const reachcheck &field, uint64_t length, const std::string &rec
 // Keys and sums, which look at the record that goes out.
 void checkfields(const jobplan &plan, uint64_t length, const std::string &record,
                  const std::string &advice);
+
+// Bytes that conditions and pieces need of each record that comes in.
+void needleast(const joboptions &options, jobplan &plan);
 
 // The greatest end of a piece of the record that comes in, from 1.
 uint64_t piecereach(const jobplan &plan);

@@ -3,6 +3,8 @@
 
 #include "report.h"
 
+#include "recordreader.h"
+
 #include <algorithm>
 
 namespace command {
@@ -25,37 +27,14 @@ struct fielduser {
     uint32_t &length; // 0: as wide as the widest
 };
 
-lineend findlineend(const std::string &eol, std::vector<inputsource> &sources) {
-    if (eol == "lf")
-        return lineend::lf;
-    if (eol == "cr")
-        return lineend::cr;
-    if (eol == "crlf")
-        return lineend::crlf;
-    for (inputsource &source : sources) {
-        if (!source.isfile()) {
-            if (!source.ahead().empty())
-                return guesslineend(source.ahead());
-            continue;
-        }
-        std::string beginning(static_cast<size_t>(std::min<uint64_t>(source.size(), aheadroom)),
-                              '\0');
-        beginning.resize(source.read(beginning.data(), beginning.size()));
-        source.rewind();
-        if (!beginning.empty())
-            return guesslineend(beginning);
-    }
-    return lineend::lf;
-}
-
 // The lines of the streams' beginnings, so far as they are complete.
 void scanaheads(const jobplan &plan, const std::vector<inputsource> &sources,
                 textscanner &scanner) {
-    const std::string_view mark = endbytes(plan.form.end);
+    const std::string_view mark = endbytes(plan.shape.end);
     for (const inputsource &source : sources) {
         if (source.isfile())
             continue;
-        scanner.startsource(source.name());
+        scanner.startsource(source);
         std::string_view text = source.ahead();
         for (size_t at; (at = text.find(mark)) != std::string_view::npos;) {
             scanner.line(text.substr(0, at));
@@ -188,8 +167,8 @@ void describetext(const joboptions &options, uint64_t content, jobplan &plan) {
     prim.recform = KVRN_VARIABLE;
     prim.fieldmode = options.columns ? KVRN_COLUMNS : KVRN_FIELDS;
     constexpr uint8_t delimiters[] = {KVRN_DLMT_LF, KVRN_DLMT_CR, KVRN_DLMT_CRLF};
-    prim.linedlmt = delimiters[static_cast<size_t>(plan.form.end)];
-    prim.reclen = static_cast<uint32_t>(content + endbytes(plan.form.end).size());
+    prim.linedlmt = delimiters[static_cast<size_t>(plan.shape.end)];
+    prim.reclen = static_cast<uint32_t>(content + endbytes(plan.shape.end).size());
     if (plan.keys.empty()) {
         const uint8_t bits = textoptions(options);
         prim.keyoption = static_cast<uint8_t>((bits & ~KVRN_TXT_NUMERIC) |
@@ -200,14 +179,37 @@ void describetext(const joboptions &options, uint64_t content, jobplan &plan) {
 
 } // namespace
 
+lineend findlineend(const std::string &eol, std::vector<inputsource> &sources) {
+    if (eol == "lf")
+        return lineend::lf;
+    if (eol == "cr")
+        return lineend::cr;
+    if (eol == "crlf")
+        return lineend::crlf;
+    for (inputsource &source : sources) {
+        if (!source.isfile()) {
+            if (!source.ahead().empty())
+                return guesslineend(source.ahead());
+            continue;
+        }
+        std::string beginning(static_cast<size_t>(std::min<uint64_t>(source.size(), aheadroom)),
+                              '\0');
+        beginning.resize(source.read(beginning.data(), beginning.size()));
+        source.rewind();
+        if (!beginning.empty())
+            return guesslineend(beginning);
+    }
+    return lineend::lf;
+}
+
 void plantext(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan) {
-    for (inputsource &source : sources)
-        source.readahead();
     textform &form = plan.form;
-    form.end = findlineend(options.eol, sources);
     form.separator = options.separator;
     form.maxline = options.maxline;
-    if (form.separator.find(endbytes(form.end)) != std::string::npos)
+    form.dropshort = options.dropshort;
+    if (options.columns)
+        needleast(options, plan);
+    if (form.separator.find(endbytes(plan.shape.end)) != std::string::npos)
         refuse("-t " + quoted(form.separator) + " holds the end of a line", "look at --eol");
     const std::string rebuildname = "--rebuild";
     const bool copying = plan.kind == jobkind::copy;
@@ -220,6 +222,10 @@ void plantext(const joboptions &options, std::vector<inputsource> &sources, jobp
     for (const fielduser &user : users) {
         form.fields.push_back(user.position);
         form.keynames.push_back(user.name);
+    }
+    if (!options.columns && options.wheregiven) {
+        form.fields.push_back(plan.engine.conditions.lastfield);
+        form.keynames.push_back("--where");
     }
     const bool wantswidth = std::any_of(users.begin(), users.end(),
                                         [](const fielduser &user) { return user.length == 0; });
@@ -239,7 +245,7 @@ void plantext(const joboptions &options, std::vector<inputsource> &sources, jobp
         options.columns ? 0 : settlesums(plan, sumsgiven, scanner, allknown && plan.scanned);
     form.maxline = content;
     if (!options.columns)
-        boundwidths(plan, content + endbytes(form.end).size());
+        boundwidths(plan, content + endbytes(plan.shape.end).size());
     const bool rebuilt = !plan.pieces.empty();
     if (rebuilt && !options.columns) {
         for (keyspec &key : plan.keys)
@@ -269,12 +275,11 @@ void scanfiles(const jobplan &plan, std::vector<inputsource> &sources, textscann
     for (inputsource &source : sources) {
         if (!source.isfile())
             continue;
-        scanner.startsource(source.name());
-        // The engine ends a text file at the mark 0x1A; what the command reads
-        // itself has no such end.
+        scanner.startsource(source);
+        // What the command reads itself has no end mark.
         const bool byengine = std::all_of(sources.begin(), sources.end(),
                                           [](const inputsource &one) { return one.isnamedfile(); });
-        const uint64_t behind = eachline(source, plan.form.end, byengine,
+        const uint64_t behind = eachline(source, plan.shape.end, byengine && source.endsatmark(),
                                          [&](std::string_view text) { scanner.line(text); });
         source.rewind();
         if (behind > 0)

@@ -1,15 +1,41 @@
 #include "report.h"
 
+#include "streams.h"
+
 #include <cstdio>
+#include <cstdlib>
 
 namespace command {
+
+namespace {
+
+manner current;
+
+std::string colored(const std::string &text, const char *code) {
+    return current.color ? "\x1B[" + std::string(code) + "m" + text + "\x1B[0m" : text;
+}
+
+constexpr const char *red = "1;31", *yellow = "1;33";
+
+} // namespace
+
+void settle(const manner &how) {
+    current = how;
+}
+
+bool wantscolor(const std::string &mode) {
+    const char *forbidden = std::getenv("NO_COLOR");
+    if (mode != "auto" || (forbidden && *forbidden))
+        return mode == "always";
+    return isterminal(standarderror);
+}
 
 void refuse(const std::string &what, const std::string &advice) {
     throw failure{ending::usage, what, advice};
 }
 
 void printfailure(const failure &what) {
-    std::string text = "kvern: " + what.what + "\n";
+    std::string text = colored("kvern:", red) + " " + what.what + "\n";
     std::string second = what.advice;
     if (what.detail != 0) {
         if (!second.empty())
@@ -23,7 +49,8 @@ void printfailure(const failure &what) {
 }
 
 void printnote(const std::string &text) {
-    std::fputs(("kvern: note: " + text + "\n").c_str(), stderr);
+    if (!current.quiet)
+        std::fputs((colored("kvern: note:", yellow) + " " + text + "\n").c_str(), stderr);
 }
 
 std::string quoted(const std::string &text) {

@@ -35,6 +35,16 @@ struct stopped {};
 
 [[noreturn]] void refuse(const std::string &what, const std::string &advice);
 
+// How it is said: notes can be left out, and a terminal shows the program's name in
+// colour.
+struct manner {
+    bool quiet = false;
+    bool color = false;
+};
+void settle(const manner &how);
+// `auto` asks the terminal, and NO_COLOR forbids.
+bool wantscolor(const std::string &mode);
+
 void printfailure(const failure &what);
 void printnote(const std::string &text);
 

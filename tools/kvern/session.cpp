@@ -3,6 +3,7 @@
 #include "report.h"
 #include "streams.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace command {
@@ -41,12 +42,13 @@ session::session(const description &what, uint32_t &sumstop)
     auto conditions = tableof<selblock>(what.conditions.entries);
     auto pieces = tableof<rcnblock>(what.pieces);
     KVRNOPT options = {sums.get(), conditions.get(), pieces.get()};
-    KVRNFTYP kinds = {1, {what.inkind}}; // for all inputs
+    kindblock kinds(what.inkinds.size());
+    std::copy(what.inkinds.begin(), what.inkinds.end(), kinds->kind);
     pathblock infiles = pathsof(what.infiles);
     pathblock workdirs = pathsof(what.workdirs);
     KVRNFILE files{};
     files.infiles = what.infiles.empty() ? nullptr : infiles.get();
-    files.intypes = &kinds;
+    files.intypes = kinds.get();
     files.outfile = what.outfile.empty() ? nullptr : what.outfile.c_str();
     files.workfiles = what.workdirs.empty() ? nullptr : workdirs.get();
 
@@ -102,6 +104,17 @@ bool session::get(const void **data, uint32_t *length) {
 }
 
 bool session::getmerged(const void **data, uint32_t *length) {
+    const int result = kvrnmrge(&sess);
+    check("kvrnmrge", result);
+    *data = sess.outaddr;
+    *length = sess.outlen;
+    return result == 0;
+}
+
+bool session::step(const char *input, size_t inputlength, const void **data, uint32_t *length) {
+    sess.code = input ? KVRN_RECORD : KVRN_END;
+    sess.recaddr = const_cast<char *>(input); // the engine only reads it
+    sess.reclen = static_cast<uint32_t>(inputlength);
     const int result = kvrnmrge(&sess);
     check("kvrnmrge", result);
     *data = sess.outaddr;

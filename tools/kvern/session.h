@@ -31,6 +31,7 @@ using keyblock = tableblock<KVRNKEY, KVRNKEYE, offsetof(KVRNKEY, entry)>;
 using sumblock = tableblock<KVRNSUM, KVRNSUME, offsetof(KVRNSUM, entry)>;
 using selblock = tableblock<KVRNSEL, KVRNSELE, offsetof(KVRNSEL, entry)>;
 using rcnblock = tableblock<KVRNRCN, KVRNRCNE, offsetof(KVRNRCN, entry)>;
+using kindblock = tableblock<KVRNFTYP, uint8_t, offsetof(KVRNFTYP, kind)>;
 using pathblock = tableblock<KVRNFLST, const char *, offsetof(KVRNFLST, path)>;
 
 // What a session is opened with.
@@ -39,8 +40,8 @@ struct description {
     std::string separator; // empty: white space
     std::vector<KVRNKEYE> keys;
     std::vector<std::string> infiles; // empty: records come by put
-    uint8_t inkind = KVRN_FILE_PLAIN;
-    std::string outfile; // empty: records leave by get
+    std::vector<uint8_t> inkinds;     // of each file; none: all are plain
+    std::string outfile;              // empty: records leave by get
     std::vector<std::string> workdirs;
     std::vector<KVRNSUME> sums;
     std::vector<KVRNRCNE> pieces;
@@ -69,6 +70,12 @@ class session {
     bool get(const void **data, uint32_t *length);
     // The same of a merge from files.
     bool getmerged(const void **data, uint32_t *length);
+    // One step of a merge with the command at both ends: what was wanted goes in, null
+    // for the end of an input, and `data` is null where no record comes out.  False at
+    // the end of the data.
+    bool wantsinput() const { return sess.mergestat != KVRN_WANTS_NONE; }
+    size_t wanted() const { return sess.inputno; }
+    bool step(const char *input, size_t inputlength, const void **data, uint32_t *length);
     // Ends the session.  Without this call the destructor does so, silently.
     void close();
 

@@ -47,6 +47,12 @@ int openread(const char *path) {
 int createnew(const char *path) {
     return _open(path, _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY, _S_IREAD | _S_IWRITE);
 }
+int createany(const char *path) {
+    return _open(path, _O_WRONLY | _O_CREAT | _O_TRUNC | _O_BINARY, _S_IREAD | _S_IWRITE);
+}
+bool terminal(int descriptor) {
+    return _isatty(descriptor) != 0;
+}
 int64_t seek(int descriptor, int64_t to, int whence) {
     return _lseeki64(descriptor, to, whence);
 }
@@ -56,8 +62,8 @@ int64_t readonce(int descriptor, void *to, size_t room) {
 int64_t writeonce(int descriptor, const void *from, size_t length) {
     return _write(descriptor, from, static_cast<unsigned>(length));
 }
-void closeonce(int descriptor) {
-    _close(descriptor);
+int closeonce(int descriptor) {
+    return _close(descriptor);
 }
 #else
 using statblock = struct stat;
@@ -73,6 +79,12 @@ int openread(const char *path) {
 int createnew(const char *path) {
     return open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
 }
+int createany(const char *path) {
+    return open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+}
+bool terminal(int descriptor) {
+    return isatty(descriptor) == 1;
+}
 int64_t seek(int descriptor, int64_t to, int whence) {
     return lseek(descriptor, static_cast<off_t>(to), whence);
 }
@@ -82,8 +94,8 @@ int64_t readonce(int descriptor, void *to, size_t room) {
 int64_t writeonce(int descriptor, const void *from, size_t length) {
     return write(descriptor, from, length);
 }
-void closeonce(int descriptor) {
-    close(descriptor);
+int closeonce(int descriptor) {
+    return close(descriptor);
 }
 #endif
 
@@ -152,12 +164,20 @@ bool goback(int descriptor, int64_t place) {
     return seek(descriptor, place, SEEK_SET) == place;
 }
 
-void writeoutput(const void *from, size_t length) {
-    writefile(standardoutput, "standard output", from, length);
-}
-
 int createfile(const std::string &path) {
     return createnew(path.c_str());
+}
+
+int openoutput(const std::string &path) {
+    return createany(path.c_str());
+}
+
+bool closeoutput(int descriptor) {
+    return closeonce(descriptor) == 0;
+}
+
+bool isterminal(int descriptor) {
+    return terminal(descriptor);
 }
 
 void writefile(int descriptor, const std::string &path, const void *from, size_t length) {

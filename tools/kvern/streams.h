@@ -10,6 +10,7 @@ namespace command {
 
 constexpr int standardinput = 0;
 constexpr int standardoutput = 1;
+constexpr int standarderror = 2;
 
 // Standard streams carry bytes, not text with translated line ends.
 void usebinarystreams();
@@ -29,6 +30,10 @@ void closeinput(int descriptor);
 // A new file that only the user may read, open for writing; -1: it is there already,
 // or cannot be made.
 int createfile(const std::string &path);
+// An output made or emptied; -1 on failure.
+int openoutput(const std::string &path);
+// False: what was written may not have reached it.
+bool closeoutput(int descriptor);
 // All of it, or throws the failure of the file.
 void writefile(int descriptor, const std::string &path, const void *from, size_t length);
 // Up to `room` bytes; 0 at the end, -1 on failure.  Throws `stopped` when a
@@ -37,9 +42,8 @@ int64_t readsome(int descriptor, void *to, size_t room);
 // The place of a regular file's next byte, and back to it.
 int64_t position(int descriptor);
 bool goback(int descriptor, int64_t place);
-// All of it, or throws the failure of standard output.
-void writeoutput(const void *from, size_t length);
 
+bool isterminal(int descriptor);
 std::string systemerror();
 // A number that no other running process has.
 uint64_t processnumber();

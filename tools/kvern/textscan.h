@@ -4,18 +4,16 @@
 // field belongs to it.
 #pragma once
 
+#include "framing.h"
 #include "inputs.h"
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace command {
 
-enum class lineend : uint8_t { lf, cr, crlf };
-std::string_view endbytes(lineend end);
 // What the first line of this text ends in.
 lineend guesslineend(std::string_view text);
 
@@ -25,16 +23,22 @@ struct textform {
     std::vector<uint32_t> fields; // the field number of each key, from 0
     std::vector<std::string> keynames;
     uint64_t maxline = 0; // longest line allowed, without its end; 0: any
+    // Bytes that conditions, pieces or sums need of each record, and which of them.
+    uint64_t least = 0;
+    std::string leastname;
+    bool dropshort = false; // such records are left out, as lines that lack a field
+    const char *word = "line";
 };
 
 class textscanner {
   public:
     explicit textscanner(const textform &form);
 
-    // Throws the failure of a line that is too long or lacks a field.
-    void line(std::string_view text);
-    // The next source: line numbers count from 1 again.
-    void startsource(const std::string &name);
+    // Throws the failure of a line that is too long or lacks a field; false: it is to be
+    // left out for that.
+    bool line(std::string_view text);
+    // The next source: line numbers count from 1 again, behind its header.
+    void startsource(const inputsource &source);
 
     uint64_t longest() const { return longestline; }
     uint64_t longestat() const { return longestnumber; }
@@ -42,6 +46,7 @@ class textscanner {
     uint32_t widest(size_t key) const { return widths[key]; }
     uint64_t linenumber() const { return number; }
     uint64_t lines() const { return total; } // of all sources
+    uint64_t shorts() const { return dropped; }
     const std::string &source() const { return name; }
 
   private:
@@ -50,17 +55,11 @@ class textscanner {
     std::vector<uint32_t> fieldwidths; // by field number
     std::vector<uint32_t> widths;      // by key
     std::string name, longestname;
-    uint64_t number = 0, total = 0, longestline = 0, longestnumber = 0;
+    uint64_t number = 0, total = 0, dropped = 0, longestline = 0, longestnumber = 0;
 
     uint32_t measurefields(std::string_view text);
-    [[noreturn]] void failfields(uint32_t found) const;
+    bool failfields(uint32_t found);
+    bool failshort(uint64_t bytes);
 };
-
-// Runs `each` over the lines of a source, without their ends; the end stands
-// behind every line in memory all the same, also behind a last line that lacks
-// it.  Where `endmark` is set, a byte 0x1A ends the source; the result is the
-// number of bytes behind it.
-uint64_t eachline(inputsource &source, lineend end, bool endmark,
-                  const std::function<void(std::string_view)> &each);
 
 } // namespace command

@@ -13,6 +13,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr size_t sinkbytes = size_t{256} << 10; // pass in one call
+
 constexpr int attempts = 100; // names that may be taken by others
 
 // A new, empty file whose name begins so; empty: it cannot be made.
@@ -20,7 +22,7 @@ std::string makenew(const std::string &beginning) {
     static unsigned number = 0;
     for (int i = 0; i < attempts; ++i) {
         std::string name = beginning + ".kvern-" + std::to_string(processnumber()) + "-" +
-                                 std::to_string(number++);
+                           std::to_string(number++);
         const int file = createfile(name);
         if (file >= 0) {
             closeinput(file);
@@ -86,8 +88,11 @@ outputfile::outputfile(const std::string &path) : target(path), written(path) {
         target = real.string();
     }
     const std::string name = makenew(target);
-    if (name.empty())
+    if (name.empty()) {
+        touched = fs::last_write_time(target, error);
+        emptied = !error;
         return;
+    }
     written = name;
     made = true;
     fs::perms mode = found.permissions();
@@ -101,9 +106,13 @@ outputfile::outputfile(const std::string &path) : target(path), written(path) {
 outputfile::~outputfile() {
     if (made)
         removefile(written);
+    std::error_code error;
+    if (emptied && fs::last_write_time(target, error) != touched && !error)
+        fs::resize_file(target, 0, error);
 }
 
 void outputfile::commit() {
+    emptied = false;
     if (!made)
         return;
     std::error_code error;
@@ -111,6 +120,53 @@ void outputfile::commit() {
     if (error)
         throw failure{ending::file, target + ": " + error.message(), ""};
     made = false;
+}
+
+// ---- what the command writes --------------------------------------------------
+
+outputsink::outputsink(const std::string &path)
+    : name(path.empty() ? "standard output" : path), descriptor(standardoutput) {
+    if (path.empty())
+        return;
+    file.emplace(path);
+    descriptor = openoutput(file->path());
+    if (descriptor < 0)
+        throw failure{ending::file, path + ": " + systemerror(), ""};
+}
+
+outputsink::~outputsink() {
+    if (file && descriptor >= 0)
+        closeinput(descriptor);
+}
+
+void outputsink::write(const void *data, size_t length) {
+    total += length;
+    if (buffer.size() + length < sinkbytes) {
+        buffer.append(static_cast<const char *>(data), length);
+        return;
+    }
+    flush();
+    writefile(descriptor, name, data, length);
+}
+
+void outputsink::flush() {
+    writefile(descriptor, name, buffer.data(), buffer.size());
+    buffer.clear();
+}
+
+void outputsink::finish() {
+    flush();
+    if (!file)
+        return;
+    const bool closed = closeoutput(descriptor);
+    descriptor = -1;
+    if (!closed)
+        throw failure{ending::file, name + ": " + systemerror(), ""};
+}
+
+void outputsink::commit() {
+    if (file)
+        file->commit();
 }
 
 } // namespace command

@@ -2,6 +2,9 @@
 // that takes its place only when all went well.
 #pragma once
 
+#include <cstdint>
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,7 +31,8 @@ class scratchfile {
 };
 
 // Where the session writes: a new file beside the output, with its permissions.  An
-// output that is no plain file, or stands where no file can be made, is written itself.
+// output that is no plain file, or stands where no file can be made, is written itself;
+// a plain one that was touched is emptied when the run fails.
 class outputfile {
   public:
     explicit outputfile(const std::string &path);
@@ -36,8 +40,6 @@ class outputfile {
     outputfile(const outputfile &) = delete;
     outputfile &operator=(const outputfile &) = delete;
 
-    // False: a failure costs what the output held.
-    bool aside() const { return made; }
     const std::string &path() const { return written; }
     // Puts the new file in the output's place.
     void commit();
@@ -45,6 +47,33 @@ class outputfile {
   private:
     std::string target, written;
     bool made = false;
+    bool emptied = false; // where the run fails, when it was touched
+    std::filesystem::file_time_type touched{};
+};
+
+// Records that the command writes itself: to standard output, or to a file that is
+// open until it takes its place.
+class outputsink {
+  public:
+    explicit outputsink(const std::string &path); // empty: standard output
+    ~outputsink();
+    outputsink(const outputsink &) = delete;
+    outputsink &operator=(const outputsink &) = delete;
+
+    void write(const void *data, size_t length);
+    uint64_t bytes() const { return total; }
+    // All is written; nothing of it would stay without this call but on a stream.
+    void finish();
+    void commit();
+
+  private:
+    std::string name;
+    std::optional<outputfile> file;
+    int descriptor;
+    std::string buffer;
+    uint64_t total = 0;
+
+    void flush();
 };
 
 } // namespace command

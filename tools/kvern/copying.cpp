@@ -1,0 +1,90 @@
+#include "copying.h"
+
+#include "feeding.h"
+#include "report.h"
+
+#include <algorithm>
+
+namespace command {
+
+namespace {
+
+constexpr size_t portionbytes = size_t{8} << 20;
+constexpr char endmarkbyte = 0x1A;
+
+class portions {
+  public:
+    portions(const joboptions &options, jobplan &planned, outputsink &sink, uint32_t &sumstop)
+        : plan(planned), sums(sumstop), in(options.tempdirs), out(options.tempdirs), target(sink) {
+        plan.engine.infiles = {in.path()};
+        plan.engine.outfile = out.path();
+    }
+
+    // Whole records at a time; at the end what is left, for the engine to judge.
+    void take(inputsource &source) {
+        std::string data;
+        bool atend = false;
+        while (!atend) {
+            const size_t left = data.size();
+            data.resize(std::max(portionbytes, 2 * left));
+            size_t filled = left;
+            while (filled < data.size() && !atend) {
+                const size_t count = source.read(data.data() + filled, data.size() - filled);
+                filled += count;
+                atend = count == 0;
+            }
+            data.resize(filled);
+            atend = cutatmark(source, data, left) || atend;
+            const size_t whole = atend ? data.size() : wholerecords(data);
+            if (whole != 0)
+                copy(std::string_view(data).substr(0, whole));
+            data.erase(0, whole);
+        }
+    }
+
+  private:
+    jobplan &plan;
+    uint32_t &sums;
+    scratchfile in, out;
+    outputsink &target;
+
+    // A text file ends at its mark; a stream has none.
+    bool cutatmark(const inputsource &source, std::string &data, size_t from) const {
+        if (!plan.text || !source.endsatmark())
+            return false;
+        const size_t mark = data.find(endmarkbyte, from);
+        if (mark == std::string::npos)
+            return false;
+        data.resize(mark);
+        printnote(source.name() + " ends at a byte 0x1A; bytes behind it are not taken");
+        return true;
+    }
+    size_t wholerecords(const std::string &data) const {
+        if (!plan.text)
+            return data.size() / plan.shape.length * plan.shape.length;
+        const std::string_view end = endbytes(plan.shape.end);
+        const size_t last = data.rfind(end);
+        return last == std::string::npos ? 0 : last + end.size();
+    }
+    void copy(std::string_view data) {
+        plan.engine.inkinds = {
+            textkind(plan.shape, plan.text && data.find(endmarkbyte) != std::string_view::npos)};
+        in.clear();
+        in.append(data.data(), data.size());
+        in.finish();
+        session engine(plan.engine, sums);
+        engine.close();
+        drawfile(out.path(), target);
+    }
+};
+
+} // namespace
+
+void copyportions(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan,
+                  outputsink &out, uint32_t &sumstop) {
+    portions job(options, plan, out, sumstop);
+    for (inputsource &source : sources)
+        job.take(source);
+}
+
+} // namespace command

@@ -1,0 +1,182 @@
+#include "recordreader.h"
+
+#include "report.h"
+
+#include <cstdio>
+#include <cstring>
+
+namespace command {
+
+namespace {
+
+constexpr char endmarkbyte = 0x1A;
+constexpr size_t chunk = size_t{256} << 10;
+
+// More than the engine can sort by far; a longer line is not kept to be measured.
+constexpr size_t longestkept = size_t{4} << 20;
+
+constexpr size_t endroom = 2; // for the end of a last line
+
+std::string hexadecimal(std::string_view bytes) {
+    std::string out;
+    for (char c : bytes) {
+        char digits[4];
+        std::snprintf(digits, sizeof digits, "%02X ", static_cast<unsigned>(c) & 0xFF);
+        out += digits;
+    }
+    if (!out.empty())
+        out.pop_back();
+    return out;
+}
+
+} // namespace
+
+recordreader::recordreader(inputsource &from, const recordshape &form, bool endmark)
+    : source(from), shape(form), marked(endmark), buffer(chunk + endroom, '\0'),
+      count(from.skippedrecords()), nextplace(from.skipped()) {}
+
+std::string recordreader::whichrecord() const {
+    return shape.word() + (" " + std::to_string(count) + " of " + source.name()) + " (offset " +
+           std::to_string(place) + ")";
+}
+
+std::string_view recordreader::data() const {
+    if (shape.kind == formkind::text)
+        return raw().substr(0, length - endbytes(shape.end).size());
+    return shape.kind == formkind::variable ? raw().substr(shape.frame->prefix) : raw();
+}
+
+bool recordreader::fill() {
+    if (atend)
+        return false;
+    if (at > 0) {
+        std::memmove(buffer.data(), buffer.data() + at, stop - at);
+        stop -= at;
+        at = 0;
+    }
+    if (stop + chunk / 2 > buffer.size() - endroom)
+        buffer.resize(2 * buffer.size());
+    const size_t got = source.read(buffer.data() + stop, buffer.size() - endroom - stop);
+    atend = got == 0;
+    taken += got;
+    size_t end = stop + got;
+    const size_t mark = marked && got > 0
+                            ? std::string_view(buffer.data(), end).find(endmarkbyte, stop)
+                            : std::string_view::npos;
+    if (mark != std::string_view::npos) {
+        beyond = source.size() - (taken - (end - mark)) - 1;
+        end = mark;
+        atend = true;
+    }
+    const bool more = end > stop;
+    stop = end;
+    return more;
+}
+
+bool recordreader::need(size_t bytes) {
+    while (stop - at < bytes)
+        if (!fill())
+            return false;
+    return true;
+}
+
+bool recordreader::give(size_t bytes) {
+    first = at;
+    length = bytes;
+    at += bytes;
+    place = nextplace;
+    nextplace += bytes;
+    ++count;
+    return true;
+}
+
+bool recordreader::next() {
+    switch (shape.kind) {
+    case formkind::fixed:
+        return nextfixed();
+    case formkind::variable:
+        return nextvariable();
+    case formkind::text:
+        return nextline();
+    }
+    return false;
+}
+
+bool recordreader::nextfixed() {
+    if (need(shape.length))
+        return give(shape.length);
+    if (stop == at)
+        return false;
+    incomplete = true;
+    if (forgiving)
+        return false;
+    throw failure{ending::data,
+                  source.name() + " ends inside record " + std::to_string(count + 1) + ", after " +
+                      std::to_string(stop - at) + " of " + plural(shape.length, "byte"),
+                  "look at --fixed"};
+}
+
+void recordreader::failprefix(const std::string &why) const {
+    const size_t shown = std::min<size_t>(stop - at, shape.frame->prefix);
+    throw failure{ending::data,
+                  source.name() + ": no " + shape.frame->name + " prefix at offset " +
+                      std::to_string(nextplace) + ", where record " + std::to_string(count + 1) +
+                      " should begin: " + hexadecimal(std::string_view(buffer.data() + at, shown)),
+                  why, 88, 111};
+}
+
+bool recordreader::nextvariable() {
+    const framing &frame = *shape.frame;
+    if (!need(frame.prefix)) {
+        if (stop == at)
+            return false;
+        failprefix("the input ends there; look at --framing");
+    }
+    uint32_t bytes;
+    if (!readprefix(frame, buffer.data() + at, bytes))
+        failprefix("look at --framing");
+    if (bytes > shape.length)
+        failprefix("a length of " + std::to_string(bytes) + " passes --variable " +
+                   std::to_string(shape.length) + "; look at --framing too");
+    if (!need(size_t{frame.prefix} + bytes))
+        failprefix("of " + plural(bytes, "byte") + " behind it the input has " +
+                   std::to_string(stop - at - frame.prefix));
+    return give(size_t{frame.prefix} + bytes);
+}
+
+bool recordreader::nextline() {
+    const std::string_view mark = endbytes(shape.end);
+    size_t seen = 0; // bytes behind `at` that hold no end
+    for (;;) {
+        const std::string_view text(buffer.data(), stop);
+        const size_t found =
+            mark.size() == 1 ? text.find(mark[0], at + seen) : text.find(mark, at + seen);
+        if (found != std::string_view::npos)
+            return give(found - at + mark.size());
+        const size_t waiting = stop - at;
+        seen = waiting < mark.size() ? 0 : waiting - mark.size() + 1;
+        if (waiting > longestkept)
+            throw failure{ending::data,
+                          "line " + std::to_string(count + 1) + " of " + source.name() +
+                              " has more than " + std::to_string(waiting) + " bytes",
+                          "look at --eol", 88, 111};
+        if (fill())
+            continue;
+        if (stop == at)
+            return false;
+        mark.copy(buffer.data() + stop, mark.size()); // the last line's end
+        stop += mark.size();
+    }
+}
+
+uint64_t eachline(inputsource &source, lineend end, bool endmark,
+                  const std::function<void(std::string_view)> &each) {
+    recordshape shape;
+    shape.end = end;
+    recordreader reader(source, shape, endmark);
+    while (reader.next())
+        each(reader.data());
+    return reader.behindmark();
+}
+
+} // namespace command

@@ -1,0 +1,58 @@
+// Records of one input, one after the other, in whatever form they lie there.
+#pragma once
+
+#include "framing.h"
+#include "inputs.h"
+
+#include <functional>
+
+namespace command {
+
+class recordreader {
+  public:
+    // Where `endmark` is set, a byte 0x1A ends a text.
+    recordreader(inputsource &from, const recordshape &form, bool endmark = false);
+
+    // False at the end.  Throws the failure of what is no record of the form.
+    bool next();
+    // Until the next call: the data, and all bytes that the record takes in the file.  A
+    // last line has its end in memory also where the file lacks it.
+    std::string_view data() const;
+    std::string_view raw() const { return {buffer.data() + first, length}; }
+    uint64_t number() const { return count; }      // from 1
+    uint64_t offset() const { return place; }      // of raw() in the file
+    uint64_t behindmark() const { return beyond; } // bytes behind the end mark
+    // What was read and not given yet.
+    std::string_view rest() const { return {buffer.data() + at, stop - at}; }
+    // Fixed records: the last one is not whole, and is left out.
+    void forgivetorn() { forgiving = true; }
+    bool torn() const { return incomplete; }
+
+    // "record 17 of vb.bin (offset 1280)"
+    std::string whichrecord() const;
+
+  private:
+    inputsource &source;
+    recordshape shape;
+    bool marked, forgiving = false, incomplete = false;
+    std::string buffer;
+    size_t at = 0, stop = 0; // bytes that wait
+    size_t first = 0, length = 0;
+    uint64_t count = 0, place = 0, nextplace = 0, taken = 0, beyond = 0;
+    bool atend = false;
+
+    bool fill(); // more bytes behind `stop`; false: there are none
+    bool need(size_t bytes);
+    bool give(size_t bytes);
+    bool nextfixed();
+    bool nextvariable();
+    bool nextline();
+    [[noreturn]] void failprefix(const std::string &why) const;
+};
+
+// Runs `each` over the lines of a source, without their ends.  The result is the number
+// of bytes behind the end mark.
+uint64_t eachline(inputsource &source, lineend end, bool endmark,
+                  const std::function<void(std::string_view)> &each);
+
+} // namespace command
