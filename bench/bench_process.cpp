@@ -1,113 +1,42 @@
-// Whole processes, file to file: the command beside GNU sort and cp on the same
-// bytes.  Runs take turns, so that a drift of the machine's speed meets both; the
-// ratio is taken pair by pair and its median printed.  Every output of ours is
-// checked outside the clock: order by key, and nothing lost or changed.
-#include "records.h"
+// Whole processes, file to file: the command beside GNU sort, cp, grep and awk on the
+// same bytes.  Every output of ours is checked off the clock: order by key, and nothing
+// lost or changed.
+#include "jobs.h"
 
-#include <sys/resource.h>
-#include <sys/time.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <functional>
-#include <string>
-#include <vector>
 
-namespace {
+namespace bench {
 
 namespace fs = std::filesystem;
-using command = std::vector<std::string>;
 
-struct measure {
-    double seconds = 0;
-    long peak_kb = 0;
-};
-
-measure run(const command &words) {
-    std::vector<char *> argv;
-    for (const std::string &word : words)
-        argv.push_back(const_cast<char *>(word.c_str()));
-    argv.push_back(nullptr);
-    sync(); // nobody pays for what the one before left unwritten
-    const auto begin = std::chrono::steady_clock::now();
-    const pid_t child = fork();
-    if (child == 0) {
-        setenv("LC_ALL", "C", 1);
-        execvp(argv[0], argv.data());
-        _exit(127);
-    }
-    int status = 0;
-    rusage usage = {};
-    if (child < 0 || wait4(child, &status, 0, &usage) != child || status != 0) {
-        std::fprintf(stderr, "bench: %s failed\n", words[0].c_str());
-        std::exit(1);
-    }
-    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
-    return {took.count(), usage.ru_maxrss};
+job::job(const setting &use)
+    : in(use.folder / "in"), out(use.folder / "out"), temp(use.folder / "temp") {
+    fs::create_directories(temp);
 }
 
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
+void job::clear() const {
+    fs::remove(out);
+    fs::remove(peerout());
 }
 
-struct setting {
-    std::string kvern;
-    fs::path folder;
-    int runs;
-};
+std::function<void()> job::checker() const {
+    return [this] {
+        if (!(read_digest(out) == expected))
+            give_up("the output is wrong");
+        clear();
+    };
+}
 
-class table {
-  public:
-    explicit table(const setting &use) : what(use) {
-        std::printf("%-44s %9s %9s %7s %9s\n", "case", "ours s", "peer s", "ratio", "peak KB");
-    }
-
-    // One line: ours and a peer in turn.
-    double compare(const std::string &name, const command &ours, const command &peer,
-                   const std::function<void()> &check) {
-        std::vector<double> mine, theirs, ratio;
-        long peak = 0;
-        for (int i = 0; i < what.runs; ++i) {
-            const measure a = run(ours);
-            check();
-            const measure b = run(peer);
-            mine.push_back(a.seconds);
-            theirs.push_back(b.seconds);
-            ratio.push_back(a.seconds / b.seconds);
-            peak = std::max(peak, a.peak_kb);
-        }
-        std::printf("%-44s %9.3f %9.3f %7.2f %9ld\n", name.c_str(), median(mine), median(theirs),
-                    median(ratio), peak);
-        std::fflush(stdout);
-        return median(mine);
-    }
-
-  private:
-    const setting &what;
-};
-
-struct job {
-    fs::path in, out, temp;
-    uint64_t records;
-    bench::digest expected;
-};
-
-job prepare(const setting &use, uint64_t records) {
-    job work{use.folder / "in", use.folder / "out", use.folder / "temp", records, {}};
-    fs::create_directories(work.temp);
-    bench::write_file(work.in, records);
-    work.expected = bench::read_digest(work.in);
+job sort_job(const setting &use, uint64_t records) {
+    job work(use);
+    write_file(work.in, records);
+    work.expected = read_digest(work.in);
     work.expected.ordered = true;
     return work;
 }
 
-command ours(const setting &use, const job &work, bool text, const std::string &memory) {
+command our_sort(const setting &use, const job &work, bool text, const std::string &memory) {
     command words = {use.kvern, "sort", "-S", memory, "-T", work.temp, "-k", "1,10,ch"};
     const command form = text ? command{"--text", "--columns", "--eol", "lf", "--max-line", "100"}
                               : command{"--fixed", "100"};
@@ -116,10 +45,12 @@ command ours(const setting &use, const job &work, bool text, const std::string &
     return words;
 }
 
+namespace {
+
 command gnu(const job &work, const command &limits) {
     command words = {"sort", "-s", "-k1.1,1.10", "-T", work.temp};
     words.insert(words.end(), limits.begin(), limits.end());
-    words.insert(words.end(), {"-o", fs::path(work.out) += ".peer", work.in});
+    words.insert(words.end(), {"-o", work.peerout(), work.in});
     return words;
 }
 
@@ -127,30 +58,20 @@ command copy_twice(const job &work) {
     const std::string middle = work.temp / "copy";
     return {"sh", "-c",
             "cp '" + work.in.string() + "' '" + middle + "' && cp '" + middle + "' '" +
-                work.out.string() + ".peer' && rm '" + middle + "'"};
-}
-
-std::function<void()> checker(const job &work) {
-    return [&work] {
-        if (!(bench::read_digest(work.out) == work.expected)) {
-            std::fprintf(stderr, "bench: the output is wrong\n");
-            std::exit(1);
-        }
-        fs::remove(work.out); // the peer needs the room
-    };
+                work.peerout() + "' && rm '" + middle + "'"};
 }
 
 void incore(const setting &use, table &out) {
-    const job work = prepare(use, 60000);
-    out.compare("in core, 6 MB fixed : sort -S 32M", ours(use, work, false, "10M"),
-                gnu(work, {"-S", "32M", "--parallel=1"}), checker(work));
+    const job work = sort_job(use, 60000);
+    out.compare("in core, 6 MB fixed : sort -S 32M", our_sort(use, work, false, "10M"),
+                gnu(work, {"-S", "32M", "--parallel=1"}), work.checker());
 }
 
 void external(const setting &use, table &out, uint64_t records, const std::string &size) {
-    const job work = prepare(use, records);
-    const auto check = checker(work);
+    const job work = sort_job(use, records);
+    const auto check = work.checker();
     for (const bool text : {false, true}) {
-        const command mine = ours(use, work, text, "10M");
+        const command mine = our_sort(use, work, text, "10M");
         const std::string name = size + (text ? " text" : " fixed");
         out.compare(name + " : sort, its defaults", mine, gnu(work, {}), check);
         out.compare(name + " : sort -S 10M --parallel=1", mine,
@@ -162,35 +83,50 @@ void external(const setting &use, table &out, uint64_t records, const std::strin
 // Ours against ours at 1 GB: growth with size, and with little storage.
 void growth(const setting &use, table &out, uint64_t records, const std::string &memory,
             const std::string &name) {
-    const job work = prepare(use, records);
-    out.compare(name, ours(use, work, false, memory), copy_twice(work), checker(work));
+    const job work = sort_job(use, records);
+    out.compare(name, our_sort(use, work, false, memory), copy_twice(work), work.checker());
 }
 
+struct group {
+    const char *name;
+    void (*run)(const setting &, table &);
+};
+constexpr group groups[] = {
+    {"incore", incore},
+    {"external", [](const setting &use, table &out) { external(use, out, 10000000, "1 GB"); }},
+    {"small",
+     [](const setting &use, table &out) {
+         growth(use, out, 2000000, "64K", "200 MB fixed in 64 KB : cp, cp");
+     }},
+    {"4g", [](const setting &use,
+              table &out) { growth(use, out, 40000000, "10M", "4 GB fixed in 10 MB : cp, cp"); }},
+    {"16g",
+     [](const setting &use, table &out) {
+         growth(use, out, 160000000, "10M", "16 GB fixed in 10 MB : cp, cp");
+     }},
+    {"functions", functions},
+};
+
 } // namespace
+} // namespace bench
 
 // bench_process KVERN FOLDER RUNS GROUP...
 int main(int argc, char **argv) {
-    if (argc < 5) {
-        std::fprintf(stderr, "usage: bench_process KVERN FOLDER RUNS GROUP...\n"
-                             "groups: incore external small 4g 16g\n");
-        return 2;
+    using namespace bench;
+    const setting use{argc > 4 ? argv[1] : "", argc > 4 ? argv[2] : "",
+                      argc > 4 ? std::atoi(argv[3]) : 0};
+    if (use.runs < 1) {
+        std::string names;
+        for (const group &one : groups)
+            names += std::string(" ") + one.name;
+        give_up("usage: bench_process KVERN FOLDER RUNS GROUP...; groups:" + names);
     }
-    const setting use{argv[1], fs::path(argv[2]), std::atoi(argv[3])};
     fs::create_directories(use.folder);
     table out(use);
-    for (int i = 4; i < argc; ++i) {
-        const std::string group = argv[i];
-        if (group == "incore")
-            incore(use, out);
-        else if (group == "external")
-            external(use, out, 10000000, "1 GB");
-        else if (group == "small")
-            growth(use, out, 2000000, "64K", "200 MB fixed in 64 KB : cp, cp");
-        else if (group == "4g")
-            growth(use, out, 40000000, "10M", "4 GB fixed in 10 MB : cp, cp");
-        else if (group == "16g")
-            growth(use, out, 160000000, "10M", "16 GB fixed in 10 MB : cp, cp");
-    }
+    for (int i = 4; i < argc; ++i)
+        for (const group &one : groups)
+            if (argv[i] == std::string(one.name))
+                one.run(use, out);
     fs::remove_all(use.folder);
     return 0;
 }

@@ -25,11 +25,17 @@ enum class order {
 // Key rank of each of n records.
 std::vector<uint64_t> ranks(order shape, uint64_t n);
 
-// One record: the key spells `rank` so that key order is rank order.
+// Groups and amounts are spread over the ranks; the amounts of a group of ten million
+// records fit their field.
+constexpr uint32_t groups_of_records = 1000;
+constexpr uint32_t amounts = 1000;
+
+// One record: the key spells `rank` so that key order is rank order; at 12,10 (from 1)
+// its number, at 23,3 its group and at 27,8 its amount, in digits.
 void fill_record(uint8_t *record, uint64_t rank, uint64_t number);
 
 // A file of random keys.
-void write_file(const std::string &path, uint64_t records);
+void write_file(const std::string &path, uint64_t records, uint64_t seed = 11);
 
 // What stays the same however records are ordered.
 struct digest {
@@ -38,6 +44,10 @@ struct digest {
     bool ordered = true;
     bool operator==(const digest &) const = default;
 };
-digest read_digest(const std::string &path);
+// Of all records, or of those that pass.
+digest read_digest(const std::string &path, bool (*passes)(const uint8_t *record) = nullptr);
+
+uint32_t amount_of(const uint8_t *record);
+uint64_t total_amount(const std::string &path);
 
 } // namespace bench

@@ -1,9 +1,9 @@
 #!/bin/sh
 # The performance table.  KVERN_BENCH_GROUPS chooses whole-process groups (incore
-# external small 4g 16g; the last needs some 50 GB), KVERN_BENCH_DIR the place.
+# external small functions 4g 16g; the last needs some 50 GB), KVERN_BENCH_DIR the place.
 set -eu
 cd "$(dirname "$0")/.."
-groups=${KVERN_BENCH_GROUPS:-incore external small}
+groups=${KVERN_BENCH_GROUPS:-incore external small functions}
 place=${KVERN_BENCH_DIR:-build/bench-files}
 
 echo "hot loops (bytes or records per second; compare within the run)"
