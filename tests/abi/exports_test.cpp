@@ -131,6 +131,19 @@ TEST(abi, exports_are_the_promised_names) {
     EXPECT_EQ(readtables(libraryimage()).exported, promised);
 }
 
+TEST(abi, the_file_manager_exports_the_nine_names) {
+    const names nine = {"InitFileManager", "InitReqMsgBuild", "BldNumParm",
+                        "BldStrParm",      "BldFlagParm",     "FileManager",
+                        "InitMsgScan",     "ScanParmType",    "TermFileManager"};
+#ifdef _WIN32
+    const tables found = readtables(readfile("m7hxfmg.dll"));
+    EXPECT_EQ(found.libraries, (names{"KERNEL32.DLL", "MSVCRT.DLL"}));
+#else
+    const tables found = readtables(readfile(KVERN_BINARY_DIR "/libm7hxfmg.so"));
+#endif
+    EXPECT_EQ(found.exported, nine);
+}
+
 TEST(abi, imports_come_from_the_system_only) {
     const tables found = readtables(libraryimage());
     ASSERT_FALSE(found.libraries.empty());

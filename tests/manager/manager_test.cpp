@@ -1,0 +1,355 @@
+// The file manager through its nine functions: what lies in its files, what comes back
+// from them, and what it refuses.
+#include "manager/managerclient.h"
+#include "support/randomness.h"
+#include "support/tempfolder.h"
+
+#include <algorithm>
+#include <cerrno>
+#ifndef _WIN32
+#include <sys/resource.h>
+#endif
+
+namespace kvern::test {
+
+namespace {
+
+using namespace std::string_literals;
+
+const filekind seqfixed = {2, false, 5}, seqvariable = {2, true, 5};
+const filekind relfixed = {4, false, 5}, relvariable = {4, true, 5};
+const filekind idxfixed = {6, false, 5, keypart(1, 2, 0)};
+const filekind idxvariable = {6, true, 600, keypart(1, 2, 0x10), 292};
+
+struct filecase {
+    const char *title;
+    filekind kind;
+    records written;
+    std::string bytes;     // that the file consists of, or, indexed, holds
+    records expected = {}; // empty: as written
+};
+
+const filecase filecases[] = {
+    {"sequential", seqfixed, {"abcde", "fg\0\n "s}, "abcdefg\0\n "s},
+    {"sequential, variable", seqvariable, {"abcde", "", "f"}, "\0\5\0\0abcde\0\0\0\0\0\1\0\0f"s},
+    {"relative", relfixed, {"abcde", "fghij"}, "\5\0\0\0\0\0\0\0abcde\5\0\0\0\0\0\0\0fghij"s},
+    {"relative, variable",
+     relvariable,
+     {"ab", "fghij"},
+     "\2\0\0\0\0\0\0\0ab   \5\0\0\0\0\0\0\0fghij"s},
+    {"indexed", idxfixed, {"2bcxx", "1bbyy", "3aazz"}, "\0\1\0\2\0"s, {"3aazz", "1bbyy", "2bcxx"}},
+    {"indexed, duplicates",
+     idxvariable,
+     {"1bb1", "2aa", "3bb" + std::string(500, '3'), "4bb4"},
+     "\0\1\0\2\1"s,
+     {"2aa", "1bb1", "3bb" + std::string(500, '3'), "4bb4"}},
+    {"empty", seqfixed, {}, ""},
+    {"empty, indexed", idxfixed, {}, "RMKF"},
+};
+
+std::string numbertext(uint32_t value, size_t width) {
+    const std::string digits = std::to_string(value);
+    return std::string(width - std::min(width, digits.size()), '0') + digits;
+}
+
+} // namespace
+
+TEST(manager, files_hold_the_bytes_and_give_the_records_back) {
+    const tempfolder folder;
+    managerclient client;
+    for (const filecase &c : filecases) {
+        SCOPED_TRACE(c.title);
+        records found;
+        ASSERT_EQ(client.writeall(folder.file("f"), c.kind, c.written), 0);
+        const std::string bytes = readfile(folder.file("f"));
+        if (c.kind.organisation == 6) {
+            EXPECT_NE(bytes.find(c.bytes), std::string::npos);
+            EXPECT_EQ(bytes.size() % c.kind.blocksize, 0U);
+        } else {
+            EXPECT_EQ(bytes, c.bytes);
+        }
+        EXPECT_EQ(client.readall(folder.file("f"), c.kind, &found), 0x10);
+        EXPECT_EQ(found, c.expected.empty() ? c.written : c.expected);
+    }
+    EXPECT_EQ(folder.entries(), 1U);
+}
+
+TEST(manager, reads_what_others_leave_in_relative_files) {
+    const tempfolder folder;
+    managerclient client;
+    // A record deleted, its bytes still there; slots never written.
+    const std::string empty(8, '\0');
+    writefile(folder.file("f"), empty + "gone!" + "\2\0\0\0\0\0\0\0hixyz"s + empty + "\0\0\0\0\0"s);
+    records found;
+    EXPECT_EQ(client.readall(folder.file("f"), relvariable, &found), 0x10);
+    EXPECT_EQ(found, records{"hi"});
+    EXPECT_EQ(client.readall(folder.file("f"), relfixed, &found), 0x04); // no such length
+}
+
+// Keys of several parts, over several blocks of the head; records in any order.
+TEST(manager, indexed_files_come_back_in_the_order_of_their_primary_key) {
+    const tempfolder folder;
+    managerclient client;
+    randomness random(51);
+    struct {
+        uint32_t parts, partlength, blocksize;
+    } const layouts[] = {{1, 4, 1024}, {1, 254, 65535}, {4, 1, 292}, {23, 1, 300}, {255, 1, 1024}};
+    for (const auto &layout : layouts) {
+        SCOPED_TRACE(layout.parts);
+        std::string keyparts; // the last bytes weigh most
+        for (uint32_t i = layout.parts; i-- != 0;)
+            keyparts += keypart(i * layout.partlength, layout.partlength, i != 0 ? 0x20 : 0);
+        const filekind kind = {6, true, 300, keyparts, layout.blocksize};
+        const auto keyof = [&](const std::string &record) {
+            std::string key;
+            for (uint32_t i = layout.parts; i-- != 0;)
+                key += record.substr(size_t{i} * layout.partlength, layout.partlength);
+            return key;
+        };
+        records all, found;
+        for (uint32_t i = 0; i < 1000; ++i) {
+            all.push_back(numbertext(i, 4) + std::string(251, '.') +
+                          std::string(random.below(40), 'v'));
+            std::swap(all[random.below(i + 1)], all.back());
+        }
+        ASSERT_EQ(client.writeall(folder.file("f"), kind, all), 0);
+        EXPECT_EQ(client.readall(folder.file("f"), kind, &found), 0x10);
+        std::sort(all.begin(), all.end(),
+                  [&](const std::string &a, const std::string &b) { return keyof(a) < keyof(b); });
+        EXPECT_EQ(found, all);
+    }
+}
+
+TEST(manager, equal_keys_are_refused_where_the_key_says_so) {
+    const tempfolder folder;
+    managerclient client;
+    const std::string primary = keypart(0, 2, 0), primaryagain = keypart(0, 2, 0x10);
+    // Of several parts the last one's attribute counts.
+    const std::string parts = keypart(0, 1, 0x30) + keypart(1, 1, 0);
+    struct {
+        std::string keyparts;
+        records all;
+        int status;
+        records expected = {};
+    } const cases[] = {
+        {primary, {"ab1", "aa2", "ab3"}, 0x22},
+        {parts, {"ab1", "ab2"}, 0x22},
+        {primaryagain, {"ab2", "aa3", "ab1"}, 0, {"aa3", "ab2", "ab1"}},
+        {primary + keypart(2, 1, 0), {"ab1", "ac1"}, 0x22},
+        {primary + keypart(2, 1, 0x10), {"ac1", "ab1"}, 0, {"ab1", "ac1"}},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(&c - cases);
+        const filekind kind = {6, false, 3, c.keyparts};
+        records found;
+        EXPECT_EQ(client.writeall(folder.file("f"), kind, c.all), c.status);
+        if (c.status != 0) {
+            EXPECT_EQ(client.close(), 0x30); // never put in its place
+            EXPECT_EQ(folder.entries(), 0U);
+            continue;
+        }
+        EXPECT_EQ(client.readall(folder.file("f"), kind, &found), 0x10);
+        EXPECT_EQ(found, c.expected);
+        std::filesystem::remove(folder.file("f"));
+    }
+}
+
+TEST(manager, damaged_files_are_refused) {
+    const tempfolder folder;
+    managerclient client;
+    struct {
+        const char *title;
+        filekind kind;
+        std::string bytes;
+        records before; // what is read up to the fault
+        int status;
+    } const cases[] = {
+        {"fixed, cut", seqfixed, "abcdeabc", {}, 0x39},
+        {"fixed, no length", {2, false, 0}, "", {}, 0x39},
+        {"length cut", seqvariable, "\0\1\0\0a\0\1"s, {"a"}, 0x30},
+        {"record cut", seqvariable, "\0\1\0\0a\0\2\0\0b"s, {"a"}, 0x30},
+        {"no such length word", seqvariable, "\0\1\0\1a"s, {}, 0x30},
+        {"record too long", seqvariable, "\0\6\0\0abcdef"s, {}, 0x04},
+        {"slot cut", relfixed, "\5\0\0\0\0\0\0\0abc"s, {}, 0x39},
+        {"slot too short for its record", relvariable, "\6\0\0\0\0\0\0\0abcde"s, {}, 0x30},
+        {"huge length", relvariable, "\1\0\0\0\0\0\0\1abcde"s, {}, 0x30},
+        {"no index", idxfixed, "", {}, 0x39},
+        {"nothing but zeros", idxfixed, std::string(1024, '\0'), {}, 0x39},
+    };
+    records found;
+    for (const auto &c : cases) {
+        writefile(folder.file("f"), c.bytes);
+        EXPECT_EQ(client.readall(folder.file("f"), c.kind, &found), c.status) << c.title;
+        EXPECT_EQ(found, c.before) << c.title;
+    }
+    // Of an indexed file no byte may differ, be missing or be too many: samples.
+    const filekind kind = {6, true, 300, keypart(0, 2, 0) + keypart(2, 1, 0x10), 292};
+    const records all = {"ca1", "ab2" + std::string(250, '.'), "ac3"};
+    ASSERT_EQ(client.writeall(folder.file("f"), kind, all), 0);
+    const std::string whole = readfile(folder.file("f"));
+    for (size_t i = 0; i < whole.size(); i += i < 32 ? 1 : 5) {
+        std::string damaged = whole;
+        damaged[i] = static_cast<char>(damaged[i] ^ 1 << i % 8);
+        std::filesystem::remove(folder.file("f")); // file systems flush what is overwritten
+        writefile(folder.file("f"), damaged);
+        const int status = client.readall(folder.file("f"), kind, &found);
+        EXPECT_TRUE(status == 0x30 || status == 0x39) << i << ": " << status;
+    }
+    for (const size_t length :
+         {size_t{0}, whole.size() - 292, whole.size() - 1, whole.size() + 1}) {
+        std::string damaged = whole;
+        damaged.resize(length);
+        writefile(folder.file("f"), damaged);
+        const int status = client.readall(folder.file("f"), kind, &found);
+        EXPECT_TRUE(status == 0x30 || status == 0x39) << length << ": " << status;
+    }
+}
+
+TEST(manager, statuses) {
+    const tempfolder folder;
+    managerclient client;
+    const std::string there = folder.file("there"), absent = folder.file("absent");
+    std::string record;
+    EXPECT_EQ(client.open(absent, seqfixed, false), 0x35);
+    EXPECT_EQ(client.code, static_cast<uint32_t>(ENOENT));
+    EXPECT_EQ(client.open(folder.file("no/such"), seqfixed, true), 0x30);
+    EXPECT_EQ(client.open(folder.path(), seqfixed, false), 0x37);
+    EXPECT_EQ(client.open(folder.path(), seqfixed, true), 0x37);
+    EXPECT_EQ(client.open("a\0b"s, seqfixed, false), 0x31);
+    EXPECT_EQ(client.close(), 0x42);
+    EXPECT_EQ(client.read(&record, 5), 0x47);
+    EXPECT_EQ(client.write("abcde"), 0x48);
+    for (const filekind &kind : {seqfixed, relfixed, idxfixed}) {
+        SCOPED_TRACE(kind.organisation);
+        ASSERT_EQ(client.writeall(there, kind, {"abcde"}), 0);
+        ASSERT_EQ(client.open(there, kind, false), 0);
+        EXPECT_EQ(client.write("abcde"), 0x48);
+        EXPECT_EQ(client.read(&record, 4), 0x04);
+        EXPECT_EQ(client.close(), 0);
+        ASSERT_EQ(client.open(there, kind, false), 0);
+        EXPECT_EQ(client.read(&record, 6), 0);
+        EXPECT_EQ(record, "abcde");
+        const int after = kind.organisation == 2 ? 0x10 : 0x96;
+        for (const int status : {0x10, after, after})
+            EXPECT_EQ(client.read(&record, 5), status);
+        EXPECT_EQ(client.close(), 0);
+        EXPECT_EQ(client.close(), 0x42);
+        for (const char *wrong : {"abcd", "abcdef"}) {
+            ASSERT_EQ(client.open(there, kind, true), 0);
+            EXPECT_EQ(client.read(&record, 5), 0x47);
+            EXPECT_EQ(client.write(wrong), 0x44);
+            EXPECT_EQ(client.write("abcde"), 0x30);
+            EXPECT_EQ(client.close(), 0x30);
+        }
+    }
+    const std::string key = keypart(0, 2, 0);
+    const filekind nofiles[] = {{6, false, 5},
+                                {6, false, 5, "\2\0\0"},
+                                {6, false, 5, keypart(4, 2, 0)},
+                                {6, false, 5, keypart(0, 2, 0x20)},
+                                {6, false, 5, keypart(0, 0, 0)},
+                                {6, false, 5, key, 291},
+                                {6, false, 65536, key},
+                                {2, true, 65536},
+                                {4, false, 0}};
+    for (const filekind &kind : nofiles)
+        EXPECT_EQ(client.open(absent, kind, true), 0x39) << &kind - nofiles;
+    EXPECT_EQ(folder.entries(), 1U);
+}
+
+TEST(manager, an_output_replaces_the_file_when_it_is_closed_and_only_then) {
+    const tempfolder folder;
+    const std::string path = folder.file("f");
+    writefile(path, "older");
+    {
+        managerclient client;
+        ASSERT_EQ(client.open(path, seqfixed, true), 0);
+        ASSERT_EQ(client.write("newer"), 0);
+        EXPECT_EQ(readfile(path), "older");
+        EXPECT_EQ(folder.entries(), 2U);
+    } // a session that ends gives up what it has open
+    EXPECT_EQ(readfile(path), "older");
+    EXPECT_EQ(folder.entries(), 1U);
+    managerclient client;
+#ifndef _WIN32 // a link goes on leading to the file, and the file keeps its mode
+    std::filesystem::create_symlink(path, folder.file("link"));
+    std::filesystem::permissions(path, std::filesystem::perms(0640));
+    ASSERT_EQ(client.writeall(folder.file("link"), seqfixed, {"other"}), 0);
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.file("link")));
+    EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0640));
+    std::filesystem::remove(folder.file("link"));
+#endif
+    ASSERT_EQ(client.writeall(path, seqfixed, {"newer"}), 0);
+    EXPECT_EQ(readfile(path), "newer");
+    EXPECT_EQ(folder.entries(), 1U);
+}
+
+TEST(manager, too_many_open_files_are_told_with_the_error_number) {
+#ifndef _WIN32
+    rlimit limit = {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit few = {64, limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &few);
+#endif
+    const tempfolder folder;
+    writefile(folder.file("f"), "");
+    int status = 0;
+    {
+        managerclient client;
+        for (int i = 0; i < 10000 && status == 0; ++i)
+            status = client.open(folder.file("f"), seqfixed, false);
+        EXPECT_EQ(status, 0x30);
+        EXPECT_EQ(client.code, 24U);
+    }
+    managerclient client; // the session's end closed them all
+    EXPECT_EQ(client.open(folder.file("f"), seqfixed, false), 0);
+#ifndef _WIN32
+    setrlimit(RLIMIT_NOFILE, &limit);
+#endif
+}
+
+TEST(manager, malformed_requests_do_no_harm) {
+    const tempfolder folder;
+    managerclient client;
+    // Requests that are none.
+    char data[8] = "";
+    EXPECT_EQ(client.ask({}), -1);
+    EXPECT_EQ(client.ask({{0, 2}}), -1);
+    EXPECT_EQ(client.ask({{0, 1}, {3, 2}, {6, 0, "f"}}), -1);
+    EXPECT_EQ(client.ask({{0, 1}, {3, 5}, {6, 0, "f"}, {22, 0}, {10, 5}}), -1);
+    EXPECT_EQ(client.ask({{0, 10}, {3, 2}, {5, 0, "handle"}}, data), -1);
+    ASSERT_EQ(client.open(folder.file("f"), seqfixed, true), 0);
+    const auto handle = client.handle;
+    EXPECT_EQ(client.ask({{0, 14}, {3, 2}, {5, 0, handle}, {30, 5}}, data), -1);
+    EXPECT_EQ(client.ask({{0, 15}, {3, 2}, {5, 0, handle}, {30, 5}}), -1);
+    EXPECT_EQ(client.ask({{0, 15}, {3, 4}, {5, 0, handle}, {30, 5}}, data), 0x48);
+    EXPECT_EQ(client.ask({{0, 15}, {3, 2}, {5, 0, handle + "x"}, {30, 5}}, data), 0x48);
+    // Builders and scanners without a message, or with one that is full.
+    EXPECT_EQ(MANAGER(BldNumParm)(1, 1), 0U);
+    EXPECT_EQ(MANAGER(InitMsgScan)(client.message.data(), 1, client.size()), 0U);
+    EXPECT_EQ(MANAGER(InitReqMsgBuild)(client.message.data(), 7), 0U);
+    MANAGER(InitReqMsgBuild)(client.message.data(), 100);
+    const std::string much(100, 'x');
+    EXPECT_EQ(MANAGER(BldStrParm)(6, 85, much.data()), 0U);
+    EXPECT_NE(MANAGER(BldStrParm)(6, 84, much.data()), 0U);
+    EXPECT_EQ(MANAGER(BldFlagParm)(22, 0, nullptr), 0U);
+    EXPECT_EQ(MANAGER(ScanParmType)(1, nullptr, nullptr, nullptr), 0U);
+    EXPECT_NE(MANAGER(FileManager)(client.session + 1, nullptr, client.message.data(), 2051, 0),
+              0U);
+    EXPECT_NE(MANAGER(TermFileManager)(client.session + 1), 0U);
+    // A request or a reply with one byte changed.  The handle is no file's any more.
+    ASSERT_EQ(client.close(), 0x00);
+    randomness random(52);
+    for (int i = 0; i < 4000; ++i) {
+        std::array<char, 64> record{};
+        client.build({{0, i % 2 != 0 ? 10U : 15U}, {3, 2}, {5, 0, handle}, {22, 0}, {30, 5}});
+        client.message[random.below(80)] = static_cast<uint8_t>(random.byte());
+        (void)client.perform(record.data());
+        client.message[random.below(80)] = static_cast<uint8_t>(random.byte());
+        if (MANAGER(InitMsgScan)(client.message.data(), 2, client.size()) != 0)
+            for (const uint32_t number : {1U, 3U, 5U, 30U})
+                (void)MANAGER(ScanParmType)(number, nullptr, nullptr, nullptr);
+    }
+}
+
+} // namespace kvern::test
