@@ -64,6 +64,7 @@ struct file_fields {
     idxinfo **idxinfos;             // by indexed input, in the order of the list
     uint32_t idxcur;                // the one described last: all are opened by it
     uint8_t *idxhdr;                // 256 bytes, the file's header
+    uint8_t *idxentry;              // its key entries as they lie in the file
     platform::filehandle idxhandle; // open between idxreadhdr and idxreadkeys
     uint8_t *idxblock;              // one block of the file
     uint32_t idxblocklen;           // its length

@@ -4,6 +4,7 @@
 // file has none, for the library is then loaded already.
 #include "param/filelist.h"
 
+#include "param/indexedinput.h"
 #include "param/tablecopy.h"
 #include "session/qha9msg.h"
 
@@ -109,6 +110,7 @@ int buildinputs(qha5ctx *ctx, const KVRNFLST &list, const KVRNFTYP *types, const
         types = nullptr;
     if (types != nullptr && (library = arenatext(ctx, filemanagername)) == nullptr)
         return -1;
+    uint32_t indexed = 0;
     for (uint32_t i = 0; i < list.count; i++) {
         filectl *file = newfile(ctx);
         if (file == nullptr)
@@ -123,6 +125,9 @@ int buildinputs(qha5ctx *ctx, const KVRNFLST &list, const KVRNFTYP *types, const
         if (file->name == nullptr)
             return -1;
         file->mode = 'r';
+        if (file->kind == KVRN_FILE_INDEXED &&
+            describeindexed(ctx, file, indexed++, list.count) != 0)
+            return -1;
     }
     return 0;
 }

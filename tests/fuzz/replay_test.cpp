@@ -1,4 +1,4 @@
-// The corpus of the fuzz target as an ordinary test, for compilers without it.
+// The corpus of a fuzz target as an ordinary test, for compilers without it.
 // The program ends at a finding; the last name printed is the file that has it.
 #include <algorithm>
 #include <cstdint>
@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 TEST(fuzz, corpus_has_no_finding) {
     std::vector<std::filesystem::path> files;
     for (const auto &entry :
-         std::filesystem::directory_iterator(KVERN_SOURCE_DIR "/tests/fuzz/corpus"))
+         std::filesystem::directory_iterator(KVERN_SOURCE_DIR "/tests/fuzz/" KVERN_CORPUS))
         files.push_back(entry.path());
     std::sort(files.begin(), files.end());
     EXPECT_GE(files.size(), 20U);

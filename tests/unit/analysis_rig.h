@@ -118,10 +118,7 @@ class rig {
         return first.result != 0 ? first : crosschecked();
     }
 
-  private:
-    std::deque<std::vector<uint64_t>> store;
-
-    void *room(size_t bytes) { return store.emplace_back((bytes + 7) / 8).data(); }
+  protected:
     verdict told(int result) const {
         std::string text;
         if (ctx.lastmsg != 0)
@@ -129,6 +126,11 @@ class rig {
                                                       : ctx.msgarg1.string;
         return {result, ctx.lastmsg, ctx.errdetail, text};
     }
+
+  private:
+    std::deque<std::vector<uint64_t>> store;
+
+    void *room(size_t bytes) { return store.emplace_back((bytes + 7) / 8).data(); }
 };
 
 // One row of a table of cases, named by its own set-up.

@@ -119,17 +119,17 @@ TEST_F(analysis, options_and_files_stored) {
 
     rig r;
     r.inputs({"a", "b", "c"});
-    r.kinds({2, 18});
+    r.kinds({2, 19});
     r.output("o", 77);
     r.files.workfiles = r.paths({"w0", nullptr, "w2"});
     ASSERT_EQ(r.analysed(), accepted);
     for (uint32_t i = 0; i < 3; i++) { // behind the list: as its last, without a library
-        EXPECT_EQ(r.ctx.infiles[i]->kind, i == 0 ? 2 : 18);
+        EXPECT_EQ(r.ctx.infiles[i]->kind, i == 0 ? 2 : 19);
         EXPECT_EQ(r.ctx.infiles[i]->libname != nullptr, i < 2);
     }
     EXPECT_EQ(r.ctx.outfile->kind, 2); // imitates the first
     EXPECT_STREQ(r.ctx.outfile->libname, "m7hxfmg.dll");
-    EXPECT_EQ(r.ctx.usefilemgr * 100 + r.ctx.usefilemgr19 * 10 + r.ctx.useindexed, 101);
+    EXPECT_EQ(r.ctx.usefilemgr * 100 + r.ctx.usefilemgr19 * 10 + r.ctx.useindexed, 110);
     EXPECT_EQ(r.ctx.workkind, 'p');
     EXPECT_EQ(r.ctx.workpaths[1], nullptr);
 

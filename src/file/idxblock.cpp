@@ -1,0 +1,46 @@
+#include "file/idxblock.h"
+
+#include "file/idxreader.h"
+#include "session/qha9msg.h"
+
+#include <cstring>
+
+namespace kvern {
+
+int idxfail(qha5ctx *ctx, const filectl *file, platform::syserror code, fileop operation) {
+    setargs(ctx, msgarg::of(file->name), msgarg::of(code));
+    return mapsyserror(ctx, code, operation, file->mode);
+}
+
+int idxrefuse(qha5ctx *ctx, const filectl *file, uint32_t message, uint32_t detail) {
+    return fail(ctx, message, detail, file->name, ctx->errnum);
+}
+
+int idxtorn(qha5ctx *ctx, const filectl *file) {
+    return idxrefuse(ctx, file, 35, KVRN_D_READ);
+}
+
+int idxreadblock(qha5ctx *ctx, const filectl *file, uint32_t number) {
+    const idxinfo &info = *ctx->idxinfos[ctx->idxcur];
+    ctx->idxblocklen = idxblocksize(info);
+    const uint64_t place = uint64_t{number} * ctx->idxblocklen;
+    if (number > info.lastblock || place > UINTPTR_MAX)
+        return idxtorn(ctx, file);
+    uint32_t count = 0;
+    platform::syserror code =
+        platform::seekfile(ctx->idxhandle, static_cast<platform::filepos>(place));
+    if (code == 0)
+        code = platform::readfile(ctx->idxhandle, ctx->idxblock, ctx->idxblocklen, &count);
+    if (code != 0)
+        return idxfail(ctx, file, code, fileop::read);
+    memset(ctx->idxblock + count, 0, ctx->idxblocklen - count);
+    return 0;
+}
+
+void idxclose(qha5ctx *ctx, const filectl *file) {
+    if (const platform::syserror code = platform::closefile(ctx->idxhandle); code != 0)
+        idxfail(ctx, file, code, fileop::close);
+    ctx->idxhandle = platform::nofile;
+}
+
+} // namespace kvern
