@@ -7,7 +7,7 @@ purpose=${1:-test}
 
 have() { dpkg-query -W -f '${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }
 
-wanted='g++ cmake make libcli11-dev'
+wanted='g++ cmake make libcli11-dev nlohmann-json3-dev'
 case $purpose in
   build) ;;
   test) wanted="$wanted googletest g++-mingw-w64-i686 wine wine32:i386" ;;

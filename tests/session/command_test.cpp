@@ -269,6 +269,12 @@ const refusal refusals[] = {
     {"check --header 1 --fixed 2", "a1b1a2", 1, "record 3 of standard input (offset 4)"},
     {"check -u", "a\r\nb\r\nb\r\n", 1, "(offset 6) has the key of the one ahead of it"},
     {"check a b", "", 2, "check looks at one input"},
+    {"copy --fixed 9 -w \"kind = 1\"", "", 2, "names come from --layout FILE\n  kind = 1\n  ^\n"},
+    {"copy --fixed 9 --layout in", "a = 1,2\n not = 3\n", 2,
+     "in, line 2: this word is one of the language's\n   not = 3\n   ^\n"},
+    {"copy --fixed 9 --layout in", "a = 1,2\na = 3,4", 2, "in, line 2: this name is given twice"},
+    {"sort --fixed 9 --layout in -k b", "a = 1,2", 2, "key 1: in has no field \"b\""},
+    {"copy -w 1 --where-file in", "", 2, "--where and --where-file exclude each other"},
     // Variable records
     {"sort --variable 9", "", 2, "--variable needs --framing"},
     {"sort --variable 9 --framing rdw --fixed 9", "", 2, "exclude each other"},
@@ -373,6 +379,40 @@ TEST_F(command, several_inputs_and_notes) {
     writefile("t,b", table);
     EXPECT_EQ(run("sort --fixed 1 -k 1,1,tbl=t,b", "abc").out, "cba");
     EXPECT_EQ(run("sort --fixed 1 -k 1,1,tbl=t,b,d", "cba").out, "abc");
+}
+
+TEST_F(command, names_explains_and_counts) {
+    writefile("lay", "# names\nkind = 1,1\nsize = 2,1,bi\nthird = $3:4\n");
+    writefile("where", "kind = 'a'\n# or not\nand size > 1 ");
+    const std::string records = "b\1a\2a\1a\3";
+    const outcome kept =
+        run("copy --fixed 2 --layout lay --where-file where --stats=json", records);
+    EXPECT_EQ(kept.out, "a\2a\3");
+    EXPECT_NE(kept.err.find(R"("dropped":2,"duplicate":0,"summed":0,"written":2},)"
+                            R"("bytes":{"read":8,"written":4})"),
+              std::string::npos)
+        << kept.err;
+    EXPECT_EQ(run("sort --fixed 2 --layout lay -k kind,d --sum size", records).out, "b\1a\6");
+    EXPECT_EQ(run("sort --layout lay -k third,r --rebuild \"third $1\"", "1 2 a\n").code, 2);
+    EXPECT_EQ(run("copy --layout lay --rebuild \"third $1\"", "1 2 a\n").out, "a 1\n");
+
+    writefile("lines", "h\nb 2\nc\na 1\na 1\n");
+    const outcome counted = run("sort -k 2n --header 1 --short drop -u --stats -o out2 lines");
+    EXPECT_NE(
+        counted.err.find("read 5, header 1, short 1, dropped 0, duplicate 1, summed 0, written 3"),
+        std::string::npos)
+        << counted.err;
+    EXPECT_NE(counted.err.find("read 16, written 10"), std::string::npos) << counted.err;
+    EXPECT_NE(run("sort --progress always", "b\na\n").err.find("kvern: "), std::string::npos);
+
+    const outcome told =
+        run("sort --explain -o never --fixed 4 --layout lay -w \"kind in ('a', 'b')\" "
+            "--rebuild \"size 1,3 'xy'\" -k 2,1,d");
+    EXPECT_EQ(told.code, 0) << told.err;
+    for (const char *line : {"0  1,1,ch == \"a\"  -> keep, 1", "1  1,1,ch == \"b\"  -> keep, drop",
+                             "5-6  \"xy\"", "2-2  key 1 (2,1,d)", "fixed, 4 bytes"})
+        EXPECT_NE(told.out.find(line), std::string::npos) << told.out;
+    EXPECT_FALSE(std::filesystem::exists("never"));
 }
 
 TEST_F(command, merges_and_keeps_the_output_until_all_is_done) {

@@ -6,6 +6,7 @@
 
 #include <cctype>
 #include <cstdio>
+#include <string_view>
 
 namespace command {
 
@@ -46,13 +47,23 @@ std::string unescaped(const std::string &text) {
     return text;
 }
 
+// The value of --stats is joined to it by = or left out.
+std::vector<const char *> withvalues(int argc, const char *const *argv) {
+    std::vector<const char *> words(argv, argv + argc);
+    for (const char *&word : words)
+        if (std::string_view(word) == "--stats")
+            word = "--stats=text";
+    return words;
+}
+
 } // namespace
 
 bool parsejob(jobkind kind, int argc, const char *const *argv, joboptions &out) {
     out.kind = kind;
     const std::unique_ptr<CLI::App> app = jobparser(out);
+    const std::vector<const char *> words = withvalues(argc, argv);
     try {
-        app->parse(argc, argv);
+        app->parse(argc, words.data());
     } catch (const CLI::CallForHelp &) {
         std::fputs(app->help().c_str(), stdout);
         return false;
@@ -63,7 +74,9 @@ bool parsejob(jobkind kind, int argc, const char *const *argv, joboptions &out) 
     out.textoption = firsttextoption(*app);
     out.separatorgiven = app->count("-t") > 0;
     out.zonedgiven = app->count("--zoned") > 0;
-    out.wheregiven = app->count("--where") > 0;
+    out.wheregiven = given(*app, "--where") || given(*app, "--where-file");
+    if (given(*app, "--where") && given(*app, "--where-file"))
+        refuse("--where and --where-file exclude each other", "join them with \"and\"");
     out.rebuildgiven = given(*app, "--rebuild");
     out.separator = unescaped(out.separator);
     return true;

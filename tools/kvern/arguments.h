@@ -38,7 +38,7 @@ struct joboptions {
     // Equal keys, selection and shape
     std::vector<std::string> sums;
     bool warnoverflow = false;
-    std::string where, rebuild;
+    std::string where, wherefile, layoutfile, rebuild;
     bool wheregiven = false, rebuildgiven = false;
     uint32_t header = 0; // records
     bool dropshort = false;
@@ -52,7 +52,9 @@ struct joboptions {
 
     // Reporting
     bool quiet = false;
-    std::string color = "auto";
+    std::string color = "auto", progress = "auto";
+    std::string stats; // empty: none
+    bool explain = false;
 
     bool istext() const { return fixed == 0 && variable == 0; }
     bool tofile() const { return !output.empty() && output != "-"; }

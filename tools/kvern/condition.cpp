@@ -9,20 +9,16 @@
 //                      2: c   true keep      false drop
 #include "condition.h"
 
+#include "conditionfields.h"
 #include "fieldtypes.h"
 #include "literals.h"
-#include "report.h"
-
-#include <algorithm>
-#include <cctype>
 
 namespace command {
 
 namespace {
 
-constexpr const char *option = "--where";
-constexpr uint32_t widest = 256; // bytes that the engine compares
-constexpr int deepest = 200;     // brackets and nots inside each other
+constexpr int deepest = 200; // brackets and nots inside each other
+constexpr size_t mosttests = 10000;
 
 struct opname {
     const char *text;
@@ -32,38 +28,6 @@ constexpr opname ops[] = {
     // the longer ones first
     {"==", KVRN_OP_EQ}, {"!=", KVRN_OP_NE}, {"<>", KVRN_OP_NE}, {"<=", KVRN_OP_LE},
     {">=", KVRN_OP_GE}, {"=", KVRN_OP_EQ},  {"<", KVRN_OP_LT},  {">", KVRN_OP_GT},
-};
-
-// Types that compare with each other.
-enum class kinship : uint8_t { none, text, decimal, separate, unsignedbinary, signedbinary, mask };
-kinship kinof(uint8_t type) {
-    switch (type) {
-    case KVRN_CHAR:
-    case KVRN_CHARX:
-        return kinship::text;
-    case KVRN_ZONED:
-    case KVRN_ZONEDLEAD:
-    case KVRN_PACKED:
-        return kinship::decimal;
-    case KVRN_SIGNLEAD:
-    case KVRN_SIGNTRAIL:
-        return kinship::separate;
-    case KVRN_UBEBIN:
-        return kinship::unsignedbinary;
-    case KVRN_SBEBIN:
-        return kinship::signedbinary;
-    case KVRN_MASKBYTE:
-        return kinship::mask;
-    default:
-        return kinship::none;
-    }
-}
-
-struct field {
-    uint32_t position = 0, length = 0;
-    uint8_t type = KVRN_CHAR;
-    uint32_t mask = 0;
-    size_t at = 0; // in the expression
 };
 
 struct literal {
@@ -80,10 +44,9 @@ struct node {
     size_t first; // entry evaluated first
 };
 
-class parser {
+class parser : public fieldreader {
   public:
-    parser(const std::string &expression, const recordview &records)
-        : text(expression), view(records) {}
+    using fieldreader::fieldreader;
 
     conditiontable run() {
         const size_t root = expression(0);
@@ -96,55 +59,8 @@ class parser {
   private:
     static constexpr size_t keep = SIZE_MAX, drop = SIZE_MAX - 1;
 
-    const std::string &text;
-    const recordview &view;
-    size_t at = 0;
     conditiontable table;
     std::vector<node> nodes;
-
-    [[noreturn]] void fail(const std::string &why) const { refuseat(option, text, at, why); }
-    [[noreturn]] void failat(size_t place, const std::string &why) const {
-        refuseat(option, text, place, why);
-    }
-
-    // ---- words ----
-    void skipblanks() {
-        while (at < text.size() && std::isspace(static_cast<unsigned char>(text[at])))
-            ++at;
-    }
-    bool atend() {
-        skipblanks();
-        return at == text.size();
-    }
-    bool take(char c) {
-        skipblanks();
-        if (at == text.size() || text[at] != c)
-            return false;
-        ++at;
-        return true;
-    }
-    void need(char c) {
-        if (!take(c))
-            fail(std::string("\"") + c + "\" is missing here");
-    }
-    bool takeword(const std::string &word) {
-        skipblanks();
-        const size_t end = at + word.size();
-        if (text.compare(at, word.size(), word) != 0 ||
-            (end < text.size() && std::isalnum(static_cast<unsigned char>(text[end]))))
-            return false;
-        at = end;
-        return true;
-    }
-    uint32_t takenumber(const char *what) {
-        skipblanks();
-        const std::string digits = digitsat(text, at);
-        uint32_t number;
-        if (!parsenumber(digits, &number) || number == 0)
-            fail(std::string("a ") + what + " from 1 up is missing here");
-        at += digits.size();
-        return number;
-    }
 
     // ---- the tree ----
     size_t add(const node &one) {
@@ -179,6 +95,8 @@ class parser {
         return inner;
     }
     size_t leaf(const KVRNSELE &entry) {
+        if (table.entries.size() == mosttests)
+            fail("these are more than " + std::to_string(mosttests) + " tests");
         table.entries.push_back(entry);
         const size_t number = table.entries.size() - 1;
         return add({node::test, number, number, number});
@@ -186,7 +104,7 @@ class parser {
 
     // ---- tests ----
     size_t test() {
-        const field left = needfield();
+        const conditionfield left = needfield();
         const bool inverse = takeword("not");
         if (takeword("in")) {
             const size_t any = oneof(left);
@@ -201,12 +119,12 @@ class parser {
             return join(node::both, low, leaf(against(left, KVRN_OP_LE, needliteral())));
         }
         const uint8_t op = needop();
-        field right;
+        conditionfield right;
         if (takefield(right))
             return leaf(against(left, op, right));
         return leaf(against(left, op, needliteral()));
     }
-    size_t oneof(const field &left) {
+    size_t oneof(const conditionfield &left) {
         need('(');
         size_t any = leaf(against(left, KVRN_OP_EQ, needliteral()));
         while (take(','))
@@ -224,90 +142,12 @@ class parser {
         fail("a comparison is missing here, as == or <");
     }
 
-    // ---- fields ----
-    field needfield() {
-        field one;
-        if (!takefield(one))
-            fail(view.byfield ? "a field is missing here, as $3"
-                              : "a field is missing here, as [1,8] or [21,6,pd]");
-        return one;
-    }
-    // A bare number is a field when a comma follows it.
-    bool takefield(field &out) {
-        skipblanks();
-        out.at = at;
-        if (at == text.size())
-            return false;
-        const bool bracket = text[at] == '[';
-        const size_t digits = digitsat(text, at).size();
-        const bool bare = digits != 0 && text.compare(at + digits, 1, ",") == 0;
-        if (text[at] != '$' && !bracket && !bare)
-            return false;
-        if ((text[at] == '$') != view.byfield)
-            fail(view.byfield ? "fields of text are $F, give --columns for POS,LEN"
-                              : "$F is a field of text, here fields are POS,LEN[,TYPE]");
-        if (view.byfield)
-            takenumbered(out);
-        else
-            takeplaced(out, bracket);
-        return true;
-    }
-    void takenumbered(field &out) {
-        ++at;
-        out.position = takenumber("field number") - 1;
-        table.lastfield = std::max(table.lastfield, out.position);
-        out.length = at < text.size() && text[at] == ':' ? (++at, takenumber("width")) : widest;
-        if (out.length > widest)
-            failat(out.at, "a field is compared by " + std::to_string(widest) + " bytes at most");
-    }
-    void takeplaced(field &out, bool bracket) {
-        if (bracket)
-            ++at;
-        out.position = takenumber("position") - 1;
-        need(',');
-        out.length = takenumber("length");
-        std::string name = "ch";
-        if (take(',')) {
-            skipblanks();
-            const size_t from = at;
-            while (at < text.size() && std::islower(static_cast<unsigned char>(text[at])))
-                ++at;
-            name = text.substr(from, at - from);
-        }
-        settype(out, name);
-        if (bracket)
-            need(']');
-        table.reach = std::max(table.reach, uint64_t{out.position} + out.length);
-    }
-    void settype(field &out, const std::string &name) {
-        const fieldtype *type = findtype(name);
-        if (!type || type->conditionmost == 0)
-            failat(out.at, "types of conditions are ch ac ec zd zl sl st pd bi fi bit=MASK");
-        if (view.text && (!type->intext || type->code != KVRN_CHAR))
-            failat(out.at, "lines of text have ch fields only");
-        if (name == (view.ebcdic() ? "ac" : "ec"))
-            failat(out.at, "conditions compare in the data's own code, take ch");
-        if (out.length < type->least || out.length > type->conditionmost)
-            failat(out.at, "a " + name + " field of a condition has " +
-                               std::to_string(type->least) + " to " +
-                               std::to_string(type->conditionmost) + " bytes");
-        out.type = type->code == KVRN_CHAR && view.ebcdic() ? uint8_t{KVRN_CHARX} : type->code;
-        if (out.type != KVRN_MASKBYTE)
-            return;
-        need('=');
-        skipblanks();
-        const size_t from = at;
-        while (at < text.size() && std::isalnum(static_cast<unsigned char>(text[at])))
-            ++at;
-        out.mask = parsemask(option, text.substr(from, at - from));
-    }
-
     // ---- literals ----
     literal needliteral() {
         skipblanks();
         literal out;
         out.at = at;
-        if (at < text.size() && readliteral(option, text, at, view.ebcdic(), out.text))
+        if (at < text.size() && readliteral(source, text, at, view.ebcdic(), out.text))
             return out;
         out.isnumber = true;
         out.number.negative = at < text.size() && text[at] == '-';
@@ -324,7 +164,13 @@ class parser {
     }
 
     // ---- entries ----
-    KVRNSELE entryof(const field &left, uint8_t op) const {
+    void reach(const conditionfield &one) {
+        const uint32_t bytes = one.type == KVRN_MASKBYTE ? 1 : one.length;
+        table.reach = std::max(table.reach, uint64_t{one.position} + bytes);
+        table.lastfield = std::max(table.lastfield, one.position);
+    }
+    KVRNSELE entryof(const conditionfield &left, uint8_t op) {
+        reach(left);
         KVRNSELE entry{};
         entry.op = op;
         // Zoned numbers compare by 166: the other code has forms that lose the sign.
@@ -334,8 +180,9 @@ class parser {
         entry.llen = left.type == KVRN_MASKBYTE ? left.mask : left.length;
         return entry;
     }
-    KVRNSELE against(const field &left, uint8_t op, const field &right) const {
+    KVRNSELE against(const conditionfield &left, uint8_t op, const conditionfield &right) {
         KVRNSELE entry = entryof(left, op);
+        reach(right);
         entry.rtype = right.type == KVRN_ZONED ? uint8_t{KVRN_ZONEDU} : right.type;
         entry.rpos = right.position;
         entry.rlen = right.type == KVRN_MASKBYTE ? right.mask : right.length;
@@ -352,21 +199,22 @@ class parser {
             failat(right.at, "overpunched numbers do not compare with packed ones");
         return entry;
     }
-    KVRNSELE against(const field &left, uint8_t op, const literal &right) {
+    KVRNSELE against(const conditionfield &left, uint8_t op, const literal &right) {
         KVRNSELE entry = entryof(left, op);
         std::string bytes =
             right.isnumber ? bytesofnumber(left, right, entry) : bytesoftext(left, right);
         if (bytes.empty())
             bytes.push_back('\0'); // what an empty field is filled with
-        if (bytes.size() > widest)
-            failat(right.at, "a literal has " + std::to_string(widest) + " bytes at most");
+        if (bytes.size() > widestoperand)
+            failat(right.at, "a literal has " + std::to_string(widestoperand) + " bytes at most");
         table.literals.push_back(std::move(bytes));
         entry.rtype = KVRN_FLD_LIT;
         entry.rlit = table.literals.back().data();
         entry.rlen = static_cast<uint32_t>(table.literals.back().size());
         return entry;
     }
-    std::string bytesofnumber(const field &left, const literal &right, KVRNSELE &entry) const {
+    std::string bytesofnumber(const conditionfield &left, const literal &right,
+                              KVRNSELE &entry) const {
         const std::string digits = right.number.digits.empty() ? "0" : right.number.digits;
         if (view.text) {
             entry.options |= KVRN_TXT_NUMERIC;
@@ -380,7 +228,7 @@ class parser {
         return bytes;
     }
     // Text is as long as its place: the engine compares the shorter length only.
-    std::string bytesoftext(const field &left, const literal &right) const {
+    std::string bytesoftext(const conditionfield &left, const literal &right) const {
         std::string bytes = right.text.bytes;
         if (view.byfield)
             return bytes;
@@ -429,8 +277,26 @@ class parser {
 
 } // namespace
 
-conditiontable parsecondition(const std::string &text, const recordview &view) {
-    return parser(text, view).run();
+conditiontable parsecondition(const conditiontext &what, const recordview &view,
+                              const layout &names) {
+    return parser(what.text, what.source, view, names).run();
+}
+
+conditiontext readcondition(const std::string &path) {
+    conditiontext out{readtext(path), path};
+    bool comment = false, blank = true;
+    for (char &c : out.text) {
+        if (c == '\n') {
+            comment = false;
+            blank = true;
+            continue;
+        }
+        comment = comment || (blank && c == '#');
+        blank = blank && (c == ' ' || c == '\t');
+        if (comment)
+            c = ' '; // so that places stay
+    }
+    return out;
 }
 
 } // namespace command

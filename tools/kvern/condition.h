@@ -1,15 +1,16 @@
-// The filter language of --where, compiled to the engine's table of conditions:
+// The filter language of --where and --where-file, compiled to the engine's table of conditions:
 //
 //   expr   = term { "or" term }           term = factor { "and" factor }
 //   factor = "not" factor | "(" expr ")" | test
 //   test   = field op value | field ["not"] "in" "(" literal {"," literal} ")"
 //          | field "between" literal "and" literal
-//   field  = "[" POS "," LEN ["," TYPE] "]" | POS "," LEN ["," TYPE] | "$" F [":" WIDTH]
+//   field  = NAME | "[" POS "," LEN ["," TYPE] "]" | POS "," LEN ["," TYPE] | "$" F [":" WIDTH]
 //   op     = "==" "=" "!=" "<>" "<" "<=" ">" ">="     value = field | literal
 //   literal = "text" | 'text' | x"C1C2" | number
 #pragma once
 
 #include "kvern.h"
+#include "layout.h"
 
 #include <deque>
 #include <string>
@@ -34,7 +35,15 @@ struct conditiontable {
     uint32_t lastfield = 0;           // by field: the highest number, from 0
 };
 
+struct conditiontext {
+    std::string text;
+    std::string source; // the option, or the file
+};
+// The text of a file, in which lines that begin with # are comments.
+conditiontext readcondition(const std::string &path);
+
 // Throws the failure of an expression that is none.
-conditiontable parsecondition(const std::string &text, const recordview &view);
+conditiontable parsecondition(const conditiontext &what, const recordview &view,
+                              const layout &names);
 
 } // namespace command

@@ -32,6 +32,15 @@ const fieldtype *findtype(const std::string &name) {
     return nullptr;
 }
 
+const char *nameoftype(uint8_t code) {
+    if (code == KVRN_ZONEDU) // as conditions compare zoned numbers
+        return "zd";
+    for (const fieldtype &one : types)
+        if (one.code == code)
+            return one.name;
+    return "";
+}
+
 void checklength(const std::string &what, const fieldtype &type, uint32_t length, uint32_t most,
                  const char *form) {
     if (length >= type.least && length <= most)

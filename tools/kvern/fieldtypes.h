@@ -24,6 +24,9 @@ constexpr uint32_t nobound = UINT32_MAX;
 // Null: no type has this name.  "ch" has the code of ASCII data.
 const fieldtype *findtype(const std::string &name);
 
+// The name that a code has first.
+const char *nameoftype(uint8_t code);
+
 // Throws when a field of the type cannot have this length; `form` is the advice.
 void checklength(const std::string &what, const fieldtype &type, uint32_t length, uint32_t most,
                  const char *form);

@@ -26,6 +26,7 @@ constexpr const char *shapehelp =
 between A and B.  FIELD is [POS,LEN] or [POS,LEN,TYPE] with types ch ac ec zd zl
 sl st pd bi fi bit=MASK, in text by fields $F or $F:WIDTH; OP is == != < <= > >=;
 VALUE is another field, "text", x"C1C2" or a number (in text: compares as numbers).
+A name of --layout stands for its field, here and in keys, sums and pieces.
   --where '[1,2] == "NO" and ([21,6,pd] >= 1000 or [30,1] in ("A", "B"))'
 Rebuilt records: POS,LEN or $F[:WIDTH], "text", x"0D0A", " "*8, with blanks between.
 Conditions look at the record that comes in, keys and sums at the rebuilt one.

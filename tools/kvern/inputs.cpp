@@ -79,6 +79,7 @@ size_t inputsource::read(void *to, size_t room) {
         const size_t count = std::min(room, beginning.size() - given);
         std::memcpy(to, beginning.data() + given, count);
         given += count;
+        bytestaken += count;
         if (given == beginning.size()) {
             beginning.clear();
             beginning.shrink_to_fit();
@@ -86,12 +87,15 @@ size_t inputsource::read(void *to, size_t room) {
         }
         return count;
     }
-    return atend ? 0 : readraw(to, room);
+    const size_t count = atend ? 0 : readraw(to, room);
+    bytestaken += count;
+    return count;
 }
 
 void inputsource::rewind() {
     if (isfile() && !goback(descriptor, start))
         failfile(shown, systemerror());
+    bytestaken = isfile() ? 0 : bytestaken;
 }
 
 void inputsource::beginbehind(uint64_t records, uint64_t bytes, std::string_view rest) {
@@ -100,6 +104,7 @@ void inputsource::beginbehind(uint64_t records, uint64_t bytes, std::string_view
     if (!isfile()) {
         beginning.replace(0, given, rest);
         given = 0;
+        bytestaken = 0;
         return;
     }
     start += static_cast<int64_t>(bytes);

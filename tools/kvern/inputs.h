@@ -41,6 +41,8 @@ class inputsource {
     // The source begins behind its first records from now on.  They were read, and of a
     // stream so much more as `rest` holds.
     void beginbehind(uint64_t records, uint64_t bytes, std::string_view rest);
+    // Bytes that were read, of a file since the last rewind().
+    uint64_t taken() const { return bytestaken; }
     uint64_t skippedrecords() const { return headerrecords; }
     uint64_t skipped() const { return header; } // bytes
     // From here on reads what was taken from the input into this file, which holds bytes
@@ -60,6 +62,7 @@ class inputsource {
     filefacts facts;
     int descriptor = -1;
     int64_t start = 0;
+    uint64_t bytestaken = 0;
     uint64_t header = 0, headerrecords = 0; // that the source begins behind
     std::string beginning;                  // read ahead, still to be delivered from `given` on
     size_t given = 0;

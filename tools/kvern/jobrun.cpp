@@ -13,10 +13,12 @@
 #include "jobrun.h"
 
 #include "copying.h"
+#include "explain.h"
 #include "failures.h"
 #include "feeding.h"
 #include "plan.h"
 #include "report.h"
+#include "statistics.h"
 
 #include <algorithm>
 #include <deque>
@@ -29,8 +31,17 @@ namespace {
 class job {
   public:
     job(const joboptions &given, std::vector<inputsource> &inputs, jobplan &planned,
-        const std::string &leading)
-        : options(given), sources(inputs), plan(planned), header(leading) {}
+        const std::string &leading, uint64_t shorts)
+        : options(given), sources(inputs), plan(planned), header(leading), seen(modeof(given)) {
+        counts.shorts = shorts;
+        plan.engine.watcher = &seen;
+        for (const inputsource &source : sources)
+            if (source.isfile())
+                expected += source.size();
+            else
+                unknown = true;
+        seen.expect(unknown ? 0 : expected);
+    }
 
     void run() {
         try {
@@ -45,6 +56,9 @@ class job {
                 throw sumfailure(sumstop, options, true);
             throw translate(what, options, plan, sources);
         }
+        seen.clear();
+        if (!options.stats.empty())
+            printstatistics(options.stats, facts(), seen);
         if (sumstop != 0)
             throw sumfailure(sumstop, options, false);
     }
@@ -55,7 +69,27 @@ class job {
     jobplan &plan;
     const std::string &header;
     tally counts;
+    watch seen;
+    uint64_t expected = 0, written = 0;
+    bool unknown = false;
     uint32_t sumstop = 0;
+
+    static showing modeof(const joboptions &options) {
+        if (options.progress == "auto")
+            return isterminal(standarderror) && !options.quiet ? showing::late : showing::never;
+        return options.progress == "always" ? showing::always : showing::never;
+    }
+    runfacts facts() const {
+        const KVRNSTAT &stat = seen.counters();
+        const bool byengine = plan.byfile || plan.engine.prim.function == KVRN_COPY;
+        uint64_t records = 0, bytes = 0;
+        for (const inputsource &source : sources) {
+            records += source.skippedrecords();
+            bytes += source.skipped() + (byengine ? 0 : source.taken());
+        }
+        return {plan.kind, records, counts.shorts, bytes + (byengine ? stat.inbytes : 0),
+                plan.tofile ? stat.outbytes : written};
+    }
 
     // A sum that stopped ends the command unless a warning is enough.
     void checksum() const {
@@ -91,6 +125,7 @@ class job {
         else
             runsession(&out);
         out.finish();
+        written = out.bytes();
         closesources();
         out.commit();
     }
@@ -132,8 +167,8 @@ void spool(const joboptions &options, std::vector<inputsource> &sources, scratch
 }
 
 // Files without their short records, for an engine that would fail at them.
-void sift(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan,
-          scratchfiles &files) {
+uint64_t sift(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan,
+              scratchfiles &files) {
     textscanner tests(plan.form);
     for (inputsource &source : sources) {
         scratchfile &file = files.emplace_back(options.tempdirs);
@@ -141,6 +176,15 @@ void sift(const joboptions &options, std::vector<inputsource> &sources, jobplan 
     }
     if (plan.byfile)
         listinputs(plan, sources);
+    return tests.shorts();
+}
+
+void explainsession(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan) {
+    try {
+        explainjob(options, sources, plan);
+    } catch (const enginefailure &what) {
+        throw translate(what, options, plan, sources);
+    }
 }
 
 } // namespace
@@ -156,12 +200,17 @@ void runjob(const joboptions &options) {
     const bool variable = shape.kind == formkind::variable;
     const bool merging = options.kind == jobkind::merge && !variable;
     const bool copying = options.kind == jobkind::copy && !variable;
-    if (merging || (copying && options.tofile() && options.header == 0))
+    if (!options.explain && (merging || (copying && options.tofile() && options.header == 0)))
         spool(options, sources, files);
     jobplan plan = planjob(options, shape, sources);
+    if (options.explain) {
+        explainsession(options, sources, plan);
+        return;
+    }
+    uint64_t shorts = 0;
     if ((merging || copying) && options.dropshort)
-        sift(options, sources, plan, files);
-    job(options, sources, plan, header).run();
+        shorts = sift(options, sources, plan, files);
+    job(options, sources, plan, header, shorts).run();
 }
 
 } // namespace command

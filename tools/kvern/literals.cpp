@@ -130,14 +130,32 @@ bool padzeros(const std::string &digits, size_t count, std::string &out) {
 
 } // namespace
 
+// The line of the fault alone, of a long one the surroundings, so that the caret stands
+// below its place.
 void refuseat(const std::string &option, const std::string &text, size_t at,
               const std::string &why) {
-    std::string shown = text; // one line, so that the caret stands below its place
+    constexpr size_t before = 50, most = 76;
+    at = std::min(at, text.size());
+    while (at == text.size() && at > 0 && text[at - 1] == '\n')
+        --at;
+    const size_t feed = at == 0 ? std::string::npos : text.rfind('\n', at - 1);
+    const size_t from = feed == std::string::npos ? 0 : feed + 1;
+    std::string shown = text.substr(from, std::min(text.find('\n', at), text.size()) - from);
+    size_t caret = at - from;
+    if (caret > before && shown.size() > most) {
+        shown = "..." + shown.substr(caret - before);
+        caret = before + 3;
+    }
+    if (shown.size() > most)
+        shown = shown.substr(0, most) + "...";
     for (char &c : shown)
         c = std::iscntrl(static_cast<unsigned char>(c)) ? ' ' : c;
-    refuse(option + ": " + why + "\n  " + shown + "\n  " +
-               std::string(std::min(at, text.size()), ' ') + '^',
-           "");
+    std::string where = option;
+    if (std::count(text.begin(), text.end(), '\n') != 0)
+        where += ", line " +
+                 std::to_string(1 + std::count(text.begin(),
+                                               text.begin() + static_cast<ptrdiff_t>(from), '\n'));
+    refuse(where + ": " + why + "\n  " + shown + "\n  " + std::string(caret, ' ') + '^', "");
 }
 
 bool readliteral(const std::string &option, const std::string &text, size_t &at, bool ebcdic,

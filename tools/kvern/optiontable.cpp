@@ -151,6 +151,12 @@ void addshape(CLI::App &app, joboptions &out) {
     app.add_option("-w,--where", out.where, "Take the records for which this holds")
         ->type_name("EXPR")
         ->group(group);
+    app.add_option("--where-file", out.wherefile, "The same from a file, # begins a comment line")
+        ->type_name("FILE")
+        ->group(group);
+    app.add_option("--layout", out.layoutfile, "Names of fields, lines of NAME = POS,LEN[,TYPE]")
+        ->type_name("FILE")
+        ->group(group);
     if (out.kind != jobkind::check)
         app.add_option("--rebuild", out.rebuild, "Make the records of these pieces")
             ->type_name("SPEC")
@@ -195,6 +201,16 @@ void addreporting(CLI::App &app, joboptions &out) {
                                               "not in order, and no notes"
                                             : "No notes, errors only")
         ->group(group);
+    app.add_option("--stats", out.stats, "Tell what the run did: text (default) or one JSON object")
+        ->type_name("text|json")
+        ->check(oneof({"text", "json"}))
+        ->group(group);
+    app.add_option("--progress", out.progress,
+                   "How far it is (default auto: on a terminal, after two seconds)")
+        ->type_name("auto|always|never")
+        ->check(oneof({"auto", "always", "never"}))
+        ->group(group);
+    app.add_flag("--explain", out.explain, "Tell what would run, and run nothing")->group(group);
     app.add_option("--color", out.color, "Colour of what is said (default auto: on a terminal)")
         ->type_name("auto|always|never")
         ->check(oneof({"auto", "always", "never"}))

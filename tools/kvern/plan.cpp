@@ -17,7 +17,7 @@ recordview viewof(const joboptions &options, const KVRNPRIM &prim) {
     return view;
 }
 
-std::vector<keyspec> parsekeys(const joboptions &options) {
+std::vector<keyspec> parsekeys(const joboptions &options, const layout &names) {
     keydefaults defaults;
     defaults.text = options.istext();
     defaults.ebcdic = options.data == "ebcdic";
@@ -27,8 +27,9 @@ std::vector<keyspec> parsekeys(const joboptions &options) {
     std::vector<keyspec> keys;
     for (const std::string &text : options.keys) {
         const size_t number = keys.size() + 1;
-        keys.push_back(byfield ? parsefieldkey(text, number, defaults)
-                               : parsecolumnkey(text, number, defaults));
+        const std::string key = names.expand("key " + std::to_string(number), text);
+        keys.push_back(byfield ? parsefieldkey(key, number, defaults)
+                               : parsecolumnkey(key, number, defaults));
     }
     return keys;
 }
@@ -65,13 +66,20 @@ KVRNPRIM primary(const joboptions &options) {
 
 void parseshape(const joboptions &options, jobplan &plan) {
     const recordview view = viewof(options, plan.engine.prim);
-    plan.keys = parsekeys(options);
-    for (const std::string &text : options.sums)
-        plan.sums.push_back(parsesum(text, plan.sums.size() + 1, view.text, view.byfield));
+    const layout names = options.layoutfile.empty() ? layout() : layout(options.layoutfile);
+    plan.keys = parsekeys(options, names);
+    for (const std::string &text : options.sums) {
+        const size_t number = plan.sums.size() + 1;
+        plan.sums.push_back(parsesum(names.expand("sum " + std::to_string(number), text), number,
+                                     view.text, view.byfield));
+    }
     if (options.wheregiven)
-        plan.engine.conditions = parsecondition(options.where, view);
+        plan.engine.conditions =
+            parsecondition(options.wherefile.empty() ? conditiontext{options.where, "--where"}
+                                                     : readcondition(options.wherefile),
+                           view, names);
     if (options.rebuildgiven)
-        plan.pieces = parserebuild(options.rebuild, view.byfield, view.ebcdic());
+        plan.pieces = parserebuild(options.rebuild, view.byfield, view.ebcdic(), names);
 }
 
 // Who reads and who writes, see jobrun.cpp.

@@ -35,8 +35,8 @@ void takenumbered(const std::string &what, const std::string &text, size_t &at, 
 
 class pieces {
   public:
-    pieces(const std::string &spec, bool numbered, bool inebcdic)
-        : text(spec), byfield(numbered), ebcdic(inebcdic) {}
+    pieces(const std::string &spec, bool numbered, bool inebcdic, const layout &named)
+        : text(spec), byfield(numbered), ebcdic(inebcdic), names(named) {}
 
     std::vector<rebuildpiece> run() {
         std::vector<rebuildpiece> all;
@@ -50,6 +50,7 @@ class pieces {
   private:
     const std::string &text;
     bool byfield, ebcdic;
+    const layout &names;
     size_t at = 0;
 
     void skipblanks() {
@@ -66,6 +67,8 @@ class pieces {
             if (out.bytes.empty())
                 refuseat(option, text, from, "an empty text is no piece");
             out.length = static_cast<uint32_t>(out.bytes.size());
+        } else if (const std::string name = nameat(text, at); !name.empty()) {
+            takename(name, out);
         } else if (byfield) {
             takefield(out);
         } else {
@@ -87,6 +90,16 @@ class pieces {
             refuseat(option, text, at, "this is longer than a record can be");
         while (times-- > 0)
             out += once;
+    }
+    // Of POS,LEN,TYPE the type says nothing here.
+    void takename(const std::string &name, rebuildpiece &out) {
+        const std::string *field = names.find(name);
+        if (!field)
+            names.failname(option, name);
+        const size_t type = field->find(',', field->find(',') + 1);
+        const std::string place = (*field)[0] == '$' ? *field : field->substr(0, type);
+        out = pieces(place, byfield, ebcdic, names).next();
+        at += name.size();
     }
     void takefield(rebuildpiece &out) {
         if (text[at] != '$')
@@ -138,8 +151,9 @@ sumspec parsesum(const std::string &text, size_t number, bool istext, bool byfie
     return sum;
 }
 
-std::vector<rebuildpiece> parserebuild(const std::string &text, bool byfield, bool ebcdic) {
-    return pieces(text, byfield, ebcdic).run();
+std::vector<rebuildpiece> parserebuild(const std::string &text, bool byfield, bool ebcdic,
+                                       const layout &names) {
+    return pieces(text, byfield, ebcdic, names).run();
 }
 
 } // namespace command

@@ -1,6 +1,8 @@
 // Sums and rebuilt records: --sum FIELD and --rebuild SPEC.
 #pragma once
 
+#include "layout.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -26,7 +28,8 @@ struct rebuildpiece {
     uint32_t length = 0;   // of a literal too; 0: by field, the widest value
 };
 
-// Pieces with blanks between them: POS,LEN or $F[:WIDTH], literals, literals *N.
-std::vector<rebuildpiece> parserebuild(const std::string &text, bool byfield, bool ebcdic);
+// Pieces with blanks between them: POS,LEN or $F[:WIDTH], names, literals, literals *N.
+std::vector<rebuildpiece> parserebuild(const std::string &text, bool byfield, bool ebcdic,
+                                       const layout &names);
 
 } // namespace command

@@ -12,7 +12,14 @@ namespace {
 
 constexpr uint32_t version = KVRN_VERSION_L4;
 
-int KVRN_CALL stophook(KVRNSESS *, void *) {
+// A look asks the engine and the clock: not between any two records, but after this
+// many bytes.
+constexpr uint32_t workbetween = 1u << 20;
+constexpr uint32_t callwork = 256; // that a call is worth by itself
+
+int KVRN_CALL stophook(KVRNSESS *sess, void *watcher) {
+    if (watcher)
+        static_cast<watch *>(watcher)->look(sess);
     return stopwanted() ? 1 : 0;
 }
 
@@ -34,7 +41,7 @@ pathblock pathsof(const std::vector<std::string> &texts) {
 } // namespace
 
 session::session(const description &what, uint32_t &sumstop)
-    : prim(what.prim), sumstopped(sumstop) {
+    : prim(what.prim), sumstopped(sumstop), watcher(what.watcher) {
     if (!what.separator.empty())
         prim.separator = what.separator.c_str();
     auto keys = tableof<keyblock>(what.keys);
@@ -52,11 +59,12 @@ session::session(const description &what, uint32_t &sumstop)
     files.outfile = what.outfile.empty() ? nullptr : what.outfile.c_str();
     files.workfiles = what.workdirs.empty() ? nullptr : workdirs.get();
 
-    kvrnhook(stophook, nullptr);
+    kvrnhook(stophook, watcher);
     const int result = kvrnopen(version, &link, &prim, &sess, keys.get(), &files, &options);
     open = true;
     try {
         check("kvrnopen", result);
+        look(workbetween);
     } catch (...) {
         // The destructor of a half-made object does not run.
         kvrnclse(version, &link, &prim, &sess);
@@ -69,6 +77,14 @@ session::~session() {
     if (open)
         kvrnclse(version, &link, &prim, &sess);
     kvrnhook(nullptr, nullptr);
+}
+
+void session::look(uint32_t work) {
+    unseen += work + callwork;
+    if (!watcher || unseen < workbetween)
+        return;
+    watcher->look(&sess);
+    unseen = 0;
 }
 
 // A stop shows as a failure without a detail, or as result 1 of the open.
@@ -88,16 +104,22 @@ void session::put(const void *data, uint32_t length) {
     sess.recaddr = const_cast<void *>(data); // the engine only reads it
     sess.reclen = length;
     check("kvrnput", kvrnput(&sess));
+    if (watcher)
+        watcher->fed(length);
+    look(length);
 }
 
 void session::endinput() {
+    look(workbetween);
     sess.code = KVRN_END;
     check("kvrnput", kvrnput(&sess));
+    look(workbetween);
 }
 
 bool session::get(const void **data, uint32_t *length) {
     const int result = kvrnget(&sess);
     check("kvrnget", result);
+    look(sess.reclen);
     *data = sess.recaddr;
     *length = sess.reclen;
     return result == 0;
@@ -106,6 +128,7 @@ bool session::get(const void **data, uint32_t *length) {
 bool session::getmerged(const void **data, uint32_t *length) {
     const int result = kvrnmrge(&sess);
     check("kvrnmrge", result);
+    look(sess.outlen);
     *data = sess.outaddr;
     *length = sess.outlen;
     return result == 0;
@@ -117,12 +140,15 @@ bool session::step(const char *input, size_t inputlength, const void **data, uin
     sess.reclen = static_cast<uint32_t>(inputlength);
     const int result = kvrnmrge(&sess);
     check("kvrnmrge", result);
+    look(sess.outlen);
     *data = sess.outaddr;
     *length = sess.outlen;
     return result == 0;
 }
 
 void session::close() {
+    if (watcher)
+        watcher->finish(&sess);
     open = false;
     check("kvrnclse", kvrnclse(version, &link, &prim, &sess));
 }

@@ -4,6 +4,7 @@
 
 #include "condition.h"
 #include "kvern.h"
+#include "watch.h"
 
 #include <cstdint>
 #include <string>
@@ -46,6 +47,7 @@ struct description {
     std::vector<KVRNSUME> sums;
     std::vector<KVRNRCNE> pieces;
     conditiontable conditions;
+    watch *watcher = nullptr; // may be null
 };
 
 // A call of the engine that failed, or ended with a detail.
@@ -85,7 +87,10 @@ class session {
     KVRNSESS sess{};
     bool open = false;
     uint32_t &sumstopped;
+    watch *watcher;
+    uint32_t unseen = 0;
 
+    void look(uint32_t work);
     void check(const char *call, int result);
 };
 
