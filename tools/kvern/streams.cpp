@@ -85,6 +85,14 @@ int createany(const char *path) {
 bool terminal(int descriptor) {
     return isatty(descriptor) == 1;
 }
+// A standard stream that is closed would lend its number to the next file: one that
+// cannot be read or written takes its place.
+void fillclosed() {
+    constexpr int wrongways[] = {O_WRONLY, O_RDONLY, O_RDONLY};
+    for (int descriptor = 0; descriptor < 3; ++descriptor)
+        if (fcntl(descriptor, F_GETFD) < 0)
+            static_cast<void>(open("/dev/null", wrongways[descriptor]));
+}
 int64_t seek(int descriptor, int64_t to, int whence) {
     return lseek(descriptor, static_cast<off_t>(to), whence);
 }
@@ -106,12 +114,22 @@ filefacts factsof(const statblock &block) {
     return {mode == S_IFDIR ? filesort::directory : filesort::stream, 0, ""};
 }
 
+bool isfull(int error) {
+#if defined(EDQUOT)
+    if (error == EDQUOT)
+        return true;
+#endif
+    return error == ENOSPC || error == EFBIG;
+}
+
 } // namespace
 
 void usebinarystreams() {
 #if defined(_WIN32)
     _setmode(standardinput, _O_BINARY);
     _setmode(standardoutput, _O_BINARY);
+#else
+    fillclosed();
 #endif
 }
 
@@ -193,7 +211,7 @@ void writefile(int descriptor, const std::string &path, const void *from, size_t
             continue;
         if (errno == EINTR || errno == EPIPE)
             throw stopped{};
-        const ending code = errno == ENOSPC ? ending::room : ending::file;
+        const ending code = isfull(errno) ? ending::room : ending::file;
         throw failure{code, path + ": " + systemerror(), ""};
     }
 }
@@ -216,7 +234,11 @@ void catchsignals() {
     action.sa_handler = onsignal;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    struct sigaction held = {};
+    if (sigaction(SIGHUP, nullptr, &held) == 0 && held.sa_handler != SIG_IGN) // nohup
+        sigaction(SIGHUP, &action, nullptr);
     std::signal(SIGPIPE, SIG_IGN); // a closed pipe is an error of the write
+    std::signal(SIGXFSZ, SIG_IGN); // and so is a file that would become too large
 #endif
 }
 

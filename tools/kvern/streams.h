@@ -12,7 +12,7 @@ constexpr int standardinput = 0;
 constexpr int standardoutput = 1;
 constexpr int standarderror = 2;
 
-// Standard streams carry bytes, not text with translated line ends.
+// Standard streams carry bytes, not text with translated line ends, and are there.
 void usebinarystreams();
 
 enum class filesort : uint8_t { missing, regular, directory, stream };
