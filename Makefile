@@ -2,23 +2,40 @@
 #   make demo    build, and run real sorts
 #   make test    all tests: natively under sanitizers, and on the DLL under Wine
 #   make bench   the performance table, as ratios against peers of the same run
+#   make packages        Debian packages and the archive for Windows, in build/packages
+#   make check-packages  installs and uses them: under Wine, and in a clean Debian where
+#                        that can be had (docs/packages.md)
 #   make format  rewrite the sources by .clang-format
 #   make lint    formatting, clang-tidy
 jobs := $(shell nproc)
 
-.PHONY: all demo test bench format lint native asan tsan win32 setup-build setup-test setup-bench setup-lint clean
+.PHONY: all demo test bench format lint native asan tsan win32 package win32-products packages check-packages clean \
+        setup-build setup-test setup-bench setup-lint setup-packages
 
 all: native
 
-setup-build setup-test setup-bench setup-lint: setup-%:
+setup-build setup-test setup-bench setup-lint setup-packages: setup-%:
 	@scripts/setup.sh $*
 
-native asan tsan win32:
+native asan tsan win32 package:
 	@cmake --preset $@ >/dev/null
 	cmake --build --preset $@ -j $(jobs)
 
 native: setup-build
 asan tsan win32: setup-test
+
+package: setup-packages
+
+win32-products: setup-packages
+	@cmake --preset win32 >/dev/null
+	cmake --build --preset win32 -j $(jobs) --target kvern kvern_command kvern_fmgr
+
+packages: package win32-products
+	cd build/package && cpack
+	cd build/win32 && cpack
+
+check-packages: packages
+	@scripts/check-packages.sh
 
 demo: native
 	@scripts/demo.sh build/native/kvern

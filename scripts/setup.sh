@@ -1,5 +1,5 @@
 #!/bin/sh
-# setup.sh build|test|bench|lint: installs what is missing for that purpose on Debian
+# setup.sh build|test|bench|lint|packages: installs what is missing for that purpose on Debian
 # 12.  Changes nothing when all is there.  Without root or sudo it names the
 # packages and stops with an error.
 set -u
@@ -13,7 +13,8 @@ case $purpose in
   test) wanted="$wanted googletest g++-mingw-w64-i686 wine wine32:i386" ;;
   bench) wanted="$wanted libbenchmark-dev" ;;
   lint) wanted="$wanted googletest clang-format clang-tidy" ;;
-  *) echo "usage: setup.sh build|test|bench|lint" >&2; exit 2 ;;
+  packages) wanted="$wanted googletest g++-mingw-w64-i686 wine wine32:i386 dpkg-dev file pkg-config unzip" ;;
+  *) echo "usage: setup.sh build|test|bench|lint|packages" >&2; exit 2 ;;
 esac
 
 missing=

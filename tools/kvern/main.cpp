@@ -2,6 +2,7 @@
 // and an exit code.
 
 #include "arguments.h"
+#include "completion.h"
 #include "jobrun.h"
 #include "report.h"
 #include "streams.h"
@@ -32,6 +33,13 @@ std::string helpof() {
     return jobhelp(kind);
 }
 
+void completionverb(int argc, const char *const *argv) {
+    if (argc != 2)
+        refuse("completion needs the name of one shell", "bash, zsh or fish");
+    const bool help = std::strcmp(argv[1], "--help") == 0;
+    std::fputs((help ? completionhelp() : completionscript(argv[1])).c_str(), stdout);
+}
+
 struct verb {
     const char *name;
     const char *summary;
@@ -44,6 +52,7 @@ constexpr verb verbs[] = {
     {"merge", "merge inputs that are in order", jobverb<jobkind::merge>, helpof<jobkind::merge>},
     {"copy", "copy, select and rebuild records", jobverb<jobkind::copy>, helpof<jobkind::copy>},
     {"check", "tell whether an input is in order", jobverb<jobkind::check>, helpof<jobkind::check>},
+    {"completion", "print what lets a shell complete these", completionverb, completionhelp},
 };
 
 const verb *findverb(const char *name) {
@@ -63,7 +72,7 @@ const verb &needverb(const char *name) {
 std::string overview() {
     std::string text = "Usage: kvern COMMAND [options] [FILE...]\n\nCommands:\n";
     for (const verb &one : verbs)
-        text += std::string("  ") + one.name + std::string(7 - std::strlen(one.name), ' ') +
+        text += std::string("  ") + one.name + std::string(12 - std::strlen(one.name), ' ') +
                 one.summary + "\n";
     return text + "\n\"kvern help COMMAND\" tells the options of a command, "
                   "\"kvern --version\" the version.\n";

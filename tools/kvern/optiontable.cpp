@@ -203,6 +203,7 @@ void addreporting(CLI::App &app, joboptions &out) {
         ->group(group);
     app.add_option("--stats", out.stats, "Tell what the run did: text (default) or one JSON object")
         ->type_name("text|json")
+        ->expected(0, 1) // the parser never sees it without
         ->check(oneof({"text", "json"}))
         ->group(group);
     app.add_option("--progress", out.progress,
