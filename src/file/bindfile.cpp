@@ -1,5 +1,6 @@
 // The rows of the binding: what a kind can do with a record form.
 #include "file/filectl.h"
+#include "file/fmgrio.h"
 #include "file/plaindescr.h"
 #include "file/plainhandle.h"
 #include "session/qha9msg.h"
@@ -19,6 +20,12 @@ constexpr bindrow bindrows[] = {
     {1, 'r', opendescr, closedescr, readlinedescr, writedescr},
     {16, 'f', openhandle, closehandle, readfixedhandle, writehandle},
     {16, 'r', openhandle, closehandle, readlinehandle, writehandle},
+    {2, 'f', fmgrio::open, fmgrio::close, fmgrio::readfixed, fmgrio::writefixed},
+    {2, 'v', fmgrio::open, fmgrio::close, fmgrio::readvariable, fmgrio::writevariable},
+    {18, 'f', idxio::open, idxio::close, idxio::readfixed, idxio::writefixed},
+    {18, 'v', idxio::open, idxio::close, idxio::readvariable, idxio::writevariable},
+    {19, 'f', relio::open, relio::close, relio::readfixed, relio::writefixed},
+    {19, 'v', relio::open, relio::close, relio::readvariable, relio::writevariable},
 };
 
 // Known by number only: its variable form binds nothing and succeeds (intended).

@@ -1,7 +1,7 @@
 // File-control records.  All are created here, cleared, with their kind, name
-// and direction; opening comes later.  Records of one file-manager family share
-// one copy of the library's name; a record that takes its kind from another
-// file has none, for the library is then loaded already.
+// and direction; opening comes later.  Records of the file manager share one copy
+// of its library's name; an input that takes its kind from another has none, for
+// the library is then loaded already.
 #include "param/filelist.h"
 
 #include "param/indexedinput.h"
@@ -156,7 +156,11 @@ int outputkind(qha5ctx *ctx, filectl &file, uint8_t given, const char *library) 
         return refuse(ctx);
     }
     notekind(ctx, file.kind);
-    return 0;
+    if (file.family == 0 || file.libname != nullptr)
+        return 0;
+    // No input had a list of kinds, so there is no name to share.
+    file.libname = arenatext(ctx, filemanagername);
+    return file.libname != nullptr ? 0 : -1;
 }
 
 int buildoutput(qha5ctx *ctx, const KVRNFILE *files, const char *library) {

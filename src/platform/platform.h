@@ -108,7 +108,7 @@ constexpr uint32_t maxpath = 260; // bytes with the end, of names made by the sy
 [[nodiscard]] uint32_t systemdirectory(char *out, uint32_t room);
 
 enum class setting : uint8_t { dll_name, product_directory };
-constexpr uint32_t settingroom = 256;
+constexpr uint32_t settingroom = 1024;
 // Copies a setting of the installation (registry on Windows; on POSIX an
 // environment variable, not heeded in a program with raised privileges).
 // False: absent, empty or too long.
@@ -120,8 +120,24 @@ constexpr uint32_t settingroom = 256;
 using library = void *;
 using symbol = void (*)();
 [[nodiscard]] library loadlibrary(const char *name);
+// Loads another product's library by its Windows name (NAME.dll, on POSIX
+// libNAME.so) out of a directory; null: wherever the system looks for libraries.
+[[nodiscard]] library loadproduct(const char *directory, const char *name);
 [[nodiscard]] symbol findsymbol(library lib, const char *name);
 void freelibrary(library lib);
+
+// findsymbol for a slot of the routine's own type.
+template <class routine>
+[[nodiscard]] bool findroutine(library lib, const char *name, routine *slot) {
+    const symbol found = findsymbol(lib, name);
+    *slot = reinterpret_cast<routine>(found);
+    return found != nullptr;
+}
+
+// The C runtime's error number of this thread, where a library that was called has
+// left it.
+[[nodiscard]] errnumber lasterror();
+void clearerror();
 
 // Takes one message off the thread's queue and dispatches it; false where none
 // was there or the system has no such queue.

@@ -17,21 +17,17 @@ void bindown(KVRNLINK *link) {
     link->module = nullptr;
 }
 
-template <class entry>
-bool bindentry(platform::library module, const char *name, entry &slot) {
-    const platform::symbol found = platform::findsymbol(module, name);
-    slot = reinterpret_cast<entry>(found);
-    return found != nullptr;
-}
-
 bool bindlibrary(KVRNLINK *link, const char *name) {
     platform::library module = platform::loadlibrary(name);
     if (!module)
         return false;
     link->module = module;
-    return bindentry(module, "qha5init", link->init) && bindentry(module, "qha5chkp", link->chkp) &&
-           bindentry(module, "qha5chkg", link->chkg) && bindentry(module, "qha5chkm", link->chkm) &&
-           bindentry(module, "qha5term", link->term);
+    using platform::findroutine;
+    return findroutine(module, "qha5init", &link->init) &&
+           findroutine(module, "qha5chkp", &link->chkp) &&
+           findroutine(module, "qha5chkg", &link->chkg) &&
+           findroutine(module, "qha5chkm", &link->chkm) &&
+           findroutine(module, "qha5term", &link->term);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 
 #include "session/driver.h"
 
+#include "file/fmgrlibrary.h"
 #include "merge/copy.h"
 #include "param/analysis.h"
 #include "param/crosscheck.h"
@@ -59,11 +60,8 @@ int giveuprun(const qha5ctx *ctx, KVRNSESS *sess) {
     return result;
 }
 
-// Stand-in until the file manager is there.
-int startfilemanager(qha5ctx *ctx) {
-    if (ctx->usefilemgr || ctx->useindexed)
-        return fail(ctx, 17, KVRN_D_UNSUPPORTED);
-    return 0;
+int startmanager(qha5ctx *ctx) {
+    return ctx->usefilemgr != 0 || ctx->useindexed != 0 ? fmgrstart(ctx) : 0;
 }
 
 int sortarm(qha5ctx *ctx, KVRNSESS *) {
@@ -169,7 +167,7 @@ int runstages(qha5ctx *ctx, KVRNPRIM *prim, KVRNSESS *sess, const KVRNKEY *keys,
     ctx->msgtable = qha9msgt;
     if (pumpround(ctx))
         return 1;
-    if (analyse(ctx, prim, keys, files, opts) != 0 || startfilemanager(ctx) != 0 ||
+    if (analyse(ctx, prim, keys, files, opts) != 0 || startmanager(ctx) != 0 ||
         crosscheck(ctx) != 0)
         return giveup(ctx, sess);
     markstart(ctx);

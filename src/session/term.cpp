@@ -1,5 +1,6 @@
 #include "session/term.h"
 
+#include "file/fmgrlibrary.h"
 #include "session/busy.h"
 #include "session/contextcreate.h"
 #include "session/qha9msg.h"
@@ -81,12 +82,18 @@ int removetemporaries(qha5ctx *ctx) {
     return deletetempfiles(ctx);
 }
 
-// 0 or -1: all that must go before the memory does.
+int stopmanager(qha5ctx *ctx) {
+    return ctx->fmgrmodule != nullptr ? fmgrstop(ctx) : 0;
+}
+
+// 0 or -1: all that must go before the memory does.  Each is done whatever became of
+// the others.
 int windup(qha5ctx *ctx, bool clean) {
-    if (ctx->state == st_created)
-        return 0; // no file was opened
-    const int removed = removetemporaries(ctx);
-    if (closefiles(ctx) != 0 || removed != 0)
+    const bool filesmade = ctx->state != st_created;
+    const int removed = filesmade ? removetemporaries(ctx) : 0;
+    const int closed = filesmade ? closefiles(ctx) : 0;
+    const int stopped = stopmanager(ctx);
+    if (removed != 0 || closed != 0 || stopped != 0)
         return -1;
     return clean ? settle(ctx) : 0;
 }

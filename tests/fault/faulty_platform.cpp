@@ -167,11 +167,20 @@ const char *defaultengine() {
 library loadlibrary(const char *name) {
     return real::loadlibrary(name);
 }
+library loadproduct(const char *directory, const char *name) {
+    return real::loadproduct(directory, name);
+}
 symbol findsymbol(library lib, const char *name) {
     return real::findsymbol(lib, name);
 }
 void freelibrary(library lib) {
     real::freelibrary(lib);
+}
+errnumber lasterror() {
+    return real::lasterror();
+}
+void clearerror() {
+    real::clearerror();
 }
 bool messageround() {
     return real::messageround();

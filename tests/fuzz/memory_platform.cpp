@@ -394,10 +394,17 @@ const char *defaultengine() {
 library loadlibrary(const char *) {
     return nullptr;
 }
+library loadproduct(const char *, const char *) {
+    return nullptr;
+}
 symbol findsymbol(library, const char *) {
     return nullptr;
 }
 void freelibrary(library) {}
+errnumber lasterror() {
+    return 0;
+}
+void clearerror() {}
 
 bool messageround() {
     return false;

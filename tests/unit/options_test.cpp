@@ -141,6 +141,11 @@ TEST_F(analysis, options_and_files_stored) {
     ASSERT_EQ(streams.analysed(), accepted);
     EXPECT_EQ(streams.ctx.filecount, 1u);
     EXPECT_EQ(streams.ctx.infiles[0]->kind + streams.ctx.outfile->kind, 2);
+
+    rig alone; // no list of kinds that could bring the library's name
+    alone.output("o", 19);
+    ASSERT_EQ(alone.analysed(), accepted);
+    EXPECT_STREQ(alone.ctx.outfile->libname, "m7hxfmg.dll");
 }
 
 } // namespace kvern::paramtest

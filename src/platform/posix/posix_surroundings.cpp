@@ -57,6 +57,18 @@ library loadlibrary(const char *name) {
     return name == nullptr ? nullptr : dlopen(name, RTLD_NOW | RTLD_LOCAL);
 }
 
+library loadproduct(const char *directory, const char *name) {
+    constexpr char windowsend[] = ".dll";
+    constexpr size_t endlength = sizeof windowsend - 1;
+    size_t stem = strlen(name);
+    if (stem > endlength && strcmp(name + stem - endlength, windowsend) == 0)
+        stem -= endlength;
+    char path[settingroom + maxpath];
+    const int length = snprintf(path, sizeof path, "%s%slib%.*s.so", directory ? directory : "",
+                                directory ? "/" : "", static_cast<int>(stem), name);
+    return length > 0 && static_cast<size_t>(length) < sizeof path ? loadlibrary(path) : nullptr;
+}
+
 symbol findsymbol(library lib, const char *name) {
     return lib == nullptr ? nullptr : reinterpret_cast<symbol>(dlsym(lib, name));
 }
@@ -64,6 +76,14 @@ symbol findsymbol(library lib, const char *name) {
 void freelibrary(library lib) {
     if (lib != nullptr)
         (void)dlclose(lib);
+}
+
+errnumber lasterror() {
+    return errno;
+}
+
+void clearerror() {
+    errno = 0;
 }
 
 // ---- thread, clock, characters ------------------------------------------------

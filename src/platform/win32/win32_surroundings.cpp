@@ -2,6 +2,7 @@
 // thread's queue, the clock, double-byte characters and the standard streams.
 #include "platform/win32/win32_system.h"
 
+#include <cerrno>
 #include <cstring>
 #include <ctime>
 
@@ -70,6 +71,21 @@ library loadlibrary(const char *name) {
     return name == nullptr ? nullptr : LoadLibraryA(name);
 }
 
+library loadproduct(const char *directory, const char *name) {
+    if (directory == nullptr)
+        return loadlibrary(name);
+    char path[settingroom + maxpath];
+    size_t length = strlen(directory);
+    const size_t own = strlen(name) + 1;
+    if (length + 1 + own > sizeof path)
+        return nullptr;
+    memcpy(path, directory, length);
+    if (length == 0 || path[length - 1] != '\\')
+        path[length++] = '\\';
+    memcpy(path + length, name, own);
+    return loadlibrary(path);
+}
+
 symbol findsymbol(library lib, const char *name) {
     if (lib == nullptr)
         return nullptr;
@@ -79,6 +95,14 @@ symbol findsymbol(library lib, const char *name) {
 void freelibrary(library lib) {
     if (lib != nullptr)
         FreeLibrary(static_cast<HMODULE>(lib));
+}
+
+errnumber lasterror() {
+    return errno;
+}
+
+void clearerror() {
+    errno = 0;
 }
 
 // ---- thread, clock, characters ------------------------------------------------

@@ -1,0 +1,20 @@
+// The file manager's library and its session: one of each for a session of ours,
+// however many files the manager keeps.
+#pragma once
+
+#include "session/context.h"
+
+namespace kvern {
+
+// Loads the library and starts its session; every file of the manager gets the
+// functions.  0, or -1: message 75, or 23 when the storage is too small.
+[[nodiscard]] int fmgrstart(qha5ctx *ctx);
+
+// Ends the session, if it runs, and unloads the library, whatever comes of it.  0,
+// or -1 with message 75.  Needs fmgrmodule.
+[[nodiscard]] int fmgrstop(qha5ctx *ctx);
+
+// Message 75 of the file manager; -1.
+int failmanager(qha5ctx *ctx);
+
+} // namespace kvern
