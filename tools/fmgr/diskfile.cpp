@@ -23,7 +23,7 @@ namespace fmgr {
 
 namespace {
 
-constexpr size_t bufferroom = 64 * 1024;
+constexpr size_t bufferroom = size_t{64} * 1024;
 constexpr int attempts = 100; // names that may be taken by others
 
 // ---- the system ------------------------------------------------------------
