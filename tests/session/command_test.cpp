@@ -291,7 +291,10 @@ const refusal refusals[] = {
 };
 
 TEST_F(command, says_what_is_wrong) {
+    size_t number = 0;
     for (const refusal &one : refusals) {
+        if (slow && number++ % 4 != 0)
+            continue;
         SCOPED_TRACE(one.arguments);
         outcome got = run(one.arguments, one.input);
         EXPECT_EQ(got.code, one.code);
