@@ -121,14 +121,14 @@ class managerclient {
         return status;
     }
     int write(const std::string &record) {
-        std::string bytes = record; // at its own end: the sanitizer sees what is read beyond
-        const auto length = static_cast<uint32_t>(bytes.size());
+        std::string own = record; // at its own end: the sanitizer sees what is read beyond
+        const auto length = static_cast<uint32_t>(own.size());
         return ask({{0, organisation == 6 ? 14U : 15U},
                     {3, organisation},
                     {5, 0, handle},
                     {30, length},
                     {37, 2}},
-                   bytes.data());
+                   own.data());
     }
     int close() { return ask({{0, 3}, {3, organisation}, {5, 0, handle}}); }
 

@@ -28,24 +28,52 @@ class maker : recordmaker {
         chooseways();
         const uint32_t count = choosestorage();
         makerecords(count);
+        keepwhole();
         if (s.function == KVRN_MERGE) {
             orderinputs(s);
             auto &file = s.inputs[r.below(static_cast<uint32_t>(s.inputs.size()))];
             if (r.onein(30) && !file.empty())
                 std::swap(file[r.below(static_cast<uint32_t>(file.size()))], file.back());
         }
+        if (s.input == exchange::indexedfile)
+            indexinputs();
         return s;
     }
 
   private:
     scale limits;
 
+    // A relative slot cannot hold a record of no bytes, nor can it have a key.
+    void keepwhole() {
+        for (const exchange way : {s.input, s.output})
+            for (auto &records : s.inputs)
+                for (bytes &record : records)
+                    if (way > exchange::managerfile && record.empty())
+                        record = "0";
+    }
+
+    // An indexed file has an order of its own, which few merges can use.
+    void indexinputs() {
+        for (auto &records : s.inputs) {
+            auto ordered = records;
+            orderbyprimary(ordered);
+            if (s.function != KVRN_MERGE)
+                records = ordered;
+            else if (records != ordered)
+                s.input = exchange::managerfile;
+        }
+    }
+
+    exchange managedway() {
+        return r.pick({exchange::managerfile, exchange::relativefile, exchange::indexedfile});
+    }
+
     void choosecodes() {
         s.function = limits.function;
         s.external = limits.external;
-        s.form = r.pick({'f', 'f', 'v', 'r', 'r'});
-        if (s.form == 'v' && s.function == KVRN_COPY) // from files to a file only
-            s.form = 'r';
+        s.form = limits.managed ? r.pick({'f', 'v'}) : r.pick({'f', 'f', 'v', 'r', 'r'});
+        if (s.form == 'v' && s.function == KVRN_COPY && !limits.managed)
+            s.form = 'r'; // from files to a file only, and no plain file holds them
         s.version = r.pick({0x01100000U, 0x01100001U, 0x0110FFFFU, 0x11100000U, 0x11100001U,
                             0x1110FFFFU, 0x11200000U, 0x11300000U, 0x11300000U});
         if (text() && s.level() == 0)
@@ -248,6 +276,8 @@ class maker : recordmaker {
     void chooseways() {
         const bool files = s.form != 'v';
         const auto way = [&] {
+            if (limits.managed && !text() && ((!files && s.function == KVRN_COPY) || !r.onein(3)))
+                return managedway();
             return s.function == KVRN_COPY || (s.function == KVRN_MERGE && files && !r.onein(3))
                        ? r.pick({exchange::plainfile, exchange::descriptorfile})
                    : s.function == KVRN_MERGE ? exchange::record
@@ -266,7 +296,10 @@ class maker : recordmaker {
             s.output = exchange::record; // level 0 takes blocks on both sides only
         if (s.level() == 0 && s.fileout() && s.input == exchange::block)
             s.input = exchange::record;
-        s.onto_input = s.function == KVRN_SORT && s.filein() && s.fileout() && r.onein(3);
+        if (s.output == exchange::indexedfile && s.function == KVRN_SORT)
+            s.keeporder = false; // the file does not tell the order any more
+        s.onto_input = s.function == KVRN_SORT && s.filein() && s.fileout() &&
+                       s.output != exchange::indexedfile && r.onein(3);
         s.endmark = text() && s.input == exchange::plainfile && r.onein(4);
         s.unterminated =
             text() && s.filein() && r.onein(3) && !(pair && s.input == exchange::descriptorfile);
@@ -281,7 +314,12 @@ class maker : recordmaker {
         for (const keyspec &k : s.keys)
             slot += k.type == KVRN_MASKBYTE ? 1 : 2 * k.length + 1;
         slot += s.keys.empty() ? 2 * s.outlength() : 0;
-        const auto fits = [&](uint32_t size) {
+        // The manager's messages, and what indexed files say of themselves.
+        const uint32_t managing = ismanaged(s.input) || ismanaged(s.output) ? 4096 : 0;
+        const auto inputs = static_cast<uint32_t>(s.inputs.size());
+        const uint32_t aside = managing + (s.input == exchange::indexedfile ? inputs * 4096 : 0);
+        const auto fits = [&](uint32_t whole) {
+            const uint32_t size = whole > aside ? whole - aside : 0;
             const uint32_t record = 2 * std::max(s.reclen, s.outlength()) + 200;
             return s.function == KVRN_SORT
                        ? size / 70 > slot && size / 25 > record

@@ -11,6 +11,7 @@ struct scale {
     uint32_t maxrecords = 0;
     bool external = false; // more records than the working storage holds
     uint8_t function = KVRN_SORT;
+    bool managed = false; // files of the file manager among them
 };
 
 [[nodiscard]] sessionspec randomsession(randomness &r, const scale &size);

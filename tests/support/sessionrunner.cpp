@@ -2,6 +2,8 @@
 // hold rubbish in every byte that the engine has no business with.
 #include "support/sessionrunner.h"
 
+#include "manager/managerclient.h"
+
 #include <cstring>
 #include <memory>
 
@@ -118,7 +120,17 @@ block<KVRNSEL> makeconditions(const sessionspec &s) {
 }
 
 uint8_t kindof(exchange way) {
-    return way == exchange::descriptorfile ? KVRN_FILE_DESCRIPTOR : KVRN_FILE_PLAIN;
+    constexpr uint8_t kinds[] = {KVRN_FILE_PLAIN, KVRN_FILE_DESCRIPTOR, KVRN_FILE_MANAGER,
+                                 KVRN_FILE_RELATIVE, KVRN_FILE_INDEXED};
+    return kinds[static_cast<int>(way) - static_cast<int>(exchange::plainfile)];
+}
+
+// A file of the manager for records of up to `longest` bytes.  Its primary key, the
+// first byte, may occur more than once.
+filekind managedkind(const sessionspec &s, exchange way, uint32_t longest) {
+    constexpr uint32_t organisations[] = {2, 4, 6};
+    return {organisations[static_cast<int>(way) - static_cast<int>(exchange::managerfile)],
+            s.form == 'v', longest, keypart(0, 1, 0x10)};
 }
 
 // Paths, kinds and the file block, and the input files themselves.
@@ -128,6 +140,7 @@ struct files {
     std::vector<std::string> workfolders;
     block<KVRNFLST> inlist, worklist;
     block<KVRNFTYP> types;
+    block<KVRNOKEY> outkey;
     KVRNFILE fileblock = {};
 
     files(const sessionspec &s, const tempfolder &folder)
@@ -148,6 +161,12 @@ struct files {
             fileblock.outfile = output.c_str();
             fileblock.outtype = kindof(s.output);
         }
+        if (s.output == exchange::indexedfile) {
+            outkey = maketable<KVRNOKEY, KVRNOKEYE>(1);
+            outkey->options = 0;
+            outkey->entry[0] = {0, 1, KVRN_CHAR, KVRN_ASCENDING, 0x52, rubbish};
+            fileblock.outkey = outkey.get();
+        }
     }
 
     static block<KVRNFLST> makelist(const std::vector<std::string> &paths) {
@@ -162,6 +181,14 @@ struct files {
 
     void writeinputs(const sessionspec &s, const tempfolder &folder) {
         for (const auto &records : s.inputs) {
+            inputs.push_back(folder.file("input" + std::to_string(inputs.size())));
+            if (ismanaged(s.input)) {
+                managerclient manager;
+                EXPECT_EQ(
+                    manager.writeall(inputs.back(), managedkind(s, s.input, s.reclen), records), 0)
+                    << describe(s);
+                continue;
+            }
             bytes data;
             for (const bytes &record : records)
                 data += record + s.delimiter();
@@ -169,7 +196,6 @@ struct files {
                 data.resize(data.size() - s.delimiter().size());
             if (s.endmark)
                 data += "\x1A behind" + s.delimiter() + "the end";
-            inputs.push_back(folder.file("input" + std::to_string(inputs.size())));
             writefile(inputs.back(), data);
         }
     }
@@ -313,6 +339,13 @@ class session {
     }
 
     bool collect() {
+        if (ismanaged(s.output)) {
+            constexpr int atend = 0x10;
+            managerclient manager;
+            return manager.readall(disk.output, managedkind(s, s.output, s.outlength()),
+                                   &result.records) == atend ||
+                   note("broken output file");
+        }
         if (s.fileout()) {
             bytes data = readfile(disk.output);
             if (s.endmark) { // goes over to the output

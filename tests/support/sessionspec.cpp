@@ -65,6 +65,12 @@ bool sessionspec::doublebyte() const {
     return yes;
 }
 
+void orderbyprimary(std::vector<bytes> &records) {
+    std::stable_sort(records.begin(), records.end(), [](const bytes &a, const bytes &b) {
+        return a.substr(0, 1) < b.substr(0, 1);
+    });
+}
+
 std::string quoted(const bytes &text) {
     std::string out = "\"";
     for (const char c : text) {
@@ -81,7 +87,8 @@ std::string quoted(const bytes &text) {
 }
 
 std::string describe(const sessionspec &s) {
-    constexpr const char *ways[] = {"record", "block", "plainfile", "descriptorfile"};
+    constexpr const char *ways[] = {"record",      "block",        "plainfile",  "descriptorfile",
+                                    "managerfile", "relativefile", "indexedfile"};
     std::ostringstream out;
     out << "function " << s.function << " version 0x" << std::hex << s.version << std::dec
         << " form " << s.form << " reclen " << s.reclen << " memsize " << s.memsize << " cdmode "

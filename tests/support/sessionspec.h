@@ -52,7 +52,20 @@ struct condition {
     [[nodiscard]] uint32_t rightlength() const { return ltype == KVRN_MASKBYTE ? 1 : rlen; }
 };
 
-enum class exchange : uint8_t { record, block, plainfile, descriptorfile };
+// The last three are the file manager's; records come out of an indexed file in the
+// order of its primary key, the record's first byte.
+enum class exchange : uint8_t {
+    record,
+    block,
+    plainfile,
+    descriptorfile,
+    managerfile,
+    relativefile,
+    indexedfile
+};
+[[nodiscard]] constexpr bool ismanaged(exchange way) {
+    return way >= exchange::managerfile;
+}
 
 struct sessionspec {
     uint32_t version = KVRN_VERSION_L4;
@@ -99,6 +112,9 @@ struct sessionspec {
     // Double-byte characters are heeded in the search for separators.
     [[nodiscard]] bool doublebyte() const;
 };
+
+// The order in which an indexed file gives its records.
+void orderbyprimary(std::vector<bytes> &records);
 
 [[nodiscard]] std::string describe(const sessionspec &spec);
 [[nodiscard]] std::string quoted(const bytes &text);
