@@ -124,6 +124,7 @@ int32_t readblock(qha5ctx *ctx, filectl *file) {
         fmgrvalue length;
         if (!call.scan(fp_length, &length) || !frame::place(ctx, block, length.number))
             return failread(ctx, file);
+        ctx->inbytes += length.number;
         ++block->count;
     }
     return endblock(ctx, block);
@@ -156,6 +157,7 @@ int32_t writeblock(qha5ctx *ctx, filectl *file) {
             return failwrite(ctx, file);
         if (reply.status != fs_done)
             return kind.writestatus ? failcoded(ctx, file, 36, reply) : failwrite(ctx, file);
+        ctx->outbytes += length;
         block->next += length;
     }
     return pumpround(ctx) ? -1 : moved(block);
