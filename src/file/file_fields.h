@@ -52,7 +52,7 @@ struct file_fields {
     uint32_t filecount;
     filectl *outfile;
     uint8_t usefilemgr, usefilemgr19, useindexed; // kinds 2 or 19, 19, 18 in use
-    uint64_t inbytes, outbytes; // moved by the file routines
+    uint64_t inbytes, outbytes;                   // moved by the file routines
     uint8_t eofmark; // 1: an input ended in 0x1A, so the output gets one
 
     // The file manager; set by fmgrstart.

@@ -123,7 +123,7 @@ struct sort_fields {
 
     // Output: plain and grouping.
     uint8_t ordering; // 1 from the end of the input on
-    uint32_t outpos; // next sorted record to deliver
+    uint32_t outpos;  // next sorted record to deliver
     uint8_t outdone;
     uint8_t holdvalid; // holdrec holds a record
     uint8_t *holdrec;  // intreclen bytes
@@ -137,9 +137,9 @@ struct sort_fields {
     tempfile *tempfiles; // newest first
     uint32_t tempcount, workpos, workdirpos;
     uint64_t tempbytes, tempreads, tempwrites; // of all files: bytes taken, WBs moved
-    platform::filepos tempfilelimit; // bytes that a temporary file may have
-    uint8_t phase;                   // 1 strings, 2 ordering of blocks, 3 final merge
-    blockhdr *ioqueue, *ioqueuetail; // finished operations, oldest first
+    platform::filepos tempfilelimit;           // bytes that a temporary file may have
+    uint8_t phase;                             // 1 strings, 2 ordering of blocks, 3 final merge
+    blockhdr *ioqueue, *ioqueuetail;           // finished operations, oldest first
 
     // String creation.
     blockhdr *outwb;      // WB being filled
