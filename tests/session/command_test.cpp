@@ -339,7 +339,7 @@ TEST_F(command, tells_itself) {
 #if !defined(_WIN32)
 TEST_F(command, a_full_device_is_no_room) {
     if (!std::filesystem::exists("/dev/full"))
-        GTEST_SKIP();
+        GTEST_SKIP() << "no full device here";
     EXPECT_EQ(run("sort -o /dev/full in", "b\na\n").code, 6);
     EXPECT_EQ(std::system((KVERN_COMMAND + " sort in > /dev/full 2> err"s).c_str()) >> 8, 6);
 }
