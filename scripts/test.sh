@@ -18,7 +18,7 @@ run_target() { # run_target PRESET TITLE
   passed=$(count "$log" '\[  PASSED  \] \([0-9]*\) test')
   failed=$(count "$log" ' *\([0-9]*\) FAILED TEST')
   if [ $result -ne 0 ]; then
-    grep -E '\[  FAILED  \]|Failure|error:|ERROR|runtime error|\*\*\*' "$log" | head -n 60
+    grep -E -A 12 '\[  FAILED  \]|Failure|error:|ERROR|runtime error|\*\*\*' "$log" | head -n 200
     echo "(whole log: $log)"
     tail -n 30 "$log"
     [ "$failed" -gt 0 ] || failed=1 # a program that died counts

@@ -70,7 +70,9 @@ void foretellstops(const sessionspec &spec, modelresult &result) {
     }
     if (stops.empty())
         return;
-    if (spec.external) // a stop may cost the held record, which the balance tells: intended
+    // A stop may cost the held record of an external sort, which the balance tells:
+    // intended.  And rubbish may have a sum, so that the next field is reached.
+    if (spec.external || !addable(spec))
         stops.insert(KVRN_D_LOGIC);
     if (!certain)
         stops.insert(0);
@@ -161,7 +163,9 @@ class merging {
             held.reset();
             return true;
         }
-        result.open = result.open || fault == rubbishdigits;
+        result.open = fault == rubbishdigits;
+        if (result.open && !addable(s)) // rubbish may have a sum, and the next field comes
+            result.details.push_back(KVRN_D_LOGIC);
         fail(fault, fault == KVRN_D_LOGIC);
         return false;
     }

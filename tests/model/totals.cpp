@@ -247,6 +247,12 @@ uint32_t fold(const sessionspec &spec, bytes &first, const bytes &second) {
     return 0;
 }
 
+bool addable(const sessionspec &spec) {
+    return std::none_of(spec.sums.begin(), spec.sums.end(), [&](const sumfield &f) {
+        return numberof(spec, f, bytes(f.length, '0')).fault == KVRN_D_LOGIC;
+    });
+}
+
 bool roomforall(const sessionspec &spec, const std::vector<bytes> &members) {
     for (const bytes &member : members) {
         size_t grown = member.size();

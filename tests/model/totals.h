@@ -29,6 +29,8 @@ struct account {
 // The fields of `first` take the sums.  Result: 0, or the detail (rubbishdigits)
 // that keeps the records apart, and then nothing has changed.
 [[nodiscard]] uint32_t fold(const sessionspec &spec, bytes &first, const bytes &second);
+// Every field has a type that can be added.
+[[nodiscard]] bool addable(const sessionspec &spec);
 // No order of adding up the members overflows.
 [[nodiscard]] bool roomforall(const sessionspec &spec, const std::vector<bytes> &members);
 

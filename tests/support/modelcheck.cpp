@@ -5,7 +5,6 @@
 #include "support/sessionrunner.h"
 
 #include <algorithm>
-#include <chrono>
 #include <gtest/gtest.h>
 #include <map>
 
@@ -45,9 +44,10 @@ std::string faultof(const sessionspec &spec) {
     const bool whole = got.failed.empty(), clean = got.detail == 0 || foldingstopped(got.detail);
     const uint32_t detail = whole || got.detail != 0 ? got.detail : silentfault;
     const auto &legal = expected.details;
+    const bool islegal = std::find(legal.begin(), legal.end(), detail) != legal.end();
     if (expected.open)
-        return detail == KVRN_D_LOGIC || (clean && !whole) ? got.failed : "";
-    if (std::find(legal.begin(), legal.end(), detail) == legal.end()) {
+        return (detail == KVRN_D_LOGIC && !islegal) || (clean && !whole) ? got.failed : "";
+    if (!islegal) {
         return "detail " + std::to_string(detail) + ", model " + std::to_string(legal.front()) +
                " or " + std::to_string(legal.back()) + ": " + got.failed;
     }
@@ -63,10 +63,9 @@ std::string faultof(const sessionspec &spec) {
     return wrong.empty() && folder.entries() != files ? "temporary files are left" : wrong;
 }
 
-void compare_with_model(const scale &size, uint64_t sessions) {
-    const uint64_t clock =
-        static_cast<uint64_t>(std::chrono::system_clock::now().time_since_epoch().count());
-    const uint64_t seed = fromenvironment("KVERN_SEED", clock % 1000000007);
+void compare_with_model(const scale &size, uint64_t usual) {
+    const uint64_t sessions = fromenvironment("KVERN_SESSIONS", usual);
+    const uint64_t seed = fromenvironment("KVERN_SEED", 20261121);
     std::printf("first seed %llu, %llu sessions\n", static_cast<unsigned long long>(seed),
                 static_cast<unsigned long long>(sessions));
     uint64_t records = 0;
