@@ -45,7 +45,7 @@ walkend takeentries(qha5ctx *ctx, idxinfo &info, bool firstblock, uint32_t *take
         return walkend::torn;
     uint64_t at = firstblock ? headerlen : headlen;
     for (; at + entrylen <= ctx->idxblocklen && *taken < info.keypartcount; at += entrylen) {
-        uint8_t *entry = ctx->idxentry + *taken * entrylen;
+        uint8_t *entry = ctx->idxentry + size_t{*taken} * entrylen;
         memcpy(entry, block + at, entrylen);
         const uint32_t length = big16(entry + lengthat);
         if (length == 0 || length > longestpart || entry[entryflagsat] > allflags)

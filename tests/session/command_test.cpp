@@ -249,6 +249,8 @@ const refusal refusals[] = {
     {"sort --max-line 3 in", "abc\nabcd\n", 3,
      "line 2 of in has 4 bytes, more than the 3 of --max-line"},
     {"sort", std::string(20000, 'x') + "\n", 3, "(line 1 of standard input) is too long"},
+    {"copy", "a\n" + std::string(3000000, 'x'), 3, "line 2 of standard input has 3000000 bytes"},
+    {"copy", std::string(9 << 20, 'x'), 3, "a line of standard input has more than 4194304 bytes"},
     // Selection and shape
     {"copy --fixed 9 -w \"[1,1] ==\"", "", 2, "\n  [1,1] ==\n          ^\n"},
     {"copy --fixed 9 -w \"[1,1] == 'ab'\"", "", 2, "longer than the field"},

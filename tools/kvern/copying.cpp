@@ -1,6 +1,7 @@
 #include "copying.h"
 
 #include "feeding.h"
+#include "recordreader.h"
 #include "report.h"
 
 #include <algorithm>
@@ -23,6 +24,7 @@ class portions {
     // Whole records at a time; at the end what is left, for the engine to judge.
     void take(inputsource &source) {
         std::string data;
+        lines = 0;
         bool atend = false;
         while (!atend) {
             const size_t left = data.size();
@@ -36,8 +38,10 @@ class portions {
             data.resize(filled);
             atend = cutatmark(source, data, left) || atend;
             const size_t whole = atend ? data.size() : wholerecords(data);
+            if (plan.text && data.size() - whole > longestkept)
+                refuselongline("a line", source, longestkept);
             if (whole != 0)
-                copy(std::string_view(data).substr(0, whole));
+                copy(source, std::string_view(data).substr(0, whole));
             data.erase(0, whole);
         }
     }
@@ -47,6 +51,7 @@ class portions {
     uint32_t &sums;
     scratchfile in, out;
     outputsink &target;
+    uint64_t lines = 0; // of the source, in earlier portions
 
     // A text file ends at its mark; a stream has none.
     bool cutatmark(const inputsource &source, std::string &data, size_t from) const {
@@ -66,15 +71,40 @@ class portions {
         const size_t last = data.rfind(end);
         return last == std::string::npos ? 0 : last + end.size();
     }
-    void copy(std::string_view data) {
+    void copy(const inputsource &source, std::string_view data) {
         plan.engine.inkinds = {
             textkind(plan.shape, plan.text && data.find(endmarkbyte) != std::string_view::npos)};
         in.clear();
         in.append(data.data(), data.size());
         in.finish();
-        session engine(plan.engine, sums);
-        engine.close();
+        try {
+            session engine(plan.engine, sums);
+            engine.close();
+        } catch (const enginefailure &) {
+            if (plan.text)
+                findline(source, data);
+            throw;
+        }
+        if (plan.text)
+            eachline(data, [this](std::string_view) { ++lines; });
         drawfile(out.path(), target);
+    }
+    template <typename Each>
+    void eachline(std::string_view data, Each each) const {
+        const std::string_view end = endbytes(plan.shape.end);
+        for (size_t from = 0; from < data.size();) {
+            const size_t stop = std::min(data.find(end, from), data.size());
+            each(data.substr(from, stop - from));
+            from = stop + end.size();
+        }
+    }
+    // Throws what is wrong with a line, which says more than the engine's code; returns
+    // where nothing is.
+    void findline(const inputsource &source, std::string_view data) const {
+        textscanner scanner(plan.form);
+        scanner.startsource(source);
+        scanner.behind(lines);
+        eachline(data, [&](std::string_view line) { (void)scanner.line(line); });
     }
 };
 

@@ -12,9 +12,6 @@ namespace {
 constexpr char endmarkbyte = 0x1A;
 constexpr size_t chunk = size_t{256} << 10;
 
-// More than the engine can sort by far; a longer line is not kept to be measured.
-constexpr size_t longestkept = size_t{4} << 20;
-
 constexpr size_t endroom = 2; // for the end of a last line
 
 std::string hexadecimal(std::string_view bytes) {
@@ -30,6 +27,13 @@ std::string hexadecimal(std::string_view bytes) {
 }
 
 } // namespace
+
+void refuselongline(const std::string &line, const inputsource &source, size_t bytes) {
+    throw failure{ending::data,
+                  line + " of " + source.name() + " has more than " + std::to_string(bytes) +
+                      " bytes",
+                  "look at --eol", 88, 111};
+}
 
 recordreader::recordreader(inputsource &from, const recordshape &form, bool endmark)
     : source(from), shape(form), marked(endmark), buffer(chunk + endroom, '\0'),
@@ -156,10 +160,7 @@ bool recordreader::nextline() {
         const size_t waiting = stop - at;
         seen = waiting < mark.size() ? 0 : waiting - mark.size() + 1;
         if (waiting > longestkept)
-            throw failure{ending::data,
-                          "line " + std::to_string(count + 1) + " of " + source.name() +
-                              " has more than " + std::to_string(waiting) + " bytes",
-                          "look at --eol", 88, 111};
+            refuselongline("line " + std::to_string(count + 1), source, waiting);
         if (fill())
             continue;
         if (stop == at)

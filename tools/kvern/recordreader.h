@@ -8,6 +8,10 @@
 
 namespace command {
 
+// More than the engine can sort by far; a longer line is not kept to be measured.
+constexpr size_t longestkept = size_t{4} << 20;
+[[noreturn]] void refuselongline(const std::string &line, const inputsource &source, size_t bytes);
+
 class recordreader {
   public:
     // Where `endmark` is set, a byte 0x1A ends a text.

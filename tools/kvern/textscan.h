@@ -39,6 +39,8 @@ class textscanner {
     bool line(std::string_view text);
     // The next source: line numbers count from 1 again, behind its header.
     void startsource(const inputsource &source);
+    // So many of its lines were looked at elsewhere.
+    void behind(uint64_t lines) { number += lines; }
 
     uint64_t longest() const { return longestline; }
     uint64_t longestat() const { return longestnumber; }
