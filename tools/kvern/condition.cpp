@@ -52,7 +52,7 @@ class parser : public fieldreader {
         const size_t root = expression(0);
         if (!atend())
             fail("\"and\", \"or\" or the end is missing here");
-        wire(root, keep, drop);
+        wire({root, keep, drop});
         return std::move(table);
     }
 
@@ -242,25 +242,34 @@ class parser : public fieldreader {
     }
 
     // ---- wiring ----
-    void wire(size_t which, size_t iftrue, size_t iffalse) {
-        const node one = nodes[which];
-        switch (one.kind) {
-        case node::opposite:
-            wire(one.left, iffalse, iftrue);
-            break;
-        case node::both:
-            wire(one.left, nodes[one.right].first, iffalse);
-            wire(one.right, iftrue, iffalse);
-            break;
-        case node::either:
-            wire(one.left, iftrue, nodes[one.right].first);
-            wire(one.right, iftrue, iffalse);
-            break;
-        case node::test:
-            KVRNSELE &entry = table.entries[one.left];
-            lead(one.left, iftrue, entry.iftrue, entry.truejump);
-            lead(one.left, iffalse, entry.iffalse, entry.falsejump);
-            break;
+    struct wish {
+        size_t which, iftrue, iffalse;
+    };
+    // A list, since a chain of ors nests as deep as it is long.
+    void wire(const wish &whole) {
+        std::vector<wish> open{whole};
+        while (!open.empty()) {
+            const auto [which, iftrue, iffalse] = open.back();
+            const node one = nodes[which];
+            open.pop_back();
+            switch (one.kind) {
+            case node::opposite:
+                open.push_back({one.left, iffalse, iftrue});
+                break;
+            case node::both:
+                open.push_back({one.left, nodes[one.right].first, iffalse});
+                open.push_back({one.right, iftrue, iffalse});
+                break;
+            case node::either:
+                open.push_back({one.left, iftrue, nodes[one.right].first});
+                open.push_back({one.right, iftrue, iffalse});
+                break;
+            case node::test:
+                KVRNSELE &entry = table.entries[one.left];
+                lead(one.left, iftrue, entry.iftrue, entry.truejump);
+                lead(one.left, iffalse, entry.iffalse, entry.falsejump);
+                break;
+            }
         }
     }
     static void lead(size_t from, size_t to, uint8_t &outcome, uint32_t &jump) {
