@@ -21,7 +21,8 @@ install(TARGETS kvern EXPORT kvern-targets
 install(TARGETS kvern_fmgr
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT library
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library)
-install(FILES include/kvern.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(FILES include/kvern.h include/kvern.hpp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+        COMPONENT development)
 
 install(EXPORT kvern-targets NAMESPACE kvern:: DESTINATION ${cmake_dir} COMPONENT development)
 write_basic_package_version_file(${made_dir}/kvern-config-version.cmake
@@ -50,6 +51,8 @@ install(TARGETS kvern_command RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPON
 file(GLOB doc_pages CONFIGURE_DEPENDS docs/*.md)
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
 install(FILES ${doc_pages} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT development)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
+        PATTERN __pycache__ EXCLUDE)
 if(KVERN_PAGES)
   install(FILES docs/man/libkvern.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3
           COMPONENT development)

@@ -32,7 +32,9 @@ target_link_libraries(example PRIVATE kvern::kvern)
 EOF
   cat >"$1/steps.sh" <<'EOF'
 set -eu
-rm -rf build bypkg sorted.dat
+examples=$1
+shift
+rm -rf build bypkg sorted.dat programs
 cc example.c $(pkg-config --cflags --libs kvern) -o bypkg
 cmake -S . -B build "$@" >/dev/null
 cmake --build build >/dev/null
@@ -40,6 +42,11 @@ for program in ./bypkg build/example; do
   $program in.dat sorted.dat
   cmp sorted.dat want.dat
 done
+cmake -S "$examples" -B programs "$@" >/dev/null
+cmake --build programs >/dev/null
+programs/filesort in.dat sorted.dat 80 0,10,char 10,1,char >/dev/null
+cmp sorted.dat want.dat
+[ "$(printf 'oslo\nbergen\n' | programs/sortlines "" 1 | tr '\n' ,)" = bergen,oslo, ]
 EOF
   printf '%-79s\n' oslo bergen tromso >"$1/in.dat"
   printf '%-79s\n' bergen oslo tromso >"$1/want.dat"
@@ -49,7 +56,7 @@ check_archive() {
   unzip -q "$packages/kvern-$version-win32.zip" -d "$work"
   tree=$work/kvern-$version-win32
   for file in bin/m7hqkvrn.dll bin/kvern.exe bin/m7hxfmg.dll lib/libm7hqkvrn.dll.a lib/m7hqkvrn.def \
-    include/kvern.h doc/README.md doc/docs/interface.md; do
+    include/kvern.h include/kvern.hpp doc/README.md doc/docs/interface.md doc/examples/putget.c; do
     [ -s "$tree/$file" ] || fail "the archive lacks $file"
   done
   for file in m7hqkvrn.dll kvern.exe m7hxfmg.dll; do
@@ -71,6 +78,11 @@ check_archive() {
     "$root/scripts/wine.sh" ./example.exe in.dat sorted.dat
     cmp sorted.dat want.dat || fail "a program linked with $library sorts wrongly"
   done
+  i686-w64-mingw32-g++ -std=c++17 -static -I"$tree/include" "$tree/doc/examples/sortlines.cpp" \
+    "$tree/lib/libm7hqkvrn.dll.a" -o sortlines.exe
+  said=$(printf 'oslo\nbergen\n' | "$root/scripts/wine.sh" ./sortlines.exe "" 1 | tr -d '\r' |
+    tr '\n' ,)
+  [ "$said" = bergen,oslo, ] || fail "the C++ example says: $said"
   cd "$root"
   told "archive for Windows: programs by .dll.a and .def"
 }
@@ -86,7 +98,7 @@ check_unpacked() {
   (
     cd "$work/local"
     export LD_LIBRARY_PATH="$libraries" PKG_CONFIG_LIBDIR="$libraries/pkgconfig"
-    sh -e ./steps.sh -DCMAKE_PREFIX_PATH="$tree"
+    sh -e ./steps.sh "$tree/share/doc/kvern/examples" -DCMAKE_PREFIX_PATH="$tree"
     "$tree/bin/kvern" check --fixed 80 -k 1,10,ch sorted.dat
     man -l "$tree/share/man/man1/kvern.1" 2>/dev/null | grep -q -e '--field-separator' ||
       ! command -v man >/dev/null
@@ -122,8 +134,8 @@ apt-get install -y -qq --no-install-recommends ./kvern_*.deb ./libkvern1_*.deb
 [ ! -e /usr/include/kvern.h ]
 kvern sort --fixed 80 -k 1,10,ch -o sorted.dat in.dat
 cmp sorted.dat want.dat
-apt-get install -y -qq --no-install-recommends ./libkvern-dev_*.deb gcc libc6-dev make cmake pkg-config
-sh -e ./steps.sh
+apt-get install -y -qq --no-install-recommends ./libkvern-dev_*.deb g++ libc6-dev make cmake pkg-config
+sh -e ./steps.sh /usr/share/doc/kvern/examples
 dpkg --verify kvern libkvern1 libkvern-dev
 apt-get purge -y -qq kvern libkvern1 libkvern-dev
 [ -z "$(find /usr /etc /var/lib/dpkg/info -name '*kvern*')" ]
