@@ -124,7 +124,7 @@ const std::vector<sortcase> sortcases = {
     {"sort --fixed 3 -s -k 2,1,d", "a1xb2yc1z", "b2ya1xc1z"},
     {"sort --fixed 2 -u -k 1,1", "a1b1", "a1b1"},
     {"sort --fixed 3 -k 2,2,pd", "x\x01\x2Cy\x01\x2Dz\x00\x1C"s, "y\x01\x2Dz\x00\x1Cx\x01\x2C"s},
-    {"sort --fixed 2 -k 1,2,zd", "1U12", "1U12"},
+    {"sort --fixed 2 -k 1,2,ZD,D", "1U12", "121U"},
     {"sort --fixed 1 --data ebcdic -k 1,1,ch", "\xF1\xC1\x81", "\x81\xC1\xF1"},
     {"sort --fixed 1 --ebcdic-table 2 -k 1,1,ec", "$\\A", "\\A$"},
     {"sort --fixed 2 -k 1,2,fi", "\x7F\xFF\x80\x00\xFF\xFF"s, "\x80\x00\xFF\xFF\x7F\xFF"s},
@@ -162,7 +162,7 @@ const std::vector<sortcase> sortcases = {
     // Merge, here of one input
     {"merge --fixed 2 -u -k 1,1", "a1a2b3", "a2b3"},
     {"merge -r", "b\na\n", "b\na\n"},
-    {"merge", "a\r\nb\r\nc\nd", "a\r\nb\r\nc\nd\r\n"},
+    {"merge -q", "a\r\nb\r\nc\nd", "a\r\nb\r\nc\nd\r\n"},
     {"merge -w \"$1 != 'b'\" --rebuild \"$1 $1\"", "a\nb\nc\n", "a a\nc c\n"},
     // Variable records, in every framing
     {"sort --variable 9 --framing rdw -k 1,1", "\0\6\0\0bx\0\4\0\0\0\5\0\0a"s,
@@ -224,7 +224,8 @@ struct refusal {
 
 const refusal refusals[] = {
     {"srt", "", 2, "\"srt\" is no command"},
-    {"sort --colums", "", 2, "--colums is no option"},
+    {"sort --colums", "", 2, "--colums is no option of sort\n  --columns is one; "},
+    {"sort -fixed 3", "", 2, "-fixed is no option of sort\n  --fixed is one; "},
     {"sort --columns -t x", "", 2, "--columns and -t exclude each other"},
     {"sort -S 5q", "", 2, "-S 5q is no size"},
     {"sort --data ebcdic", "", 2, "--data ebcdic: lines of text are ASCII"},
@@ -243,8 +244,11 @@ const refusal refusals[] = {
     {"sort --columns -k 1,2,pd", "", 2, "lines of text have no pd fields"},
     {"sort --columns --max-line 5 -k 4,3", "", 2, "reaches byte 6 of a 5-byte line"},
     {"sort -k 1,2", "", 2, "key 1 (1,2) is no single field"},
+    {"sort --fixed 18 -k 18,2", "", 2, "of an 18-byte record"},
     // Data
     {"sort --fixed 3", "abcde", 3, "standard input has 5 bytes, no multiple of --fixed 3"},
+    {"sort --fixed 6", "hello1\nhello2\n", 3, "--fixed 7 would fit"},
+    {"copy -w \"$3 = 'a'\" in", "a b c\na b\n", 3, "line 2 of in has 2 fields, --where names"},
     {"sort -k 2", "a b\nc\n", 3, "line 2 of standard input has 1 field, key 1 (2) names field 2"},
     {"sort --max-line 3 in", "abc\nabcd\n", 3,
      "line 2 of in has 4 bytes, more than the 3 of --max-line"},
@@ -265,7 +269,9 @@ const refusal refusals[] = {
      "line 2 of in has 1 byte, --where looks at byte 2"},
     {"sort -u --sum 1", "", 2, "-u and --sum exclude each other"},
     {"sort --fixed 9 -k 1,1 --sum 2,2,ch", "", 2, "\"ch\" is no type that sums"},
-    {"merge -n", "2\n1\n", 1, "line 2 of standard input (offset 2) sorts before the one"},
+    {"merge -n", "2\n1\n", 1,
+     "line 2 of standard input (offset 2) sorts before the one "
+     "ahead of it\n  sort each input first"},
     {"merge --variable 9 --framing be16 -k 1,1", "\0\1b\0\1a"s, 1,
      "record 2 of standard input (offset 3)"},
     {"check --header 1 --fixed 2", "a1b1a2", 1, "record 3 of standard input (offset 4)"},
@@ -369,6 +375,10 @@ TEST_F(command, several_inputs_and_notes) {
     EXPECT_EQ(marked.code, 0);
     EXPECT_EQ(marked.out, "a\nb\n");
     EXPECT_NE(marked.err.find("3 bytes behind it are not taken"), std::string::npos);
+
+    const outcome mixed = run("sort", "b\r\nc\na\r\n");
+    EXPECT_EQ(mixed.out, "b\r\nc\na\r\n");
+    EXPECT_NE(mixed.err.find("line 2 of standard input holds a line feed"), std::string::npos);
 
     for (const char *size : {"1", "1G", "50%"}) {
         const outcome clamped = run("sort -S "s + size, "b\na\n");

@@ -4,8 +4,10 @@
 #include "optiontable.h"
 #include "report.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <numeric>
 #include <string_view>
 
 namespace command {
@@ -26,12 +28,51 @@ std::string firsttextoption(const CLI::App &app) {
     return "";
 }
 
+// How many letters set two words apart: left out, put in, or another one.
+size_t distance(const std::string &a, const std::string &b) {
+    std::vector<size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), size_t{0});
+    for (size_t i = 0; i < a.size(); ++i) {
+        size_t corner = row[0]++;
+        for (size_t j = 0; j < b.size(); ++j) {
+            const size_t other = corner + (a[i] == b[j] ? 0 : 1);
+            corner = row[j + 1];
+            row[j + 1] = std::min({other, corner + 1, row[j] + 1});
+        }
+    }
+    return row.back();
+}
+
+// The long option that is meant by a word that is none, or nothing.
+std::string meant(const CLI::App &app, const std::string &word) {
+    const size_t dashes = std::min(word.find_first_not_of('-'), word.size());
+    const std::string name = word.substr(dashes, word.find('=') - dashes);
+    std::string near;
+    for (const CLI::Option *option : app.get_options())
+        for (const std::string &one : option->get_lnames()) {
+            if (name.size() > 2 && one.rfind(name, 0) == 0)
+                return "--" + one;
+            if (name.size() > 3 && distance(name, one) <= name.size() / 3)
+                near = "--" + one;
+        }
+    return near;
+}
+
+// The library takes letters from a word until one is no option; this is the word.
+std::string wholeword(int argc, const char *const *argv, const std::string &rest) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        if (rest.size() > 1 && word.size() > rest.size() && word[0] == '-' && word[1] != '-' &&
+            word.compare(word.size() - rest.size() + 1, std::string::npos, rest, 1) == 0)
+            return word;
+    }
+    return rest;
+}
+
 // The library's words for a fault of the command line in ours.
-std::string wordsof(const CLI::App &app, jobkind kind, const CLI::ParseError &error) {
+std::string wordsof(const CLI::ParseError &error) {
     std::string text = error.what();
     const std::string option = text.substr(0, text.find(':'));
-    if (dynamic_cast<const CLI::ExtrasError *>(&error) && !app.remaining().empty())
-        return app.remaining().front() + " is no option of " + jobname(kind);
     if (dynamic_cast<const CLI::ArgumentMismatch *>(&error))
         return option + (text.find("At Most") == std::string::npos ? " needs a value"
                                                                    : " may be given once");
@@ -68,8 +109,14 @@ bool parsejob(jobkind kind, int argc, const char *const *argv, joboptions &out) 
         std::fputs(app->help().c_str(), stdout);
         return false;
     } catch (const CLI::ParseError &error) {
-        refuse(wordsof(*app, kind, error),
-               std::string("\"kvern help ") + jobname(kind) + "\" lists the options");
+        const std::string list =
+            std::string("\"kvern help ") + jobname(kind) + "\" lists the options";
+        if (!dynamic_cast<const CLI::ExtrasError *>(&error) || app->remaining().empty())
+            refuse(wordsof(error), list);
+        const std::string word = wholeword(argc, argv, app->remaining().front());
+        const std::string other = meant(*app, word);
+        refuse(word + " is no option of " + jobname(kind),
+               other.empty() ? list : other + " is one; " + list);
     }
     out.textoption = firsttextoption(*app);
     out.separatorgiven = app->count("-t") > 0;

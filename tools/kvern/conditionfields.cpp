@@ -150,7 +150,7 @@ void fieldreader::takeplaced(conditionfield &out, bool bracket) {
     if (take(',')) {
         skipblanks();
         const size_t from = at;
-        while (at < text.size() && std::islower(static_cast<unsigned char>(text[at])))
+        while (at < text.size() && std::isalpha(static_cast<unsigned char>(text[at])))
             ++at;
         name = text.substr(from, at - from);
     }
@@ -165,7 +165,7 @@ void fieldreader::settype(conditionfield &out, const std::string &name) {
         failat(out.at, "types of conditions are ch ac ec zd zl sl st pd bi fi bit=MASK");
     if (view.text && (!type->intext || type->code != KVRN_CHAR))
         failat(out.at, "lines of text have ch fields only");
-    if (name == (view.ebcdic() ? "ac" : "ec"))
+    if (type->name == std::string(view.ebcdic() ? "ac" : "ec"))
         failat(out.at, "conditions compare in the data's own code, take ch");
     if (out.length < type->least || out.length > type->conditionmost)
         failat(out.at, "a " + name + " field of a condition has " + std::to_string(type->least) +

@@ -48,6 +48,8 @@ failure translate(const enginefailure &what, const joboptions &options, const jo
     // The lines are looked at only now where the options made that unnecessary; a fault
     // found there says more than the engine's code.
     if (isofline(what.detail) && plan.text && plan.byfile && !plan.scanned) {
+        for (inputsource &source : sources)
+            source.rewind();
         textscanner scanner(plan.form);
         scanfiles(plan, sources, scanner);
     }
@@ -60,6 +62,10 @@ failure translate(const enginefailure &what, const joboptions &options, const jo
     if (what.detail == KVRN_D_ORDER && plan.byfile) {
         try {
             findunordered(plan, sources);
+        } catch (failure &found) {
+            if (plan.kind == jobkind::merge)
+                found.advice = orderadvice;
+            throw;
         } catch (const enginefailure &) {
             // then without its number
         }

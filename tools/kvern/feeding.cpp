@@ -80,9 +80,9 @@ std::string_view withlinefeed(const recordreader &record, std::string &line) {
     return line;
 }
 
-[[noreturn]] void failorder(const recordreader &record, const char *fault, uint32_t message,
-                            uint32_t detail) {
-    throw failure{ending::notinorder, record.whichrecord() + fault, "", message, detail};
+[[noreturn]] void failorder(const recordreader &record, const char *fault, const char *advice,
+                            uint32_t message, uint32_t detail) {
+    throw failure{ending::notinorder, record.whichrecord() + fault, advice, message, detail};
 }
 
 } // namespace
@@ -174,14 +174,15 @@ void exchange(session &engine, std::vector<inputsource> &sources, const jobplan 
                 break;
         } catch (const enginefailure &what) {
             if (what.detail == KVRN_D_ORDER)
-                failorder(record, " sorts before the one ahead of it", 40, KVRN_D_ORDER);
+                failorder(record, " sorts before the one ahead of it",
+                          plan.kind == jobkind::merge ? orderadvice : "", 40, KVRN_D_ORDER);
             throw;
         }
         look();
         taken += more ? 1 : 0;
         // With one input, each record but the first puts out the one ahead of it.
         if (strict && more && taken > 1 && !data)
-            failorder(record, " has the key of the one ahead of it", 0, 0);
+            failorder(record, " has the key of the one ahead of it", "", 0, 0);
         if (!data || !out)
             continue;
         framed.clear();

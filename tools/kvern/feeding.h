@@ -17,6 +17,9 @@ struct tally {
 };
 
 // All sources into the input of a sort, which is ended.
+// What to do where an input of a merge is not in order.
+constexpr const char *orderadvice = "sort each input first, by the same keys";
+
 void feed(session &engine, std::vector<inputsource> &sources, const jobplan &plan, tally &counts);
 
 // What happens between two calls.

@@ -25,9 +25,16 @@ constexpr fieldtype types[] = {
 
 } // namespace
 
+std::string lowercase(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
+
 const fieldtype *findtype(const std::string &name) {
+    const std::string wanted = lowercase(name);
     for (const fieldtype &one : types)
-        if (name == one.name)
+        if (wanted == one.name)
             return &one;
     return nullptr;
 }

@@ -21,7 +21,9 @@ struct fieldtype {
 };
 constexpr uint32_t nobound = UINT32_MAX;
 
-// Null: no type has this name.  "ch" has the code of ASCII data.
+std::string lowercase(std::string text);
+
+// Null: no type has this name, in lower or upper case.  "ch" has the code of ASCII data.
 const fieldtype *findtype(const std::string &name);
 
 // The name that a code has first.

@@ -34,9 +34,9 @@ std::vector<uint8_t> readtable(const keyspec &key, const std::string &path) {
 
 void settype(keyspec &key, const std::string &text, const keydefaults &defaults) {
     const size_t equals = text.find('=');
-    const std::string name = text.substr(0, equals);
     const std::string value = equals == std::string::npos ? "" : text.substr(equals + 1);
-    const fieldtype *found = findtype(name);
+    const fieldtype *found = findtype(text.substr(0, equals));
+    const std::string name = found ? found->name : "";
     const bool wantsvalue = name == "bit" || name == "tbl";
     if (!found || wantsvalue != (equals != std::string::npos))
         refuse(key.name + ": " + quoted(text) + " is no type",
@@ -85,8 +85,9 @@ keyspec parsecolumnkey(const std::string &text, size_t number, const keydefaults
     std::vector<std::string> parts = splitcommas(text);
     if (parts.size() < 2)
         refuse(key.name + " has no length", columnform);
-    if (parts.size() > 2 && (parts.back() == "a" || parts.back() == "d")) {
-        key.descending = parts.back() == "d";
+    if (const std::string order = lowercase(parts.back());
+        parts.size() > 2 && (order == "a" || order == "d")) {
+        key.descending = order == "d";
         parts.pop_back();
     }
     key.position = parseposition(key.name, parts[0], columnform);
@@ -118,8 +119,8 @@ keyspec parsefieldkey(const std::string &text, size_t number, const keydefaults 
         const size_t end = rest.find_first_not_of("0123456789", 1);
         const std::string last = rest.substr(1, end == std::string::npos ? end : end - 1);
         if (last != field)
-            refuse(key.name + " is no single field",
-                   "a key is one field, as -k 3; give --columns for POS,LEN");
+            refuse(key.name + " is no single field", "a key of text is one field, as -k 3; POS,LEN "
+                                                     "needs --fixed, --variable or --columns");
         rest = end == std::string::npos ? "" : rest.substr(end);
     } else if (!rest.empty() && rest[0] == ':') {
         const size_t end = rest.find_first_not_of("0123456789", 1);

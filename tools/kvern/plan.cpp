@@ -148,6 +148,17 @@ void planbytes(const joboptions &options, jobplan &plan) {
     needleast(options, plan);
 }
 
+// Often the line end behind each record was not counted, or counted and is not there.
+std::string lengthadvice(uint64_t bytes, uint32_t length) {
+    constexpr int64_t least = 5; // shorter ones fit by chance
+    for (const int64_t more : {1, 2, -1, -2})
+        if (const auto other = static_cast<uint64_t>(std::max(length + more, least));
+            bytes % other == 0 && other != length)
+            return "look at the record length: --fixed " + std::to_string(other) +
+                   " would fit, a line end behind a record counts";
+    return "look at the record length";
+}
+
 void checkwhole(const joboptions &options, const std::vector<inputsource> &sources) {
     if (options.fixed == 0 || options.dropshort)
         return;
@@ -156,7 +167,7 @@ void checkwhole(const joboptions &options, const std::vector<inputsource> &sourc
             throw failure{ending::data,
                           source.name() + " has " + plural(source.size(), "byte") +
                               ", no multiple of --fixed " + std::to_string(options.fixed),
-                          "look at the record length"};
+                          lengthadvice(source.size(), options.fixed)};
 }
 
 // All records have this key: a merge then leaves them in their order.
@@ -185,6 +196,14 @@ void filltables(jobplan &plan) {
         entry.type = piece.literal ? KVRN_FLD_LIT : KVRN_FLD_COPY;
         plan.engine.pieces.push_back(entry);
     }
+}
+
+// As the number is spoken: an 8-byte, an 11-byte, an 80-byte record.
+const char *article(uint64_t number) {
+    const std::string digits = std::to_string(number);
+    const bool teen =
+        (digits.rfind("11", 0) == 0 || digits.rfind("18", 0) == 0) && digits.size() % 3 == 2;
+    return digits[0] == '8' || teen ? "an " : "a ";
 }
 
 } // namespace
@@ -241,8 +260,8 @@ void checkreach(const reachcheck &field, uint64_t length, const std::string &rec
                 const std::string &advice) {
     if (field.reach > length)
         throw failure{ending::usage,
-                      field.name + " reaches byte " + std::to_string(field.reach) + " of a " +
-                          std::to_string(length) + "-byte " + record,
+                      field.name + " reaches byte " + std::to_string(field.reach) + " of " +
+                          article(length) + std::to_string(length) + "-byte " + record,
                       advice, field.message, field.detail};
 }
 

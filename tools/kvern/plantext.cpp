@@ -177,6 +177,14 @@ void describetext(const joboptions &options, uint64_t content, jobplan &plan) {
     plan.engine.separator = plan.form.separator;
 }
 
+// A line that holds the end of other lines: the file has both, or comes from two systems.
+void notemixture(const textscanner &scanner, uint64_t line) {
+    if (line != 0)
+        printnote("line " + std::to_string(line) + " of " + scanner.source() +
+                  " holds a line feed without CR, and lines end in CR LF as the first one does; "
+                  "--eol lf ends them at each line feed");
+}
+
 } // namespace
 
 lineend findlineend(const std::string &eol, std::vector<inputsource> &sources) {
@@ -279,9 +287,16 @@ void scanfiles(const jobplan &plan, std::vector<inputsource> &sources, textscann
         // What the command reads itself has no end mark.
         const bool byengine = std::all_of(sources.begin(), sources.end(),
                                           [](const inputsource &one) { return one.isnamedfile(); });
-        const uint64_t behind = eachline(source, plan.shape.end, byengine && source.endsatmark(),
-                                         [&](std::string_view text) { scanner.line(text); });
+        const bool crlf = plan.shape.end == lineend::crlf;
+        uint64_t mixed = 0;
+        const uint64_t behind = eachline(
+            source, plan.shape.end, byengine && source.endsatmark(), [&](std::string_view text) {
+                scanner.line(text);
+                if (crlf && mixed == 0 && text.find('\n') != std::string_view::npos)
+                    mixed = scanner.linenumber();
+            });
         source.rewind();
+        notemixture(scanner, mixed);
         if (behind > 0)
             printnote(source.name() + " ends at a byte 0x1A; " + plural(behind, "byte") +
                       " behind it are not taken (they are if the file comes through "

@@ -32,6 +32,16 @@ std::string makenew(const std::string &beginning) {
     return "";
 }
 
+// Where no name beside it is free the file itself may be: its own may be shorter.
+bool canmake(const std::string &path) {
+    const int file = createfile(path);
+    if (file < 0)
+        return false;
+    closeinput(file);
+    std::error_code ignored;
+    return fs::remove(path, ignored);
+}
+
 std::string scratchplace(const std::vector<std::string> &dirs) {
     if (!dirs.empty())
         return dirs.front();
@@ -89,6 +99,8 @@ outputfile::outputfile(const std::string &path) : target(path), written(path) {
     }
     const std::string name = makenew(target);
     if (name.empty()) {
+        if (!fs::exists(found) && !canmake(target))
+            throw failure{ending::file, path + ": " + systemerror(), "name another place with -o"};
         touched = fs::last_write_time(target, error);
         emptied = !error;
         return;

@@ -1,0 +1,80 @@
+// The reference pages are whole: what the public header and the catalogue of messages
+// hold stands in them.
+#include "support/tempfolder.h"
+
+#include <gtest/gtest.h>
+#include <regex.h>
+#include <set>
+#include <string>
+
+using kvern::test::readfile;
+
+namespace {
+
+std::string page(const std::string &name) {
+    return readfile(KVERN_SOURCE_DIR "/" + name);
+}
+
+// What the group of the pattern finds, each time.
+std::set<std::string> found(const std::string &text, const char *pattern) {
+    regex_t wanted;
+    EXPECT_EQ(regcomp(&wanted, pattern, REG_EXTENDED), 0) << pattern;
+    std::set<std::string> out;
+    regmatch_t match[2];
+    for (const char *at = text.c_str(); regexec(&wanted, at, 2, match, 0) == 0;
+         at += match[0].rm_eo)
+        out.emplace(at + match[1].rm_so, at + match[1].rm_eo);
+    regfree(&wanted);
+    return out;
+}
+
+// The numbers that the first cells of a page's tables name: one, several, or a range.
+std::set<std::string> rows(const std::string &text) {
+    std::set<std::string> out;
+    for (const std::string &cell : found(text, "\n\\| ([0-9][0-9, to]*) \\|")) {
+        for (const std::string &number : found(cell, "([0-9]+)"))
+            out.insert(number);
+        for (const std::string &range : found(cell, "([0-9]+ to [0-9]+)"))
+            for (int n = std::stoi(range); n < std::stoi(range.substr(range.find('o') + 1)); ++n)
+                out.insert(std::to_string(n));
+    }
+    return out;
+}
+
+} // namespace
+
+TEST(reference, every_detail_has_its_row) {
+    const auto details = found(page("include/kvern.h"), "KVRN_D_[A-Z]+ = ([0-9]+)");
+    EXPECT_GT(details.size(), 50U);
+    for (const char *name : {"docs/details.md", "docs/troubleshooting.md"}) {
+        const auto known = rows(page(name));
+        for (const std::string &detail : details)
+            EXPECT_EQ(known.count(detail), 1U) << name << ": " << detail;
+        for (int system = 251; system <= 372; ++system)
+            EXPECT_EQ(known.count(std::to_string(system)), 1U) << name << ": " << system;
+    }
+}
+
+TEST(reference, every_constant_stands_in_a_page) {
+    const std::string pages =
+        page("docs/blocks.md") + page("docs/types.md") + page("docs/interface.md");
+    const auto constants = found(page("include/kvern.h"), "\\b(KVRN_[A-Z0-9_]+) = ");
+    EXPECT_GT(constants.size(), 150U);
+    for (const std::string &name : constants) {
+        const std::string ending = '`' + name.substr(name.rfind('_')) + '`';
+        const bool detail = name.rfind("KVRN_D_", 0) == 0; // told by number
+        EXPECT_TRUE(detail || pages.find(name) != std::string::npos ||
+                    pages.find(ending) != std::string::npos)
+            << name;
+    }
+}
+
+TEST(reference, every_message_stands_as_it_is_issued) {
+    const std::string messages = page("docs/messages.md");
+    const auto texts = found(page("src/session/qha9msgt.cpp"), "\"KVERN:([0-9]+:[^\"\\\\]*)");
+    EXPECT_EQ(texts.size(), 93U);
+    for (std::string text : texts) {
+        text.replace(text.find(':'), 1, " | ");
+        EXPECT_NE(messages.find("\n| " + text), std::string::npos) << text;
+    }
+}
