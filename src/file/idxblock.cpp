@@ -26,14 +26,11 @@ int idxreadblock(qha5ctx *ctx, const filectl *file, uint32_t number) {
     const uint64_t place = uint64_t{number} * ctx->idxblocklen;
     if (number > info.lastblock || place > UINTPTR_MAX)
         return idxtorn(ctx, file);
-    uint32_t count = 0;
-    platform::syserror code =
-        platform::seekfile(ctx->idxhandle, static_cast<platform::filepos>(place));
-    if (code == 0)
-        code = platform::readfile(ctx->idxhandle, ctx->idxblock, ctx->idxblocklen, &count);
-    if (code != 0)
-        return idxfail(ctx, file, code, fileop::read);
-    memset(ctx->idxblock + count, 0, ctx->idxblocklen - count);
+    const platform::blockmove read = platform::readat(
+        ctx->idxhandle, static_cast<platform::filepos>(place), ctx->idxblock, ctx->idxblocklen);
+    if (read.error != 0)
+        return idxfail(ctx, file, read.error, fileop::read);
+    memset(ctx->idxblock + read.count, 0, ctx->idxblocklen - read.count);
     return 0;
 }
 

@@ -63,7 +63,22 @@ enum class openmode : uint8_t {
 // Writes all of it, or fails; *count tells how much went out in either case.
 [[nodiscard]] syserror writefile(filehandle file, const void *from, uint32_t length,
                                  uint32_t *count);
-[[nodiscard]] syserror seekfile(filehandle file, filepos from_start);
+
+// What came of moving a block at a place.
+struct blockmove {
+    syserror error; // 0: moved, as far as `count` tells
+    bool placed;    // false: the error is that of going to the place, where that is a call
+    uint32_t count;
+};
+// As readfile and writefile, at a place from the start; where the file stands then is
+// not told.  Blocks are written to plain files only, and below filelimit(): so no signal
+// can come that would have to be kept from the host.
+[[nodiscard]] blockmove readat(filehandle file, filepos place, void *to, uint32_t length);
+[[nodiscard]] blockmove writeat(filehandle file, filepos place, const void *from, uint32_t length);
+// Bytes that a file may have by the limits of this process, at most what a place can
+// tell.
+[[nodiscard]] filepos filelimit();
+
 [[nodiscard]] syserror closefile(filehandle file);
 [[nodiscard]] syserror deletefile(const char *path);
 

@@ -224,7 +224,7 @@ int createfirstfile(qha5ctx *ctx) {
 
 int goexternal(qha5ctx *ctx) {
     if (ctx->tempfilelimit == 0)
-        ctx->tempfilelimit = ~platform::filepos{0};
+        ctx->tempfilelimit = platform::filelimit();
     if (createfirstfile(ctx) != 0 || openindex(ctx) != 0)
         return -1;
     ctx->outwb = nextoutwb(ctx);

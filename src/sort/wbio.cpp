@@ -48,48 +48,48 @@ int enqueue(qha5ctx *ctx, blockhdr *wb) {
     return 0;
 }
 
-bool seek(qha5ctx *ctx, const blockhdr *wb) {
-    assert(wb->filepos % ctx->wbsize == 0);
-    const platform::syserror error = platform::seekfile(wb->file->handle, wb->filepos);
-    if (error == 0)
-        return true;
+// Whether the file may have a WB at this place.
+bool fits(const qha5ctx *ctx, platform::filepos place) {
+    assert(place % ctx->wbsize == 0);
+    return ctx->tempfilelimit >= ctx->wbsize && place <= ctx->tempfilelimit - ctx->wbsize;
+}
+
+int32_t failplace(qha5ctx *ctx, platform::syserror error) {
     ctx->errnum = error;
     (void)fail(ctx, 83, KVRN_D_SYSTEM, "SetFilePointer", error);
-    return false;
+    return io_failed;
 }
 
 int32_t readinto(qha5ctx *ctx, blockhdr *wb) {
-    if (!seek(ctx, wb))
-        return io_failed;
-    uint32_t count = 0;
-    const platform::syserror error =
-        platform::readfile(wb->file->handle, wb->first, ctx->wbsize, &count);
+    const platform::blockmove read =
+        platform::readat(wb->file->handle, wb->filepos, wb->first, ctx->wbsize);
+    if (!read.placed)
+        return failplace(ctx, read.error);
     ++wb->file->reads;
     ++ctx->tempreads;
-    if (error == 0 && count == ctx->wbsize)
+    if (read.error == 0 && read.count == ctx->wbsize)
         return io_done;
-    ctx->errnum = error;
+    ctx->errnum = read.error;
     (void)faillogic(ctx);
     return io_failed;
 }
 
 int32_t writefrom(qha5ctx *ctx, blockhdr *wb) {
-    if (wb->filepos > ctx->tempfilelimit - ctx->wbsize)
+    if (!fits(ctx, wb->filepos))
         return io_full;
-    if (!seek(ctx, wb))
-        return io_failed;
-    uint32_t count = 0;
-    const platform::syserror error =
-        platform::writefile(wb->file->handle, wb->first, ctx->wbsize, &count);
-    if (error == 0) {
+    const platform::blockmove written =
+        platform::writeat(wb->file->handle, wb->filepos, wb->first, ctx->wbsize);
+    if (!written.placed)
+        return failplace(ctx, written.error);
+    if (written.error == 0) {
         ++wb->file->writes;
         ++ctx->tempwrites;
-        return count == ctx->wbsize ? io_done : io_full;
+        return written.count == ctx->wbsize ? io_done : io_full;
     }
-    ctx->errnum = error;
-    if (isdiskfull(error))
+    ctx->errnum = written.error;
+    if (isdiskfull(written.error))
         return io_full;
-    (void)fail(ctx, 36, KVRN_D_TEMPWRITE, wb->file->path, error);
+    (void)fail(ctx, 36, KVRN_D_TEMPWRITE, wb->file->path, written.error);
     return io_failed;
 }
 
@@ -133,7 +133,7 @@ int appendwb(qha5ctx *ctx, blockhdr *wb) {
         return -1;
     wb->file = file;
     wb->filepos = file->size;
-    if (file->size <= ctx->tempfilelimit - ctx->wbsize) {
+    if (fits(ctx, file->size)) {
         file->size += ctx->wbsize;
         ctx->tempbytes += ctx->wbsize;
     }

@@ -90,8 +90,25 @@ syserror writefile(filehandle file, const void *from, uint32_t length, uint32_t 
         (void)real::writefile(file, from, length / 2, count);
     return plan.kind == fault::error ? deviceerror : err_diskfull;
 }
-syserror seekfile(filehandle file, filepos from_start) {
-    return struck() ? deviceerror : real::seekfile(file, from_start);
+blockmove readat(filehandle file, filepos place, void *to, uint32_t length) {
+    if (struck())
+        return {deviceerror, false, 0};
+    if (struck())
+        return {deviceerror, true, 0};
+    const real::blockmove moved = real::readat(file, place, to, length);
+    return {moved.error, moved.placed, moved.count};
+}
+blockmove writeat(filehandle file, filepos place, const void *from, uint32_t length) {
+    if (struck())
+        return {deviceerror, false, 0};
+    const bool fails = struck(true);
+    if (fails && plan.kind != fault::torn)
+        return {plan.kind == fault::error ? deviceerror : err_diskfull, true, 0};
+    const real::blockmove moved = real::writeat(file, place, from, fails ? length / 2 : length);
+    return {fails ? err_diskfull : moved.error, moved.placed, moved.count};
+}
+filepos filelimit() {
+    return real::filelimit();
 }
 // A close that fails has closed all the same, and a name that could not be
 // deleted is gone: what stays behind here would be the test's own doing.

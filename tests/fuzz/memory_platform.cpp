@@ -280,9 +280,24 @@ syserror writefile(filehandle file, const void *from, uint32_t length, uint32_t 
     *count = transferout(to, from, length);
     return *count == length ? 0 : err_diskfull;
 }
-syserror seekfile(filehandle file, filepos from_start) {
-    of(file).at = static_cast<size_t>(from_start);
-    return struck() ? err_device : 0;
+blockmove readat(filehandle file, filepos place, void *to, uint32_t length) {
+    of(file).at = static_cast<size_t>(place);
+    blockmove result = {struck() ? err_device : 0, false, 0};
+    result.placed = result.error == 0;
+    if (result.placed)
+        result.error = readfile(file, to, length, &result.count);
+    return result;
+}
+blockmove writeat(filehandle file, filepos place, const void *from, uint32_t length) {
+    of(file).at = static_cast<size_t>(place);
+    blockmove result = {struck() ? err_device : 0, false, 0};
+    result.placed = result.error == 0;
+    if (result.placed)
+        result.error = writefile(file, from, length, &result.count);
+    return result;
+}
+filepos filelimit() {
+    return ~filepos{0};
 }
 // A close that fails has closed all the same.
 syserror closefile(filehandle file) {

@@ -9,6 +9,7 @@
 #include <random>
 #include <set>
 #include <sys/mount.h>
+#include <sys/resource.h>
 
 namespace kvern::test {
 
@@ -20,7 +21,7 @@ constexpr uint32_t records = 10000;
 class smalldisk : public ::testing::Test {
   protected:
     void SetUp() override {
-        for (const char *name : {"small", "roomy"})
+        for (const char *name : {"small", "roomy", "more"})
             std::filesystem::create_directory(folder.file(name));
         mounted = mount("none", small().c_str(), "tmpfs", 0, "size=256k") == 0;
         if (!mounted)
@@ -91,6 +92,22 @@ TEST_F(smalldisk, the_next_place_takes_over) {
     const std::string out = folder.file("out");
     EXPECT_EQ(sort(out, {small(), folder.file("roomy")}), 0U);
     expect_sorted(out);
+}
+
+// A signal would end the program.
+TEST_F(smalldisk, files_may_not_grow) {
+    const std::string out = folder.file("out");
+    rlimit before;
+    getrlimit(RLIMIT_FSIZE, &before);
+    for (const rlim_t most : {rlim_t{1030000}, rlim_t{1000}}) {
+        const rlimit low = {most, before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &low);
+        const uint32_t detail = sort(out, {folder.file("roomy"), folder.file("more")});
+        setrlimit(RLIMIT_FSIZE, &before);
+        EXPECT_EQ(detail, most < records * record_length ? uint32_t{KVRN_D_TEMPCREATE} : 0U);
+        if (detail == 0)
+            expect_sorted(out);
+    }
 }
 
 TEST_F(smalldisk, no_place_is_left) {

@@ -156,11 +156,9 @@ TEST(externalsort, too_little_storage_and_damage) {
     checkoutput(records, out);
 
     const std::vector<uint8_t> rubbish(damaged.wbsize, 0xEE);
-    uint32_t count = 0;
     ASSERT_EQ(orderblocks(&damaged), 0);
     const platform::filehandle file = damaged.tempfiles->handle;
-    ASSERT_EQ(platform::seekfile(file, 0), 0u);
-    ASSERT_EQ(platform::writefile(file, rubbish.data(), damaged.wbsize, &count), 0u);
+    ASSERT_EQ(platform::writeat(file, 0, rubbish.data(), damaged.wbsize).error, 0u);
     EXPECT_FALSE(damaged.merge(50, &out));
     EXPECT_EQ(damaged.errdetail, KVRN_D_LOGIC);
 }

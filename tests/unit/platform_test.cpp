@@ -71,14 +71,11 @@ TEST(platform, far_places_and_hidden_files) {
     const test::tempfolder dir;
     const std::string path = dir.file("temp");
     filehandle file;
-    uint32_t count = 0;
     char got[8] = {};
     ASSERT_EQ(openfile(path.c_str(), openmode::tempcreate, &file), 0u);
-    EXPECT_EQ(seekfile(file, 0xC0000000u), 0u);
-    EXPECT_EQ(writefile(file, "z", 1, &count), 0u);
-    EXPECT_EQ(seekfile(file, 0xC0000000u), 0u);
-    EXPECT_EQ(readfile(file, got, 8, &count), 0u);
-    EXPECT_EQ(std::string(got, count), "z");
+    EXPECT_EQ(writeat(file, 0xC0000000u, "z", 1).count, 1u);
+    EXPECT_EQ(readat(file, 0xC0000000u, got, 8).count, 1u);
+    EXPECT_EQ(got[0], 'z');
     test::writefile(dir.file("other"), "");
     EXPECT_TRUE(isopenas(file, path.c_str()));
     EXPECT_FALSE(isopenas(file, dir.file("other").c_str()));

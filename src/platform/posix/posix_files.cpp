@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -68,6 +69,28 @@ syserror acceptopened(int descr, openmode mode) {
     return ftruncate(descr, 0) == 0 ? 0 : systemcode(errno);
 }
 
+constexpr filepos farthest = INTPTR_MAX;
+
+// One call moves what it likes; `atend` is the error of one that moves nothing.
+template <typename Move>
+blockmove moveblock(filepos place, uint32_t length, syserror atend, Move move) {
+    blockmove result = {0, place <= farthest - length, 0};
+    if (!result.placed)
+        result.error = err_negativeseek;
+    while (result.error == 0 && result.count < length) {
+        const ssize_t moved = move(result.count);
+        if (moved > 0) {
+            result.count += static_cast<uint32_t>(moved);
+        } else if (moved == 0) {
+            result.error = atend;
+            break;
+        } else if (errno != EINTR) {
+            result.error = systemcode(errno);
+        }
+    }
+    return result;
+}
+
 } // namespace
 
 syserror openfile(const char *path, openmode mode, filehandle *out) {
@@ -93,11 +116,27 @@ syserror writefile(filehandle file, const void *from, uint32_t length, uint32_t 
     return systemcode(transferout(static_cast<int>(file), from, length, count));
 }
 
-syserror seekfile(filehandle file, filepos from_start) {
-    if (from_start > static_cast<filepos>(INTPTR_MAX))
-        return err_negativeseek;
-    const off_t place = lseek(static_cast<int>(file), static_cast<off_t>(from_start), SEEK_SET);
-    return place < 0 ? systemcode(errno) : 0;
+blockmove readat(filehandle file, filepos place, void *to, uint32_t length) {
+    const auto move = [&](uint32_t done) {
+        return pread(static_cast<int>(file), static_cast<uint8_t *>(to) + done, length - done,
+                     static_cast<off_t>(place + done));
+    };
+    return moveblock(place, length, 0, move);
+}
+
+blockmove writeat(filehandle file, filepos place, const void *from, uint32_t length) {
+    const auto move = [&](uint32_t done) {
+        return pwrite(static_cast<int>(file), static_cast<const uint8_t *>(from) + done,
+                      length - done, static_cast<off_t>(place + done));
+    };
+    return moveblock(place, length, err_diskfull, move);
+}
+
+filepos filelimit() {
+    rlimit limit;
+    if (getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur > farthest)
+        return farthest;
+    return static_cast<filepos>(limit.rlim_cur);
 }
 
 // An interrupted close has closed: repeating it could hit another's descriptor.

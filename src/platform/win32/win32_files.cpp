@@ -72,14 +72,37 @@ syserror writefile(filehandle file, const void *from, uint32_t length, uint32_t 
     return transferout(systemhandle(file), from, length, count);
 }
 
+namespace {
+
 // The upper word makes the lower one count without a sign: 4 GiB in all.
-syserror seekfile(filehandle file, filepos from_start) {
-    const uint64_t place = from_start;
+syserror goplace(filehandle file, uint64_t place) {
     LONG upper = static_cast<LONG>(place >> 32);
     SetLastError(NO_ERROR);
     const DWORD lower = SetFilePointer(systemhandle(file), static_cast<LONG>(place & 0xFFFFFFFF),
                                        &upper, FILE_BEGIN);
     return lower == INVALID_SET_FILE_POINTER ? GetLastError() : 0;
+}
+
+} // namespace
+
+blockmove readat(filehandle file, filepos place, void *to, uint32_t length) {
+    blockmove result = {goplace(file, place), false, 0};
+    result.placed = result.error == 0;
+    if (result.placed)
+        result.error = readfile(file, to, length, &result.count);
+    return result;
+}
+
+blockmove writeat(filehandle file, filepos place, const void *from, uint32_t length) {
+    blockmove result = {goplace(file, place), false, 0};
+    result.placed = result.error == 0;
+    if (result.placed)
+        result.error = writefile(file, from, length, &result.count);
+    return result;
+}
+
+filepos filelimit() {
+    return ~filepos{0};
 }
 
 syserror closefile(filehandle file) {
