@@ -12,7 +12,7 @@ case $purpose in
   build) ;;
   test) wanted="$wanted googletest g++-mingw-w64-i686 wine wine32:i386 gnucobol3 python3" ;;
   bench) wanted="$wanted libbenchmark-dev" ;;
-  lint) wanted="$wanted googletest clang-format clang-tidy" ;;
+  lint) wanted="$wanted googletest libbenchmark-dev clang-format clang-tidy" ;;
   packages) wanted="$wanted googletest g++-mingw-w64-i686 wine wine32:i386 dpkg-dev file pkg-config unzip" ;;
   *) echo "usage: setup.sh build|test|bench|lint|packages" >&2; exit 2 ;;
 esac

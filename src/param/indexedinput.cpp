@@ -43,7 +43,7 @@ int takedescription(qha5ctx *ctx, uint32_t number, uint32_t filecount) {
 }
 
 int takebuffers(qha5ctx *ctx, const idxinfo &info) {
-    ctx->idxentry = cleared(ctx, roundup(info.keypartcount * idxformat::entrylen, 4));
+    ctx->idxentry = cleared(ctx, roundup(uint64_t{info.keypartcount} * idxformat::entrylen, 4));
     if (ctx->idxentry == nullptr)
         return -1;
     ctx->idxblock = cleared(ctx, roundup(idxblocksize(info), 4));

@@ -51,7 +51,7 @@ using widestnumber = uint64_t;
 #endif
 
 template <uint32_t width>
-inline constexpr bool isnumber = width != 0 && width <= sizeof(widestnumber);
+concept isnumber = width != 0 && width <= sizeof(widestnumber);
 
 template <uint32_t width, typename Number = widestnumber> // a 32-bit target never shifts
 requires isnumber<width>
