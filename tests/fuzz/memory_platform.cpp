@@ -280,18 +280,19 @@ syserror writefile(filehandle file, const void *from, uint32_t length, uint32_t 
     *count = transferout(to, from, length);
     return *count == length ? 0 : err_diskfull;
 }
-blockmove readat(filehandle file, filepos place, void *to, uint32_t length) {
+static blockmove placed(filehandle file, filepos place) {
     of(file).at = static_cast<size_t>(place);
-    blockmove result = {struck() ? err_device : 0, false, 0};
-    result.placed = result.error == 0;
+    const syserror error = struck() ? err_device : 0;
+    return {error, error == 0, 0};
+}
+blockmove readat(filehandle file, filepos place, void *to, uint32_t length) {
+    blockmove result = placed(file, place);
     if (result.placed)
         result.error = readfile(file, to, length, &result.count);
     return result;
 }
 blockmove writeat(filehandle file, filepos place, const void *from, uint32_t length) {
-    of(file).at = static_cast<size_t>(place);
-    blockmove result = {struck() ? err_device : 0, false, 0};
-    result.placed = result.error == 0;
+    blockmove result = placed(file, place);
     if (result.placed)
         result.error = writefile(file, from, length, &result.count);
     return result;

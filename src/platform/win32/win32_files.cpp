@@ -83,22 +83,24 @@ syserror goplace(filehandle file, uint64_t place) {
     return lower == INVALID_SET_FILE_POINTER ? GetLastError() : 0;
 }
 
-} // namespace
-
-blockmove readat(filehandle file, filepos place, void *to, uint32_t length) {
+template <typename Transfer>
+blockmove moveat(filehandle file, filepos place, Transfer transfer) {
     blockmove result = {goplace(file, place), false, 0};
     result.placed = result.error == 0;
     if (result.placed)
-        result.error = readfile(file, to, length, &result.count);
+        result.error = transfer(&result.count);
     return result;
 }
 
+} // namespace
+
+blockmove readat(filehandle file, filepos place, void *to, uint32_t length) {
+    return moveat(file, place, [&](uint32_t *count) { return readfile(file, to, length, count); });
+}
+
 blockmove writeat(filehandle file, filepos place, const void *from, uint32_t length) {
-    blockmove result = {goplace(file, place), false, 0};
-    result.placed = result.error == 0;
-    if (result.placed)
-        result.error = writefile(file, from, length, &result.count);
-    return result;
+    return moveat(file, place,
+                  [&](uint32_t *count) { return writefile(file, from, length, count); });
 }
 
 filepos filelimit() {
