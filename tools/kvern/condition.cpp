@@ -157,6 +157,8 @@ class parser : public fieldreader {
         if (out.number.digits.empty())
             fail("a field or a literal is missing here");
         at += out.number.digits.size();
+        if (text.compare(at, 1, ".") == 0)
+            fail("numbers are whole ones here");
         const size_t first = out.number.digits.find_first_not_of('0');
         out.number.digits.erase(0, first);
         out.number.negative = out.number.negative && !out.number.digits.empty();

@@ -10,8 +10,9 @@ namespace command {
 
 namespace {
 
-[[noreturn]] void failfile(const std::string &name, const std::string &why) {
-    throw failure{ending::file, name + ": " + why, ""};
+[[noreturn]] void failfile(const std::string &name, const std::string &why,
+                           const std::string &advice = "") {
+    throw failure{ending::file, name + ": " + why, advice};
 }
 
 } // namespace
@@ -129,8 +130,13 @@ std::vector<inputsource> opensources(const std::vector<std::string> &paths) {
     std::vector<inputsource> sources;
     if (paths.empty())
         sources.emplace_back("-");
-    for (const std::string &path : paths)
+    for (const std::string &path : paths) {
+        // As the second name of a copy is elsewhere.
+        if (!sources.empty() && path != "-" && inspect(path).sort == filesort::missing)
+            failfile(path, inspect(path).error,
+                     "every file named here is an input; -o names the output");
         sources.emplace_back(path);
+    }
     if (std::count(paths.begin(), paths.end(), "-") > 1)
         refuse("standard input is named twice", "it can be read once");
     return sources;
