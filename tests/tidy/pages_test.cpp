@@ -69,6 +69,18 @@ TEST(reference, every_constant_stands_in_a_page) {
     }
 }
 
+TEST(reference, every_option_has_its_row) {
+    const std::string command = page("docs/command.md");
+    const auto options = found(page("tools/kvern/optiontable.cpp"),
+                               "\"((-[a-zA-Z],)?--?[a-zA-Z-]+)\",[ \n]*(out|\\[&out)");
+    EXPECT_GT(options.size(), 35U);
+    for (const std::string &names : options) {
+        const size_t comma = names.find(',');
+        EXPECT_NE(command.find('`' + names.substr(0, comma)), std::string::npos) << names;
+        EXPECT_NE(command.find(names.substr(comma + 1)), std::string::npos) << names;
+    }
+}
+
 TEST(reference, every_message_stands_as_it_is_issued) {
     const std::string messages = page("docs/messages.md");
     const auto texts = found(page("src/session/qha9msgt.cpp"), "\"KVERN:([0-9]+:[^\"\\\\]*)");
