@@ -59,7 +59,7 @@ class filled {
 void copy_only(benchmark::State &state) {
     filled session(bench::order::random);
     kvern::qha5ctx *ctx = session.context();
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         auto *at = reinterpret_cast<uint8_t *>(ctx->slotfirst);
         for (uint32_t i = 0; i < ctx->slotused; ++i, at += ctx->slotstride)
             std::memcpy(reinterpret_cast<kvern::slot *>(at)->record(), session.record(i),
@@ -76,7 +76,7 @@ void encode_plain_fixed(benchmark::State &state) {
     kvern::qha5ctx *ctx = session.context();
     ctx->scanlimit = session.record(0) + size_t{records} * bench::record_length;
     const uint32_t seqno = ctx->seqno;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         auto *at = reinterpret_cast<uint8_t *>(ctx->slotfirst);
         for (uint32_t i = 0; i < ctx->slotused; ++i, at += ctx->slotstride)
             benchmark::DoNotOptimize(
@@ -91,7 +91,7 @@ BENCHMARK(encode_plain_fixed);
 void incore_sort(benchmark::State &state, bench::order shape) {
     filled session(shape);
     kvern::qha5ctx *ctx = session.context();
-    for (auto _ : state)
+    while (state.KeepRunning())
         if (kvern::sortslots(ctx, ctx->slotused) != 0)
             state.SkipWithError("sort failed");
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * ctx->slotused);

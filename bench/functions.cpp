@@ -66,7 +66,7 @@ void sums(const setting &use, table &out) {
     write_file(work.in, gigabyte);
     const uint64_t total = total_amount(work.in);
     const auto check = [&work, total] {
-        if (fs::file_size(work.out) != groups_of_records * record_length ||
+        if (fs::file_size(work.out) != uint64_t{groups_of_records} * record_length ||
             total_amount(work.out) != total)
             give_up("the sums are wrong");
         work.clear();
