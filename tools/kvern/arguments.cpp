@@ -61,7 +61,7 @@ std::string meant(const CLI::App &app, const std::string &word) {
 // The library takes letters from a word until one is no option; this is the word.
 std::string wholeword(int argc, const char *const *argv, const std::string &rest) {
     for (int i = 1; i < argc; ++i) {
-        const std::string word = argv[i];
+        std::string word = argv[i];
         if (rest.size() > 1 && word.size() > rest.size() && word[0] == '-' && word[1] != '-' &&
             word.compare(word.size() - rest.size() + 1, std::string::npos, rest, 1) == 0)
             return word;
