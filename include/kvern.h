@@ -7,7 +7,7 @@
  * failure by its result and the reason by the detail code in KVRNSESS.
  *
  * Usable from C99 and C++.  On 32-bit targets every member lies at the byte
- * offset that is documented in docs/interface.md (asserted at the end of this
+ * offset that is documented in docs/blocks.md (asserted at the end of this
  * file); on 64-bit targets pointers have their natural width and alignment.
  * All integers are little-endian, all lengths and positions are in bytes and
  * count from 0.  The caller owns every block; the engine reads KVRNPRIM,
