@@ -57,7 +57,7 @@ std::vector<scenario> scenarios() {
     constexpr auto file = exchange::plainfile;
     constexpr auto descr = exchange::descriptorfile;
     constexpr auto call = exchange::record;
-    constexpr uint32_t fits = 60, overflows = 3000;
+    constexpr uint32_t fits = 60, overflows = 1500;
     return {
         {"fixed, in core, files", session('f', file, file, fits)},
         {"text, in core, descriptors", session('r', descr, descr, fits)},

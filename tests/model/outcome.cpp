@@ -174,8 +174,8 @@ class merging {
 std::string told(size_t number, const std::vector<bytes> &wanted, const std::vector<bytes> &got) {
     std::string text = "records from number " + std::to_string(number) + " on:";
     for (size_t i = 0; i < std::min<size_t>(std::max(wanted.size(), got.size()), 6); ++i) {
-        text += "\n  model " + (i < wanted.size() ? quoted(wanted[i]) : "-") + "\n  got   " +
-                (i < got.size() ? quoted(got[i]) : "-");
+        text += "\n  model " + (i < wanted.size() ? visible(wanted[i]) : "-") + "\n  got   " +
+                (i < got.size() ? visible(got[i]) : "-");
     }
     return text;
 }
@@ -273,7 +273,7 @@ std::string difference(const sessionspec &spec, const modelresult &expected,
         const size_t wanted = one ? 1 : group.size();
         if (output.size() - taken < wanted) {
             return "output ends at record " + std::to_string(output.size()) +
-                   ", model goes on with " + quoted(group.front());
+                   ", model goes on with " + visible(group.front());
         }
         std::vector<bytes> got(output.begin() + static_cast<ptrdiff_t>(taken),
                                output.begin() + static_cast<ptrdiff_t>(taken + wanted));

@@ -90,8 +90,8 @@ TEST(model, sums) {
         spec.reclen = static_cast<uint32_t>(c.first.size() + spec.delimiter().size());
         spec.sums = {{0, static_cast<uint32_t>(c.first.size()), c.type}};
         bytes sum = c.first;
-        EXPECT_EQ(fold(spec, sum, c.second) == 0, !c.sum.empty()) << quoted(c.first);
-        EXPECT_EQ(sum, c.sum.empty() ? c.first : c.sum) << quoted(c.first);
+        EXPECT_EQ(fold(spec, sum, c.second) == 0, !c.sum.empty()) << visible(c.first);
+        EXPECT_EQ(sum, c.sum.empty() ? c.first : c.sum) << visible(c.first);
     }
 }
 
@@ -121,7 +121,7 @@ TEST(model, operands) {
              {std::pair{KVRN_OP_LT, -1}, {KVRN_OP_EQ, 0}, {KVRN_OP_GT, 1}}) {
             only.op = static_cast<uint8_t>(op);
             EXPECT_EQ(selected(spec, c.left + c.right).keep, order == c.order)
-                << +c.ltype << quoted(c.left) << +c.rtype << quoted(c.right);
+                << +c.ltype << visible(c.left) << +c.rtype << visible(c.right);
         }
     }
 }

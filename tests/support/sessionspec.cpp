@@ -71,7 +71,7 @@ void orderbyprimary(std::vector<bytes> &records) {
     });
 }
 
-std::string quoted(const bytes &text) {
+std::string visible(const bytes &text) {
     std::string out = "\"";
     for (const char c : text) {
         const auto b = static_cast<unsigned char>(c);
@@ -96,7 +96,7 @@ std::string describe(const sessionspec &s) {
         << " out " << ways[static_cast<int>(s.output)];
     if (s.form == 'r') {
         out << "\n  fieldmode " << +s.fieldmode << " linedlmt " << +s.linedlmt << " separator "
-            << (s.separator ? quoted(*s.separator) : "none") << " keyoption " << +s.keyoption
+            << (s.separator ? visible(*s.separator) : "none") << " keyoption " << +s.keyoption
             << " keyoption2 " << +s.keyoption2;
     }
     const std::pair<bool, const char *> flags[] = {
@@ -111,7 +111,7 @@ std::string describe(const sessionspec &s) {
             << +k.kanjiconv;
     }
     for (const piece &p : s.pieces) {
-        out << "\n  piece " << (p.literal ? quoted(p.text) : std::to_string(p.position))
+        out << "\n  piece " << (p.literal ? visible(p.text) : std::to_string(p.position))
             << " length " << p.length;
     }
     for (const sumfield &f : s.sums)
@@ -119,14 +119,14 @@ std::string describe(const sessionspec &s) {
     for (const condition &c : s.conditions) {
         out << "\n  condition " << +c.op << " left " << +c.ltype << " at " << c.lpos << " of "
             << c.llen << " right " << +c.rtype << " at " << c.rpos << " of " << c.rlen
-            << " literal " << quoted(c.literal) << " options " << +c.options << " true "
+            << " literal " << visible(c.literal) << " options " << +c.options << " true "
             << +c.iftrue << " to " << c.truejump << " false " << +c.iffalse << " to "
             << c.falsejump;
     }
     for (const auto &file : s.inputs) {
         out << "\n  input of " << file.size() << " records";
         for (size_t i = 0; i < file.size() && i < 8; ++i)
-            out << "\n    " << quoted(file[i]);
+            out << "\n    " << visible(file[i]);
     }
     return out.str();
 }

@@ -117,6 +117,6 @@ struct sessionspec {
 void orderbyprimary(std::vector<bytes> &records);
 
 [[nodiscard]] std::string describe(const sessionspec &spec);
-[[nodiscard]] std::string quoted(const bytes &text);
+[[nodiscard]] std::string visible(const bytes &text);
 
 } // namespace kvern::test
