@@ -7,66 +7,6 @@ namespace {
 
 using setup = std::function<void(sortrig &)>;
 
-// The internal record of the first raw record of a block, and the bytes it takes.
-struct imagecase {
-    const char *what;
-    setup prepare;
-    bytes raw;
-    int32_t taken;
-    const char *image;
-};
-
-TEST(Intake, Images) {
-    const imagecase cases[] = {
-        {"fixed, descending, with the sequence word lowest",
-         [](sortrig &s) { s.keeporder = 1, s.fixed(3), s.keys({charkey(0, 2, KVRN_DESCENDING)}); },
-         fromtext("ABC"), 3, "01000000 BDBE0000 43000000"},
-        {"variable: a key behind the end reads zeros",
-         [](sortrig &s) { s.variable(6), s.keys({charkey(4, 2)}); }, fromhex("03000000 414243 00"),
-         8, "00000000 03000000 41424300 00000000"},
-        {"variable, the longest, unpadded at the block's end",
-         [](sortrig &s) { s.variable(6), s.keys({charkey(4, 2)}); },
-         fromhex("06000000 414243444546"), 12, "46450000 06000000 41424344 00000000"},
-        {"columns: zero padded key and text",
-         [](sortrig &s) { s.columns(6), s.keys({charkey(1, 3)}); }, fromtext("ab\ncd\n"), 3,
-         "00006200 6162000000000000 02000000"},
-        {"columns, half a delimiter is text",
-         [](sortrig &s) { s.columns(6, "\r\n"), s.keys({charkey(0, 2)}); }, fromtext("\rb\r\r\n"),
-         5, "620D0000 0D620D00 03000000"},
-        {"fields: cut to the field", [](sortrig &s) { s.fields(8), s.keys({charkey(1, 3)}); },
-         fromtext("x,yz\n"), 5, "007A7900 782C797A00000000 04000000"},
-        {"rebuilt fixed",
-         [](sortrig &s) {
-             s.fixed(6), s.rebuild({"4+2", "'-'", "0+3"}), s.keys({charkey(0, 2)});
-         },
-         fromtext("ABCDEF"), 6, "46450000 2D414243"},
-        {"rebuilt fields: pieces are the new fields, however many of one field",
-         [](sortrig &s) {
-             s.fields(12), s.rebuild({"0+2", "0+1", "'-'", "1+3"}), s.keys({charkey(3, 4)});
-         },
-         fromtext("ab,c\n"), 5, "00000063 61622C612C2D2C6300000000 08000000"},
-    };
-    for (const imagecase &c : cases) {
-        SCOPED_TRACE(c.what);
-        sortrig session;
-        c.prepare(session);
-        ASSERT_NE(session.open(), nullptr) << session.lastmsg;
-        const bytes expected = fromhex(c.image);
-        ASSERT_EQ(session.intreclen, expected.size());
-        // An exact copy of the block, so that a byte read too far is found out.
-        const bytes block = c.raw;
-        session.scanlimit = block.data() + block.size();
-        // Twice: what the first record left in the work areas must not show.
-        bytes image(session.intreclen);
-        ASSERT_EQ(session.encode(&session, block.data(), image.data()), c.taken);
-        EXPECT_EQ(tohex(image), tohex(expected));
-        session.seqno = 0;
-        ASSERT_EQ(session.encode(&session, block.data(), image.data()), c.taken);
-        EXPECT_EQ(tohex(image), tohex(expected));
-        EXPECT_EQ(session.seqno, 1u);
-    }
-}
-
 TEST(Intake, Refusals) {
     const setup v6 = [](sortrig &s) { s.variable(6), s.keys({charkey(0, 1)}); };
     const setup c6 = [](sortrig &s) { s.columns(6, "\r\n"), s.keys({charkey(0, 1)}); };
