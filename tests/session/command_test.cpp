@@ -329,10 +329,15 @@ TEST_F(command, says_what_is_wrong_in_a_pipe) {
     lines.clear();
     while (lines.size() < 1200000)
         lines += std::string(3000, 'x') + "\n";
-    const outcome toolong = run("sort", lines + std::string(4097, 'y') + "\n", true);
+    const std::string last = std::string(4097, 'y') + "\n";
+    const outcome toolong = run("check", lines + last, true);
     EXPECT_EQ(toolong.code, 3);
     EXPECT_NE(toolong.err.find("has 4097 bytes, more than the 4096"), std::string::npos)
         << toolong.err;
+    // A sort measures them first; a byte 0x1A is no end here.
+    const outcome measured = run("sort", last + "z\x1A\n" + lines + "a\n", true);
+    EXPECT_EQ(measured.code, 0) << measured.err;
+    EXPECT_TRUE(measured.out == "a\n" + lines + last + "z\x1A\n");
 }
 
 TEST_F(command, tells_itself) {

@@ -1,6 +1,7 @@
 // Who reads and writes the files:
 //
-//   sort    the engine, or the command by record calls where a side is a stream
+//   sort    the engine, or the command by record calls where a side is a stream; lines of
+//           a long stream are taken into a scratch file first, unless --max-line is given
 //   merge   the engine; streams are taken into scratch files first; to standard
 //           output by record calls, lines with CR LF through a scratch file
 //   copy    the engine, which knows files only here: to standard output some
@@ -166,6 +167,14 @@ void spool(const joboptions &options, std::vector<inputsource> &sources, scratch
     }
 }
 
+// A sort gives each line the room of the longest one, which a stream tells only at its
+// end: with room for any line, temporary files would be many times the input.
+bool mustmeasure(const joboptions &options, const std::vector<inputsource> &sources) {
+    return options.kind == jobkind::sort && options.istext() && options.maxline == 0 &&
+           std::any_of(sources.begin(), sources.end(),
+                       [](const inputsource &one) { return !one.isfile() && !one.aheadisall(); });
+}
+
 // Files without their short records, for an engine that would fail at them.
 uint64_t sift(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan,
               scratchfiles &files) {
@@ -200,7 +209,8 @@ void runjob(const joboptions &options) {
     const bool variable = shape.kind == formkind::variable;
     const bool merging = options.kind == jobkind::merge && !variable;
     const bool copying = options.kind == jobkind::copy && !variable;
-    if (!options.explain && (merging || (copying && options.tofile() && options.header == 0)))
+    const bool filecopy = copying && options.tofile() && options.header == 0;
+    if (!options.explain && (merging || filecopy || mustmeasure(options, sources)))
         spool(options, sources, files);
     jobplan plan = planjob(options, shape, sources);
     if (options.explain) {

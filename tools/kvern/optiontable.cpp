@@ -88,8 +88,8 @@ void addform(CLI::App &app, joboptions &out) {
         ->type_name("STR")
         ->group(group);
     app.add_option("--max-line", out.maxline,
-                   "Longest line without its end (default: the longest there is; 4096 for a "
-                   "long pipe)")
+                   "Longest line without its end (default: the longest there is; for check "
+                   "4096 of a long pipe)")
         ->type_name("N")
         ->check(positive())
         ->group(group);

@@ -86,9 +86,12 @@ void parseshape(const joboptions &options, jobplan &plan) {
 void planfiles(const joboptions &options, const std::vector<inputsource> &sources, jobplan &plan) {
     const bool variable = plan.shape.kind == formkind::variable;
     const bool bycommand = variable || options.kind == jobkind::check;
-    plan.byfile = !bycommand && !(options.kind == jobkind::sort && options.dropshort) &&
-                  std::all_of(sources.begin(), sources.end(),
-                              [](const inputsource &one) { return one.isnamedfile(); });
+    const bool sorting = options.kind == jobkind::sort;
+    plan.byfile = !bycommand && !(sorting && options.dropshort) &&
+                  std::all_of(sources.begin(), sources.end(), [&](const inputsource &one) {
+                      // The engine would end the lines of a stream at a mark among them.
+                      return one.isnamedfile() && !(sorting && one.holdsmark());
+                  });
     plan.tofile = !bycommand && options.tofile() && options.header == 0;
     if (plan.byfile)
         listinputs(plan, sources);

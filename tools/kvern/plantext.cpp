@@ -11,7 +11,7 @@ namespace command {
 
 namespace {
 
-constexpr uint64_t streammaxline = 4096; // for a stream that is not known to its end
+constexpr uint64_t streammaxline = 4096; // for a stream that is not measured
 constexpr uint32_t sumwidth = 18;        // digits of a sum whose values are not known
 constexpr uint64_t copiedline = 32700;   // a line that is only copied; one byte is the key
 constexpr uint64_t linesinmemory = 8;    // such lines that the working storage must hold
