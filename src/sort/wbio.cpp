@@ -61,6 +61,7 @@ int32_t failplace(qha5ctx *ctx, platform::syserror error) {
 }
 
 int32_t readinto(qha5ctx *ctx, blockhdr *wb) {
+    assert(wb->filepos % ctx->wbsize == 0);
     const platform::blockmove read =
         platform::readat(wb->file->handle, wb->filepos, wb->first, ctx->wbsize);
     if (!read.placed)
