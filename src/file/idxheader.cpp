@@ -3,6 +3,7 @@
 #include "file/idxblock.h"
 #include "file/idxformat.h"
 #include "file/idxreader.h"
+#include "file/waiting.h"
 
 #include <cstring>
 
@@ -54,7 +55,9 @@ bool isusable(const idxinfo &info) {
 int readheader(qha5ctx *ctx, const filectl *file) {
     uint32_t count;
     const platform::syserror code =
-        platform::readfile(ctx->idxhandle, ctx->idxhdr, headerlen, &count);
+        movedwhole(ctx, platform::readfile, ctx->idxhandle, ctx->idxhdr, headerlen, &count);
+    if (platform::isinterrupted(code))
+        return -1;
     if (code != 0)
         return idxfail(ctx, file, code, fileop::read);
     if (!isheader(ctx->idxhdr))
@@ -77,8 +80,11 @@ int readheader(qha5ctx *ctx, const filectl *file) {
 int idxreadhdr(qha5ctx *ctx, filectl *file) {
     if (file->kind != KVRN_FILE_INDEXED)
         return -1;
-    const platform::syserror code =
-        platform::openfile(file->name, platform::openmode::input, &ctx->idxhandle);
+    const platform::syserror code = waited(ctx, [&] {
+        return platform::openfile(file->name, platform::openmode::input, &ctx->idxhandle);
+    });
+    if (platform::isinterrupted(code))
+        return -1;
     if (code != 0)
         return mapsyserror(ctx, code, fileop::open, file->mode);
     if (readheader(ctx, file) == 0)

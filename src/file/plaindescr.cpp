@@ -1,11 +1,12 @@
-// Descriptor files never run the message pump, know no end mark on input, and
-// split text at line feeds whatever the session's delimiter is: all intended,
-// programs that feed standard input rely on it.  A standard stream is a record
-// that nobody opens: its descriptor stays 0, for the output too.
+// Descriptor files never run the message pump, but where a wait is interrupted; they
+// know no end mark on input, and split text at line feeds whatever the session's
+// delimiter is: all intended, programs that feed standard input rely on it.  A standard
+// stream is a record that nobody opens: its descriptor stays 0, for the output too.
 #include "file/plaindescr.h"
 
 #include "file/filectl.h"
 #include "file/linesplit.h"
+#include "file/waiting.h"
 #include "session/qha9msg.h"
 
 namespace kvern {
@@ -54,6 +55,8 @@ int32_t failrow(qha5ctx *ctx, const descrfailure &row, const char *name, int err
 template <uint32_t rows>
 int32_t failby(qha5ctx *ctx, const descrfailure (&table)[rows], const char *name, uint32_t mode,
                int error) {
+    if (platform::isinterrupted(error))
+        return -1;
     const descrfailure *row = table;
     while (row != table + rows - 1 &&
            (row->error != error || (row->mode != 0 && row->mode != mode)))
@@ -63,6 +66,8 @@ int32_t failby(qha5ctx *ctx, const descrfailure (&table)[rows], const char *name
 
 // A torn file or an endless line has the error number 0.
 int32_t failread(qha5ctx *ctx, const filectl *file, int error) {
+    if (platform::isinterrupted(error))
+        return -1;
     return fail(ctx, 35, KVRN_D_READ, messagename(file), static_cast<uint32_t>(error));
 }
 
@@ -71,7 +76,8 @@ int32_t failread(qha5ctx *ctx, const filectl *file, int error) {
 int32_t opendescr(qha5ctx *ctx, filectl *file) {
     if (file->kind != ownkind || (file->mode != 'r' && file->mode != 'w'))
         return -1;
-    const int error = platform::opendescr(file->name, file->mode == 'w', &file->descriptor);
+    const int error = waited(
+        ctx, [&] { return platform::opendescr(file->name, file->mode == 'w', &file->descriptor); });
     if (error != 0)
         return failby(ctx, openfailures, messagename(file), file->mode, error);
     file->isopen = 1;
@@ -83,8 +89,8 @@ int32_t closedescr(qha5ctx *ctx, filectl *file) {
         return -1;
     file->isopen = 0;
     uint32_t count = 0;
-    if (ctx->eofmark == 1 && file->mode == 'w')
-        (void)platform::writedescr(file->descriptor, &endmark, 1, &count); // untested: intended
+    if (ctx->eofmark == 1 && file->mode == 'w') // untested: intended
+        (void)movedwhole(ctx, platform::writedescr, file->descriptor, &endmark, 1, &count);
     const int error = platform::closedescr(file->descriptor);
     if (error != 0)
         return fail(ctx, 34, KVRN_D_CLOSE, messagename(file), static_cast<uint32_t>(error));
@@ -96,7 +102,8 @@ int32_t readfixeddescr(qha5ctx *ctx, filectl *file) {
         return -1;
     blockhdr *block = file->block;
     uint32_t count = 0;
-    const int error = platform::readdescr(file->descriptor, block->first, ctx->inblklen, &count);
+    const int error =
+        movedwhole(ctx, platform::readdescr, file->descriptor, block->first, ctx->inblklen, &count);
     ctx->inbytes += count;
     if (error != 0 || count % ctx->inreclen != 0)
         return failread(ctx, file, error);
@@ -113,8 +120,8 @@ int32_t readlinedescr(qha5ctx *ctx, filectl *file) {
     block->count = 0;
     uint32_t length = takecarry(carry, block);
     uint32_t count = 0;
-    const int error =
-        platform::readdescr(file->descriptor, block->first + length, ctx->textreadlen, &count);
+    const int error = movedwhole(ctx, platform::readdescr, file->descriptor, block->first + length,
+                                 ctx->textreadlen, &count);
     if (error != 0)
         return failread(ctx, file, error);
     ctx->inbytes += count;
@@ -133,8 +140,8 @@ int32_t writedescr(qha5ctx *ctx, filectl *file) {
         return -1;
     const blockhdr *block = file->block;
     uint32_t count = 0;
-    const int error = platform::writedescr(file->descriptor, block->first,
-                                           static_cast<uint32_t>(blockbytes(block)), &count);
+    const int error = movedwhole(ctx, platform::writedescr, file->descriptor, block->first,
+                                 static_cast<uint32_t>(blockbytes(block)), &count);
     ctx->outbytes += count;
     if (error != 0)
         return failby(ctx, writefailures, outputname(file), file->mode, error);

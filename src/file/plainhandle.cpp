@@ -6,7 +6,7 @@
 #include "file/filectl.h"
 #include "file/linesplit.h"
 #include "file/syserror.h"
-#include "session/pump.h"
+#include "file/waiting.h"
 #include "session/qha9msg.h"
 
 #include <cstring>
@@ -23,6 +23,8 @@ constexpr uint32_t msg_read = 35;
 constexpr uint32_t readworked = 1;
 
 int32_t failsystem(qha5ctx *ctx, const filectl *file, platform::syserror code, fileop operation) {
+    if (platform::isinterrupted(code))
+        return -1;
     setargs(ctx, msgarg::of(messagename(file)), msgarg::of(code));
     return mapsyserror(ctx, code, operation, file->mode);
 }
@@ -49,10 +51,13 @@ int32_t openhandle(qha5ctx *ctx, filectl *file) {
     if (file->kind != ownkind || (file->mode != 'r' && file->mode != 'w'))
         return -1;
     const openmode mode = file->mode == 'r' ? openmode::input : openmode::create;
-    platform::syserror code = platform::openfile(file->name, mode, &file->handle);
+    const auto open = [&](openmode how) {
+        return waited(ctx, [&] { return platform::openfile(file->name, how, &file->handle); });
+    };
+    platform::syserror code = open(mode);
     // Some files may be emptied but not made anew.
-    if (code != 0 && mode == openmode::create)
-        code = platform::openfile(file->name, openmode::truncate, &file->handle);
+    if (code != 0 && mode == openmode::create && !platform::isinterrupted(code))
+        code = open(openmode::truncate);
     if (code != 0)
         return failsystem(ctx, file, code, fileop::open);
     file->isopen = 1;
@@ -66,7 +71,7 @@ int32_t closehandle(qha5ctx *ctx, filectl *file) {
     platform::syserror marked = 0;
     if (ctx->eofmark == 1 && file->mode == 'w') {
         uint32_t count = 0;
-        marked = platform::writefile(file->handle, &endmark, 1, &count);
+        marked = movedwhole(ctx, platform::writefile, file->handle, &endmark, 1, &count);
         ctx->outbytes += count;
     }
     const platform::syserror closed = platform::closefile(file->handle);
@@ -81,7 +86,7 @@ int32_t readfixedhandle(qha5ctx *ctx, filectl *file) {
     blockhdr *block = file->block;
     uint32_t count = 0;
     const platform::syserror code =
-        platform::readfile(file->handle, block->first, ctx->inblklen, &count);
+        movedwhole(ctx, platform::readfile, file->handle, block->first, ctx->inblklen, &count);
     if (code != 0)
         return failsystem(ctx, file, code, fileop::read);
     ctx->inbytes += count;
@@ -104,8 +109,8 @@ int32_t readlinehandle(qha5ctx *ctx, filectl *file) {
         return endatmark(ctx, carry, block);
 
     uint32_t count = 0;
-    const platform::syserror code =
-        platform::readfile(file->handle, block->first + length, ctx->textreadlen, &count);
+    const platform::syserror code = movedwhole(ctx, platform::readfile, file->handle,
+                                               block->first + length, ctx->textreadlen, &count);
     if (code != 0)
         return failsystem(ctx, file, code, fileop::read);
     ctx->inbytes += count;
@@ -138,8 +143,8 @@ int32_t writehandle(qha5ctx *ctx, filectl *file) {
         return -1;
     const blockhdr *block = file->block;
     uint32_t count = 0;
-    const platform::syserror code = platform::writefile(
-        file->handle, block->first, static_cast<uint32_t>(blockbytes(block)), &count);
+    const platform::syserror code = movedwhole(ctx, platform::writefile, file->handle, block->first,
+                                               static_cast<uint32_t>(blockbytes(block)), &count);
     ctx->outbytes += count;
     if (code != 0)
         return failsystem(ctx, file, code, fileop::write);

@@ -8,8 +8,9 @@
 // which are the same on both systems.  0 is success everywhere.
 //
 // Texts are zero-ended single-byte strings.  An operation writes only to the
-// memory it is given and keeps no pointer.  Interrupted calls are repeated
-// inside; a write to a closed pipe is an error and never a signal.
+// memory it is given and keeps no pointer.  A write to a closed pipe is an error and
+// never a signal.  Calls that may wait without end, the opens, reads and writes below,
+// come back when a signal interrupts them; others are repeated inside.
 // A guard and no pragma: the fault tests read this page twice, the second time
 // under another namespace.
 #ifndef KVERN_PLATFORM_H
@@ -27,6 +28,16 @@ using filepos = uintptr_t; // 32 bits wide where the system's calls take 32
 constexpr syserror err_diskfull = 112;
 constexpr syserror err_handlediskfull = 39;
 constexpr syserror err_isdirectory = 267;
+constexpr syserror err_interrupted = UINT32_MAX; // of no system
+constexpr errnumber errno_interrupted = 4;
+
+// The call was interrupted and may be repeated; a transfer told how far it came.
+constexpr bool isinterrupted(syserror code) {
+    return code == err_interrupted;
+}
+constexpr bool isinterrupted(errnumber error) {
+    return error == errno_interrupted;
+}
 
 // ---- memory -------------------------------------------------------------
 

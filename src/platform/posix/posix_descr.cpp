@@ -14,10 +14,7 @@ errnumber opendescr(const char *path, bool for_write, int *out) {
     if (path == nullptr)
         return ENOENT;
     const int flags = for_write ? O_WRONLY | O_CREAT | O_TRUNC : O_RDONLY;
-    int descr;
-    do
-        descr = open(path, flags | O_CLOEXEC | O_NOCTTY, 0666);
-    while (descr < 0 && errno == EINTR);
+    const int descr = open(path, flags | O_CLOEXEC | O_NOCTTY, 0666);
     if (descr < 0)
         return errno;
 

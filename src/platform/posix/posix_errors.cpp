@@ -40,6 +40,7 @@ constexpr errorrow errorrows[] = {
     {EHOSTDOWN, 51},
     {EINVAL, 87},
     {EPIPE, 109},
+    {EINTR, err_interrupted},
     {ENOSPC, err_diskfull},
     {EDQUOT, err_diskfull},
     {ETIMEDOUT, 121},

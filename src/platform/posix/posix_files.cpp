@@ -33,11 +33,14 @@ constexpr opening openings[] = {
     /* tempreplace */ {O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK, 0600},
 };
 
-int opened(const char *path, const opening &how) {
+// Only a file of the caller's may be something that is waited for.
+int opened(const char *path, openmode mode) {
+    const opening &how = openings[static_cast<size_t>(mode)];
+    const bool temporary = mode == openmode::tempcreate || mode == openmode::tempreplace;
     int descr;
     do
         descr = open(path, how.flags | everyopen, how.permissions);
-    while (descr < 0 && errno == EINTR);
+    while (descr < 0 && errno == EINTR && temporary);
     return descr;
 }
 
@@ -97,7 +100,7 @@ syserror openfile(const char *path, openmode mode, filehandle *out) {
     *out = nofile;
     if (path == nullptr)
         return err_pathnotfound;
-    const int descr = opened(path, openings[static_cast<size_t>(mode)]);
+    const int descr = opened(path, mode);
     if (descr < 0)
         return openfailure(path, errno);
     const syserror refused = acceptopened(descr, mode);

@@ -13,14 +13,13 @@ namespace {
 
 constexpr int raised[] = {SIGPIPE, SIGXFSZ};
 
-// True when the call is worth repeating after the error in errno.
+// True when the call is worth repeating after the error in errno; else errno tells why
+// not, which may be an interruption of the wait.
 bool again(int descr, short event) {
-    if (errno == EINTR)
-        return true;
     if (errno != EAGAIN)
         return false;
     pollfd wait = {descr, event, 0};
-    return poll(&wait, 1, -1) >= 0 || errno == EINTR;
+    return poll(&wait, 1, -1) >= 0;
 }
 
 } // namespace

@@ -7,7 +7,8 @@
 
 namespace kvern::platform {
 
-// Reads until `length` bytes are there or the file ends.
+// Reads until `length` bytes are there, the file ends or a signal interrupts a wait; *count
+// tells how much came in any case.
 [[nodiscard]] int transferin(int descr, void *to, uint32_t length, uint32_t *count);
 // Writes all or fails; *count tells how much went out.
 [[nodiscard]] int transferout(int descr, const void *from, uint32_t length, uint32_t *count);
