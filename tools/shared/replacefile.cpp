@@ -1,0 +1,208 @@
+#include "replacefile.h"
+
+#include <atomic>
+#include <cerrno>
+#include <vector>
+
+namespace shared {
+
+namespace {
+
+constexpr int attempts = 100;      // names that may be taken by others
+constexpr uint32_t ownmode = 0600; // until it replaces a file
+constexpr uint32_t newmode = 0666; // less what the process keeps back
+constexpr uint32_t takenbits = 0777;
+constexpr size_t copyroom = size_t{256} << 10;
+
+int copyall(int from, int to) {
+    std::vector<char> buffer(copyroom);
+    uint64_t total = 0;
+    int code = seekto(from, 0);
+    while (code == 0) {
+        const int64_t count = readonce(from, buffer.data(), buffer.size());
+        if (count < 0)
+            return errno;
+        if (count == 0)
+            return cutto(to, total);
+        code = writeall(to, buffer.data(), static_cast<size_t>(count));
+        total += static_cast<uint64_t>(count);
+    }
+    return code;
+}
+
+int copyover(int from, const std::string &target) {
+    const int to = openover(target);
+    if (to < 0)
+        return errno;
+    int code = copyall(from, to);
+    if (code == 0)
+        code = syncfile(to);
+    const int closed = closefile(to);
+    return code != 0 ? code : closed;
+}
+
+int notplain(const filestate &state) {
+    if (!state.found || state.plain)
+        return 0;
+    return state.folder ? EISDIR : EINVAL;
+}
+
+} // namespace
+
+// Does `make` with names of the sort until one is free; shorter ones where the long ones
+// fail, for whatever reason.
+template <class routine>
+int replacefile::withname(const char *sort, std::string *name, routine make) const {
+    static std::atomic<unsigned> last{0};
+    int code = 0;
+    for (const std::string &start : {place, folderof(place)})
+        for (int i = 0; i < attempts; ++i) {
+            const std::string number =
+                std::to_string(processnumber()) + "-" + std::to_string(last++);
+            const std::string tried = start + marked + sort + number;
+            code = make(tried);
+            if (code == 0) {
+                *name = tried;
+                return 0;
+            }
+            if (code != EEXIST && code != EAGAIN)
+                break;
+        }
+    return code;
+}
+
+outcome replacefile::create(const std::string &path, const char *mark) {
+    place = path;
+    marked = std::string(".") + mark + "-";
+    int code = followlinks(&place);
+    if (code == 0)
+        code = lookat(place, &old);
+    if (code == 0)
+        code = notplain(old);
+    if (code == 0)
+        code = makefile();
+    if (code == 0 && (strictrename || mustcopy()) && old.found)
+        code = maywrite(place);
+    if (code != 0)
+        drop();
+    return {code, place};
+}
+
+int replacefile::makefile() {
+    const uint32_t mode = old.found ? ownmode : newmode;
+    held = createunnamed(place, mode, &opens);
+    if (held >= 0)
+        return claimfile(held, false);
+    removedead(place + marked);
+    removedead(folderof(place) + marked);
+    const int code = withname("", &beside, [this, mode](const std::string &name) {
+        held = createfile(name, mode);
+        const int made = held < 0 ? errno : claimfile(held, true);
+        if (made != 0)
+            (void)close();
+        return made;
+    });
+    opens = beside;
+    return code;
+}
+
+// A file of several names, or of an owner to whom the new one cannot be given.
+bool replacefile::mustcopy() const {
+    return old.found && (old.links > 1 || giveowner(held, old) != 0);
+}
+
+// The target may have come or gone since create(), and once more meanwhile.
+outcome replacefile::commit() {
+    int code = held < 0 ? EBADF : EEXIST;
+    for (int i = 0; i < attempts && code == EEXIST; ++i) {
+        filestate now;
+        code = lookat(place, &now);
+        if (code == 0)
+            code = notplain(now);
+        if (code == 0)
+            code = now.found ? over(now) : fresh();
+    }
+    drop();
+    return {code, place};
+}
+
+// A new name is not synced: nobody else does it, and a copy would take twice the time.
+int replacefile::fresh() {
+    int code = flushfile(held);
+    if (code == 0 && old.found) // it is gone since
+        code = givemode(held, old.mode & takenbits);
+    if (code == 0)
+        code = moveto(place);
+    if (code == 0)
+        beside.clear();
+    return code;
+}
+
+int replacefile::over(const filestate &now) {
+    old = now;
+    int code = reopen(beside);
+    if (code == 0)
+        code = syncfile(held);
+    if (code != 0)
+        return code;
+    if (mustcopy())
+        return keepandcopy();
+    code = givemode(held, old.mode & takenbits);
+    if (code == 0 && beside.empty())
+        code = withname("", &beside, [this](const std::string &name) { return moveto(name); });
+    if (code == 0 && strictrename)
+        code = close();
+    if (code != 0)
+        return code;
+    if (replaceby(beside, place) != 0)
+        return keepandcopy();
+    beside.clear();
+    return syncfolder(place);
+}
+
+int replacefile::moveto(const std::string &name) {
+    if (beside.empty())
+        return linkunnamed(opens, name);
+    const int code = strictrename ? close() : 0;
+    return code != 0 ? code : renamefile(beside, name);
+}
+
+int replacefile::keepandcopy() {
+    int code = withname("kept-", &saved, [this](const std::string &name) { return moveto(name); });
+    if (code != 0)
+        return code;
+    beside.clear();
+    code = syncfolder(place);
+    if (code == 0)
+        code = reopen(saved);
+    if (code == 0)
+        code = copyover(held, place);
+    if (code == 0 && strictrename)
+        code = close();
+    if (code == 0 && (code = removefile(saved)) == 0)
+        saved.clear();
+    return code;
+}
+
+// Where it had to be closed.
+int replacefile::reopen(const std::string &name) {
+    if (held < 0)
+        held = openagain(name);
+    return held < 0 ? errno : 0;
+}
+
+int replacefile::close() {
+    const int code = held >= 0 ? closefile(held) : 0;
+    held = -1;
+    return code;
+}
+
+// What a close would tell of a file in place, the sync or the flush before told.
+void replacefile::drop() {
+    (void)close();
+    if (!beside.empty())
+        (void)removefile(beside);
+    beside.clear();
+}
+
+} // namespace shared
