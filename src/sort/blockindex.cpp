@@ -73,10 +73,15 @@ int closeindex(qha5ctx *ctx) {
     return 0;
 }
 
+int settledata(qha5ctx *ctx, blockhdr *wb) {
+    if (wb->state != bs_write)
+        return faillogic(ctx);
+    return settlewrite(ctx, wb) != 0 ? -1 : addentry(ctx, wb);
+}
+
 // Takes every block out of freewbs and then out of the queue, oldest first, one at
 // a time: settling one may put it through the queue again.
-template <typename Settle>
-int settleall(qha5ctx *ctx, Settle settle) {
+int settleall(qha5ctx *ctx) {
     blockhdr *idle = nullptr;
     for (;;) {
         if (ctx->freewbs == nullptr)
@@ -85,7 +90,7 @@ int settleall(qha5ctx *ctx, Settle settle) {
         if (wb == nullptr)
             break;
         ctx->freewbs = wb->link;
-        if (wb->state != bs_free && settle(ctx, wb) != 0)
+        if (wb->state != bs_free && settledata(ctx, wb) != 0)
             return -1;
         wb->state = bs_free;
         wb->link = idle;
@@ -98,19 +103,6 @@ int settleall(qha5ctx *ctx, Settle settle) {
         ctx->freewbs = wb;
     }
     return 0;
-}
-
-int settledata(qha5ctx *ctx, blockhdr *wb) {
-    if (wb->state != bs_write)
-        return faillogic(ctx);
-    return settlewrite(ctx, wb) != 0 ? -1 : addentry(ctx, wb);
-}
-
-// Blocks are written over places that exist, so no room is asked for here.
-int settleindex(qha5ctx *ctx, blockhdr *wb) {
-    if (wb->iostat == io_done && (wb->state == bs_read || wb->state == bs_write))
-        return 0;
-    return wb->iostat == io_failed ? -1 : faillogic(ctx);
 }
 
 } // namespace
@@ -142,11 +134,7 @@ int addentry(qha5ctx *ctx, const blockhdr *wb) {
 }
 
 int drain(qha5ctx *ctx) {
-    return settleall(ctx, settledata) != 0 ? -1 : closeindex(ctx);
-}
-
-int drainidx(qha5ctx *ctx) {
-    return settleall(ctx, settleindex);
+    return settleall(ctx) != 0 ? -1 : closeindex(ctx);
 }
 
 } // namespace kvern

@@ -1,5 +1,4 @@
-// The index of first keys as it grows during string creation, and the ends of the
-// two phases in which blocks are written.
+// The index of first keys as it grows during string creation, and the end of that.
 #pragma once
 
 #include "session/context.h"
@@ -13,7 +12,5 @@ namespace kvern {
 // End of string creation: all writes done and entered, the last index WB on disk,
 // the root known.
 [[nodiscard]] int drain(qha5ctx *ctx);
-// End of block ordering: all transfers done, every block idle.
-[[nodiscard]] int drainidx(qha5ctx *ctx);
 
 } // namespace kvern

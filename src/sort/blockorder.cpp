@@ -24,7 +24,6 @@
 #include "sort/blockorder.h"
 
 #include "session/qha9msg.h"
-#include "sort/blockindex.h"
 #include "sort/indexlist.h"
 #include "sort/tempfile.h"
 #include "sort/wbio.h"
@@ -70,6 +69,7 @@ class ordering {
     [[nodiscard]] int openout();
     idxentry *topfree() const;
     void put(const idxentry *entry);
+    [[nodiscard]] int writeback(blockhdr *wb);
     [[nodiscard]] int writeout();
     [[nodiscard]] int nextout();
     [[nodiscard]] int expand(idxentry *group);
@@ -148,6 +148,15 @@ void ordering::insertsorted(idxentry *chain) {
     (void)mergechain<listorder::falling_front>(ctx, &ctx->idxlist, sortfalling(ctx, chain));
 }
 
+// A group, to the place that the WB was read from.
+int ordering::writeback(blockhdr *wb) {
+    wb->count = ctx->idxperwb;
+    if (overwritewb(ctx, wb) != 0)
+        return -1;
+    returnwb(ctx, wb);
+    return 0;
+}
+
 int ordering::takein(blockhdr *wb) {
     if (wb->count == 0 || wb->count > ctx->idxperwb)
         return faillogic(ctx);
@@ -167,8 +176,7 @@ int ordering::takein(blockhdr *wb) {
     if (!evictgroup(ctx, wb, wb->first, &source, &at, &rest))
         return faillogic(ctx);
     insertsorted(rest.first);
-    wb->count = ctx->idxperwb;
-    return writewb(ctx, wb);
+    return writeback(wb);
 }
 
 int ordering::insertall() {
@@ -215,16 +223,17 @@ int ordering::writeout() {
     if (node == nullptr) {
         if (writewbsync(ctx, out) != 0)
             return -1;
-        out->state = bs_free;
-        returnwb(ctx, out);
-        return 0;
+    } else {
+        places = node->link;
+        node->link = spare;
+        spare = node;
+        loadplace(out, node->file, node->filepos, out->count);
+        if (overwritewb(ctx, out) != 0)
+            return -1;
     }
-    places = node->link;
-    node->link = spare;
-    spare = node;
-    out->file = node->file;
-    out->filepos = node->filepos;
-    return writewb(ctx, out);
+    out->state = bs_free;
+    returnwb(ctx, out);
+    return 0;
 }
 
 // Writes the full WB and starts the next with an x entry for it.
@@ -270,8 +279,7 @@ int ordering::expand(idxentry *group) {
     if (!evictgroup(ctx, wb, wb->first, &source, &at, &rest))
         return faillogic(ctx);
     (void)mergechain<listorder::falling_back>(ctx, at, rest.first);
-    wb->count = ctx->idxperwb;
-    return writewb(ctx, wb);
+    return writeback(wb);
 }
 
 // The last WB written is the root; its entries move down to position 0.
@@ -285,7 +293,7 @@ int ordering::closeroot() {
     ctx->idxrootfile = root->file;
     ctx->idxrootpos = root->filepos;
     ctx->idxrootcount = count;
-    return moved == ctx->dataentries ? drainidx(ctx) : faillogic(ctx);
+    return moved == ctx->dataentries ? 0 : faillogic(ctx);
 }
 
 int ordering::outputall() {

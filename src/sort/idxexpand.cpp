@@ -90,8 +90,6 @@ void writegroup(qha5ctx *ctx, unionwalk walk, const blockhdr *wb, uint8_t *image
 // `at` is the link behind the last entry of the group that was placed.
 int evicthighest(qha5ctx *ctx, const blockhdr *buffer, entrysource source, idxentry **at) {
     ++ctx->idxspills[2];
-    if (awaitspare(ctx) != 0)
-        return -1;
     const uint32_t all = ctx->idxcount - 1 + source.left;
     if (all <= ctx->idxperwb)
         return faillogic(ctx);
@@ -107,7 +105,7 @@ int evicthighest(qha5ctx *ctx, const blockhdr *buffer, entrysource source, idxen
     if (source.left != 0)
         return faillogic(ctx);
     loadplace(ctx->sparewb, buffer->file, buffer->filepos, ctx->idxperwb);
-    return writewb(ctx, ctx->sparewb);
+    return overwritewb(ctx, ctx->sparewb);
 }
 
 } // namespace

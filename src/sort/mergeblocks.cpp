@@ -109,16 +109,4 @@ int nextwb(qha5ctx *ctx, blockhdr *buffer, blockhdr **wb) {
     return 0;
 }
 
-int awaitspare(qha5ctx *ctx) {
-    blockhdr *spare = ctx->sparewb;
-    if (spare->state != bs_write)
-        return 0; // nothing was written yet
-    if (takefinished(ctx, spare) == nullptr)
-        return -1;
-    if (spare->iostat != io_done) // written over a place that exists: never full
-        return spare->iostat == io_full ? faillogic(ctx) : -1;
-    spare->state = bs_free;
-    return 0;
-}
-
 } // namespace kvern

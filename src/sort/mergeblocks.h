@@ -74,7 +74,4 @@ void putinplace(qha5ctx *ctx, const blockplace &place, blockhdr *fresh);
 // the read of the one behind it into `buffer`.  *wb is null when the index is used up.
 [[nodiscard]] int nextwb(qha5ctx *ctx, blockhdr *buffer, blockhdr **wb);
 
-// Waits for the last write of sparewb, if there was one.
-[[nodiscard]] int awaitspare(qha5ctx *ctx);
-
 } // namespace kvern

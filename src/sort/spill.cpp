@@ -91,8 +91,6 @@ void enterspilled(qha5ctx *ctx) {
 }
 
 int spillhighest(qha5ctx *ctx, uint64_t inmemory) {
-    if (awaitspare(ctx) != 0)
-        return -1;
     const idxentry *consumed = ctx->idxfree;
     if (consumed == nullptr || consumed->tempfile == nullptr)
         return faillogic(ctx);
@@ -102,7 +100,7 @@ int spillhighest(qha5ctx *ctx, uint64_t inmemory) {
     loadplace(ctx->sparewb, consumed->tempfile, consumed->filepos, count);
     enterspilled(ctx);
     ++ctx->spillcount;
-    return writewb(ctx, ctx->sparewb);
+    return overwritewb(ctx, ctx->sparewb);
 }
 
 // Puts node `fresh` of the block in front of node `at`, behind all if that is none.

@@ -212,9 +212,8 @@ int writesorted(qha5ctx *ctx, uint32_t records) {
 }
 
 int createfirstfile(qha5ctx *ctx) {
-    const int outcome = newtempfile(ctx);
-    if (outcome != 0) // the first candidate decides, though more may remain: intended
-        return outcome == 1 ? fail(ctx, 26, KVRN_D_TEMPCREATE) : -1;
+    if (newtempfile(ctx) != 0) // the first candidate decides, though more may remain: intended
+        return -1;
     ctx->tempused = 1;
     ctx->defaulttemp = 1;
     return 0;

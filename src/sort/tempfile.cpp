@@ -189,14 +189,16 @@ const placesource &choosesource(const qha5ctx *ctx) {
     return ctx->workdircount != 0 ? directories : systemdefault;
 }
 
-// A candidate's failure carries no detail code unless it is the last: the session
-// may yet go on, and a detail code, once set, would end it.
+// A candidate's failure carries no detail code unless it is the session's first or the
+// last: the session may yet go on, and a detail code, once set, would end it.
 int reportmissed(qha5ctx *ctx, const placesource &source, const tempfile *record,
                  platform::syserror error) {
     ctx->errnum = error;
     (void)fail(ctx, 32, 0, record->path, error);
     const int outcome = source.missed(ctx);
-    return outcome == 1 ? (void)fail(ctx, 26, 0), 1 : outcome;
+    if (outcome == 1)
+        (void)fail(ctx, 26, ctx->tempused == 0 ? KVRN_D_TEMPCREATE : 0);
+    return outcome;
 }
 
 void closeall(qha5ctx *ctx) {

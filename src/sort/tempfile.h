@@ -31,7 +31,8 @@ struct qha5ctx;
 
 // Creates the next temporary file and makes it the newest of `tempfiles`.
 //   0  created
-//   1  this candidate failed (reported without a detail code), another may work
+//   1  this candidate failed, another may work; reported, with a detail code only where
+//      it was the session's first
 //  -1  no candidate is left; reported
 [[nodiscard]] int newtempfile(qha5ctx *ctx);
 

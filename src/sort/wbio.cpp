@@ -6,13 +6,15 @@
 //      +------------------------------------------------------------- freewbs
 //                          freewb, nextoutwb (head first)
 //
-// Transfers run at once on the caller's thread; the queue keeps their results
-// until somebody asks.  So a WB is entered in the index only after its write is
-// known to have worked, and in the order of writing.
+// Transfers run at once on the caller's thread.  A write that fails for good is the
+// failure of the call that wrote; the queue keeps the blocks that were read ahead, and
+// written ones until somebody settles where they came to lie.  So a WB is entered in
+// the index only after its write is known to have worked, and in the order of writing.
 //
 //   state  on freewbs / ioqueue          iostat
 //   f      idle                          -
-//   r, w   transfer was issued           io_done, io_full (write only), io_failed
+//   r      read was issued               io_done, io_failed
+//   w      write was issued              io_done, io_full
 //
 // Invariants: a block hangs in one chain at a time; the place of a WB is a multiple
 // of wbsize and the place behind it still has a position; `size` never wraps.  A
@@ -125,7 +127,7 @@ int readwb(qha5ctx *ctx, blockhdr *wb) {
 int writewb(qha5ctx *ctx, blockhdr *wb) {
     wb->state = bs_write;
     wb->iostat = writefrom(ctx, wb);
-    return enqueue(ctx, wb);
+    return wb->iostat == io_failed ? -1 : enqueue(ctx, wb);
 }
 
 int appendwb(qha5ctx *ctx, blockhdr *wb) {
@@ -168,10 +170,7 @@ blockhdr *freewb(qha5ctx *ctx) {
     blockhdr *wb = takefree(ctx);
     if (wb == nullptr)
         return nullptr;
-    const bool transferred = wb->state == bs_read || wb->state == bs_write;
-    if (transferred && wb->iostat == io_failed)
-        return nullptr; // reported when it happened
-    if (wb->state != bs_free && !(transferred && wb->iostat == io_done)) {
+    if (wb->state != bs_free) {
         (void)faillogic(ctx);
         return nullptr;
     }
@@ -225,13 +224,22 @@ int settlewrite(qha5ctx *ctx, blockhdr *wb) {
     while (wb->iostat == io_full)
         if (rehome(ctx, wb) != 0 || takefinished(ctx, wb) == nullptr)
             return -1;
-    return wb->iostat == io_done ? 0 : -1;
+    return 0;
 }
 
 int writewbsync(qha5ctx *ctx, blockhdr *wb) {
     if (appendwb(ctx, wb) != 0 || takefinished(ctx, wb) == nullptr)
         return -1;
     return settlewrite(ctx, wb);
+}
+
+int overwritewb(qha5ctx *ctx, blockhdr *wb) {
+    if (writewb(ctx, wb) != 0 || takefinished(ctx, wb) == nullptr)
+        return -1;
+    if (wb->iostat != io_done)
+        return faillogic(ctx);
+    wb->state = bs_free;
+    return 0;
 }
 
 int readwbsync(qha5ctx *ctx, blockhdr *wb) {

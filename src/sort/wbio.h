@@ -16,7 +16,9 @@ inline void loadplace(blockhdr *wb, tempfile *file, platform::filepos place, uin
 }
 
 // Issue an operation at the block's place; state and result (`iostat`) are the
-// block's, which then waits in `ioqueue`.
+// block's, which then waits in `ioqueue`.  A read that fails waits there too, until the
+// block comes due; a write that fails for good is a failure here, and what it may leave
+// in `iostat` is that there was no room.
 [[nodiscard]] int readwb(qha5ctx *ctx, blockhdr *wb);
 [[nodiscard]] int writewb(qha5ctx *ctx, blockhdr *wb);
 // Gives the block the next place on the active file and writes it there.
@@ -38,13 +40,15 @@ void returnwb(qha5ctx *ctx, blockhdr *wb);
 
 // Writes to a new place, on another file if need be, and waits.
 [[nodiscard]] int writewbsync(qha5ctx *ctx, blockhdr *wb);
+// Writes over a place that was read, where there is always room; the block is idle then.
+[[nodiscard]] int overwritewb(qha5ctx *ctx, blockhdr *wb);
 // Reads the block's place and waits.
 [[nodiscard]] int readwbsync(qha5ctx *ctx, blockhdr *wb);
 // After a write that found no room (taken out of the queue): issues it again on
 // another file.
 [[nodiscard]] int rehome(qha5ctx *ctx, blockhdr *wb);
 // Issues the write of a block again and again until a file had room; the block
-// ends outside the queue.  -1: failed for good.
+// ends outside the queue.
 [[nodiscard]] int settlewrite(qha5ctx *ctx, blockhdr *wb);
 
 } // namespace kvern

@@ -1,4 +1,5 @@
 // Where temporary files are created, in which order, and what is left of them.
+#include "session/qha9msg.h"
 #include "unit/externalsort.h"
 
 #include <filesystem>
@@ -9,7 +10,8 @@ namespace kvern::test {
 namespace {
 
 struct filesort : externalsort {
-    filesort() : externalsort(8, 2, 1 << 16) {}
+    // Not the first file of a session, which decides alone.
+    filesort() : externalsort(8, 2, 1 << 16) { tempused = 1; }
 
     // 'g' a fresh name, 'o' a file that was there, 'd' a directory, 'm' a name in a
     // directory that is missing, 's' the first name again, '-' null
@@ -112,6 +114,22 @@ TEST(tempfile, inputs_and_the_output_are_left_alone) {
         EXPECT_EQ(newtempfile(&sort), -1);
         EXPECT_EQ(readfile(path), "records");
     }
+}
+
+// It decides alone, though more may remain, and is told once.
+TEST(tempfile, the_first_one_fails) {
+    filesort sort;
+    sort.tempused = 0;
+    sort.msgprint = 1;
+    sort.msglevel = lv_failure;
+    sort.setplaces({sort.candidate('m', 0), "", sort.candidate('g', 2)}, 'p');
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(goexternal(&sort), -1);
+    const std::string lines = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2) << lines;
+    EXPECT_LT(lines.find("KVERN:32:"), lines.find("KVERN:26:")) << lines;
+    EXPECT_EQ(sort.errdetail, KVRN_D_TEMPCREATE);
+    EXPECT_EQ(sort.tempcount, 0u);
 }
 
 TEST(tempfile, the_record_area_ends) {
