@@ -452,6 +452,10 @@ typedef struct KVRNSTAT {
     /* Bytes of the input files and the output file */
     uint64_t inbytes;
     uint64_t outbytes;
+    /* The system's error code behind the message that kvrntext gives, 0: none.  A
+     * Windows number on every system (112: no space left); an errno for files of the
+     * kinds 1, 2, 18 and 19. */
+    uint64_t syscode;
 } KVRNSTAT;
 
 /* ------------------------------------------------------------ public calls */
@@ -585,7 +589,8 @@ KVRN_AT(KVRNSTAT, taken, 8);
 KVRN_AT(KVRNSTAT, strings, 48);
 KVRN_AT(KVRNSTAT, tempfiles, 72);
 KVRN_AT(KVRNSTAT, inbytes, 104);
-KVRN_SIZE(KVRNSTAT, 120);
+KVRN_AT(KVRNSTAT, syscode, 120);
+KVRN_SIZE(KVRNSTAT, 128);
 KVRN_AT(KVRNKEY, entry, 4);
 KVRN_AT(KVRNKEYE, position, 0);
 KVRN_AT(KVRNKEYE, length, 4);

@@ -41,6 +41,7 @@ constexpr descrfailure writefailures[] = {
 };
 
 int32_t failrow(qha5ctx *ctx, const descrfailure &row, const char *name, int error) {
+    ctx->errnum = static_cast<uint32_t>(error);
     switch (row.arguments) {
     case naming::none:
         return fail(ctx, row.message, row.detail);
@@ -49,7 +50,7 @@ int32_t failrow(qha5ctx *ctx, const descrfailure &row, const char *name, int err
     case naming::nameanderror:
         break;
     }
-    return fail(ctx, row.message, row.detail, name, static_cast<uint32_t>(error));
+    return fail(ctx, row.message, row.detail, name, ctx->errnum);
 }
 
 template <uint32_t rows>
@@ -68,7 +69,8 @@ int32_t failby(qha5ctx *ctx, const descrfailure (&table)[rows], const char *name
 int32_t failread(qha5ctx *ctx, const filectl *file, int error) {
     if (platform::isinterrupted(error))
         return -1;
-    return fail(ctx, 35, KVRN_D_READ, messagename(file), static_cast<uint32_t>(error));
+    ctx->errnum = static_cast<uint32_t>(error);
+    return fail(ctx, 35, KVRN_D_READ, messagename(file), ctx->errnum);
 }
 
 } // namespace
@@ -92,9 +94,10 @@ int32_t closedescr(qha5ctx *ctx, filectl *file) {
     if (ctx->eofmark == 1 && file->mode == 'w') // untested: intended
         (void)movedwhole(ctx, platform::writedescr, file->descriptor, &endmark, 1, &count);
     const int error = platform::closedescr(file->descriptor);
-    if (error != 0)
-        return fail(ctx, 34, KVRN_D_CLOSE, messagename(file), static_cast<uint32_t>(error));
-    return 0;
+    if (error == 0)
+        return 0;
+    ctx->errnum = static_cast<uint32_t>(error);
+    return fail(ctx, 34, KVRN_D_CLOSE, messagename(file), ctx->errnum);
 }
 
 int32_t readfixeddescr(qha5ctx *ctx, filectl *file) {

@@ -51,6 +51,7 @@ KVRNSTAT countersof(qha5ctx *ctx) {
     now.tempwrites = ctx->tempwrites;
     now.inbytes = ctx->inbytes;
     now.outbytes = ctx->outbytes;
+    now.syscode = ctx->kept.syscode;
     return now;
 }
 

@@ -67,6 +67,7 @@ void keep(qha5ctx *ctx, uint32_t detail, uint32_t msgno) {
         return;
     ctx->kept = {msgno,
                  detail,
+                 ctx->errnum,
                  ctx->msgargc,
                  {ctx->msgarg1, ctx->msgarg2, ctx->msgarg3, ctx->msgarg4, ctx->msgarg5}};
 }

@@ -27,6 +27,7 @@ struct msgarg {
 struct keptmessage {
     uint32_t number; // 0: none
     uint32_t detail;
+    uint32_t syscode; // errnum at that time
     uint32_t argc;
     msgarg args[5];
 };
@@ -69,7 +70,7 @@ struct session_fields {
     // Failure and reporting (qha9msg).
     uint32_t errdetail;          // first detail code of the session, kept
     uint32_t errno_detail;       // status for KVRNSESS.syserr
-    uint32_t errnum;             // last system error number
+    uint32_t errnum;             // last system error number, 0 once it was got round
     uint32_t lastmsg;            // number of the last report
     keptmessage kept;            // first report with a detail code, until then the last
     const char *const *msgtable; // 93 rows

@@ -247,6 +247,7 @@ int newtempfile(qha5ctx *ctx) {
     if (error != 0)
         return reportmissed(ctx, source, record, error);
 
+    ctx->errnum = 0; // what made another place necessary is behind us
     source.took(ctx);
     if ((ctx->tmpoption & 1) != 0)
         record->deleteit = 0;

@@ -33,6 +33,8 @@ namespace kvern {
 
 namespace {
 
+constexpr platform::syserror err_handleeof = 38;
+
 bool isdiskfull(platform::syserror error) {
     return error == platform::err_diskfull || error == platform::err_handlediskfull;
 }
@@ -72,14 +74,19 @@ int32_t readinto(qha5ctx *ctx, blockhdr *wb) {
     ++ctx->tempreads;
     if (read.error == 0 && read.count == ctx->wbsize)
         return io_done;
-    ctx->errnum = read.error;
+    ctx->errnum = read.error != 0 ? read.error : err_handleeof;
     (void)faillogic(ctx);
     return io_failed;
 }
 
+int32_t foundfull(qha5ctx *ctx, platform::syserror error) {
+    ctx->errnum = error;
+    return io_full;
+}
+
 int32_t writefrom(qha5ctx *ctx, blockhdr *wb) {
     if (!fits(ctx, wb->filepos))
-        return io_full;
+        return foundfull(ctx, platform::err_handlediskfull);
     const platform::blockmove written =
         platform::writeat(wb->file->handle, wb->filepos, wb->first, ctx->wbsize);
     if (!written.placed)
@@ -87,11 +94,11 @@ int32_t writefrom(qha5ctx *ctx, blockhdr *wb) {
     if (written.error == 0) {
         ++wb->file->writes;
         ++ctx->tempwrites;
-        return written.count == ctx->wbsize ? io_done : io_full;
+        return written.count == ctx->wbsize ? io_done : foundfull(ctx, platform::err_diskfull);
     }
-    ctx->errnum = written.error;
     if (isdiskfull(written.error))
-        return io_full;
+        return foundfull(ctx, written.error);
+    ctx->errnum = written.error;
     (void)fail(ctx, 36, KVRN_D_TEMPWRITE, wb->file->path, written.error);
     return io_failed;
 }

@@ -276,13 +276,6 @@ TEST_F(command, tells_itself) {
 }
 
 #if !defined(_WIN32)
-TEST_F(command, a_full_device_is_no_room) {
-    if (!std::filesystem::exists("/dev/full"))
-        GTEST_SKIP() << "no full device here";
-    EXPECT_EQ(run("sort -o /dev/full in", "b\na\n").code, 6);
-    EXPECT_EQ(std::system((KVERN_COMMAND + " sort in > /dev/full 2> err"s).c_str()) >> 8, 6);
-}
-
 TEST_F(command, a_signal_stops_it) {
     // The leak checker's tracer would get the signal as well, and hang.
     const std::string line = "sleep 2 | ASAN_OPTIONS=detect_leaks=0 timeout --preserve-status "

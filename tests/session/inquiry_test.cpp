@@ -107,7 +107,7 @@ TEST(counters, fill_what_the_size_covers) {
     handmade s;
     ASSERT_EQ(s.open(), 0);
     ASSERT_EQ(s.put("12345678"), 0);
-    for (const uint32_t size : {0U, 3U, 4U, 8U, 16U, 20U, 120U, 121U, 0xFFFFFFFFU}) {
+    for (const uint32_t size : {0U, 3U, 4U, 8U, 16U, 20U, 120U, 127U, 129U, 0xFFFFFFFFU}) {
         std::vector<uint8_t> room(sizeof(KVRNSTAT) + 16, 0xA5);
         std::memcpy(room.data(), &size, sizeof size);
         const std::vector<uint8_t> before = room;
@@ -167,6 +167,7 @@ TEST(message, names_the_file) {
     char text[600];
     EXPECT_EQ(kvrntext(&s.sess, text, sizeof text), 0);
     EXPECT_EQ(text, "KVERN:32:Error occurred during file (" + missing + ") open.(2)");
+    EXPECT_EQ(statof(&s.sess).syscode, 2U);
 }
 
 } // namespace

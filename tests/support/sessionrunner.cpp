@@ -220,6 +220,10 @@ class session {
         const bool whole =
             expect("kvrnopen", opened, 0) &&
             (merges ? (s.filein() && s.fileout()) || merge() : (s.filein() || put()) && collect());
+        KVRNSTAT stat = {};
+        stat.size = sizeof stat;
+        if (kvrnstat(sess.get(), &stat) == 0)
+            result.syscode = stat.syscode;
         const int closed = kvrnclse(s.version, &link, prim.get(), sess.get());
         if (whole && expect("kvrnclse", closed, 0) && merges && s.fileout())
             collect(); // a merge closes its output with the session

@@ -12,6 +12,7 @@ struct runresult {
     // First detail code that a call gave; one that stops summation alone gives
     // way to a later one.
     uint32_t detail = 0;
+    uint64_t syscode = 0; // as kvrnstat told it before the close
     std::vector<bytes> records{};
 };
 

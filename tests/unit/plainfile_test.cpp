@@ -153,14 +153,14 @@ TEST(plainfile, failed_writes) {
     const test::tempfolder dir;
     const int full = open("/dev/full", O_WRONLY);
     ASSERT_GE(full, 0);
-    failswriting({1, {81, 236}, 0}, full);
+    failswriting({1, {81, 236}, 28}, full);
     failswriting({16, {36, 277}, 112}, full);
     ::close(full);
 
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     ::close(ends[0]);
-    failswriting({1, {36, 201}, 0}, ends[1]);
+    failswriting({1, {36, 201}, 32}, ends[1]);
     failswriting({16, {36, 201}, 109}, ends[1]);
     ::close(ends[1]);
 
@@ -170,7 +170,7 @@ TEST(plainfile, failed_writes) {
     const rlimit low = {2048, before.rlim_max};
     const int small = open(dir.file("small").c_str(), O_WRONLY | O_CREAT, 0600);
     setrlimit(RLIMIT_FSIZE, &low);
-    failswriting({1, {82, 237}, 0}, small);
+    failswriting({1, {82, 237}, 27}, small);
     failswriting({16, {36, 295}, 39}, small);
     setrlimit(RLIMIT_FSIZE, &before);
     ::close(small);

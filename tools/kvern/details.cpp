@@ -1,7 +1,12 @@
-// Two tables: the engine's own codes, and the system errors that it translates
-// to a few codes each, by operation.  docs/details.md lists them one by one.
+// Three tables: the engine's own codes, the system errors that it translates to a few
+// codes each, by operation, and those behind its few codes for temporary files.
+// docs/details.md lists the first two one by one.
 
 #include "details.h"
+
+#include "kvern.h"
+
+#include <algorithm>
 
 namespace command {
 
@@ -171,9 +176,47 @@ explanation explainsystem(const systemrow &row, uint32_t detail) {
     return out;
 }
 
-} // namespace
+// What the system said when a temporary file failed; other codes are told by number.
+constexpr const char *otherplace = "name more directories, or ones with more room, with -T, or "
+                                   "give more memory with -S";
+constexpr const char *lookatplaces = "look at -T, KVERN_TMPDIR, TEMP and TMP";
+struct temprow {
+    uint64_t syscode;
+    ending code;
+    const char *what;
+    const char *advice;
+};
+constexpr temprow temprows[] = {
+    {3, ending::file, "no such directory", lookatplaces},
+    {4, ending::file, "too many open files", "allow this process more of them"},
+    {5, ending::file, "access denied", lookatplaces},
+    {19, ending::file, "the medium is write-protected", lookatplaces},
+    {38, ending::file, "it is shorter than it was written", ""},
+    {39, ending::room, "it may not become larger, and no other one can be made", otherplace},
+    {112, ending::room, "no space left", otherplace},
+    {1117, ending::file, "device error", lookatplaces},
+};
 
-explanation explain(uint32_t detail) {
+// The details that failing temporary files end in.  The last one is a fault of the engine
+// only where no system code stands behind it.
+bool isoftemp(uint32_t detail) {
+    constexpr uint32_t details[] = {KVRN_D_TEMPSPACE, KVRN_D_TEMPCREATE, KVRN_D_TEMPWRITE,
+                                    KVRN_D_SYSTEM, KVRN_D_LOGIC};
+    return std::find(std::begin(details), std::end(details), detail) != std::end(details);
+}
+
+void settlebysystem(explanation &out, uint64_t syscode) {
+    const std::string number = "system error " + std::to_string(syscode);
+    temprow its = {syscode, ending::file, number.c_str(), lookatplaces};
+    for (const temprow &row : temprows)
+        if (row.syscode == syscode)
+            its = row;
+    out.what = std::string("a temporary file: ") + its.what;
+    out.code = its.code;
+    out.advice = its.advice;
+}
+
+explanation explaindetail(uint32_t detail) {
     for (const ownrow &row : ownrows)
         if (row.detail == detail)
             return {row.what, row.advice, row.code, row.message, row.where};
@@ -184,6 +227,15 @@ explanation explain(uint32_t detail) {
     if (found && detail <= lastdetail)
         return explainsystem(*found, detail);
     return {"the engine refused the session", ourfault, ending::internal, 0, side::none};
+}
+
+} // namespace
+
+explanation explain(uint32_t detail, uint64_t syscode) {
+    explanation out = explaindetail(detail);
+    if (syscode != 0 && isoftemp(detail))
+        settlebysystem(out, syscode);
+    return out;
 }
 
 } // namespace command

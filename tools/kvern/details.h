@@ -16,6 +16,7 @@ struct explanation {
     side where;
 };
 
-explanation explain(uint32_t detail);
+// The code of the system behind it, 0 for none, decides where temporary files failed.
+explanation explain(uint32_t detail, uint64_t syscode = 0);
 
 } // namespace command

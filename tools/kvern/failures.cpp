@@ -53,7 +53,7 @@ failure translate(const enginefailure &what, const joboptions &options, const jo
         textscanner scanner(plan.form);
         scanfiles(plan, sources, scanner);
     }
-    const explanation known = explain(what.detail);
+    const explanation known = explain(what.detail, what.syscode);
     std::string where;
     if (known.where == side::input)
         where = sources.size() == 1 ? sources.front().name() : "an input";

@@ -38,6 +38,13 @@ pathblock pathsof(const std::vector<std::string> &texts) {
     return block;
 }
 
+// A session that has ended tells none.
+uint64_t syscodeof(KVRNSESS *sess) {
+    KVRNSTAT stat{};
+    stat.size = sizeof stat;
+    return kvrnstat(sess, &stat) == 0 ? stat.syscode : 0;
+}
+
 } // namespace
 
 session::session(const description &what, uint32_t &sumstop)
@@ -96,7 +103,7 @@ void session::check(const char *call, int result) {
         sess.detail = 0;
     }
     if (result < 0 || sess.detail != 0)
-        throw enginefailure{call, sess.detail};
+        throw enginefailure{call, sess.detail, syscodeof(&sess)};
 }
 
 void session::put(const void *data, uint32_t length) {

@@ -54,6 +54,7 @@ struct description {
 struct enginefailure {
     const char *call;
     uint32_t detail;
+    uint64_t syscode; // of the system, 0: none behind it
 };
 
 // Throws enginefailure, or `stopped` where the session was stopped.  That summing

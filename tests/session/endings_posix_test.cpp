@@ -1,0 +1,59 @@
+// How the command ends where the system refuses: the right code, and nothing pretended.
+
+#include "commandrun.h"
+#include "kvern/details.h"
+
+namespace kvern::test {
+namespace {
+
+class endings : public commandrun {};
+
+TEST(details, the_system_decides_where_temporary_files_fail) {
+    const struct {
+        uint32_t detail, syscode;
+        int code;
+        const char *words;
+    } rows[] = {
+        {214, 0, 5, "no temporary file can be made"},
+        {214, 112, 6, "no space left"},
+        {212, 4, 5, "too many open files"},
+        {224, 1117, 5, "device error"},
+        {238, 1234, 5, "system error 1234"},
+        {250, 0, 70, "internal error"},
+        {250, 112, 6, "no space left"}, // at a block written again
+        {250, 1117, 5, "device error"}, // at a block read again
+        {111, 112, 3, "longer"},
+    };
+    for (const auto &row : rows) {
+        const command::explanation told = command::explain(row.detail, row.syscode);
+        EXPECT_EQ(static_cast<int>(told.code), row.code) << row.detail;
+        EXPECT_NE(told.what.find(row.words), std::string::npos) << told.what;
+    }
+}
+
+TEST_F(endings, full_places_and_few_descriptors) {
+    const auto shell = [this](const std::string &limits, const std::string &rest) {
+        const std::string line = "(" + limits + "; exec " + program + " sort " + rest + ") 2> err";
+        return std::system(line.c_str()) >> 8;
+    };
+    if (std::filesystem::exists("/dev/full")) {
+        writefile("in", "b\na\n");
+        EXPECT_EQ(shell("true", "-o /dev/full in"), 6);
+        EXPECT_EQ(shell("true", "in > /dev/full"), 6);
+    }
+    std::string data;
+    for (unsigned i = 0; i < 5000; ++i)
+        data += std::to_string(1000000000 + i * 7919 % 5000) + std::string(89, 'x') + "\n";
+    writefile("in", data);
+    EXPECT_EQ(shell("ulimit -f 100", "-S 64K -T . in > /dev/null"), 6) << readfile("err");
+    bool toofew = false;
+    for (const char *limit : {"ulimit -n 5", "ulimit -n 6", "ulimit -n 7", "ulimit -n 8"}) {
+        const int code = shell(limit, "-S 64K -T . -o out in");
+        EXPECT_TRUE(code == 0 || code == 5) << limit << ": " << code << readfile("err");
+        toofew |= code == 5;
+    }
+    EXPECT_TRUE(toofew);
+}
+
+} // namespace
+} // namespace kvern::test
