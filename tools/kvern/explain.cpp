@@ -81,8 +81,10 @@ class explainer {
                  (source.isfile() ? ", " + plural(source.size(), "byte") : ", a stream") +
                  (plan.byfile ? "" : ", read by the command"));
         if (options.kind != jobkind::check)
-            line("output  " + (options.tofile() ? options.output + ", written beside it first"
-                                                : std::string("standard output")));
+            line("output  " + (options.tofile()
+                                   ? options.output + (plan.replaced ? ", written beside it first"
+                                                                     : ", a stream")
+                                   : std::string("standard output")));
         if (options.header != 0)
             line("header  " + std::to_string(options.header) + " of each input");
     }

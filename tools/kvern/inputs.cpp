@@ -142,4 +142,13 @@ std::vector<inputsource> opensources(const std::vector<std::string> &paths) {
     return sources;
 }
 
+std::vector<fileidentity> identifyall(const std::vector<std::string> &paths) {
+    std::vector<fileidentity> all;
+    for (const std::string &path : paths)
+        all.push_back(path == "-" ? identify(standardinput) : identify(path));
+    if (paths.empty())
+        all.push_back(identify(standardinput));
+    return all;
+}
+
 } // namespace command

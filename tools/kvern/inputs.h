@@ -74,5 +74,6 @@ class inputsource {
 
 // All inputs of a command line; none means standard input.
 std::vector<inputsource> opensources(const std::vector<std::string> &paths);
+std::vector<fileidentity> identifyall(const std::vector<std::string> &paths);
 
 } // namespace command

@@ -10,7 +10,8 @@
 //
 // Variable records, which no plain file of the engine's holds, and an output that a
 // header leads are read and written by the command; a copy of variable records is a
-// merge of one input whose records are all equal.  All write beside the output.
+// merge of one input whose records are all equal.  An output that is a pipe or a device
+// is written like standard output; any other takes its place when all went well.
 #include "jobrun.h"
 
 #include "copying.h"
@@ -32,8 +33,9 @@ namespace {
 class job {
   public:
     job(const joboptions &given, std::vector<inputsource> &inputs, jobplan &planned,
-        const std::string &leading, uint64_t shorts)
-        : options(given), sources(inputs), plan(planned), header(leading), seen(modeof(given)) {
+        outputsink *output, const std::string &leading, uint64_t shorts)
+        : options(given), sources(inputs), plan(planned), target(output), header(leading),
+          seen(modeof(given)) {
         counts.shorts = shorts;
         plan.engine.watcher = &seen;
         for (const inputsource &source : sources)
@@ -46,10 +48,12 @@ class job {
 
     void run() {
         try {
-            if (plan.tofile)
-                writefile();
+            if (plan.kind == jobkind::check)
+                runsession(nullptr);
+            else if (plan.tofile)
+                writefile(*target);
             else
-                deliver();
+                deliver(*target);
         } catch (const enginefailure &what) {
             // Where the last sum found no room its record is lost, and the engine's
             // account of records tells.
@@ -68,6 +72,7 @@ class job {
     const joboptions &options;
     std::vector<inputsource> &sources;
     jobplan &plan;
+    outputsink *target; // null: a check
     const std::string &header;
     tally counts;
     watch seen;
@@ -106,20 +111,14 @@ class job {
             source.close();
     }
 
-    // The engine writes beside the output.
-    void writefile() {
-        outputfile aside(plan.engine.outfile);
-        plan.engine.outfile = aside.path();
+    // The engine writes what takes the output's place.
+    void writefile(outputsink &out) {
+        plan.engine.outfile = out.way();
         runsession(nullptr);
         closesources();
-        aside.commit();
+        out.commit();
     }
-    void deliver() {
-        if (plan.kind == jobkind::check) {
-            runsession(nullptr);
-            return;
-        }
-        outputsink out(options.tofile() ? options.output : "");
+    void deliver(outputsink &out) {
         out.write(header.data(), header.size());
         if (plan.engine.prim.function == KVRN_COPY)
             copyportions(options, sources, plan, out, sumstop);
@@ -200,19 +199,25 @@ void explainsession(const joboptions &options, std::vector<inputsource> &sources
 
 void runjob(const joboptions &options) {
     checkoptions(options);
+    const std::vector<fileidentity> identities = identifyall(options.inputs);
     std::vector<inputsource> sources = opensources(options.inputs);
     const recordshape shape = findshape(options, sources);
     std::string header;
     if (options.header != 0)
         header = takeheaders(sources, shape, options.header);
+    const std::string output = options.tofile() ? options.output : "";
+    const bool replaced = !output.empty() && isreplaced(output);
+    std::optional<outputsink> target;
+    if (!options.explain && options.kind != jobkind::check)
+        target.emplace(output, options.tempdirs, identities);
     scratchfiles files;
     const bool variable = shape.kind == formkind::variable;
     const bool merging = options.kind == jobkind::merge && !variable;
     const bool copying = options.kind == jobkind::copy && !variable;
-    const bool filecopy = copying && options.tofile() && options.header == 0;
+    const bool filecopy = copying && replaced && options.header == 0;
     if (!options.explain && (merging || filecopy || mustmeasure(options, sources)))
         spool(options, sources, files);
-    jobplan plan = planjob(options, shape, sources);
+    jobplan plan = planjob(options, shape, sources, replaced);
     if (options.explain) {
         explainsession(options, sources, plan);
         return;
@@ -220,7 +225,7 @@ void runjob(const joboptions &options) {
     uint64_t shorts = 0;
     if ((merging || copying) && options.dropshort)
         shorts = sift(options, sources, plan, files);
-    job(options, sources, plan, header, shorts).run();
+    job(options, sources, plan, target ? &*target : nullptr, header, shorts).run();
 }
 
 } // namespace command

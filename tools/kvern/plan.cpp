@@ -92,7 +92,7 @@ void planfiles(const joboptions &options, const std::vector<inputsource> &source
                       // The engine would end the lines of a stream at a mark among them.
                       return one.isnamedfile() && !(sorting && one.holdsmark());
                   });
-    plan.tofile = !bycommand && options.tofile() && options.header == 0;
+    plan.tofile = !bycommand && plan.replaced && options.header == 0;
     if (plan.byfile)
         listinputs(plan, sources);
     if (plan.tofile)
@@ -332,8 +332,9 @@ void listinputs(jobplan &plan, const std::vector<inputsource> &sources) {
 }
 
 jobplan planjob(const joboptions &options, const recordshape &shape,
-                std::vector<inputsource> &sources) {
+                std::vector<inputsource> &sources, bool replaced) {
     jobplan plan;
+    plan.replaced = replaced;
     plan.shape = shape;
     plan.kind = options.kind;
     plan.text = options.istext();

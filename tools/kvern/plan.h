@@ -22,10 +22,11 @@ struct jobplan {
     std::vector<rebuildpiece> pieces;
     bool text = false;
     recordshape shape;
-    textform form;        // what every record is tested for; text: its fields too
-    bool byfile = false;  // the engine reads the inputs itself
-    bool tofile = false;  // the engine writes the output itself
-    bool scanned = false; // every line of the inputs was looked at
+    textform form;         // what every record is tested for; text: its fields too
+    bool byfile = false;   // the engine reads the inputs itself
+    bool tofile = false;   // the engine writes the output itself
+    bool replaced = false; // what is written takes the place of the output at the end
+    bool scanned = false;  // every line of the inputs was looked at
 };
 
 constexpr uint64_t internalroom = 32716; // bytes of key and record together
@@ -36,8 +37,9 @@ void checkoptions(const joboptions &options);
 // How records lie in the inputs; of text this reads the beginnings.
 recordshape findshape(const joboptions &options, std::vector<inputsource> &sources);
 
+// `replaced`: the output is a file that a new one takes the place of.
 jobplan planjob(const joboptions &options, const recordshape &shape,
-                std::vector<inputsource> &sources);
+                std::vector<inputsource> &sources, bool replaced);
 
 // The file kind by which the engine reads a text of the command's: only files of
 // descriptors know no end mark, and those part lines at line feeds alone.

@@ -11,7 +11,10 @@
 #include <sys/types.h>
 #if defined(_WIN32)
 #include <io.h>
-#include <process.h>
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
 #else
 #include <unistd.h>
 #endif
@@ -22,8 +25,13 @@ namespace {
 
 volatile std::sig_atomic_t signalled = 0;
 
+// A signal may come just before a wait that it should end: from the first one on they
+// come again and again.
 extern "C" void onsignal(int) {
     signalled = 1;
+#if !defined(_WIN32)
+    alarm(1);
+#endif
 }
 
 // One call moves at most this much; the calls of one system count in int.
@@ -44,11 +52,30 @@ int statdescr(int descriptor, statblock *out) {
 int openread(const char *path) {
     return _open(path, _O_RDONLY | _O_BINARY);
 }
-int createnew(const char *path) {
-    return _open(path, _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY, _S_IREAD | _S_IWRITE);
+int openwrite(const char *path) {
+    return _open(path, _O_WRONLY | _O_BINARY);
 }
-int createany(const char *path) {
-    return _open(path, _O_WRONLY | _O_CREAT | _O_TRUNC | _O_BINARY, _S_IREAD | _S_IWRITE);
+fileidentity identityof(HANDLE file) {
+    BY_HANDLE_FILE_INFORMATION its;
+    if (file == INVALID_HANDLE_VALUE || GetFileType(file) != FILE_TYPE_DISK ||
+        !GetFileInformationByHandle(file, &its))
+        return {};
+    return {true, true, its.dwVolumeSerialNumber,
+            uint64_t{its.nFileIndexHigh} << 32 | its.nFileIndexLow};
+}
+fileidentity identitypath(const char *path) {
+    const HANDLE file = CreateFileA(path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                    nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    const fileidentity found = identityof(file);
+    if (file != INVALID_HANDLE_VALUE)
+        CloseHandle(file);
+    return found;
+}
+fileidentity identitydescr(int descriptor) {
+    return identityof(reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)));
+}
+bool opentowrite(int) {
+    return true;
 }
 bool terminal(int descriptor) {
     return _isatty(descriptor) != 0;
@@ -76,11 +103,23 @@ int statdescr(int descriptor, statblock *out) {
 int openread(const char *path) {
     return open(path, O_RDONLY | O_CLOEXEC);
 }
-int createnew(const char *path) {
-    return open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+int openwrite(const char *path) {
+    return open(path, O_WRONLY | O_CLOEXEC | O_NOCTTY);
 }
-int createany(const char *path) {
-    return open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+fileidentity identityof(const struct stat &its) {
+    return {true, S_ISREG(its.st_mode) || S_ISBLK(its.st_mode), its.st_dev, its.st_ino};
+}
+fileidentity identitypath(const char *path) {
+    struct stat its;
+    return stat(path, &its) == 0 ? identityof(its) : fileidentity{};
+}
+fileidentity identitydescr(int descriptor) {
+    struct stat its;
+    return fstat(descriptor, &its) == 0 ? identityof(its) : fileidentity{};
+}
+bool opentowrite(int descriptor) {
+    const int flags = fcntl(descriptor, F_GETFL);
+    return flags >= 0 && (flags & O_ACCMODE) != O_RDONLY;
 }
 bool terminal(int descriptor) {
     return isatty(descriptor) == 1;
@@ -124,6 +163,18 @@ filefacts factsof(const statblock &block) {
     if (mode == S_IFREG)
         return {filesort::regular, static_cast<uint64_t>(block.st_size), ""};
     return {mode == S_IFDIR ? filesort::directory : filesort::stream, 0, ""};
+}
+
+// Does what may wait; throws `stopped` where that is wanted meanwhile.
+template <class Call>
+auto patiently(Call call) {
+    for (;;) {
+        if (stopwanted())
+            throw stopped{};
+        const auto result = call();
+        if (result >= 0 || errno != EINTR)
+            return result;
+    }
 }
 
 bool isfull(int error) {
@@ -170,8 +221,24 @@ filefacts inspect(int descriptor) {
     return facts;
 }
 
+fileidentity identify(const std::string &path) {
+    return identitypath(path.c_str());
+}
+
+fileidentity identify(int descriptor) {
+    return identitydescr(descriptor);
+}
+
+bool iswritable(int descriptor) {
+    return opentowrite(descriptor);
+}
+
 int openinput(const std::string &path) {
-    return openread(path.c_str());
+    return patiently([&] { return openread(path.c_str()); });
+}
+
+int openstream(const std::string &path) {
+    return patiently([&] { return openwrite(path.c_str()); });
 }
 
 void closeinput(int descriptor) {
@@ -179,13 +246,7 @@ void closeinput(int descriptor) {
 }
 
 int64_t readsome(int descriptor, void *to, size_t room) {
-    for (;;) {
-        if (stopwanted())
-            throw stopped{};
-        const int64_t count = readonce(descriptor, to, bounded(room));
-        if (count >= 0 || errno != EINTR)
-            return count;
-    }
+    return patiently([&] { return readonce(descriptor, to, bounded(room)); });
 }
 
 int64_t position(int descriptor) {
@@ -196,18 +257,6 @@ bool goback(int descriptor, int64_t place) {
     return seek(descriptor, place, SEEK_SET) == place;
 }
 
-int createfile(const std::string &path) {
-    return createnew(path.c_str());
-}
-
-int openoutput(const std::string &path) {
-    return createany(path.c_str());
-}
-
-bool closeoutput(int descriptor) {
-    return closeonce(descriptor) == 0;
-}
-
 bool isterminal(int descriptor) {
     return terminal(descriptor);
 }
@@ -215,27 +264,24 @@ bool isterminal(int descriptor) {
 void writefile(int descriptor, const std::string &path, const void *from, size_t length) {
     auto next = static_cast<const char *>(from);
     while (length > 0) {
-        const int64_t count = writeonce(descriptor, next, bounded(length));
-        if (count >= 0) {
-            next += count;
-            length -= static_cast<size_t>(count);
-            continue;
-        }
-        if (errno == EINTR && !stopwanted())
-            continue;
-        if (errno == EINTR || errno == EPIPE)
+        const int64_t count =
+            patiently([&] { return writeonce(descriptor, next, bounded(length)); });
+        if (count < 0 && errno == EPIPE)
             throw stopped{};
-        const ending code = isfull(errno) ? ending::room : ending::file;
-        throw failure{code, path + ": " + systemerror(), ""};
+        if (count <= 0) // no error and no progress: it takes no more
+            failsystem(count == 0 ? ENOSPC : errno, path);
+        next += count;
+        length -= static_cast<size_t>(count);
     }
-}
-
-uint64_t processnumber() {
-    return static_cast<uint64_t>(getpid());
 }
 
 std::string systemerror() {
     return std::strerror(errno);
+}
+
+void failsystem(int code, const std::string &path, const std::string &advice) {
+    throw failure{isfull(code) ? ending::room : ending::file, path + ": " + std::strerror(code),
+                  advice};
 }
 
 void catchsignals() {
@@ -248,6 +294,7 @@ void catchsignals() {
     action.sa_handler = onsignal;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGALRM, &action, nullptr);
     struct sigaction held = {};
     if (sigaction(SIGHUP, nullptr, &held) == 0 && held.sa_handler != SIG_IGN) // nohup
         sigaction(SIGHUP, &action, nullptr);

@@ -24,16 +24,26 @@ struct filefacts {
 filefacts inspect(const std::string &path);
 filefacts inspect(int descriptor);
 
-// -1 on failure, then systemerror() tells why.
+// Which file it is, whatever its names.
+struct fileidentity {
+    bool known = false;
+    bool keeps = false; // what is written to it is read from it later: a file, a disk
+    uint64_t device = 0, number = 0;
+
+    bool same(const fileidentity &other) const {
+        return known && other.known && device == other.device && number == other.number;
+    }
+};
+fileidentity identify(const std::string &path);
+fileidentity identify(int descriptor);
+bool iswritable(int descriptor); // as it was opened
+
+// -1 on failure, then systemerror() tells why.  The opening of a pipe waits for its other
+// end; throws `stopped` as readsome does.
 int openinput(const std::string &path);
 void closeinput(int descriptor);
-// A new file that only the user may read, open for writing; -1: it is there already,
-// or cannot be made.
-int createfile(const std::string &path);
-// An output made or emptied; -1 on failure.
-int openoutput(const std::string &path);
-// False: what was written may not have reached it.
-bool closeoutput(int descriptor);
+// For writing, as it is; -1 on failure.
+int openstream(const std::string &path);
 // All of it, or throws the failure of the file.
 void writefile(int descriptor, const std::string &path, const void *from, size_t length);
 // Up to `room` bytes; 0 at the end, -1 on failure.  Throws `stopped` when a
@@ -45,10 +55,11 @@ bool goback(int descriptor, int64_t place);
 
 bool isterminal(int descriptor);
 std::string systemerror();
-// A number that no other running process has.
-uint64_t processnumber();
+// Throws the failure of a file with the C library's error number.
+[[noreturn]] void failsystem(int code, const std::string &path, const std::string &advice = "");
 
-// From here on an interrupt or a request to end only marks stopwanted().
+// From here on an interrupt or a request to end only marks stopwanted(), and ends each
+// wait from then on.
 void catchsignals();
 bool stopwanted();
 

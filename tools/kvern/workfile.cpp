@@ -1,9 +1,10 @@
 #include "workfile.h"
 
 #include "report.h"
-#include "streams.h"
 
-#include <cstdlib>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 
@@ -14,33 +15,11 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr size_t sinkbytes = size_t{256} << 10; // pass in one call
+constexpr int attempts = 100;                   // names that may be taken by others
+constexpr uint32_t ownmode = 0600;
 
-constexpr int attempts = 100; // names that may be taken by others
-
-// A new, empty file whose name begins so; empty: it cannot be made.
-std::string makenew(const std::string &beginning) {
-    static unsigned number = 0;
-    for (int i = 0; i < attempts; ++i) {
-        std::string name = beginning + ".kvern-" + std::to_string(processnumber()) + "-" +
-                           std::to_string(number++);
-        const int file = createfile(name);
-        if (file >= 0) {
-            closeinput(file);
-            return name;
-        }
-    }
-    return "";
-}
-
-// Where no name beside it is free the file itself may be: its own may be shorter.
-bool canmake(const std::string &path) {
-    const int file = createfile(path);
-    if (file < 0)
-        return false;
-    closeinput(file);
-    std::error_code ignored;
-    return fs::remove(path, ignored);
-}
+constexpr const char *mark = "kvern"; // in names
+constexpr const char *otherplace = "name another output with -o";
 
 std::string scratchplace(const std::vector<std::string> &dirs) {
     if (!dirs.empty())
@@ -50,104 +29,139 @@ std::string scratchplace(const std::vector<std::string> &dirs) {
     return error ? std::string(".") : found.string();
 }
 
-void removefile(const std::string &path) {
-    std::error_code ignored;
-    fs::remove(path, ignored);
+bool isamong(const fileidentity &one, const std::vector<fileidentity> &inputs) {
+    return std::any_of(inputs.begin(), inputs.end(),
+                       [&](const fileidentity &input) { return input.same(one); });
+}
+
+// The standard stream that `path` is another name of; -1: none.
+int standardof(const std::string &path) {
+    const fileidentity its = identify(path);
+    for (const int descriptor : {standardoutput, standarderror})
+        if (its.same(identify(descriptor)) && iswritable(descriptor))
+            return descriptor;
+    return -1;
 }
 
 } // namespace
 
+// ---- scratch files --------------------------------------------------------------
+
 scratchfile::scratchfile(const std::vector<std::string> &dirs) {
     const std::string place = scratchplace(dirs);
-    name = makenew((fs::path(place) / "scratch").string());
-    if (name.empty())
-        throw failure{ending::file, place + ": no temporary file can be made", "look at -T"};
+    const std::string base = (fs::path(place) / "scratch").string();
+    shown = "a temporary file in " + place;
+    descriptor = shared::createunnamed(base, ownmode, &way);
+    const int code = descriptor >= 0 ? 0 : makenamed(base + "." + mark + "-");
+    if (code != 0)
+        throw failure{ending::file,
+                      place + ": no temporary file can be made (" + std::strerror(code) + ")",
+                      "look at -T"};
+    finish();
+}
+
+// It has its name no longer than it is needed.
+int scratchfile::makenamed(const std::string &prefix) {
+    static unsigned number = 0;
+    shared::removedead(prefix);
+    int code = EEXIST;
+    for (int i = 0; i < attempts && code == EEXIST; ++i) {
+        name = prefix + std::to_string(shared::processnumber()) + "-" + std::to_string(number++);
+        descriptor = shared::createfile(name, ownmode);
+        code = descriptor < 0 ? errno : 0;
+    }
+    way = name;
+    if (code != 0)
+        name.clear();
+    else if (shared::reachable(descriptor, &way) && shared::removefile(name) == 0)
+        name.clear();
+    else
+        way = name, static_cast<void>(shared::claimfile(descriptor, true));
+    return code;
 }
 
 scratchfile::~scratchfile() {
-    finish();
-    removefile(name);
+    if (descriptor >= 0)
+        closeinput(descriptor);
+    if (!name.empty())
+        static_cast<void>(shared::removefile(name));
 }
 
 void scratchfile::clear() {
-    removefile(name);
-    descriptor = createfile(name);
     if (descriptor < 0)
-        throw failure{ending::file, name + ": " + systemerror(), "look at -T"};
+        descriptor = shared::openagain(name);
+    int code = descriptor < 0 ? errno : shared::seekto(descriptor, 0);
+    if (code == 0)
+        code = shared::cutto(descriptor, 0);
+    if (code != 0)
+        failsystem(code, shown, "look at -T");
 }
 
 void scratchfile::append(const void *data, size_t length) {
-    writefile(descriptor, name, data, length);
+    writefile(descriptor, shown, data, length);
 }
 
+// One without a name lives as long as it is open.
 void scratchfile::finish() {
+    int code = 0;
+    if (shared::strictrename) {
+        code = shared::closefile(descriptor);
+        descriptor = -1;
+    } else {
+        code = shared::flushfile(descriptor);
+    }
+    if (code != 0)
+        failsystem(code, shown, "look at -T");
+}
+
+// ---- the output -----------------------------------------------------------------
+
+bool isreplaced(const std::string &path) {
+    const filesort sort = inspect(path).sort;
+    return (sort == filesort::regular || sort == filesort::missing) && standardof(path) < 0;
+}
+
+outputsink::outputsink(const std::string &path, const std::vector<std::string> &tempdirs,
+                       const std::vector<fileidentity> &inputs)
+    : name(path.empty() ? "standard output" : path) {
+    if (path.empty() || !isreplaced(path))
+        findstream(path, inputs);
+    else
+        makefile(path, tempdirs, inputs);
+}
+
+void outputsink::findstream(const std::string &path, const std::vector<fileidentity> &inputs) {
+    descriptor = path.empty() ? standardoutput : standardof(path);
+    const fileidentity its = descriptor < 0 ? identify(path) : identify(descriptor);
+    if (its.keeps && isamong(its, inputs))
+        throw failure{ending::file, name + " is an input too, and would change while it is read",
+                      otherplace};
     if (descriptor >= 0)
-        closeinput(descriptor);
-    descriptor = -1;
-}
-
-outputfile::outputfile(const std::string &path) : target(path), written(path) {
-    std::error_code error;
-    const fs::file_status found = fs::status(path, error);
-    if (fs::exists(found) && !fs::is_regular_file(found))
         return;
-    if (fs::is_symlink(fs::symlink_status(path, error))) {
-        const fs::path real = fs::canonical(path, error);
-        if (error)
-            return;
-        target = real.string();
-    }
-    const std::string name = makenew(target);
-    if (name.empty()) {
-        if (!fs::exists(found) && !canmake(target))
-            throw failure{ending::file, path + ": " + systemerror(), "name another place with -o"};
-        touched = fs::last_write_time(target, error);
-        emptied = !error;
-        return;
-    }
-    written = name;
-    made = true;
-    fs::perms mode = found.permissions();
-    if (!fs::exists(found)) { // as any program would make it
-        removefile(name);
-        return;
-    }
-    fs::permissions(name, mode, error);
-}
-
-outputfile::~outputfile() {
-    if (made)
-        removefile(written);
-    std::error_code error;
-    if (emptied && fs::last_write_time(target, error) != touched && !error)
-        fs::resize_file(target, 0, error);
-}
-
-void outputfile::commit() {
-    emptied = false;
-    if (!made)
-        return;
-    std::error_code error;
-    fs::rename(written, target, error);
-    if (error)
-        throw failure{ending::file, target + ": " + error.message(), ""};
-    made = false;
-}
-
-// ---- what the command writes --------------------------------------------------
-
-outputsink::outputsink(const std::string &path)
-    : name(path.empty() ? "standard output" : path), descriptor(standardoutput) {
-    if (path.empty())
-        return;
-    file.emplace(path);
-    descriptor = openoutput(file->path());
+    descriptor = openstream(path);
     if (descriptor < 0)
-        throw failure{ending::file, path + ": " + systemerror(), ""};
+        failsystem(errno, path);
+    opened = true;
+}
+
+void outputsink::makefile(const std::string &path, const std::vector<std::string> &tempdirs,
+                          const std::vector<fileidentity> &inputs) {
+    const int beside = file.create(path, mark).code;
+    if (beside != 0) {
+        if (inspect(path).sort != filesort::regular)
+            failsystem(beside, path, otherplace);
+        if (isamong(identify(path), inputs))
+            failsystem(beside, path + " is an input too, and no file can be made beside it",
+                       otherplace);
+        const int elsewhere = file.createin(scratchplace(tempdirs), path, mark).code;
+        if (elsewhere != 0)
+            failsystem(elsewhere, path, otherplace);
+    }
+    descriptor = file.descriptor();
 }
 
 outputsink::~outputsink() {
-    if (file && descriptor >= 0)
+    if (opened)
         closeinput(descriptor);
 }
 
@@ -168,17 +182,20 @@ void outputsink::flush() {
 
 void outputsink::finish() {
     flush();
-    if (!file)
-        return;
-    const bool closed = closeoutput(descriptor);
-    descriptor = -1;
-    if (!closed)
-        throw failure{ending::file, name + ": " + systemerror(), ""};
+    const bool own = opened;
+    opened = false;
+    const int code = own ? shared::closefile(descriptor) : shared::flushfile(descriptor);
+    if (code != 0)
+        failsystem(code, name);
 }
 
 void outputsink::commit() {
-    if (file)
-        file->commit();
+    if (file.descriptor() < 0)
+        return;
+    const shared::outcome done = file.commit();
+    if (!done.done())
+        failsystem(done.code, name,
+                   file.kept().empty() ? "" : "the whole output stays in " + file.kept());
 }
 
 } // namespace command

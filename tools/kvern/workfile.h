@@ -1,16 +1,18 @@
 // Files that the command makes beside those of the user: scratch files, and an output
-// that takes its place only when all went well.
+// that takes its place only when all went well.  Where the system can, none of them has a
+// name while it is written, so that nothing is left behind whatever ends the process.
 #pragma once
 
+#include "shared/replacefile.h"
+#include "streams.h"
+
 #include <cstdint>
-#include <filesystem>
-#include <optional>
 #include <string>
 #include <vector>
 
 namespace command {
 
-// A new file, taken away again with the object.
+// A new file that nobody else sees, gone with the object.
 class scratchfile {
   public:
     // In the first of the directories, or where the system keeps temporary files.
@@ -19,60 +21,63 @@ class scratchfile {
     scratchfile(const scratchfile &) = delete;
     scratchfile &operator=(const scratchfile &) = delete;
 
-    const std::string &path() const { return name; }
+    // A name that opens it in this process.
+    const std::string &path() const { return way; }
     // Bytes go in from clear() to finish(), and only then may others open it.
     void clear();
     void append(const void *data, size_t length);
     void finish();
 
   private:
-    std::string name;
+    std::string shown, name, way; // name: empty where it has none
     int descriptor = -1;
+
+    int makenamed(const std::string &prefix);
 };
 
-// Where the session writes: a new file beside the output, with its permissions.  An
-// output that is no plain file, or stands where no file can be made, is written itself;
-// a plain one that was touched is emptied when the run fails.
-class outputfile {
-  public:
-    explicit outputfile(const std::string &path);
-    ~outputfile();
-    outputfile(const outputfile &) = delete;
-    outputfile &operator=(const outputfile &) = delete;
+// Where an output of that name is written: as a new file that replaces what stands there,
+// or through a descriptor.
+bool isreplaced(const std::string &path);
 
-    const std::string &path() const { return written; }
-    // Puts the new file in the output's place.
-    void commit();
-
-  private:
-    std::string target, written;
-    bool made = false;
-    bool emptied = false; // where the run fails, when it was touched
-    std::filesystem::file_time_type touched{};
-};
-
-// Records that the command writes itself: to standard output, or to a file that is
-// open until it takes its place.
+// The output.  It is there, or its failure thrown, before anything is read.
+//
+//   a stream        a pipe or a device, which is opened; or what standard output or
+//                   standard error is too, under whatever name: then through that
+//   beside          a plain file, or a new name: a file beside it that takes its place
+//   in between      a plain file where no file can be made beside it: a file among the
+//                   temporary ones, copied over it when it is whole
+//
+// Nothing of an input may be written before all inputs were read, and an output that is
+// copied over would be lost with the copy: so no stream that is a file or a disk, and no
+// file without room beside it, may be one of the inputs.
 class outputsink {
   public:
-    explicit outputsink(const std::string &path); // empty: standard output
+    // Empty: standard output.
+    outputsink(const std::string &path, const std::vector<std::string> &tempdirs,
+               const std::vector<fileidentity> &inputs);
     ~outputsink();
     outputsink(const outputsink &) = delete;
     outputsink &operator=(const outputsink &) = delete;
 
+    // Of one that replaces: a name by which the engine may write it instead.
+    const std::string &way() const { return file.way(); }
     void write(const void *data, size_t length);
     uint64_t bytes() const { return total; }
-    // All is written; nothing of it would stay without this call but on a stream.
+    // All is written; nothing of it would stay without commit() but on a stream.
     void finish();
     void commit();
 
   private:
     std::string name;
-    std::optional<outputfile> file;
-    int descriptor;
+    shared::replacefile file;
+    int descriptor = -1;
+    bool opened = false; // a stream of its own
     std::string buffer;
     uint64_t total = 0;
 
+    void findstream(const std::string &path, const std::vector<fileidentity> &inputs);
+    void makefile(const std::string &path, const std::vector<std::string> &tempdirs,
+                  const std::vector<fileidentity> &inputs);
     void flush();
 };
 

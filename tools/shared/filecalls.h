@@ -24,6 +24,8 @@ std::string folderof(const std::string &path);
 
 // New files, for reading and writing; -1 and errno.
 int createfile(const std::string &path, uint32_t mode);
+// A name that opens an open file in this process, where the system has such names.
+bool reachable(int file, std::string *way);
 // One without a name, in the directory of `path`; `way`: what opens it in this process.
 int createunnamed(const std::string &path, uint32_t mode, std::string *way);
 int linkunnamed(const std::string &way, const std::string &path);

@@ -98,14 +98,21 @@ int createfile(const std::string &path, uint32_t mode) {
     return ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
 }
 
+bool reachable(int file, std::string *way) {
+    const std::string name = "/proc/self/fd/" + std::to_string(file);
+    if (!samefile(file, name))
+        return false;
+    *way = name;
+    return true;
+}
+
 int createunnamed(const std::string &path, uint32_t mode, std::string *way) {
 #if defined(O_TMPFILE)
     const std::string folder = folderof(path) + ".";
     const int file = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, mode);
     if (file < 0)
         return -1;
-    *way = "/proc/self/fd/" + std::to_string(file);
-    if (samefile(file, *way))
+    if (reachable(file, way))
         return file;
     (void)::close(file);
 #else

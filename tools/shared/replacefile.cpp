@@ -55,7 +55,7 @@ template <class routine>
 int replacefile::withname(const char *sort, std::string *name, routine make) const {
     static std::atomic<unsigned> last{0};
     int code = 0;
-    for (const std::string &start : {place, folderof(place)})
+    for (const std::string &start : {where, folderof(where)})
         for (int i = 0; i < attempts; ++i) {
             const std::string number =
                 std::to_string(processnumber()) + "-" + std::to_string(last++);
@@ -72,13 +72,24 @@ int replacefile::withname(const char *sort, std::string *name, routine make) con
 }
 
 outcome replacefile::create(const std::string &path, const char *mark) {
+    return begin(path, mark, nullptr);
+}
+
+outcome replacefile::createin(const std::string &folder, const std::string &path,
+                              const char *mark) {
+    return begin(path, mark, &folder);
+}
+
+outcome replacefile::begin(const std::string &path, const char *mark, const std::string *folder) {
     place = path;
+    elsewhere = folder != nullptr;
     marked = std::string(".") + mark + "-";
     int code = followlinks(&place);
     if (code == 0)
         code = lookat(place, &old);
     if (code == 0)
-        code = notplain(old);
+        code = elsewhere && !old.found ? ENOENT : notplain(old);
+    where = elsewhere ? *folder + "/" + place.substr(folderof(place).size()) : place;
     if (code == 0)
         code = makefile();
     if (code == 0 && (strictrename || mustcopy()) && old.found)
@@ -90,11 +101,11 @@ outcome replacefile::create(const std::string &path, const char *mark) {
 
 int replacefile::makefile() {
     const uint32_t mode = old.found ? ownmode : newmode;
-    held = createunnamed(place, mode, &opens);
+    held = createunnamed(where, mode, &opens);
     if (held >= 0)
         return claimfile(held, false);
-    removedead(place + marked);
-    removedead(folderof(place) + marked);
+    removedead(where + marked);
+    removedead(folderof(where) + marked);
     const int code = withname("", &beside, [this, mode](const std::string &name) {
         held = createfile(name, mode);
         const int made = held < 0 ? errno : claimfile(held, true);
@@ -106,9 +117,10 @@ int replacefile::makefile() {
     return code;
 }
 
-// A file of several names, or of an owner to whom the new one cannot be given.
+// A file of several names, or of an owner to whom the new one cannot be given, or in
+// whose directory no other one can be made.
 bool replacefile::mustcopy() const {
-    return old.found && (old.links > 1 || giveowner(held, old) != 0);
+    return old.found && (elsewhere || old.links > 1 || giveowner(held, old) != 0);
 }
 
 // The target may have come or gone since create(), and once more meanwhile.
@@ -172,7 +184,7 @@ int replacefile::keepandcopy() {
     if (code != 0)
         return code;
     beside.clear();
-    code = syncfolder(place);
+    code = syncfolder(where);
     if (code == 0)
         code = reopen(saved);
     if (code == 0)

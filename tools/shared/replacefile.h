@@ -41,6 +41,9 @@ class replacefile {
     // there (EISDIR, EINVAL); whether it may be written is asked where it will be, see
     // commit().
     outcome create(const std::string &path, const char *mark);
+    // In another directory, for a plain file in whose own no file can be made: commit()
+    // copies it over that.
+    outcome createin(const std::string &folder, const std::string &path, const char *mark);
 
     // For reading and writing; -1: none is open.
     int descriptor() const { return held; }
@@ -73,6 +76,7 @@ class replacefile {
   private:
     template <class routine>
     int withname(const char *sort, std::string *name, routine make) const;
+    outcome begin(const std::string &path, const char *mark, const std::string *folder);
     int makefile();
     bool mustcopy() const;
     int fresh();
@@ -82,9 +86,10 @@ class replacefile {
     int reopen(const std::string &name);
     int close();
 
-    std::string place, marked, beside, opens, saved;
+    std::string place, where, marked, beside, opens, saved;
     filestate old; // as it was seen last
     int held = -1;
+    bool elsewhere = false; // not in the directory of the target
 };
 
 } // namespace shared
