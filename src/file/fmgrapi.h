@@ -1,4 +1,4 @@
-// The nine functions of the external file manager, and the numbers that requests
+// The functions of the external file manager, and the numbers that requests
 // to it are made of.  The manager is a library of another maker that keeps the
 // files of a COBOL run-time; whatever implements these functions can stand in
 // its place.
@@ -34,6 +34,9 @@ using ScanParmTypefn = uint32_t(KVRN_CALL *)(uint32_t parm, uint32_t *length, co
 using TermFileManagerfn = uint32_t(KVRN_CALL *)(fmgrsession session); // 0: ended
 using BldStrParmfn = uint32_t(KVRN_CALL *)(uint32_t parm, uint32_t length, const void *bytes);
 using BldFlagParmfn = uint32_t(KVRN_CALL *)(uint32_t parm, uint32_t length, const void *bytes);
+// Beside the nine, and not of every manager: the session has failed or was stopped, so
+// no output of it holds what was wanted.  0: noted.
+using FailFileManagerfn = uint32_t(KVRN_CALL *)(fmgrsession session);
 
 // One per session; the members bear the names that the library exports.
 struct fmgrtable {

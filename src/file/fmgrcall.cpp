@@ -39,7 +39,7 @@ bool fmgrcall::ask(void *data, fmgrreply *reply) {
         return false;
     note(table->InitMsgScan(message, scanreply, fmgrmsglength));
     fmgrvalue value;
-    if (!scan(fp_status, &value) || value.length == 0)
+    if (!scan(fp_status, &value) || value.bytes == nullptr)
         return false;
     *reply = {value.bytes[0], value.number};
     return true;

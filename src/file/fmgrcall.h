@@ -23,9 +23,9 @@ struct fmgrreply {
 };
 
 // A parameter of a reply.  The value lies in the manager's memory, until the next
-// request.
+// request.  One of a single byte is there whatever length is told.
 struct fmgrvalue {
-    const uint8_t *bytes; // null where length is 0
+    const uint8_t *bytes; // null: there are none, and length is 0
     uint32_t length;
     uint32_t number;
 };

@@ -99,6 +99,16 @@ int fmgrstart(qha5ctx *ctx) {
     });
 }
 
+void fmgrfail(const qha5ctx *ctx) {
+    (void)foreachmanaged(ctx, [ctx](const filectl *file) {
+        FailFileManagerfn tell;
+        if (file->fmmodule != nullptr && ctx->fmgrstarted != 0 &&
+            platform::findroutine(file->fmmodule, "FailFileManager", &tell))
+            (void)tell(file->fmtable->session);
+        return 0;
+    });
+}
+
 int fmgrstop(qha5ctx *ctx) {
     return foreachmanaged(ctx, [ctx](filectl *file) {
         if (file->fmmodule == nullptr)

@@ -14,6 +14,11 @@ namespace kvern {
 // or -1 with message 75.  Needs fmgrmodule.
 [[nodiscard]] int fmgrstop(qha5ctx *ctx);
 
+// Tells the manager that the session has failed or was stopped, before files are closed
+// as they are after a success.  Nothing, as often as it is told, where no session
+// runs or the manager does not want to know.
+void fmgrfail(const qha5ctx *ctx);
+
 // Message 75 of the file manager; -1.
 int failmanager(qha5ctx *ctx);
 

@@ -147,7 +147,7 @@ int32_t takereply(qha5ctx *ctx, filectl *file, fmgrcall &call) {
         fmgrvalue organisation;
         if (!call.scan(fp_organisation, &organisation))
             return failopen(ctx, file);
-        if (organisation.length == 0 || organisation.bytes[0] != org_indexed)
+        if (organisation.bytes == nullptr || organisation.bytes[0] != org_indexed)
             return failtoomany(ctx);
     }
     file->isopen = 1;

@@ -4,6 +4,7 @@
 #include "session/filepump.h"
 
 #include "file/filectl.h"
+#include "file/fmgrlibrary.h"
 #include "merge/recordcounts.h"
 #include "sort/blockflow.h"
 
@@ -34,6 +35,7 @@ int readinput(qha5ctx *ctx, filectl *file, uint32_t input) {
     if (openinput(ctx, file) != 0)
         return -1;
     if (readblocks(ctx, file, input) != 0) {
+        fmgrfail(ctx);
         (void)closeinput(ctx, file);
         return -1;
     }
@@ -85,6 +87,7 @@ int writeoutput(qha5ctx *ctx) {
     if (openoutput(ctx, file) != 0)
         return -1;
     if (writeblocks(ctx, file) != 0) {
+        fmgrfail(ctx);
         (void)closeoutput(ctx, file);
         return -1;
     }

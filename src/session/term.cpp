@@ -20,19 +20,24 @@ void statistic(qha5ctx *ctx, uint32_t row, uint32_t value, int level) {
     report(ctx, 0, statpoint + row, level);
 }
 
-int closeopen(qha5ctx *ctx, filectl *file) {
-    return file && file->isopen ? file->closefn(ctx, file) : 0;
-}
-
-// What a failure or an early close left open.
+// What a failure or an early close left open, and all files of a merge.  A session that
+// did not come to its end has failed for whoever keeps its output, and so has one of
+// which a close failed.
 int closefiles(qha5ctx *ctx) {
     int result = 0;
+    const auto closeone = [ctx, &result](filectl *file) {
+        if (!file || !file->isopen)
+            return;
+        if (ctx->state != st_finished || result != 0)
+            fmgrfail(ctx);
+        if (file->closefn(ctx, file) != 0)
+            result = -1;
+    };
     if (!ctx->apiinput && !ctx->stdinopt && ctx->infiles)
         for (uint32_t i = ctx->filecount; i-- != 0;)
-            if (closeopen(ctx, ctx->infiles[i]) != 0)
-                result = -1;
-    if (!ctx->apioutput && !ctx->stdoutopt && closeopen(ctx, ctx->outfile) != 0)
-        result = -1;
+            closeone(ctx->infiles[i]);
+    if (!ctx->apioutput && !ctx->stdoutopt)
+        closeone(ctx->outfile);
     return result;
 }
 

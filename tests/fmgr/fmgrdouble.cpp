@@ -1,5 +1,6 @@
 // A library under the file manager's name that does nothing itself.  Built a second
-// time with KVERN_WITHOUT_FLAGS it lacks one of the nine functions.
+// time with KVERN_WITHOUT_FLAGS it lacks one of the nine functions, with KVERN_WITH_FAIL
+// it has the tenth.
 #include "fmgr/fmgrstage.h"
 
 #include <cstdlib>
@@ -70,3 +71,8 @@ EXPORTED uint32_t ScanParmType(uint32_t parm, uint32_t *length, const void **val
 EXPORTED uint32_t TermFileManager(uintptr_t session) {
     return stage()->TermFileManager(session);
 }
+#if defined(KVERN_WITH_FAIL)
+EXPORTED uint32_t FailFileManager(uintptr_t session) {
+    return stage()->FailFileManager(session);
+}
+#endif

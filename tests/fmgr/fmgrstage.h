@@ -24,6 +24,7 @@ class fmgrstage {
     virtual uint32_t ScanParmType(uint32_t parm, uint32_t *length, const void **value,
                                   uint32_t *number) = 0;
     virtual uint32_t TermFileManager(uintptr_t session) = 0;
+    virtual uint32_t FailFileManager(uintptr_t session) = 0;
 
   protected:
     ~fmgrstage() = default;

@@ -1,4 +1,4 @@
-// The file manager through its nine functions: what lies in its files, what comes back
+// The file manager through its functions: what lies in its files, what comes back
 // from them, and what it refuses.
 #include "manager/managerclient.h"
 #include "support/randomness.h"

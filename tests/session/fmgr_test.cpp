@@ -182,17 +182,19 @@ unload
 
 } // namespace
 
+// A manager that wants to be told of failures hears of none.
 TEST(fmgr, requests_of_a_session) {
-    const productdirectory product(doublefolder());
-    for (const sequence &s : sequences) {
-        recordingmanager manager;
-        const managedresult result = run(s.job, manager);
-        EXPECT_EQ(joined(manager.lines), s.requests) << s.name;
-        EXPECT_EQ(manager.broken, "") << s.name;
-        EXPECT_EQ(result.opened, 0) << s.name;
-        EXPECT_EQ(result.closed, 0) << s.name << ", detail " << result.detail;
-        EXPECT_EQ(result.got.size(), s.job.outkind == nooutput ? 1U : 0U) << s.name;
-    }
+    for (const doublekind kind : {doublekind::plain, doublekind::told})
+        for (const sequence &s : sequences) {
+            const productdirectory product(doublefolder(kind));
+            recordingmanager manager;
+            const managedresult result = run(s.job, manager);
+            EXPECT_EQ(joined(manager.lines), s.requests) << s.name;
+            EXPECT_EQ(manager.broken, "") << s.name;
+            EXPECT_EQ(result.opened, 0) << s.name;
+            EXPECT_EQ(result.closed, 0) << s.name << ", detail " << result.detail;
+            EXPECT_EQ(result.got.size(), s.job.outkind == nooutput ? 1U : 0U) << s.name;
+        }
 }
 
 // ---- every call fails once --------------------------------------------------
@@ -232,7 +234,7 @@ constexpr size_t place_step = 1;
 
 // The lines that a session leaves when the call at `place` fails.
 std::vector<std::string> shortened(const std::vector<std::string> &whole,
-                                   const recordingmanager::place &place) {
+                                   const recordingmanager::place &place, bool told) {
     const bool performed = place.function >= fmgrfunction::FileManager ||
                            place.function == fmgrfunction::InitFileManager;
     const bool replied =
@@ -243,6 +245,8 @@ std::vector<std::string> shortened(const std::vector<std::string> &whole,
     const std::string &failed = whole[at];
     const size_t handle = failed.find('<');
     const bool moves = failed.rfind("0=1", 0) == 0 && handle != std::string::npos;
+    if (moves && told)
+        lines.emplace_back("FailFileManager");
     if (moves) // a record; its file is open
         lines.push_back("0=3" + failed.substr(failed.find(" 3="), 4) + " 5\"" +
                         failed.substr(handle, failed.find('>') - handle + 1) + "\"");
@@ -256,12 +260,13 @@ std::vector<std::string> shortened(const std::vector<std::string> &whole,
 } // namespace
 
 TEST(fmgr, every_call_fails_once) {
-    const productdirectory product(doublefolder());
     const managedjob jobs[] = {
         {KVRN_SORT, 'f', 2, {2}, {{"bb", "aa"}}, 19},
         {KVRN_SORT, 'v', 2, {18}, {{"bb", "a"}}, 18},
     };
     for (const managedjob &job : jobs) {
+        const bool told = &job != jobs;
+        const productdirectory product(doublefolder(told ? doublekind::told : doublekind::plain));
         recordingmanager whole;
         ASSERT_EQ(run(job, whole).closed, 0);
         std::map<fmgrfunction, size_t> seen;
@@ -273,7 +278,7 @@ TEST(fmgr, every_call_fails_once) {
             if (i % place_step != 0)
                 continue;
             const managedresult result = run(job, manager);
-            const std::vector<std::string> expected = shortened(whole.lines, place);
+            const std::vector<std::string> expected = shortened(whole.lines, place, told);
             const bool replied = place.function == fmgrfunction::InitMsgScan ||
                                  place.function == fmgrfunction::ScanParmType;
             const std::string &failed = whole.lines[place.line - (replied ? 1 : 0)];
@@ -321,7 +326,15 @@ const std::string twelve = "<in0>......."; // the longest handle
 
 const replyrow replyrows[] = {
     {"start refused", 2, 2, 'f', WHEN(r.code() == 16, r.status(0x30)), {75, 231}, 0},
-    {"no status byte", 2, 2, 'f', WHEN(r.code() == 16, r.reply[1] = {}), {75, 231}, 0},
+    {"no status", 2, 2, 'f', WHEN(r.code() == 16, r.reply.erase(1)), {75, 231}, 0},
+    {"a status of no length", 18, 2, 'f', WHEN(true, r.reply[1].measured = false), {0, 0}, 0},
+    {"also of a failure",
+     2,
+     2,
+     'f',
+     WHEN(r.code() == 16, r.reply[1] = {"\x30", 0, false}),
+     {75, 231},
+     0},
     {"end: no reply is read", 2, 2, 'f', WHEN(r.code() == 17, r.reply.clear()), {0, 0}, 0},
 
     {"may not read", 2, 2, 'f', WHEN(r.code() == 1, r.status(0x37, 4)), {37, 216}, 0},
@@ -347,6 +360,7 @@ const replyrow replyrows[] = {
     {"no handle", 2, 2, 'f', WHEN(r.code() == 1, r.reply.erase(5)), {32, 208}, 0},
     {"no organisation", 18, 2, 'f', WHEN(r.code() == 1, r.reply.erase(3)), {32, 208}, 0},
     {"another one", 18, 2, 'f', WHEN(r.code() == 1, r.reply[3].bytes = "\4"), {33, 209}, 0},
+    {"one of no length", 18, 2, 'f', WHEN(r.code() == 1, r.reply[3].measured = false), {0, 0}, 0},
     {"an empty one", 18, 2, 'f', WHEN(r.code() == 1, r.reply[3].bytes = ""), {33, 209}, 0},
 
     {"kind 2 looks at the length alone",
@@ -396,29 +410,31 @@ TEST(fmgr, replies) {
     }
 }
 
-TEST(fmgr, a_stop_closes_what_is_open) {
-    const productdirectory product(doublefolder());
-    recordingmanager manager;
+// A manager that knows of no failures sees the requests of a success.
+TEST(fmgr, a_stop_is_told_and_closes_what_is_open) {
     managedjob job = {KVRN_COPY, 'f', 20000, {19}, {{std::string(20000, 'x')}}, 2};
     job.memsize = KVRN_MEM_MIN; // a block holds the record alone
     job.stopat = 6;
-    const managedresult result = run(job, manager);
-    EXPECT_EQ(joined(manager.lines),
-              R"(load
+    for (const doublekind kind : {doublekind::plain, doublekind::told}) {
+        const productdirectory product(doublefolder(kind));
+        recordingmanager manager;
+        const managedresult result = run(job, manager);
+        const std::string told = kind == doublekind::told ? "FailFileManager\n" : "";
+        EXPECT_EQ(joined(manager.lines), R"(load
 InitFileManager
 0=16 19=2 34=5 35=1
 0=1 3=2 16=2 6"out" 22:80600900 10=20000
 0=1 3=4 16=2 6"in0" 22:00090800 10=20000
 0=10 3=4 5"<in0>" 25:80 30=20000
-0=3 3=4 5"<in0>"
-0=3 3=2 5"<out>"
+)" + told + "0=3 3=4 5\"<in0>\"\n" + told + R"(0=3 3=2 5"<out>"
 0=17
 TermFileManager
 unload
 )");
-    EXPECT_EQ(result.opened, 1);
-    EXPECT_EQ(result.closed, 1);
-    EXPECT_EQ(result.detail, 0U);
+        EXPECT_EQ(result.opened, 1);
+        EXPECT_EQ(result.closed, 1);
+        EXPECT_EQ(result.detail, 0U);
+    }
 }
 
 // ---- the library ------------------------------------------------------------
@@ -441,7 +457,7 @@ TEST(fmgr, is_found_where_the_setting_says) {
         {doublefolder() + separator, 14},
         {empty.path(), 0},
         {text.path(), 0},
-        {doublefolder(true), 2},
+        {doublefolder(doublekind::lacking), 2},
 #if !defined(_WIN32) // where the manager of this tree lies beside the program
         {"", 0},
 #endif

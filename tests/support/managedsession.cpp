@@ -107,8 +107,9 @@ struct session {
 
 } // namespace
 
-std::string doublefolder(bool lacking) {
-    return std::string(KVERN_BINARY_DIR) + (lacking ? "/fmgr_lacking" : "/fmgr_double");
+std::string doublefolder(doublekind kind) {
+    static constexpr const char *folders[] = {"/fmgr_double", "/fmgr_lacking", "/fmgr_told"};
+    return std::string(KVERN_BINARY_DIR) + folders[static_cast<size_t>(kind)];
 }
 
 managedresult run(const managedjob &job, recordingmanager &manager) {

@@ -33,8 +33,9 @@ struct managedresult {
     std::vector<std::string> got{}; // what the caller was given
 };
 
-// The folder of the double's library, and of one that lacks a function.
-[[nodiscard]] std::string doublefolder(bool lacking = false);
+// The folder of the double's library, and of those with a function fewer and one more.
+enum class doublekind : uint8_t { plain, lacking, told };
+[[nodiscard]] std::string doublefolder(doublekind kind = doublekind::plain);
 
 // Files of kind 18 are there as far as the engine itself reads them: a head with
 // one key, the record's first byte.

@@ -158,6 +158,12 @@ uint32_t recordingmanager::TermFileManager(uintptr_t session) {
     return failed ? 1 : 0;
 }
 
+uint32_t recordingmanager::FailFileManager(uintptr_t session) {
+    expect(session == sessionvalue, "session of FailFileManager");
+    lines.emplace_back("FailFileManager");
+    return 0;
+}
+
 // ---- building ---------------------------------------------------------------
 
 uint32_t recordingmanager::InitReqMsgBuild(void *buffer, uint32_t length) {
@@ -272,7 +278,7 @@ uint32_t recordingmanager::ScanParmType(uint32_t parm, uint32_t *length, const v
     const auto found = now.reply.find(parm);
     if (failed || found == now.reply.end())
         return no;
-    *length = static_cast<uint32_t>(found->second.bytes.size());
+    *length = found->second.measured ? static_cast<uint32_t>(found->second.bytes.size()) : 0;
     *bytes = found->second.bytes.data();
     *number = found->second.number;
     return yes;

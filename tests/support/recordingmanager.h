@@ -41,6 +41,7 @@ class recordingmanager final : public fmgrstage {
     struct value {
         std::string bytes{};
         uint32_t number = 0;
+        bool measured = true; // otherwise a length of 0 is told
     };
     using parms = std::map<uint32_t, value>;
     struct request {
@@ -87,6 +88,7 @@ class recordingmanager final : public fmgrstage {
     uint32_t ScanParmType(uint32_t parm, uint32_t *length, const void **value,
                           uint32_t *number) override;
     uint32_t TermFileManager(uintptr_t session) override;
+    uint32_t FailFileManager(uintptr_t session) override;
 
   private:
     bool fails(fmgrfunction function);

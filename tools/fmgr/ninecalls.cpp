@@ -101,3 +101,7 @@ uint32_t FMGR_CALL ScanParmType(uint32_t number, uint32_t *length, const void **
 uint32_t FMGR_CALL TermFileManager(uintptr_t session) {
     return guarded([=] { return fmgr::endsession(session); }, false) ? 0 : 1;
 }
+
+uint32_t FMGR_CALL FailFileManager(uintptr_t session) {
+    return guarded([=] { return fmgr::failsession(session); }, false) ? 0 : 1;
+}

@@ -1,4 +1,5 @@
-// The nine functions of the file manager, as its library exports them.  Builders and
+// The nine functions of the file manager, as its library exports them, and a tenth for
+// callers that know of it.  Builders and
 // scanners work on the message that the calling thread began last; their result is 0
 // on failure.  docs/file-manager.md tells the requests.
 #pragma once
@@ -29,6 +30,9 @@ FMGR_EXPORT uint32_t FMGR_CALL InitMsgScan(void *buffer, uint32_t two, uint32_t 
 FMGR_EXPORT uint32_t FMGR_CALL ScanParmType(uint32_t number, uint32_t *length, const void **value,
                                             uint32_t *numeric);
 FMGR_EXPORT uint32_t FMGR_CALL TermFileManager(uintptr_t session); /* 0: ended */
+/* The session has failed: whatever output of it is closed from now on is dropped, and the
+ * file that it would replace stays.  0: noted. */
+FMGR_EXPORT uint32_t FMGR_CALL FailFileManager(uintptr_t session);
 
 #ifdef __cplusplus
 }

@@ -127,7 +127,7 @@ void close(exchange &x) {
     const openfile &file = node.mapped();
     if (file.broken)
         fail(status::failed);
-    if (file.out)
+    if (file.out && !x.in.failed)
         file.out->commit();
 }
 

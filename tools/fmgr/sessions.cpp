@@ -36,6 +36,15 @@ std::shared_ptr<session> findsession(sessionvalue value) {
     return found != all.sessions.end() ? found->second : nullptr;
 }
 
+bool failsession(sessionvalue value) {
+    const std::shared_ptr<session> found = findsession(value);
+    if (!found)
+        return false;
+    const std::lock_guard<std::mutex> lock(found->busy);
+    found->failed = true;
+    return true;
+}
+
 bool endsession(sessionvalue value) {
     sessiontable &all = table();
     std::shared_ptr<session> ended; // let go of outside the lock

@@ -21,6 +21,7 @@ struct openfile {
 struct session {
     std::mutex busy;
     std::map<uint64_t, openfile> files;
+    bool failed = false; // no output is put in its place any more
 };
 
 using sessionvalue = uintptr_t;
@@ -28,6 +29,8 @@ using sessionvalue = uintptr_t;
 // 0: none can be made.
 sessionvalue beginsession();
 std::shared_ptr<session> findsession(sessionvalue value);
+// Its outputs are given up when they are closed.  False: there is no such session.
+bool failsession(sessionvalue value);
 // What it has open for output is given up.  False: there is no such session.
 bool endsession(sessionvalue value);
 
