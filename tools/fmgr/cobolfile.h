@@ -31,11 +31,12 @@ enum class status : uint8_t {
 // Thrown by whatever cannot go on; ends as the status of a reply.
 struct failure {
     status state;
-    int code; // the C library's error number; 0: none
+    int code;              // the C library's error number; 0: none
+    std::string kept = {}; // a whole output that stays under this name
 };
 
-[[noreturn]] inline void fail(status state, int code = 0) {
-    throw failure{state, code};
+[[noreturn]] inline void fail(status state, int code = 0, const std::string &kept = {}) {
+    throw failure{state, code, kept};
 }
 
 enum class organisation : uint8_t { sequential = 2, relative = 4, indexed = 6 };

@@ -216,6 +216,9 @@ void reply(const exchange &x, const failure &result, void *buffer, uint32_t leng
     }
     if (x.haslength)
         addnumber(pm_length, x.length);
+    if (!result.kept.empty())
+        add(pm_path, 0, static_cast<uint32_t>(result.kept.size()),
+            reinterpret_cast<const uint8_t *>(result.kept.data()));
     if (result.code != 0)
         errno = result.code; // callers look there as well
 }

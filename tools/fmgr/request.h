@@ -12,7 +12,7 @@ enum parm : uint32_t {
     pm_status = 1, // reply: the file status; its number is the C library's error
     pm_organisation = 3,
     pm_handle = 5,
-    pm_path = 6,
+    pm_path = 6, // reply to a close that failed: where the output is kept
     pm_shortest = 9,
     pm_longest = 10,
     pm_keyparts = 18,

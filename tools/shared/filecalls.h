@@ -30,6 +30,8 @@ bool reachable(int file, std::string *way);
 int createunnamed(const std::string &path, uint32_t mode, std::string *way);
 int linkunnamed(const std::string &way, const std::string &path);
 
+// Nothing but a plain file, for reading, and its size; -1 and errno (EISDIR, EINVAL).
+int openplain(const std::string &path, uint64_t *size);
 int openagain(const std::string &path);            // for reading and writing; -1 and errno
 int openover(const std::string &path);             // for writing, as it is
 int64_t readonce(int file, void *to, size_t room); // -1 and errno

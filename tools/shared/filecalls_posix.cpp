@@ -127,6 +127,24 @@ int linkunnamed(const std::string &way, const std::string &path) {
         [&] { return ::linkat(AT_FDCWD, way.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW); });
 }
 
+// Opening a pipe that has no writer must not wait.
+int openplain(const std::string &path, uint64_t *size) {
+    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (file < 0)
+        return -1;
+    struct stat state;
+    int code = ::fstat(file, &state) == 0 ? 0 : errno;
+    if (code == 0 && !S_ISREG(state.st_mode))
+        code = S_ISDIR(state.st_mode) ? EISDIR : EINVAL;
+    if (code == 0) {
+        *size = static_cast<uint64_t>(state.st_size);
+        return file;
+    }
+    (void)::close(file);
+    errno = code;
+    return -1;
+}
+
 int openagain(const std::string &path) {
     return ::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
 }

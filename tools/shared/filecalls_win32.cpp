@@ -137,6 +137,23 @@ int linkunnamed(const std::string &, const std::string &) {
     return ENOSYS;
 }
 
+int openplain(const std::string &path, uint64_t *size) {
+    const int file = _open(path.c_str(), _O_RDONLY | openflags);
+    if (file < 0)
+        return -1;
+    struct _stati64 state;
+    int code = _fstati64(file, &state) == 0 ? 0 : errno;
+    if (code == 0 && (state.st_mode & _S_IFMT) != _S_IFREG)
+        code = EINVAL;
+    if (code == 0) {
+        *size = static_cast<uint64_t>(state.st_size);
+        return file;
+    }
+    (void)_close(file);
+    errno = code;
+    return -1;
+}
+
 int openagain(const std::string &path) {
     return _open(path.c_str(), _O_RDWR | openflags);
 }
