@@ -31,6 +31,40 @@ TEST(details, the_system_decides_where_temporary_files_fail) {
     }
 }
 
+TEST_F(endings, what_cannot_be_said_is_no_success) {
+    writefile("in", "b\na\n");
+    for (const char *verb :
+         {"--version", "help", "help sort", "--help", "copy --help", "completion bash",
+          "completion --help", "sort --explain in", "check --explain in", "sort in"})
+        for (const auto &[to, code] : {std::pair("/dev/full", 6), std::pair("&-", 5)}) {
+            const std::string line = program + " " + verb + " >" + to + " 2> err";
+            EXPECT_EQ(exitcode(std::system(line.c_str())), code) << line;
+        }
+}
+
+TEST_F(endings, arguments_that_mean_nothing) {
+    const std::pair<const char *, const char *> refused[] = {
+        {"sort -o ''", "-o \"\" names no file"},
+        {"sort -S ''", "-S \"\" is no size"},
+        {"sort --header 0x10", "\"0x10\" is no number"},
+        {"sort --fixed ' 5'", "\" 5\" is no number"},
+        {"sort --fixed +5", "\"+5\" is no number"},
+        {"sort --max-line 4294967296", "\"4294967296\" is no number"},
+        {"sort -k 2147483647", "names field 2147483647"},
+        {"copy -w \"$2147483647 = 'a'\"", "names field 2147483647"},
+    };
+    for (const auto &[arguments, words] : refused) {
+        const outcome got = run(arguments, "b\na\n");
+        EXPECT_EQ(got.code, 2) << arguments;
+        EXPECT_NE(got.err.find(words), std::string::npos) << got.err;
+    }
+    EXPECT_EQ(run("sort --header 010", std::string(9, '\n') + "c\nb\na\n").out,
+              std::string(9, '\n') + "c\na\nb\n"); // no octal number
+    const outcome raw = run("sort 'a\x1B[2J\nb'");
+    EXPECT_EQ(raw.code, 5);
+    EXPECT_EQ(raw.err.rfind("kvern: a\\x1B[2J\\x0Ab: ", 0), 0U) << raw.err;
+}
+
 TEST_F(endings, full_places_and_few_descriptors) {
     const auto shell = [this](const std::string &limits, const std::string &rest) {
         const std::string line = "(" + limits + "; exec " + program + " sort " + rest + ") 2> err";

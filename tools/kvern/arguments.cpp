@@ -6,13 +6,14 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
 #include <numeric>
 #include <string_view>
 
 namespace command {
 
 namespace {
+
+constexpr const char *sizeform = "give a number with b, K or M behind it, as -S 4M";
 
 bool given(const CLI::App &app, const char *name) {
     const CLI::Option *option = app.get_option_no_throw(name);
@@ -106,7 +107,7 @@ bool parsejob(jobkind kind, int argc, const char *const *argv, joboptions &out) 
     try {
         app->parse(argc, words.data());
     } catch (const CLI::CallForHelp &) {
-        std::fputs(app->help().c_str(), stdout);
+        printtext(app->help());
         return false;
     } catch (const CLI::ParseError &error) {
         const std::string list =
@@ -126,6 +127,10 @@ bool parsejob(jobkind kind, int argc, const char *const *argv, joboptions &out) 
         refuse("--where and --where-file exclude each other", "join them with \"and\"");
     out.rebuildgiven = given(*app, "--rebuild");
     out.separator = unescaped(out.separator);
+    if (given(*app, "-o") && out.output.empty())
+        refuse("-o \"\" names no file", "leave it out to write to standard output");
+    if (given(*app, "-S") && out.memory.empty())
+        refuse("-S \"\" is no size", sizeform);
     return true;
 }
 
@@ -147,7 +152,7 @@ uint32_t memorysize(const std::string &text) {
         if (number < most) // beyond that it can only be too large
             number = number * 10 + static_cast<uint64_t>(text[digits] - '0');
     if (digits == 0 || digits + 1 < text.size())
-        refuse(argument + " is no size", "give a number with b, K or M behind it, as -S 4M");
+        refuse(argument + " is no size", sizeform);
     uint64_t unit = 0;
     switch (digits == text.size() ? 'K' : text[digits]) {
     case 'b':
@@ -169,7 +174,7 @@ uint32_t memorysize(const std::string &text) {
         unit = uint64_t{1} << 30;
         break;
     default:
-        refuse(argument + " is no size", "give a number with b, K or M behind it, as -S 4M");
+        refuse(argument + " is no size", sizeform);
     }
     const uint64_t bytes = number * unit;
     if (bytes > most) {

@@ -73,7 +73,7 @@ class explainer {
     std::string text;
 
     void section(const std::string &title) { text += title + "\n"; }
-    void line(const std::string &what) { text += "  " + what + "\n"; }
+    void line(const std::string &what) { text += "  " + printable(what) + "\n"; }
 
     void files() {
         for (const inputsource &source : sources)
@@ -246,7 +246,7 @@ void trydescription(const jobplan &plan) {
 void explainjob(const joboptions &options, const std::vector<inputsource> &sources,
                 const jobplan &plan) {
     trydescription(plan);
-    std::fputs(explainer(options, sources, plan).run().c_str(), stdout);
+    printtext(explainer(options, sources, plan).run());
 }
 
 } // namespace command

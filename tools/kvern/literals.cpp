@@ -155,7 +155,7 @@ void refuseat(const std::string &option, const std::string &text, size_t at,
         where += ", line " +
                  std::to_string(1 + std::count(text.begin(),
                                                text.begin() + static_cast<ptrdiff_t>(from), '\n'));
-    refuse(where + ": " + why + "\n  " + shown + "\n  " + std::string(caret, ' ') + '^', "");
+    refuse(where + ": " + why, shown + "\n  " + std::string(caret, ' ') + '^');
 }
 
 bool readliteral(const std::string &option, const std::string &text, size_t &at, bool ebcdic,

@@ -2,12 +2,12 @@
 // and an exit code.
 
 #include "arguments.h"
+#include "cleanup.h"
 #include "completion.h"
 #include "jobrun.h"
 #include "report.h"
 #include "streams.h"
 
-#include <cstdio>
 #include <cstring>
 #include <new>
 #include <string>
@@ -37,7 +37,7 @@ void completionverb(int argc, const char *const *argv) {
     if (argc != 2)
         refuse("completion needs the name of one shell", "bash, zsh or fish");
     const bool help = std::strcmp(argv[1], "--help") == 0;
-    std::fputs((help ? completionhelp() : completionscript(argv[1])).c_str(), stdout);
+    printtext(help ? completionhelp() : completionscript(argv[1]));
 }
 
 struct verb {
@@ -84,10 +84,9 @@ void run(int argc, const char *const *argv) {
         refuse("a command is missing", "\"kvern help\" lists the commands");
     const std::string first = argv[1];
     if (first == "--version") {
-        std::puts("kvern " KVERN_VERSION);
+        printtext("kvern " KVERN_VERSION "\n");
     } else if (first == "help" || first == "--help") {
-        const std::string text = argc > 2 ? needverb(argv[2]).help() : overview();
-        std::fputs(text.c_str(), stdout);
+        printtext(argc > 2 ? needverb(argv[2]).help() : overview());
     } else {
         needverb(argv[1]).run(argc - 1, argv + 1);
     }
@@ -100,6 +99,7 @@ int exitcode(ending code) {
 } // namespace
 
 int main(int argc, char **argv) {
+    cleanatend();
     usebinarystreams();
     catchsignals();
     failure what{ending::internal, "", ""};
@@ -113,7 +113,8 @@ int main(int argc, char **argv) {
     } catch (const failure &thrown) {
         what = thrown;
     } catch (const std::bad_alloc &) {
-        what = {ending::room, "no memory", ""};
+        saydirectly(nomemory);
+        return exitcode(ending::room);
     } catch (const std::exception &unexpected) {
         what.what = unexpected.what();
     }

@@ -1,5 +1,6 @@
 #include "optiontable.h"
 
+#include "fieldtypes.h"
 #include "helptexts.h"
 #include "report.h"
 
@@ -50,13 +51,15 @@ CLI::Validator oneof(const std::vector<std::string> &words) {
         "");
 }
 
+// Digits alone: the library would take them for octal behind a 0, and 0x10 for a number.
 CLI::Validator positive() {
     return CLI::Validator(
-        [](const std::string &text) {
+        [](std::string &text) {
             uint32_t number = 0;
-            return CLI::detail::lexical_cast(text, number) && number > 0 && text[0] != '-'
-                       ? std::string()
-                       : quoted(text) + " is no number from 1 up";
+            if (!parsenumber(text, &number) || number == 0)
+                return command::quoted(text) + " is no number from 1 up";
+            text = std::to_string(number);
+            return std::string();
         },
         "");
 }
@@ -65,11 +68,11 @@ void addform(CLI::App &app, joboptions &out) {
     const char *group = "Record form";
     app.add_option("--fixed", out.fixed, "Records of N bytes each")
         ->type_name("N")
-        ->check(positive())
+        ->transform(positive())
         ->group(group);
     app.add_option("--variable", out.variable, "Records of up to MAX bytes, with --framing")
         ->type_name("MAX")
-        ->check(positive())
+        ->transform(positive())
         ->group(group);
     app.add_option("--framing", out.framing,
                    "Where the lengths of variable records lie, in input and output")
@@ -91,7 +94,7 @@ void addform(CLI::App &app, joboptions &out) {
                    "Longest line without its end (default: the longest there is; for check "
                    "4096 of a long pipe)")
         ->type_name("N")
-        ->check(positive())
+        ->transform(positive())
         ->group(group);
 }
 
@@ -165,7 +168,7 @@ void addshape(CLI::App &app, joboptions &out) {
                    "The first N records or lines of each input stay out of it; those of the "
                    "first input lead the output")
         ->type_name("N")
-        ->check(positive())
+        ->transform(positive())
         ->group(group);
     app.add_option_function<std::string>(
            "--short", [&out](const std::string &word) { out.dropshort = word == "drop"; },

@@ -235,6 +235,11 @@ void plantext(const joboptions &options, std::vector<inputsource> &sources, jobp
         form.fields.push_back(plan.engine.conditions.lastfield);
         form.keynames.push_back("--where");
     }
+    for (size_t i = 0; i < form.fields.size(); ++i)
+        if (form.fields[i] > internalroom)
+            refuse(form.keynames[i] + " names field " +
+                       std::to_string(form.fields[i] + uint64_t{1}),
+                   "lines have at most " + std::to_string(internalroom) + " bytes");
     const bool wantswidth = std::any_of(users.begin(), users.end(),
                                         [](const fielduser &user) { return user.length == 0; });
     const bool allknown = std::all_of(sources.begin(), sources.end(), [](const inputsource &one) {

@@ -2,6 +2,7 @@
 
 #include "streams.h"
 
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 
@@ -34,8 +35,12 @@ void refuse(const std::string &what, const std::string &advice) {
     throw failure{ending::usage, what, advice};
 }
 
+void printtext(const std::string &text) {
+    writefile(standardoutput, "standard output", text.data(), text.size());
+}
+
 void printfailure(const failure &what) {
-    std::string text = colored("kvern:", red) + " " + what.what + "\n";
+    std::string text = colored("kvern:", red) + " " + printable(what.what) + "\n";
     std::string second = what.advice;
     if (what.detail != 0) {
         if (!second.empty())
@@ -50,11 +55,25 @@ void printfailure(const failure &what) {
 
 void printnote(const std::string &text) {
     if (!current.quiet)
-        std::fputs((colored("kvern: note:", yellow) + " " + text + "\n").c_str(), stderr);
+        std::fputs((colored("kvern: note:", yellow) + " " + printable(text) + "\n").c_str(),
+                   stderr);
 }
 
 std::string quoted(const std::string &text) {
     return '"' + text + '"';
+}
+
+std::string printable(const std::string &text) {
+    constexpr char digits[] = "0123456789ABCDEF";
+    std::string out;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (std::iscntrl(byte))
+            out += {'\\', 'x', digits[byte / 16], digits[byte % 16]};
+        else
+            out += c;
+    }
+    return out;
 }
 
 std::string plural(uint64_t count, const char *noun) {

@@ -45,9 +45,13 @@ void settle(const manner &how);
 // `auto` asks the terminal, and NO_COLOR forbids.
 bool wantscolor(const std::string &mode);
 
+// To standard output; throws where that fails.
+void printtext(const std::string &text);
 void printfailure(const failure &what);
 void printnote(const std::string &text);
 
+// Bytes that would command a terminal, as \x1B; names of files may hold any.
+std::string printable(const std::string &text);
 // A word as the user typed it, in double quotes.
 std::string quoted(const std::string &text);
 std::string plural(uint64_t count, const char *noun);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 namespace command {
 
@@ -17,9 +18,15 @@ constexpr uint32_t version = KVRN_VERSION_L4;
 constexpr uint32_t workbetween = 1u << 20;
 constexpr uint32_t callwork = 256; // that a call is worth by itself
 
+// Nothing may be thrown through the engine's calls: what cannot be shown now is shown at
+// the next look.
 int KVRN_CALL stophook(KVRNSESS *sess, void *watcher) {
-    if (watcher)
-        static_cast<watch *>(watcher)->look(sess);
+    try {
+        if (watcher)
+            static_cast<watch *>(watcher)->look(sess);
+    } catch (const std::bad_alloc &) {
+        return stopwanted() ? 1 : 0;
+    }
     return stopwanted() ? 1 : 0;
 }
 
@@ -81,9 +88,15 @@ session::session(const description &what, uint32_t &sumstop)
 }
 
 session::~session() {
-    if (open)
-        kvrnclse(version, &link, &prim, &sess);
+    closeopen(this);
     kvrnhook(nullptr, nullptr);
+}
+
+void session::closeopen(void *self) {
+    auto *one = static_cast<session *>(self);
+    if (one->open)
+        kvrnclse(version, &one->link, &one->prim, &one->sess);
+    one->open = false;
 }
 
 void session::look(uint32_t work) {

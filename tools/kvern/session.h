@@ -2,6 +2,7 @@
 // happens.  `detail` is looked at after every call, also where the result is 0.
 #pragma once
 
+#include "cleanup.h"
 #include "condition.h"
 #include "kvern.h"
 #include "watch.h"
@@ -90,7 +91,9 @@ class session {
     uint32_t &sumstopped;
     watch *watcher;
     uint32_t unseen = 0;
+    cleanup closing{closeopen, this};
 
+    static void closeopen(void *self);
     void look(uint32_t work);
     void check(const char *call, int result);
 };

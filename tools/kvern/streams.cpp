@@ -275,6 +275,15 @@ void writefile(int descriptor, const std::string &path, const void *from, size_t
     }
 }
 
+void saydirectly(const char *text) {
+    size_t left = std::strlen(text);
+    int64_t count;
+    while (left != 0 && (count = writeonce(standarderror, text, left)) > 0) {
+        text += count;
+        left -= static_cast<size_t>(count);
+    }
+}
+
 std::string systemerror() {
     return std::strerror(errno);
 }

@@ -46,6 +46,8 @@ void closeinput(int descriptor);
 int openstream(const std::string &path);
 // All of it, or throws the failure of the file.
 void writefile(int descriptor, const std::string &path, const void *from, size_t length);
+// To standard error, where no memory may be taken; that it fails is told nowhere.
+void saydirectly(const char *text);
 // Up to `room` bytes; 0 at the end, -1 on failure.  Throws `stopped` when a
 // signal came in between.
 int64_t readsome(int descriptor, void *to, size_t room);

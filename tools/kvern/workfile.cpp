@@ -81,10 +81,16 @@ int scratchfile::makenamed(const std::string &prefix) {
 }
 
 scratchfile::~scratchfile() {
-    if (descriptor >= 0)
-        closeinput(descriptor);
-    if (!name.empty())
-        static_cast<void>(shared::removefile(name));
+    remove(this);
+}
+
+void scratchfile::remove(void *self) {
+    auto *one = static_cast<scratchfile *>(self);
+    if (one->descriptor >= 0)
+        closeinput(one->descriptor);
+    one->descriptor = -1;
+    if (!one->name.empty())
+        static_cast<void>(shared::removefile(one->name));
 }
 
 void scratchfile::clear() {
@@ -163,6 +169,10 @@ void outputsink::makefile(const std::string &path, const std::vector<std::string
 outputsink::~outputsink() {
     if (opened)
         closeinput(descriptor);
+}
+
+void outputsink::remove(void *self) {
+    static_cast<outputsink *>(self)->file.drop();
 }
 
 void outputsink::write(const void *data, size_t length) {

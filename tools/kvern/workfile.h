@@ -3,6 +3,7 @@
 // name while it is written, so that nothing is left behind whatever ends the process.
 #pragma once
 
+#include "cleanup.h"
 #include "shared/replacefile.h"
 #include "streams.h"
 
@@ -31,7 +32,9 @@ class scratchfile {
   private:
     std::string shown, name, way; // name: empty where it has none
     int descriptor = -1;
+    cleanup leftover{remove, this};
 
+    static void remove(void *self);
     int makenamed(const std::string &prefix);
 };
 
@@ -74,7 +77,9 @@ class outputsink {
     bool opened = false; // a stream of its own
     std::string buffer;
     uint64_t total = 0;
+    cleanup leftover{remove, this};
 
+    static void remove(void *self);
     void findstream(const std::string &path, const std::vector<fileidentity> &inputs);
     void makefile(const std::string &path, const std::vector<std::string> &tempdirs,
                   const std::vector<fileidentity> &inputs);
