@@ -15,8 +15,8 @@ namespace kvern {
 [[nodiscard]] int openoutput(qha5ctx *ctx, filectl *file);
 [[nodiscard]] int closeoutput(qha5ctx *ctx, filectl *file);
 
-// The name for messages: a standard stream has none of its own, nor a mode, so
-// the one who writes asks for the output's.
+// The name for messages about moving data: a standard stream has none of its own,
+// nor a mode, so the one who writes asks for the output's.
 const char *messagename(const filectl *file);
 const char *outputname(const filectl *file);
 

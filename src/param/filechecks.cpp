@@ -15,13 +15,18 @@ bool isplain(const filectl &file) {
     return file.kind == KVRN_FILE_PLAIN || file.kind == KVRN_FILE_DESCRIPTOR;
 }
 
+// Standard output is told as it was given: without a name.
+const char *givenname(const qha5ctx *ctx, const filectl &file) {
+    return &file == ctx->outfile && file.name == nullptr ? "" : messagename(&file);
+}
+
 int badattribute(qha5ctx *ctx, const filectl &file, uint32_t detail) {
-    return fail(ctx, 30, detail, messagename(&file));
+    return fail(ctx, 30, detail, givenname(ctx, file));
 }
 
 // Plain files hold no variable records.
 int badformat(qha5ctx *ctx, const filectl &file) {
-    return fail(ctx, 29, KVRN_D_FORMAT, messagename(&file));
+    return fail(ctx, 29, KVRN_D_FORMAT, givenname(ctx, file));
 }
 
 // What the inputs looked at so far have in common.
