@@ -38,14 +38,15 @@ struct filectl {
     uint32_t special;   // no kind fills it yet
     uint32_t mode;      // 'r', 'w', 0 for the standard streams
     fileroutine openfn, closefn, readfn, writefn;
-    uint16_t devno;
-    uint32_t fileno;
+    uint32_t fileno;     // no kind fills it yet
     uint32_t filesize;   // no kind fills it yet
     uint32_t filereclen; // no kind fills it yet
     uint32_t blockcount; // blocks moved, counted by the callers of the slots
+    uint16_t devno;      // no kind fills it yet
     uint8_t eofseen;     // text: the end mark 0x1A was met
     uint8_t atend;       // kinds 18, 19: the manager has reported the end once
 };
+static_assert(sizeof(void *) != 4 || sizeof(filectl) == 84);
 
 struct file_fields {
     filectl **infiles;

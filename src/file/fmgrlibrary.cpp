@@ -9,11 +9,18 @@
 #include "session/arena.h"
 #include "session/qha9msg.h"
 
+#include <algorithm>
+
 namespace kvern {
 
 namespace {
 
 constexpr const char *managername = "TESLOV7"; // the manager in messages
+
+// Storage that sessions with files of the manager need, beside what they use: tables
+// for seven libraries, though one is ever loaded, and room to list the files.  It
+// counts for the storage size that will do, which callers know by experience.
+constexpr uint32_t tablecount = 7;
 
 // Calls `each` for the inputs and then the output until one says -1.
 template <class routine>
@@ -73,13 +80,18 @@ bool loadmanager(qha5ctx *ctx, filectl *loader) {
     return sendstart(ctx, table);
 }
 
-fmgrtable *newtable(qha5ctx *ctx) {
-    uint8_t *room = arenaneed(ctx, sizeof(fmgrtable));
+fmgrtable *newtables(qha5ctx *ctx) {
+    uint8_t *room = arenaneed(ctx, tablecount * sizeof(fmgrtable));
     if (room == nullptr)
         return nullptr;
-    auto *table = reinterpret_cast<fmgrtable *>(room);
-    *table = fmgrtable{};
-    return table;
+    auto *tables = reinterpret_cast<fmgrtable *>(room);
+    std::fill_n(tables, tablecount, fmgrtable{});
+    return tables;
+}
+
+// The list of the inputs and the output is not made: they are walked as they lie.
+bool listfits(const qha5ctx *ctx) {
+    return (uint64_t{ctx->filecount} + 1) * sizeof(filectl *) <= ctx->arenafree;
 }
 
 } // namespace
@@ -89,9 +101,11 @@ int failmanager(qha5ctx *ctx) {
 }
 
 int fmgrstart(qha5ctx *ctx) {
-    fmgrtable *table = newtable(ctx);
+    fmgrtable *table = newtables(ctx);
     if (table == nullptr || (ctx->fmgrmsg = arenaneed(ctx, fmgrmsgroom)) == nullptr)
         return -1;
+    if (!listfits(ctx))
+        return fail(ctx, 23, KVRN_D_STORAGE);
     return foreachmanaged(ctx, [ctx, table](filectl *file) {
         file->fmtable = table;
         const bool loads = file->libname != nullptr && ctx->fmgrmodule == nullptr;

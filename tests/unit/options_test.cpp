@@ -1,7 +1,10 @@
 // KVRNPRIM and KVRNFILE: what is refused, in which order, and what is stored.
 #include "unit/analysis_rig.h"
 
+#include "file/fmgrapi.h"
+#include "file/fmgrlibrary.h"
 #include "param/levels.h"
+#include "session/arena.h"
 
 namespace kvern::paramtest {
 
@@ -132,6 +135,18 @@ TEST_F(analysis, options_and_files_stored) {
     EXPECT_EQ(r.ctx.usefilemgr * 100 + r.ctx.usefilemgr19 * 10 + r.ctx.useindexed, 110);
     EXPECT_EQ(r.ctx.workkind, 'p');
     EXPECT_EQ(r.ctx.workpaths[1], nullptr);
+    // The manager asks for room for seven tables, its message and a list of the files;
+    // none of these here names its library, so none is loaded.
+    const auto fmgrroom = static_cast<uint32_t>(7 * sizeof(fmgrtable) + arenaround(2052));
+    const uint32_t listroom = 4 * sizeof(filectl *);
+    for (filectl *file : {r.ctx.infiles[0], r.ctx.infiles[1], r.ctx.outfile})
+        file->libname = nullptr;
+    for (const uint32_t missing : {0u, 1u}) {
+        r.ctx.arenafree = fmgrroom + listroom - missing;
+        EXPECT_EQ(fmgrstart(&r.ctx), missing != 0 ? -1 : 0);
+        EXPECT_EQ(r.ctx.lastmsg, missing != 0 ? 23u : 0u);
+        EXPECT_EQ(r.ctx.arenafree, listroom - missing);
+    }
 
     rig streams; // the lists and the path are not read
     streams.inputs({nullptr, nullptr});
