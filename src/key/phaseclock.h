@@ -5,8 +5,11 @@
 
 namespace kvern {
 
+// Takes the time.  False: the clock failed, which is told, and the session goes on.
+[[nodiscard]] bool readclock(qha5ctx *ctx, int64_t *when);
+
 // Where messages are so verbose that phases are timed: takes the time and notes how
-// long the session has run.  A clock that fails is told, and the session goes on.
+// long the session has run.
 void markphase(qha5ctx *ctx);
 
 } // namespace kvern

@@ -173,7 +173,7 @@ bool messageround();
 [[nodiscard]] void *threadword(unsigned which);
 void setthreadword(unsigned which, void *value);
 
-[[nodiscard]] bool currenttime(int64_t *seconds);
+[[nodiscard]] syserror currenttime(int64_t *seconds);
 [[nodiscard]] bool leadbyte(uint8_t byte); // opens a double-byte character
 
 enum class stream : uint8_t { output, error };

@@ -5,6 +5,7 @@
 #include "session/driver.h"
 
 #include "file/fmgrlibrary.h"
+#include "key/phaseclock.h"
 #include "merge/copy.h"
 #include "param/analysis.h"
 #include "param/crosscheck.h"
@@ -148,10 +149,7 @@ int takeunusedhead(qha5ctx *ctx) {
 void markstart(qha5ctx *ctx) {
     if (ctx->msglevel < lv_banner)
         return;
-    if (!platform::currenttime(&ctx->starttime)) {
-        setargs(ctx, msgarg::of("time"), msgarg::of(ctx->errnum));
-        report(ctx, 0, 83, lv_failure);
-    }
+    (void)readclock(ctx, &ctx->starttime);
     setargs(ctx);
     report(ctx, 0, statpoint + 52, lv_banner);
     setargs(ctx, msgarg::of(ctx->worksize / kilobyte));

@@ -208,8 +208,8 @@ void *threadword(unsigned which) {
 void setthreadword(unsigned which, void *value) {
     real::setthreadword(which, value);
 }
-bool currenttime(int64_t *seconds) {
-    return !struck() && real::currenttime(seconds);
+syserror currenttime(int64_t *seconds) {
+    return struck() ? deviceerror : real::currenttime(seconds);
 }
 bool leadbyte(uint8_t byte) {
     return real::leadbyte(byte);

@@ -431,9 +431,9 @@ void *threadword(unsigned which) {
 void setthreadword(unsigned which, void *value) {
     words[which] = value;
 }
-bool currenttime(int64_t *seconds) {
+syserror currenttime(int64_t *seconds) {
     *seconds = 1000000;
-    return !struck();
+    return struck() ? err_device : 0;
 }
 bool leadbyte(uint8_t byte) {
     return (byte >= 0x81 && byte <= 0x9F) || (byte >= 0xE0 && byte <= 0xFC);

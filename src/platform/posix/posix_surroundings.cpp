@@ -1,6 +1,7 @@
 // What surrounds a session: environment, settings, libraries, the thread, the
 // clock, double-byte characters and the standard streams for messages.
 #include "platform/platform.h"
+#include "platform/posix/posix_errors.h"
 #include "platform/posix/posix_transfer.h"
 
 #include <cerrno>
@@ -101,12 +102,12 @@ void setthreadword(unsigned which, void *value) {
         words[which] = value;
 }
 
-bool currenttime(int64_t *seconds) {
+syserror currenttime(int64_t *seconds) {
     timespec now;
     if (clock_gettime(CLOCK_REALTIME, &now) != 0)
-        return false;
+        return systemcode(errno);
     *seconds = now.tv_sec;
-    return true;
+    return 0;
 }
 
 // The lead bytes of Shift-JIS, whatever the locale.

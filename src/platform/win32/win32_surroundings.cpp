@@ -120,10 +120,10 @@ bool messageround() {
     return true;
 }
 
-bool currenttime(int64_t *seconds) {
+syserror currenttime(int64_t *seconds) {
     const __time64_t now = _time64(nullptr);
     *seconds = now;
-    return now != -1;
+    return now != -1 ? 0 : GetLastError();
 }
 
 bool leadbyte(uint8_t byte) {
