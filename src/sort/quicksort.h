@@ -53,6 +53,15 @@ class slotsorter {
     static constexpr uint32_t medianminimum = 128; // below, even a quadratic side is cheap
     static constexpr uint32_t fetchahead = 6;      // elements that a scan asks for in advance
 
+    // How the pivot of a partition is chosen.
+    enum pivotcare : uint32_t { care_three, care_nine, care_median };
+
+    struct section {
+        slot **first;
+        uint32_t count;
+        pivotcare care;
+    };
+
     // [first, lowend) is not above, [highfirst, ...) not below what lies between.
     struct split {
         slot **lowend;
@@ -66,42 +75,53 @@ class slotsorter {
         return static_cast<uint32_t>(to - from);
     }
 
+    // A pair on the stack has room for 2^30 elements, and slots take 12 bytes of 10 MiB.
+    static constexpr uint32_t carebits = 2;
+
+    static sortpair packed(const section &part) {
+        return {part.first, part.count << carebits | part.care};
+    }
+    static section unpacked(const sortpair &pair) {
+        return {pair.first, pair.countcare >> carebits,
+                static_cast<pivotcare>(pair.countcare & ((1u << carebits) - 1))};
+    }
+
     // The pairs on the stack all have `cutoff` elements or more but for the sentinel.
-    int partitionall(sortpair part) {
+    int partitionall(section part) {
         sortpair *top = ctx->qstack;
-        *top = {nullptr, 0, care_three};
+        *top = {nullptr, 0};
         for (;;) {
             while (part.count >= cutoff) {
                 if (pumpround(ctx))
                     return -1;
                 const split at = partition(part);
-                sortpair low{part.first, distance(part.first, at.lowend), part.care};
-                sortpair high{at.highfirst, distance(at.highfirst, part.first + part.count),
-                              part.care};
+                section low{part.first, distance(part.first, at.lowend), part.care};
+                section high{at.highfirst, distance(at.highfirst, part.first + part.count),
+                             part.care};
                 low.care = high.care = nextcare(part, low.count > high.count ? low : high);
                 if (high.count < low.count)
                     std::swap(low, high);
                 if (high.count >= cutoff) {
                     if (++top >= ctx->qstackend)
                         return faillogic(ctx);
-                    *top = high;
+                    *top = packed(high);
                 }
                 part = low;
             }
-            if (top->count == 0)
+            if (top->countcare == 0)
                 return 0;
-            part = *top--;
+            part = unpacked(*top--);
         }
     }
 
     // A side that once had a bad split never goes back to three elements.
-    static pivotcare nextcare(const sortpair &whole, const sortpair &longer) {
+    static pivotcare nextcare(const section &whole, const section &longer) {
         if (longer.count > whole.count - whole.count / badshare)
             return whole.care == care_three ? care_nine : care_median;
         return whole.care == care_median ? care_nine : whole.care;
     }
 
-    split partition(const sortpair &part) {
+    split partition(const section &part) {
         if (part.care == care_median && part.count >= medianminimum)
             return medianpartition(part.first, part.count, part.count / 2);
         if (part.care != care_three && part.count >= nineminimum)

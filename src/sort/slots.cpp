@@ -20,13 +20,13 @@ namespace kvern {
 namespace {
 
 constexpr uint64_t pointerbytes = sizeof(void *);
-constexpr uint64_t stackbytes = arenaround((qstackpairs + 1) * sizeof(sortpair));
+constexpr uint64_t stackbytes = arenaround(qstackpairs * sizeof(sortpair));
 
 bool carvepool(qha5ctx *ctx, uint8_t *next, uint64_t left) {
     if (left <= stackbytes)
         return false;
     ctx->qstack = reinterpret_cast<sortpair *>(next);
-    ctx->qstackend = ctx->qstack + (qstackpairs + 1);
+    ctx->qstackend = ctx->qstack + qstackpairs;
     next += stackbytes;
     left -= stackbytes;
 

@@ -65,17 +65,15 @@ struct slot {
     const uint8_t *record() const { return reinterpret_cast<const uint8_t *>(this + 1); }
 };
 
-// How the in-core sort chooses the pivot of a partition.
-enum pivotcare : uint32_t { care_three, care_nine, care_median };
-
 // One partition of the in-core sort that waits.
 struct sortpair {
     slot **first;
-    uint32_t count;
-    pivotcare care;
+    uint32_t countcare; // the sorter's own: elements, and how it chooses their pivot
 };
-// Enough for 2^32 records, since the larger side waits; a sentinel lies below them.
+// The larger side waits, so what is worked on halves at least with each pair that does.
+// A sentinel is the lowest.
 constexpr uint32_t qstackpairs = 32;
+static_assert(sizeof(void *) != 4 || qstackpairs * sizeof(sortpair) == 256);
 
 // Partial line left over from the last read of a text input.
 struct carryentry {

@@ -44,7 +44,7 @@ struct externalsort : enginecontext {
             addwb();
         sortfree = phasebytes;
         sortnext = carve(phasebytes);
-        qstack = reinterpret_cast<sortpair *>(carve(qstackpairs * sizeof(sortpair) * 2));
+        qstack = reinterpret_cast<sortpair *>(carve(qstackpairs * sizeof(sortpair)));
         qstackend = qstack + qstackpairs;
         makeslots(slots);
         encode = [](qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {

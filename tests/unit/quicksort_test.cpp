@@ -20,7 +20,7 @@ class slotpool : public enginecontext {
     static constexpr size_t stride = (sizeof(slot) + 8 + 7) / 8;
 
     explicit slotpool(const values &list)
-        : stack(qstackpairs + 1), pointers(list.size() + 1), words(stride * list.size()) {
+        : stack(qstackpairs), pointers(list.size() + 1), words(stride * list.size()) {
         keylen = 4;
         qstack = stack.data();
         qstackend = qstack + stack.size();

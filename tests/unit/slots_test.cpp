@@ -19,8 +19,7 @@ struct poolrig : enginecontext {
     int lay(uint32_t left) { return layoutpool(this, arenanext, left); }
 };
 
-constexpr uint32_t stackbytes =
-    static_cast<uint32_t>(arenaround((qstackpairs + 1) * sizeof(sortpair)));
+constexpr uint32_t stackbytes = static_cast<uint32_t>(arenaround(qstackpairs * sizeof(sortpair)));
 
 TEST(Slots, StorageTooSmall) {
     poolrig measure(1 << 16, 20, 200);
