@@ -89,6 +89,10 @@ int endgets(qha5ctx *ctx, KVRNSESS *sess) {
     return 1;
 }
 
+bool allgot(const qha5ctx *ctx) {
+    return ctx->function == KVRN_SORT && ctx->apioutput && ctx->state == st_finished;
+}
+
 } // namespace
 
 callroutine chooseget(const qha5ctx *ctx) {
@@ -102,6 +106,10 @@ callroutine chooseget(const qha5ctx *ctx) {
 }
 
 int getcall(qha5ctx *ctx, KVRNSESS *sess) {
+    if (allgot(ctx)) {
+        sess->reclen = 0;
+        return endgets(ctx, sess);
+    }
     if (!ctx->getblock || !ctx->getfn)
         return refusecall(ctx, sess, KVRN_D_GETUSE);
     sess->code = KVRN_RECORD;

@@ -50,8 +50,13 @@ TEST(exchange, ends) {
         EXPECT_EQ(s.sess.detail, 101U);
     }
     EXPECT_EQ(s.getall(&last), strings{"12345678"});
-    EXPECT_EQ(kvrnget(&s.sess), -1);
-    EXPECT_EQ(s.sess.detail, 102U);
+    for (int again = 0; again < 2; ++again) {
+        s.sess.code = KVRN_RECORD;
+        EXPECT_EQ(kvrnget(&s.sess), 1);
+        EXPECT_EQ(s.sess.code, KVRN_END);
+        EXPECT_EQ(s.sess.recaddr, nullptr);
+        EXPECT_EQ(s.sess.reclen, 0U);
+    }
     EXPECT_EQ(s.close(), 0);
 }
 
