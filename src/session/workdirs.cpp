@@ -34,10 +34,11 @@ char *textplace(const qha5ctx *ctx) {
     return reinterpret_cast<char *>(ctx->arenanext);
 }
 
-// The caller's list, joined by separators.  A list of files is no text of ours.
+// The caller's list, joined by separators.  A list of files is no text of ours, nor is
+// one that is too long for the storage: the analysis refuses that, unread.
 found fromlist(qha5ctx *ctx, KVRNSESS *sess, const KVRNFLST *list) {
     if (uint64_t{list->count} * sizeof(char *) > ctx->arenafree)
-        return refuse(sess, KVRN_D_CONTEXT);
+        return found::no;
     char *text = textplace(ctx);
     uint64_t used = 0;
     uint32_t directories = 0;

@@ -77,6 +77,14 @@ TEST(open, storage_sizes) {
         EXPECT_EQ(s.close(), c.result == 0 ? 1 : 0);
         EXPECT_EQ(s.sess.ctx, nullptr);
     }
+    handmade endless; // a list that no storage holds is not read
+    endless.inlist.count = UINT32_MAX;
+    endless.files.workfiles = &endless.inlist;
+    EXPECT_EQ(endless.open(), -1);
+    EXPECT_EQ(endless.sess.detail, 50U);
+    char text[100];
+    ASSERT_EQ(kvrntext(&endless.sess, text, sizeof text), 0);
+    EXPECT_EQ(std::string(text).substr(0, 9), "KVERN:23:");
 }
 
 // Older callers' blocks end before the later members; the sanitizer watches.
