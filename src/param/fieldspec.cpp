@@ -25,6 +25,7 @@ int readpiece(qha5ctx *ctx, KVRNRCNE &piece, uint32_t entry) {
         return refuserecon(ctx, entry);
     if (piece.type == KVRN_FLD_LIT)
         return keepliteral(ctx, piece, entry);
+    ctx->reconcopies = 1;
     if (ctx->fieldmode == KVRN_FIELDS)
         raise(ctx->reconmaxfld, piece.position);
     return 0;

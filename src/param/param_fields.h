@@ -72,6 +72,7 @@ struct param_fields {
     uint32_t estrecs;   // records expected by file sizes; 0 unknown
     uint32_t sumlen;    // all summation fields, multiple of 4
     uint32_t summaxpos, selmaxpos, reconmaxpos; // highest byte position in use
+    uint8_t reconcopies;                        // 1: a piece is copied, from reconmaxpos at most
     uint32_t selmaxlen;                         // work length of the longest selection operand
     uint32_t reconmaxfld, selmaxfld, keymaxfld, summaxfld; // field numbers, mode 243
 };

@@ -67,14 +67,13 @@ int32_t rebuildvariable(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
     return paddedlength(length);
 }
 
-// A piece of one byte at column 0 passes on an empty line, and takes the first byte
-// of its delimiter; intended.
+// Literals alone can be put together whatever the line holds.
 template <bool copying>
 int32_t rebuildcolumns(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
     uint32_t length;
     if (!takeline(ctx, raw, &length))
         return -1;
-    if (ctx->reconmaxpos != 0 && ctx->reconmaxpos >= length)
+    if (ctx->reconcopies != 0 && ctx->reconmaxpos >= length)
         return fail(ctx, missingpiece, KVRN_D_NORCNFIELD);
     if (!linefits(ctx, length))
         return -1;

@@ -235,15 +235,18 @@ rebuilt rebuild(const sessionspec &spec, const bytes &record) {
     }
     const std::vector<bytes> source = bynumber ? fieldsof(spec, record) : std::vector<bytes>{};
     size_t highest = 0;
+    bool copies = false;
     for (const piece &p : spec.pieces)
-        if (!p.literal)
+        if (!p.literal) {
             highest = std::max<size_t>(highest, bynumber ? p.position : p.position + p.length - 1);
+            copies = true;
+        }
     // A rebuilding that needs nothing but literals still asks an empty variable
     // record for its first byte: intended.
     const bool missing = bynumber           ? source.size() <= highest
                          : spec.form == 'f' ? false
                          : spec.form == 'v' ? record.size() <= highest
-                                            : highest != 0 && record.size() <= highest;
+                                            : copies && record.size() <= highest;
     if (missing) {
         out.detail = KVRN_D_NORCNFIELD;
         return out;

@@ -160,6 +160,8 @@ const std::vector<copycase> copycases = {
     {"by what is left out", fixed, 2, 0, plain, isb, {{1, 1, nullptr}}, {"a1b2", "b3"}, "23", 0},
     {"columns", columns, 9, crlf, plain, {}, {{1, 2, nullptr}, {0, 2, "--"}}, {"abc\r\ndefg\r\n"}, "bc--\r\nef--\r\n", 0},
     {"fields cut", fields, 19, lf, plain, {}, {{1, 4, nullptr}, {0, 1, nullptr}}, {"a b\n1 23456 7\n"}, "b a\n2345 1\n", 0},
+    {"no first byte", columns, 9, lf, plain, {}, {{0, 1, nullptr}}, {"a\n\nb\n"}, "", 67},
+    {"literals alone", columns, 9, lf, plain, {}, {{0, 1, "-"}}, {"a\n\nb\n"}, "-\n-\n-\n", 0},
     {"piece missing", fields, 9, lf, plain, {}, {{1, 4, nullptr}}, {"a\n"}, "", 67},
     {"other line ends rebuilt", columns, 9, crlf, descr, {}, {{0, 1, nullptr}}, {"a\nb\n"}, "", 117},
 };

@@ -35,6 +35,7 @@ TEST(Intake, Refusals) {
         {"columns, no delimiter", c6, fromtext("ab\r"), 86, 117},
         {"columns, one byte too long", c6, fromtext("abcde\r\n"), 88, 111},
         {"rebuilt columns, piece behind the end", rebuilt(c, 6, "2+1"), fromtext("ab\n"), 73, 67},
+        {"rebuilt columns, empty, its first byte", rebuilt(c, 6, "0+1"), fromtext("\n"), 73, 67},
         {"rebuilt columns, empty, all literal", rebuilt(c, 6, "'x'"), fromtext("\n"), 0, 0},
         {"fields, key field missing", f6, fromtext("ab\n"), 87, 118},
         {"fields, no delimiter", f6, fromtext("a,b"), 86, 117},

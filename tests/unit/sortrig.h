@@ -57,6 +57,7 @@ struct sortrig : enginecontext {
             } else {
                 entry.type = KVRN_FLD_COPY;
                 EXPECT_EQ(sscanf(piece, "%u+%u", &entry.position, &entry.length), 2);
+                reconcopies = 1;
                 reconmaxfld = std::max(reconmaxfld, entry.position);
                 reconmaxpos = std::max(reconmaxpos, entry.position + entry.length - 1);
             }
