@@ -1,6 +1,8 @@
 # A thin layer over the CMake presets; nobody needs to know them to use it.
 #   make demo    build, and run real sorts
 #   make test    all tests: natively under sanitizers, and on the DLL under Wine
+#   make check-faults    whole runs of the command in which every call to the system fails
+#                once, or a signal comes (docs/architecture.md); some minutes
 #   make bench   the performance table, as ratios against peers of the same run
 #   make packages        Debian packages and the archive for Windows, in build/packages
 #   make check-packages  installs and uses them: under Wine, and in a clean Debian where
@@ -9,12 +11,12 @@
 #   make lint    formatting, clang-tidy
 jobs := $(shell nproc)
 
-.PHONY: all demo test bench format lint native asan tsan win32 package win32-products packages check-packages clean \
-        setup-build setup-test setup-bench setup-lint setup-packages
+.PHONY: all demo test check-faults bench format lint native asan tsan win32 package win32-products packages check-packages clean \
+        setup-build setup-test setup-faults setup-bench setup-lint setup-packages
 
 all: native
 
-setup-build setup-test setup-bench setup-lint setup-packages: setup-%:
+setup-build setup-test setup-faults setup-bench setup-lint setup-packages: setup-%:
 	@scripts/setup.sh $*
 
 native asan tsan win32 package:
@@ -42,6 +44,11 @@ demo: native
 
 test: asan tsan win32
 	@scripts/test.sh
+
+check-faults: setup-faults native
+	cmake --build --preset native -j $(jobs) --target failcalls
+	tests/faultwalk/faultwalk.py build/native/kvern build/native/libfailcalls.so
+	tests/faultwalk/signalwalk.py build/native/kvern build/native/libfailcalls.so
 
 bench: setup-bench
 	@cmake --preset native -DKVERN_BENCH=ON >/dev/null

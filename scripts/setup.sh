@@ -1,5 +1,5 @@
 #!/bin/sh
-# setup.sh build|test|bench|lint|packages: installs what is missing for that purpose on Debian
+# setup.sh build|test|faults|bench|lint|packages: installs what is missing for that purpose on Debian
 # 12.  Changes nothing when all is there.  Without root or sudo it names the
 # packages and stops with an error.
 set -u
@@ -11,10 +11,11 @@ wanted='g++ cmake make libcli11-dev nlohmann-json3-dev'
 case $purpose in
   build) ;;
   test) wanted="$wanted googletest g++-mingw-w64-i686 wine wine32:i386 gnucobol3 python3" ;;
+  faults) wanted="$wanted python3" ;;
   bench) wanted="$wanted libbenchmark-dev" ;;
   lint) wanted="$wanted googletest libbenchmark-dev clang-format clang-tidy" ;;
   packages) wanted="$wanted googletest g++-mingw-w64-i686 wine wine32:i386 dpkg-dev file pkg-config unzip" ;;
-  *) echo "usage: setup.sh build|test|bench|lint|packages" >&2; exit 2 ;;
+  *) echo "usage: setup.sh build|test|faults|bench|lint|packages" >&2; exit 2 ;;
 esac
 
 missing=

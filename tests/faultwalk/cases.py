@@ -1,0 +1,285 @@
+"""Whole runs of the command: the files before, the run, and what it left behind.
+
+A scenario is a row: a name, the arguments, how the ends are joined, what the output holds
+before.  A bench is a folder in which scenarios run; it knows what every file must hold.
+"""
+import os
+import random
+import shutil
+import signal
+import stat
+import struct
+import threading
+
+SEED = 20260
+
+
+def lines(count, seed, widest=40):
+    rng = random.Random(SEED + seed)
+    return [b"%06d %s" % (rng.randrange(10 ** 6), b"x" * rng.randrange(widest))
+            for _ in range(count)]
+
+
+def text(rows, end=b"\n"):
+    return b"".join(row + end for row in rows)
+
+
+def fixed(count, seed):
+    return b"".join(row[:6] + b"0001" + b"%06d" % at
+                    for at, row in enumerate(lines(count, seed)))
+
+
+def prefixed(rows, prefix):
+    return b"".join(prefix(row) + row for row in rows)
+
+
+def be16(row):
+    return struct.pack(">H", len(row))
+
+
+def rdw(row):
+    return struct.pack(">HH", len(row) + 4, 0)
+
+
+MANY, FEW = 3000, 300
+DATA = {
+    "many.txt": text(lines(MANY, 1)), "few.txt": text(lines(FEW, 2)),
+    "long.txt": text(lines(45000, 3)), "crlf.txt": text(lines(FEW, 4), b"\r\n"),
+    "many.fix": fixed(5000, 5), "few.fix": fixed(FEW, 6),
+    "many.b16": prefixed(lines(MANY, 7), be16), "few.b16": prefixed(lines(FEW, 8), be16),
+    "many.rdw": prefixed(lines(MANY, 9), rdw), "few.rdw": prefixed(lines(FEW, 10), rdw),
+    "a.txt": text(sorted(lines(MANY, 11))), "b.txt": text(sorted(lines(MANY, 12))),
+    "c.txt": text(sorted(lines(FEW, 13))),
+    "a.fix": b"".join(b"%06d0001%06d" % (at, at) for at in range(0, 6000, 3)),
+    "b.fix": b"".join(b"%06d0001%06d" % (at, at) for at in range(0, 6000, 2)),
+    "a.b16": prefixed(sorted(lines(FEW, 14)), be16),
+    "b.b16": prefixed(sorted(lines(FEW, 15)), be16),
+    "sums.txt": text(b"%02d %06d" % (at * 7 % 40, at) for at in range(FEW)),
+    "big.txt": text(sorted(lines(45000, 16))), "wide.txt": text(lines(10000, 17, 60)),
+    "where": b"# low ones\n$1 < '500000'\n", "layout": b"number = $1:6\n",
+    "old": b"what stood here before\n" * 50,
+}
+
+FIXED = "--fixed 16 -k 1,6"
+B16 = "--variable 60 --framing be16 -k 1,6"
+RDW = "--variable 60 --framing rdw -k 1,6"
+SPILL = "-S 64K"
+CORE = "-S 1M"
+
+# name: (arguments, options).  Options:
+#   stdin=FILE    through a pipe; `<FILE` opened for it
+#   stdout=True   to a pipe, =file to a file; else -o names `out`
+#   old=FILE      what `out` holds before; None: it is not there; "" for an input in place
+#   out=NAME      the output's name when it is not `out`
+#   place=links   how the output stands there: hard, link, dangling
+#   named=True    no file without a name can be made
+#   every=True    each call is walked, however many there are
+SCENARIOS = {
+    "sort-text-core": (f"sort {CORE} -o out few.txt", {}),
+    "sort-text-spill": (f"sort {SPILL} -o out many.txt", {}),
+    "sort-text-pipes": (f"sort {SPILL}", {"stdin": "many.txt", "stdout": True}),
+    "sort-text-maxline": (f"sort {SPILL} --max-line 60 -o out", {"stdin": "many.txt"}),
+    "sort-text-scratch": ("sort -S 4M -o out", {"stdin": "long.txt"}),
+    "sort-text-tostdout": (f"sort {SPILL} many.txt", {"stdout": "file"}),
+    "sort-text-crlf": (f"sort {CORE} -o out crlf.txt", {}),
+    "sort-text-evict": (f"sort {SPILL} -o out wide.txt", {"every": True}),
+    "sort-text-header": (f"sort {SPILL} --header 2 -o out many.txt", {}),
+    "sort-text-unique": (f"sort {SPILL} -u -k 1 -o out many.txt few.txt", {}),
+    "sort-text-sum": (f"sort {CORE} --columns -k 1,2 --sum 4,6 -o out sums.txt", {}),
+    "sort-fixed-core": (f"sort {FIXED} {CORE} -o out few.fix", {}),
+    "sort-fixed-new": (f"sort {FIXED} {CORE} -o out few.fix", {"old": None}),
+    "sort-fixed-spill": (f"sort {FIXED} {SPILL} -o out many.fix", {}),
+    "sort-fixed-pipes": (f"sort {FIXED} {SPILL} -s", {"stdin": "many.fix", "stdout": True}),
+    "sort-fixed-sum": (f"sort --fixed 16 -k 1,2 --sum 7,4,zd {SPILL} -o out many.fix", {}),
+    "sort-fixed-unique": (f"sort --fixed 16 -k 1,3 -u {SPILL} -o out many.fix few.fix", {}),
+    "sort-be16-spill": (f"sort {B16} {SPILL} -o out many.b16", {}),
+    "sort-be16-pipes": (f"sort {B16} {CORE}", {"stdin": "few.b16", "stdout": True}),
+    "sort-rdw-pipes": (f"sort {RDW} {SPILL}", {"stdin": "many.rdw", "stdout": True}),
+    "sort-rdw-core": (f"sort {RDW} {CORE} -o out few.rdw", {}),
+    "merge-text": ("merge -o out a.txt b.txt c.txt", {}),
+    "merge-text-pipe": ("merge a.txt - c.txt", {"stdin": "b.txt", "stdout": True}),
+    "merge-text-big": ("merge -o out a.txt big.txt", {}),
+    "merge-text-unique": ("merge -u -o out a.txt b.txt", {}),
+    "merge-fixed": (f"merge {FIXED} -o out a.fix b.fix", {}),
+    "merge-fixed-sum": (f"merge {FIXED} --sum 7,4,zd -o out a.fix b.fix", {}),
+    "merge-be16": (f"merge {B16} -o out a.b16 b.b16", {}),
+    "copy-text": ("copy -w $1<'500000' -o out many.txt", {}),
+    "copy-text-big": ("copy", {"stdin": "<big.txt", "stdout": "file"}),
+    "copy-text-files": ("copy --where-file where --layout layout -o out few.txt", {}),
+    "copy-text-pipes": ("copy", {"stdin": "many.txt", "stdout": True}),
+    "copy-fixed-rebuild": ("copy --fixed 16 --rebuild 7,4 -o out many.fix", {}),
+    "copy-fixed-pipes": ("copy --fixed 16", {"stdin": "many.fix", "stdout": True}),
+    "copy-be16": ("copy --variable 60 --framing be16 -o out many.b16", {}),
+    "copy-rdw-header": ("copy --variable 60 --framing rdw --header 1 -o out few.rdw", {}),
+    "check-text": ("check a.txt", {"stdout": True}),
+    "check-text-pipe": ("check -q", {"stdin": "a.txt", "stdout": True}),
+    "check-unsorted": ("check many.txt", {"stdout": True}),
+    "check-fixed": (f"check {FIXED} b.fix", {"stdout": True}),
+    "place-text-core": (f"sort {CORE} -o few.txt few.txt", {"out": "few.txt"}),
+    "place-text-spill": (f"sort {SPILL} -o many.txt many.txt", {"out": "many.txt"}),
+    "place-text-header": (f"sort {CORE} --header 1 -o few.txt few.txt", {"out": "few.txt"}),
+    "place-text-stdin": (f"sort {CORE} -o few.txt", {"stdin": "<few.txt", "out": "few.txt"}),
+    "place-fixed-spill": (f"sort {FIXED} {SPILL} -o many.fix many.fix", {"out": "many.fix"}),
+    "place-be16-core": (f"sort {B16} {CORE} -o few.b16 few.b16", {"out": "few.b16"}),
+    "place-merge": ("merge -o a.txt a.txt b.txt", {"out": "a.txt"}),
+    "place-copy": ("copy -w $1<'500000' -o few.txt few.txt", {"out": "few.txt"}),
+    "place-hard": (f"sort {CORE} -o few.txt few.txt", {"out": "few.txt", "place": "hard"}),
+    "out-hard": (f"sort {CORE} -o out few.txt", {"place": "hard"}),
+    "out-link": (f"sort {FIXED} {CORE} -o link few.fix", {"place": "link"}),
+    "out-dangling": (f"merge -o link a.txt c.txt", {"place": "dangling", "old": None}),
+    "out-longname": (f"sort {CORE} -o {'o' * 250} few.txt", {"out": "o" * 250}),
+    "named-sort": (f"sort {SPILL} -o out many.txt", {"named": True}),
+    "named-new": (f"sort {B16} {CORE} -o out few.b16", {"named": True, "old": None}),
+    "named-scratch": ("merge -o out a.txt -", {"stdin": "c.txt", "named": True}),
+    "named-place": (f"sort {FIXED} {CORE} -o few.fix few.fix", {"named": True, "out": "few.fix"}),
+    "named-hard": (f"copy -o out few.txt", {"named": True, "place": "hard"}),
+}
+
+
+class scenario:
+    def __init__(self, name, table=None):
+        line, options = (table or SCENARIOS)[name]
+        self.name = name
+        self.arguments = ["kvern"] + line.split() + ["-q"] * (" -q" not in line) + ["-T", "t"]
+        self.stdin = options.get("stdin")
+        self.stdout = options.get("stdout")
+        self.named = options.get("named", False)
+        self.every = options.get("every", False)
+        self.place = options.get("place")
+        self.before = {name: DATA[name] for name in self.arguments + [(self.stdin or "").strip("<")]
+                       if name in DATA and name != self.stdin}
+        # Where the output lies, under all its names; the first one is written.
+        out = options.get("out", "out")
+        self.outs = {None: [out], "hard": [out, "d/other"], "link": ["d/out"],
+                     "dangling": ["d/out"]}[self.place] if not self.stdout else []
+        if self.outs and out not in self.before and options.get("old", "old"):
+            self.before[self.outs[0]] = DATA["old"]
+
+
+class outcome:
+    def __init__(self, code, said, got, files):
+        self.code, self.said, self.got, self.files = code, said, got, files
+
+
+class bench:
+    """A folder for one run at a time."""
+
+    def __init__(self, command, folder, library=None, patience=30):
+        self.command, self.folder, self.library = command, folder, library
+        self.patience = patience
+        self.errors = os.open(folder + ".errors", os.O_RDWR | os.O_CREAT | os.O_APPEND, 0o600)
+        self.child = 0
+        self.late = False
+        self.laid = None
+
+    def lay(self, what):
+        """The files as they are before; those of the last run stay where nothing changed."""
+        if self.laid == what.name and self.look() == self.whole:
+            return
+        os.chdir("/")
+        shutil.rmtree(self.folder, ignore_errors=True)
+        os.makedirs(self.folder + "/t")
+        os.makedirs(self.folder + "/d")
+        os.chdir(self.folder)
+        for name, data in what.before.items():
+            with open(name, "wb") as file:
+                file.write(data)
+            os.chmod(name, 0o640)
+        if what.place == "hard":
+            os.link(*what.outs)
+        elif what.place in ("link", "dangling"):
+            os.symlink("d/out", "link")
+        self.laid, self.whole = what.name, self.look()
+
+    def look(self):
+        """Path to kind, permissions, links and content of all that lies there."""
+        found = {}
+        for folder, _, files in os.walk("."):
+            for name in files:
+                path = os.path.join(folder, name)[2:]
+                its = os.lstat(path)
+                if stat.S_ISLNK(its.st_mode):
+                    found[path] = ("link", os.readlink(path))
+                elif stat.S_ISREG(its.st_mode):
+                    with open(path, "rb") as file:
+                        found[path] = (stat.S_IMODE(its.st_mode), its.st_nlink, file.read())
+                else:
+                    found[path] = ("other",)
+        return found
+
+    def environment(self, what, fault=None, counts=None):
+        out = {"PATH": "/usr/bin:/bin", "TMPDIR": "t", "KVERN_TMPDIR": "t"}
+        if self.library:
+            out["LD_PRELOAD"] = self.library
+        if fault:
+            out["KVERN_FAULT"] = fault
+        if counts:
+            out["KVERN_FAULT_COUNTS"] = counts
+        if what.named:
+            out["KVERN_FAULT_NAMED"] = "1"
+        return out
+
+    def start(self, what, environment):
+        """The process, the threads at its pipes, and where its output is found."""
+        os.ftruncate(self.errors, 0)
+        threads = []
+        if what.stdin in DATA:
+            feed = _pipe(threads, 0, _writeall, DATA[what.stdin])
+        else:
+            feed = os.open(what.stdin[1:] if what.stdin else "/dev/null", os.O_RDONLY)
+        target = os.open(self.folder + ".got", os.O_RDWR | os.O_CREAT | os.O_TRUNC, 0o600)
+        into = _pipe(threads, 1, _drain, target) if what.stdout is True else os.dup(target)
+        actions = [(os.POSIX_SPAWN_DUP2, feed, 0), (os.POSIX_SPAWN_DUP2, into, 1),
+                   (os.POSIX_SPAWN_DUP2, self.errors, 2)]
+        child = os.posix_spawn(self.command, what.arguments, environment, file_actions=actions,
+                               setsigmask=[], setsigdef=[signal.SIGPIPE, signal.SIGXFSZ])
+        os.close(feed)
+        os.close(into)
+        return child, threads, target
+
+    def finish(self, child, threads, target):
+        """Waits, for a time, and says what came out."""
+        self.child, self.late = child, False
+        signal.signal(signal.SIGALRM, self._toolong)
+        signal.setitimer(signal.ITIMER_REAL, self.patience)
+        _, status = os.waitpid(child, 0)
+        signal.setitimer(signal.ITIMER_REAL, 0)
+        for one in threads:
+            one.join()
+        got = os.pread(target, os.fstat(target).st_size, 0)
+        os.close(target)
+        said = os.pread(self.errors, 1 << 16, 0).decode(errors="replace")
+        code = None if self.late else os.waitstatus_to_exitcode(status)
+        return outcome(code, said, got, self.look())
+
+    def _toolong(self, *_):
+        self.late = True
+        os.kill(self.child, signal.SIGKILL)
+
+    def run(self, what, fault=None, counts=None):
+        self.lay(what)
+        return self.finish(*self.start(what, self.environment(what, fault, counts)))
+
+
+def _pipe(threads, end, routine, argument):
+    """That end of a new pipe; a thread of ours is at the other one."""
+    ends = os.pipe2(os.O_CLOEXEC)
+    threads.append(threading.Thread(target=routine, args=(ends[1 - end], argument)))
+    threads[-1].start()
+    return ends[end]
+
+
+def _writeall(file, data):
+    view = memoryview(data)
+    try:
+        while view:
+            view = view[os.write(file, view):]
+    except BrokenPipeError:
+        pass
+    os.close(file)
+
+
+def _drain(file, target):
+    while data := os.read(file, 1 << 20):
+        os.write(target, data)
+    os.close(file)

@@ -1,0 +1,193 @@
+#!/usr/bin/env python3
+"""Stops whole runs of the command by signals at random moments.
+
+At each moment a run is stopped by SIGKILL and, anew, by SIGTERM, SIGINT and SIGHUP.
+Always: the old output or the complete new one, no input changed, and nothing left; where
+no file without a name can be made SIGKILL may leave files, which the next run removes.
+The others end with 130 at once, also at a pipe that nobody opens, feeds or reads.
+
+  signalwalk.py COMMAND LIBRARY [--moments N] [--seed N]
+"""
+import argparse
+import os
+import random
+import shutil
+import signal
+import sys
+import tempfile
+import time
+
+import cases
+
+PROMPT = 3.0  # seconds that a signal may take on a busy machine
+STOPS = [signal.SIGTERM, signal.SIGINT, signal.SIGHUP]
+SPILL, FIXED, B16 = cases.SPILL, cases.FIXED, cases.B16
+
+SCENARIOS = {
+    "sort": (f"sort {SPILL} -o out long.txt", {}),
+    "sort-core": ("sort -S 8M -o long.txt long.txt", {"out": "long.txt"}),
+    "sort-new": (f"sort {FIXED} {SPILL} -o out many.fix", {"old": None}),
+    "sort-pipe": (f"sort {SPILL} -o out", {"stdin": "long.txt"}),
+    "sort-pipes": (f"sort {B16} {SPILL}", {"stdin": "many.b16", "stdout": True}),
+    "sort-hard": (f"sort {SPILL} -o many.txt many.txt", {"out": "many.txt", "place": "hard"}),
+    "sort-named": (f"sort {SPILL} -o out many.txt", {"named": True}),
+    "merge": ("merge -o out big.txt a.txt", {}),
+    "merge-pipe": ("merge -o out a.txt -", {"stdin": "big.txt"}),
+    "merge-named": ("merge -o out a.txt -", {"stdin": "big.txt", "named": True}),
+    "copy": ("copy -o out -w $1<'500000' big.txt", {}),
+    "copy-pipes": ("copy", {"stdin": "big.txt", "stdout": True}),
+}
+
+# Where a run waits for ever: its arguments, which of its ends is a FIFO or a pipe, and
+# what the other side does: nothing at all, or hold it open.
+WAITS = [
+    ("sort -o out fifo", None), ("sort -o out fifo", "open"), ("sort -o out", "stdin"),
+    ("sort -o fifo few.txt", None), ("sort -o fifo long.txt", "open"),
+    ("sort long.txt", "stdout"), (f"sort {SPILL} long.txt", "stdout"),
+    (f"sort {B16} -o fifo few.b16", None), (f"sort {B16} -o fifo many.b16", "open"),
+    ("sort --header 1 -o fifo few.txt", None), ("sort --header 1 -o out fifo", None),
+    ("merge -o out a.txt fifo", None), ("merge -o out a.txt fifo", "open"),
+    ("merge -o fifo a.txt big.txt", None), ("merge -o fifo a.txt big.txt", "open"),
+    ("merge a.txt big.txt", "stdout"), ("copy -o fifo big.txt", None),
+    ("copy -o fifo big.txt", "open"), ("copy -o out fifo", None), ("copy big.txt", "stdout"),
+    ("copy -o out", "stdin"), ("check fifo", None), ("check fifo", "open"),
+]
+
+
+def judge(what, right, seen, whole, stop, caught):
+    wrong = []
+    killed = -int(stop)
+    if seen.code == 0:
+        if seen.got != right.got or any(seen.files.get(out) != right.files[out]
+                                        for out in what.outs):
+            wrong.append("done, and wrong output")
+    elif seen.code is None:
+        wrong.append(f"does not end within {PROMPT:.0f} s")
+    elif seen.code != (130 if caught else killed):
+        wrong.append(f"ends with {seen.code}: {seen.said.strip()}")
+    for path in set(seen.files) | set(whole):
+        now, old = seen.files.get(path), whole.get(path)
+        if path in what.outs:
+            if now != old and now != right.files.get(path):
+                wrong.append(f"the old output is gone: {path}")
+        elif now != old and (path in whole or not what.named or seen.code != killed):
+            wrong.append(f"{'changes' if path in whole else 'leaves'} {path}")
+    return wrong
+
+
+def catches(child, stop):
+    """Whether the process has said by now what is to be done at the signal."""
+    try:
+        with open(f"/proc/{child}/status", encoding="ascii") as status:
+            mask = next(int(line.split()[1], 16) for line in status if line.startswith("SigCgt"))
+    except (OSError, StopIteration, ValueError):
+        return False
+    return bool(mask >> (stop - 1) & 1)
+
+
+def stopped(bench, what, stop, delay):
+    """A run with the signal; its outcome, whether it catches it, and what lay there before."""
+    bench.lay(what)
+    child, *rest = bench.start(what, bench.environment(what))
+    time.sleep(delay)
+    caught = stop != signal.SIGKILL and catches(child, stop)
+    os.kill(child, stop)
+    return bench.finish(child, *rest), caught
+
+
+def moments(bench, rng, number):
+    """The walk; how many runs of which outcome, and the breaches."""
+    told, breaches = {}, []
+    rights = {}
+    for at in range(number):
+        name = list(SCENARIOS)[at % len(SCENARIOS)]
+        what = cases.scenario(name, SCENARIOS)
+        if name not in rights:
+            began = time.monotonic()
+            right = bench.run(what)
+            rights[name] = right, time.monotonic() - began
+            if right.code != 0:
+                sys.exit(f"{name}: the right run ends with {right.code}: {right.said}")
+        right, lasts = rights[name]
+        delay = rng.random() * lasts * 1.1
+        for stop in [signal.SIGKILL] + STOPS:
+            seen, caught = stopped(bench, what, stop, delay)
+            wrong = judge(what, right, seen, bench.whole, stop, caught)
+            if stop == signal.SIGKILL and set(seen.files) - set(right.files):
+                left = set(bench.finish(*bench.start(what, bench.environment(what))).files)
+                wrong += [f"the next run leaves {path}" for path in left - set(right.files)]
+            key = (stop.name, "done" if seen.code == 0 else
+                   "stopped" if seen.code == 130 or stop == signal.SIGKILL else "too early")
+            told[key] = told.get(key, 0) + 1
+            breaches += [f"{name}, {stop.name} after {delay:.4f} s: {word}" for word in wrong]
+    return told, breaches
+
+
+class waiting(cases.scenario):
+    def __init__(self, line, other):
+        super().__init__(line, {line: (line, {"stdout": other == "stdout"})})
+        self.outs = ["out"] if "-o out" in line else []
+        if self.outs:
+            self.before["out"] = cases.DATA["old"]
+
+
+def wait(bench, line, other, stop):
+    """One run that waits, stopped; what is wrong."""
+    what = waiting(line, other)
+    bench.lay(what)
+    if not os.path.exists("fifo"):
+        os.mkfifo("fifo")
+        bench.whole = bench.look()
+    held = os.open("fifo", os.O_RDWR) if other == "open" else None
+    ends = os.pipe()
+    actions = [(os.POSIX_SPAWN_DUP2, bench.errors, 2)]
+    if other in ("stdin", "stdout"):
+        actions.append((os.POSIX_SPAWN_DUP2, *((ends[0], 0) if other == "stdin" else (ends[1], 1))))
+    os.ftruncate(bench.errors, 0)
+    child = os.posix_spawn(bench.command, what.arguments, bench.environment(what),
+                           file_actions=actions, setsigmask=[])
+    while not catches(child, stop):
+        time.sleep(0.005)
+    time.sleep(0.2)
+    began = time.monotonic()
+    os.kill(child, stop)
+    target = os.open(os.devnull, os.O_RDONLY)
+    seen = bench.finish(child, [], target)
+    for file in ends + ((held,) if held is not None else ()):
+        os.close(file)
+    wrong = [] if seen.code == 130 else [
+        f"ends with {seen.code} after {time.monotonic() - began:.1f} s: {seen.said.strip()}"]
+    return wrong + [f"leaves or changes {path}" for path in set(seen.files) | set(bench.whole)
+                    if seen.files.get(path) != bench.whole.get(path)]
+
+
+def main():
+    parse = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
+    parse.add_argument("command", type=os.path.abspath)
+    parse.add_argument("library", type=os.path.abspath)
+    parse.add_argument("--moments", type=int, default=200)
+    parse.add_argument("--seed", type=int, default=int(time.time()))
+    options = parse.parse_args()
+    under = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
+    place = tempfile.mkdtemp(prefix="signalwalk-", dir=under)
+    try:
+        bench = cases.bench(options.command, place + "/run", options.library, patience=PROMPT)
+        print(f"signals at {options.moments} moments, --seed {options.seed}", flush=True)
+        told, breaches = moments(bench, random.Random(options.seed), options.moments)
+        print(", ".join(f"{stop} {how} {number}" for (stop, how), number in sorted(told.items())))
+        for line, other in WAITS:
+            for stop in STOPS:
+                breaches += [f"kvern {line} ({other or 'nobody there'}), {stop.name}: {word}"
+                             for word in wait(bench, line, other, stop)]
+        print(f"{len(WAITS)} waits at pipes, each ended by {len(STOPS)} signals")
+        for breach in breaches:
+            print("  " + breach)
+        print(f"{len(breaches)} breaches")
+    finally:
+        os.chdir("/")
+        shutil.rmtree(place)
+    return 1 if breaches else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
