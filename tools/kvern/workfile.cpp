@@ -123,8 +123,8 @@ void scratchfile::finish() {
 // ---- the output -----------------------------------------------------------------
 
 bool isreplaced(const std::string &path) {
-    const filesort sort = inspect(path).sort;
-    return (sort == filesort::regular || sort == filesort::missing) && standardof(path) < 0;
+    shared::filestate its;
+    return shared::lookat(path, &its) == 0 && (its.plain || !its.found) && standardof(path) < 0;
 }
 
 outputsink::outputsink(const std::string &path, const std::vector<std::string> &tempdirs,
