@@ -185,7 +185,6 @@ const refusal refusals[] = {
     {"copy --fixed 9 -w \"[1,2,pd] == 1234\"", "", 2, "does not fit the field"},
     {"copy --fixed 9 -w \"[1,2,pd] == [3,2,bi]\"", "", 2, "does not compare"},
     {"copy --fixed 9 -w \"[9,2] == 'a'\"", "", 2, "--where reaches byte 10 of a 9-byte record"},
-    {"copy -w \"$1 > 9.9\"", "", 2, "numbers are whole ones here\n  $1 > 9.9\n        ^\n"},
     {"copy in other", "a\n", 5, "every file named here is an input; -o names the output"},
     {"copy --columns -w \"[1,2,pd] == 1\"", "", 2, "lines of text have ch fields only"},
     {"copy --fixed 9 --rebuild \"1,2 ''\"", "", 2, "an empty text is no piece"},

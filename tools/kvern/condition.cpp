@@ -113,22 +113,37 @@ class parser : public fieldreader {
         if (inverse)
             fail("\"in\" is missing here");
         if (takeword("between")) {
-            const size_t low = leaf(against(left, KVRN_OP_GE, needliteral()));
+            const size_t low = compare(left, KVRN_OP_GE, needliteral());
             if (!takeword("and"))
                 fail("\"and\" is missing here");
-            return join(node::both, low, leaf(against(left, KVRN_OP_LE, needliteral())));
+            return join(node::both, low, compare(left, KVRN_OP_LE, needliteral()));
         }
         const uint8_t op = needop();
         conditionfield right;
         if (takefield(right))
             return leaf(against(left, op, right));
-        return leaf(against(left, op, needliteral()));
+        return compare(left, op, needliteral());
+    }
+    // In text a zero with a minus lies just below the other one: one of them parts what
+    // is less from what is not, both together are what equals zero.
+    size_t compare(const conditionfield &left, uint8_t op, literal right) {
+        const bool zero = view.text && right.isnumber && right.number.digits.empty() &&
+                          right.number.decimals.empty();
+        const bool equality = op == KVRN_OP_EQ || op == KVRN_OP_NE;
+        if (zero && !equality)
+            right.number.negative = op == KVRN_OP_GE || op == KVRN_OP_LT;
+        const size_t one = leaf(against(left, op, right));
+        if (!zero || !equality)
+            return one;
+        right.number.negative = true;
+        return join(op == KVRN_OP_EQ ? node::either : node::both, one,
+                    leaf(against(left, op, right)));
     }
     size_t oneof(const conditionfield &left) {
         need('(');
-        size_t any = leaf(against(left, KVRN_OP_EQ, needliteral()));
+        size_t any = compare(left, KVRN_OP_EQ, needliteral());
         while (take(','))
-            any = join(node::either, any, leaf(against(left, KVRN_OP_EQ, needliteral())));
+            any = join(node::either, any, compare(left, KVRN_OP_EQ, needliteral()));
         need(')');
         return any;
     }
@@ -157,12 +172,24 @@ class parser : public fieldreader {
         if (out.number.digits.empty())
             fail("a field or a literal is missing here");
         at += out.number.digits.size();
-        if (text.compare(at, 1, ".") == 0)
-            fail("numbers are whole ones here");
+        takedecimals(out.number);
         const size_t first = out.number.digits.find_first_not_of('0');
         out.number.digits.erase(0, first);
-        out.number.negative = out.number.negative && !out.number.digits.empty();
+        out.number.negative =
+            out.number.negative && !(out.number.digits.empty() && out.number.decimals.empty());
         return out;
+    }
+    // Behind the digits of a number; zeros at the end say nothing.
+    void takedecimals(literalnumber &number) {
+        if (text.compare(at, 1, ".") != 0)
+            return;
+        if (!view.text)
+            fail("numbers are whole ones here");
+        number.decimals = digitsat(text, ++at);
+        if (number.decimals.empty())
+            fail("a digit is missing here");
+        at += number.decimals.size();
+        number.decimals.erase(number.decimals.find_last_not_of('0') + 1);
     }
 
     // ---- entries ----
@@ -220,7 +247,8 @@ class parser : public fieldreader {
         const std::string digits = right.number.digits.empty() ? "0" : right.number.digits;
         if (view.text) {
             entry.options |= KVRN_TXT_NUMERIC;
-            return (right.number.negative ? "-" : "") + digits;
+            return (right.number.negative ? "-" : "") + digits +
+                   (right.number.decimals.empty() ? "" : "." + right.number.decimals);
         }
         if (kinof(left.type) == kinship::text)
             failat(right.at, "a ch field compares with text, put it in quotes");

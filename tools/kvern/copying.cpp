@@ -74,6 +74,8 @@ class portions {
     void copy(const inputsource &source, std::string_view data) {
         plan.engine.inkinds = {
             textkind(plan.shape, plan.text && data.find(endmarkbyte) != std::string_view::npos)};
+        if (plan.form.numbers && !source.isfile())
+            settlenumbers(source, data);
         in.clear();
         in.append(data.data(), data.size());
         in.finish();
@@ -88,6 +90,12 @@ class portions {
         if (plan.text)
             eachline(data, [this](std::string_view) { ++lines; });
         drawfile(out.path(), target);
+    }
+    // Of a stream the numbers are known so far only; each portion has conditions of its own.
+    void settlenumbers(const inputsource &source, std::string_view data) const {
+        plan.form.numbers->loosen();
+        findline(source, data);
+        plan.form.numbers->settle(plan.engine.conditions);
     }
     template <typename Each>
     void eachline(std::string_view data, Each each) const {

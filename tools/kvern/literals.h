@@ -21,9 +21,9 @@ struct literaltext {
 bool readliteral(const std::string &option, const std::string &text, size_t &at, bool ebcdic,
                  literaltext &out);
 
-// A whole number, its digits without leading zeros.
+// A number, its digits without leading zeros, and in text those behind its point.
 struct literalnumber {
-    std::string digits;
+    std::string digits, decimals;
     bool negative;
 };
 

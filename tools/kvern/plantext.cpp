@@ -177,6 +177,25 @@ void describetext(const joboptions &options, uint64_t content, jobplan &plan) {
     plan.engine.separator = plan.form.separator;
 }
 
+// Who takes numbers of the lines; null where nobody does.
+std::shared_ptr<numbercheck> findnumbers(const joboptions &options, const jobplan &plan) {
+    auto numbers = std::make_shared<numbercheck>();
+    const bool byfield = !options.columns, rebuilt = !plan.pieces.empty();
+    for (const keyspec &key : plan.keys)
+        numbers->addkey(key, byfield, rebuilt);
+    for (const sumspec &sum : plan.sums)
+        numbers->addsum(sum, byfield, rebuilt);
+    if (plan.keys.empty() && plan.kind != jobkind::copy)
+        numbers->addline(textoptions(options), rebuilt);
+    numbers->addconditions(plan.engine.conditions, byfield);
+    if (numbers->idle())
+        return nullptr;
+    numbers->rebuild(plan.pieces, !byfield                      ? ""
+                                  : plan.form.separator.empty() ? " "
+                                                                : plan.form.separator);
+    return numbers;
+}
+
 // A line that holds the end of other lines: the file has both, or comes from two systems.
 void notemixture(const textscanner &scanner, uint64_t line) {
     if (line != 0)
@@ -245,12 +264,15 @@ void plantext(const joboptions &options, std::vector<inputsource> &sources, jobp
     const bool allknown = std::all_of(sources.begin(), sources.end(), [](const inputsource &one) {
         return one.isfile() || one.aheadisall();
     });
+    form.numbers = findnumbers(options, plan);
     textscanner scanner(form);
-    if ((options.maxline == 0 && !copying) || wantswidth) {
+    plan.scanned = (options.maxline == 0 && !copying) || wantswidth;
+    if (plan.scanned || form.numbers) {
         scanfiles(plan, sources, scanner);
         scanaheads(plan, sources, scanner);
-        plan.scanned = true;
     }
+    if (form.numbers)
+        form.numbers->settle(plan.engine.conditions);
 
     uint64_t content = linelength(options, plan, scanner, allknown);
     settlewidths(plan, users, scanner, content, allknown);

@@ -25,7 +25,7 @@ textscanner::textscanner(const textform &lineform)
     : form(lineform), widths(lineform.fields.size()) {
     if (!form.fields.empty())
         maxfield = *std::max_element(form.fields.begin(), form.fields.end());
-    fieldwidths.resize(form.fields.empty() ? 0 : size_t{maxfield} + 1);
+    fieldtexts.resize(form.fields.empty() ? 0 : size_t{maxfield} + 1);
 }
 
 void textscanner::startsource(const inputsource &source) {
@@ -52,7 +52,7 @@ uint32_t textscanner::measurefields(std::string_view text) {
             last = next == std::string_view::npos;
             at = last ? text.size() : next;
         }
-        fieldwidths[field] = static_cast<uint32_t>(at - first);
+        fieldtexts[field] = text.substr(first, at - first);
         if (last)
             return field + 1;
         at += bywhite ? 1 : form.separator.size();
@@ -104,13 +104,20 @@ bool textscanner::line(std::string_view text) {
                       "raise --max-line", 88, 111};
     if (text.size() < form.least)
         return failshort(text.size());
-    if (form.fields.empty())
-        return true;
+    if (!form.fields.empty() && !lookatfields(text))
+        return false;
+    if (form.numbers)
+        form.numbers->look(text, fieldtexts, {name, number});
+    return true;
+}
+
+bool textscanner::lookatfields(std::string_view text) {
     const uint32_t found = measurefields(text);
     if (found <= maxfield)
         return failfields(found);
     for (size_t key = 0; key < widths.size(); ++key)
-        widths[key] = std::max(widths[key], fieldwidths[form.fields[key]]);
+        widths[key] =
+            std::max(widths[key], static_cast<uint32_t>(fieldtexts[form.fields[key]].size()));
     return true;
 }
 

@@ -4,10 +4,12 @@
 // field belongs to it.
 #pragma once
 
+#include "decimals.h"
 #include "framing.h"
 #include "inputs.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,6 +30,7 @@ struct textform {
     std::string leastname;
     bool dropshort = false; // such records are left out, as lines that lack a field
     const char *word = "line";
+    std::shared_ptr<numbercheck> numbers; // one for all inputs; null: nobody takes any
 };
 
 class textscanner {
@@ -54,12 +57,13 @@ class textscanner {
   private:
     const textform &form;
     uint32_t maxfield = 0;
-    std::vector<uint32_t> fieldwidths; // by field number
-    std::vector<uint32_t> widths;      // by key
+    std::vector<std::string_view> fieldtexts; // by field number
+    std::vector<uint32_t> widths;             // by key
     std::string name, longestname;
     uint64_t number = 0, total = 0, dropped = 0, longestline = 0, longestnumber = 0;
 
     uint32_t measurefields(std::string_view text);
+    bool lookatfields(std::string_view text);
     bool failfields(uint32_t found);
     bool failshort(uint64_t bytes);
 };
