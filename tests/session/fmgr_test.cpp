@@ -437,6 +437,29 @@ unload
     }
 }
 
+// What is closed after it belongs to a session that has failed, also a whole output.
+TEST(fmgr, a_close_that_fails_is_told_before_the_others) {
+    const productdirectory product(doublefolder(doublekind::told));
+    recordingmanager manager;
+    manager.twist = [](request &r) {
+        if (r.code() == 3 && r.asked.at(5).bytes == "<in1>")
+            r.status(0x30);
+    };
+    const managedresult result = run({KVRN_MERGE, 'f', 2, {2}, {{"aa"}, {"bb"}}, 2}, manager);
+    const std::string lines = joined(manager.lines);
+    EXPECT_EQ(lines.substr(lines.find("0=3")), R"(0=3 3=2 5"<in1>"
+FailFileManager
+0=3 3=2 5"<in0>"
+FailFileManager
+0=3 3=2 5"<out>"
+0=17
+TermFileManager
+unload
+)");
+    EXPECT_EQ(result.opened, 0);
+    EXPECT_EQ(result.closed, -1);
+}
+
 // ---- the library ------------------------------------------------------------
 
 TEST(fmgr, is_found_where_the_setting_says) {

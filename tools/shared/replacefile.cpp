@@ -57,9 +57,8 @@ int replacefile::withname(const char *sort, std::string *name, routine make) con
     int code = 0;
     for (const std::string &start : {where, folderof(where)})
         for (int i = 0; i < attempts; ++i) {
-            const std::string number =
-                std::to_string(processnumber()) + "-" + std::to_string(last++);
-            const std::string tried = start + marked + sort + number;
+            std::string tried = start + marked;
+            tried += sort + std::to_string(processnumber()) + "-" + std::to_string(last++);
             code = make(tried);
             if (code == 0) {
                 *name = tried;
@@ -89,7 +88,7 @@ outcome replacefile::begin(const std::string &path, const char *mark, const std:
         code = lookat(place, &old);
     if (code == 0)
         code = elsewhere && !old.found ? ENOENT : notplain(old);
-    where = elsewhere ? *folder + "/" + place.substr(folderof(place).size()) : place;
+    where = folder ? *folder + "/" + place.substr(folderof(place).size()) : place;
     if (code == 0)
         code = makefile();
     if (code == 0 && (strictrename || mustcopy()) && old.found)
@@ -153,14 +152,16 @@ int replacefile::fresh() {
 int replacefile::over(const filestate &now) {
     old = now;
     int code = reopen(beside);
+    const bool copies = code == 0 && mustcopy();
+    if (code == 0 && !copies)
+        code = givemode(held, old.mode & takenbits);
     if (code == 0)
         code = syncfile(held);
     if (code != 0)
         return code;
-    if (mustcopy())
+    if (copies)
         return keepandcopy();
-    code = givemode(held, old.mode & takenbits);
-    if (code == 0 && beside.empty())
+    if (beside.empty())
         code = withname("", &beside, [this](const std::string &name) { return moveto(name); });
     if (code == 0 && strictrename)
         code = close();
