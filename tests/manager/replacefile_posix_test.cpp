@@ -92,7 +92,7 @@ const scene scenes[] = {
      "f",
      0,
      0,
-     {{"f", "4755 1 2 2 new"}, {"g", "4755 1 2 2 new"}},
+     {{"f", "755 1 2 2 new"}, {"g", "755 1 2 2 new"}},
      nullptr,
      "g"},
     {"a copy that fails",

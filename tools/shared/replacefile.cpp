@@ -12,6 +12,7 @@ constexpr int attempts = 100;      // names that may be taken by others
 constexpr uint32_t ownmode = 0600; // until it replaces a file
 constexpr uint32_t newmode = 0666; // less what the process keeps back
 constexpr uint32_t takenbits = 0777;
+constexpr uint32_t droppedbits = 07000;
 constexpr size_t copyroom = size_t{256} << 10;
 
 int copyall(int from, int to) {
@@ -30,11 +31,19 @@ int copyall(int from, int to) {
     return code;
 }
 
-int copyover(int from, const std::string &target) {
+// Of a file that is not its own the system itself drops such bits when it is written.
+int dropbits(int file, uint32_t mode) {
+    const int code = (mode & droppedbits) != 0 ? givemode(file, mode & takenbits) : 0;
+    return code == EPERM ? 0 : code;
+}
+
+int copyover(int from, const std::string &target, const filestate &old) {
     const int to = openover(target);
     if (to < 0)
         return errno;
-    int code = copyall(from, to);
+    int code = dropbits(to, old.mode);
+    if (code == 0)
+        code = copyall(from, to);
     if (code == 0)
         code = syncfile(to);
     const int closed = closefile(to);
@@ -189,7 +198,7 @@ int replacefile::keepandcopy() {
     if (code == 0)
         code = reopen(saved);
     if (code == 0)
-        code = copyover(held, place);
+        code = copyover(held, place, old);
     if (code == 0 && strictrename)
         code = close();
     if (code == 0 && (code = removefile(saved)) == 0)
