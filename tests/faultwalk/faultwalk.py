@@ -124,7 +124,7 @@ def places(calls, limit):
     """All of 1 to `calls`, or so many of them that lie evenly."""
     if calls <= limit:
         return list(range(1, calls + 1))
-    return sorted({1 + at * (calls - 1) // (limit - 1) for at in range(limit)})
+    return sorted({1 + at * (calls - 1) // max(limit - 1, 1) for at in range(limit)})
 
 
 # ---- in the processes that share the work -------------------------------------------
@@ -175,12 +175,10 @@ def walk(options, place):
     began = time.monotonic()
     with multiprocessing.Pool(options.jobs, settle, (options.command, options.library, place,
                                                      numbers)) as pool:
-        for name in cases.SCENARIOS:
-            if not re.search(options.only, name):
-                continue
+        chosen = [cases.scenario(name) for name in cases.SCENARIOS if re.search(options.only, name)]
+        for what, (right, calls) in [(what, count(counter, what)) for what in chosen]:
             start = time.monotonic()
-            what = cases.scenario(name)
-            right, calls = count(counter, what)
+            name = what.name
             limit = options.limit if not what.every else max(calls["pread"], calls["pwrite"])
             plan = [(name, kind, way, n, right)
                     for kind in FAULTS if re.fullmatch(options.kind, kind)
