@@ -182,6 +182,10 @@ void numbercheck::lookat(shape &field, std::string_view text, const lineplace &p
     }
     while (!isnumeral(text[last - 1]))
         --last;
+    // Nearly all values end here: digits and marks alone, as in the first one.
+    if (field.first.seen() && last == text.size() && text[first] != '0' &&
+        goeswith(field, text, first))
+        return;
     readmarks(field, text, first, last, place);
     if (!field.first.seen()) {
         field.first = {shown(text), placename(place)};
@@ -194,6 +198,25 @@ void numbercheck::lookat(shape &field, std::string_view text, const lineplace &p
     const bool filled = marks.back().distance == last - first;
     const size_t nonzero = text.find_first_not_of('0', first);
     checkzeros(field, text, filled, !filled && !isnumeral(text[nonzero]), place);
+}
+
+// A number from `first` to the end of the text, nothing right ahead of it.
+bool numbercheck::goeswith(const shape &field, std::string_view text, size_t first) {
+    if (first > 0 && ispoint(text[first - 1]))
+        return false;
+    size_t end = text.size();
+    for (const mark &one : field.marks) {
+        const size_t at = text.size() - 1 - one.distance; // wraps where it lies ahead
+        if (at <= first || at >= end || text[at] != one.byte)
+            return false;
+        while (--end > at)
+            if (!isnumeral(text[end]))
+                return false;
+    }
+    while (end-- > first)
+        if (!isnumeral(text[end]))
+            return false;
+    return true;
 }
 
 // From the last digit on: `first` is the first digit, `last` is behind the last one.

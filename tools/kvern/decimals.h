@@ -92,6 +92,7 @@ class numbercheck {
     static std::string_view valueof(const numberuse &use, std::string_view text,
                                     const std::vector<std::string_view> &fields);
     void lookat(shape &field, std::string_view text, const lineplace &place);
+    static bool goeswith(const shape &field, std::string_view text, size_t first);
     void readmarks(const shape &field, std::string_view text, size_t first, size_t last,
                    const lineplace &place);
     static void checkzeros(shape &field, std::string_view text, bool filled, bool zero,
