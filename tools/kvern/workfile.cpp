@@ -71,12 +71,14 @@ int scratchfile::makenamed(const std::string &prefix) {
         code = descriptor < 0 ? errno : 0;
     }
     way = name;
-    if (code != 0)
+    const bool hidden =
+        code == 0 && shared::reachable(descriptor, &way) && shared::removefile(name) == 0;
+    if (code == 0 && !hidden) {
+        way = name;
+        static_cast<void>(shared::claimfile(descriptor, true));
+    } else {
         name.clear();
-    else if (shared::reachable(descriptor, &way) && shared::removefile(name) == 0)
-        name.clear();
-    else
-        way = name, static_cast<void>(shared::claimfile(descriptor, true));
+    }
     return code;
 }
 
