@@ -11,10 +11,7 @@
 // memory it is given and keeps no pointer.  A write to a closed pipe is an error and
 // never a signal.  Calls that may wait without end, the opens, reads and writes below,
 // come back when a signal interrupts them; others are repeated inside.
-// A guard and no pragma: the fault tests read this page twice, the second time
-// under another namespace.
-#ifndef KVERN_PLATFORM_H
-#define KVERN_PLATFORM_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -180,5 +177,3 @@ enum class stream : uint8_t { output, error };
 void print(stream to, const char *text, uint32_t length);
 
 } // namespace kvern::platform
-
-#endif

@@ -91,9 +91,9 @@ class fuzzedsession {
         message = source.byte() % 16;
         const uint8_t failing = source.byte();
         p.failat = failing < 192 ? 0 : source.byte() + 1U;
-        p.diskfull = (failing & 1) != 0;
+        p.how = static_cast<fault>(failing % faultkinds);
         p.deletesbyname = (failing & 2) != 0;
-        p.capacity = failing % 8 == 4 ? source.word() : 0x200000;
+        p.capacity.fill(failing % 8 == 4 ? source.word() : 0x200000);
         return p;
     }
 
@@ -373,7 +373,7 @@ class fuzzedsession {
     // either.  And an operation that fails may be the close's.
     [[nodiscard]] bool mayunbalance() const {
         return (blocks.prim->options & KVRN_SUM) != 0 || severallines || plan.failat != 0 ||
-               plan.capacity < 0x200000;
+               plan.capacity[0] < 0x200000;
     }
 
     void checkheld(const platformstate &before) const {

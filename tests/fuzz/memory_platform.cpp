@@ -53,6 +53,7 @@ memfile standardinput;
 size_t standardat; // read so far
 intptr_t lasthandle;
 uint32_t operations, names, pieces;
+bool lostblock;
 void *words[2];
 
 // The work area, taken again by each session: no other piece of memory is as big.
@@ -60,8 +61,26 @@ alignas(64) uint8_t area[maxgrant];
 constexpr uint32_t areaatleast = KVRN_MEM_MIN;
 bool areataken;
 
-bool struck() {
-    return ++operations == plan.failat;
+enum operation : unsigned {
+    op_other = 1,
+    op_open = 2,
+    op_read = 4,
+    op_write = 8,
+    op_readat = 16,
+    op_writeat = 32
+};
+constexpr unsigned op_writes = op_write | op_writeat;
+constexpr unsigned op_moves = op_writes | op_read | op_readat;
+// By fault.
+constexpr unsigned counted[faultkinds] = {
+    ~0U, op_writes, op_moves, op_writes, op_moves & ~op_write, op_open | op_read | op_write};
+
+bool struck(operation what = op_other) {
+    if ((counted[static_cast<size_t>(plan.how)] & what) == 0)
+        return false;
+    ++operations;
+    return plan.failat != 0 && operations >= plan.failat &&
+           operations <= std::max(plan.failat, plan.failto);
 }
 
 size_t directoryof(const char *path) {
@@ -69,6 +88,11 @@ size_t directoryof(const char *path) {
         if (strncmp(path, directories[i], 2) == 0 && (path[2] == '/' || path[2] == 0))
             return i;
     return std::size(directories);
+}
+
+// Nothing but slashes behind the directory's name.
+bool namesdirectory(const char *path) {
+    return path[2 + strspn(path + 2, "/")] == 0;
 }
 
 memfile *find(const char *path) {
@@ -115,7 +139,8 @@ uint32_t roomon(size_t directory) {
     for (const memfile &file : slots)
         if ((!file.name.empty() || file.opens != 0) && file.directory == directory)
             used += file.data.size();
-    return used < plan.capacity ? static_cast<uint32_t>(plan.capacity - used) : 0;
+    const size_t most = directory < plan.capacity.size() ? plan.capacity[directory] : 0;
+    return used < most ? static_cast<uint32_t>(most - used) : 0;
 }
 
 uint32_t transferin(openedfile &file, void *to, uint32_t length) {
@@ -144,16 +169,58 @@ uint32_t transferout(openedfile &file, const void *from, uint32_t length) {
     return count;
 }
 
-// The codes of a failed opening in both of the platform's code spaces.
-enum class refusal : uint8_t { none, nofile, nodirectory, isdirectory, toomany, exists, device };
+// The codes of a failure in both of the platform's code spaces.
+enum class refusal : uint8_t {
+    none,
+    nofile,
+    nodirectory,
+    isdirectory,
+    toomany,
+    exists,
+    device,
+    full,
+    interrupted
+};
+
+// What a struck operation tells, and how much of `length` it moves.
+struct movement {
+    uint32_t length;
+    refusal failure;
+};
+movement planned(operation what, uint32_t length) {
+    if (!struck(what))
+        return {length, refusal::none};
+    constexpr movement struckones[faultkinds] = {{0, refusal::device}, {0, refusal::full},
+                                                 {1, refusal::device}, {1, refusal::full},
+                                                 {1, refusal::none},   {1, refusal::interrupted}};
+    const movement &row = struckones[static_cast<size_t>(plan.how)];
+    return {row.length * ((length + (row.failure == refusal::none ? 1 : 0)) / 2), row.failure};
+}
+
+refusal movein(operation what, openedfile &from, void *to, uint32_t length, uint32_t *count) {
+    const movement done = planned(what, length);
+    *count = transferin(from, to, done.length);
+    return done.failure;
+}
+
+refusal moveout(operation what, openedfile &to, const void *from, uint32_t length,
+                uint32_t *count) {
+    if (!to.writes)
+        finding("a write to a file that was opened for reading");
+    const movement done = planned(what, length);
+    *count = transferout(to, from, done.length);
+    return done.failure == refusal::none && *count != done.length ? refusal::full : done.failure;
+}
 
 refusal openpath(const char *path, bool writes, platform::openmode mode, intptr_t *out) {
     using platform::openmode;
-    if (struck())
-        return refusal::device;
+    const bool temporary = mode == openmode::tempcreate || mode == openmode::tempreplace;
+    if (const movement start = planned(temporary ? op_other : op_open, 0);
+        start.failure != refusal::none)
+        return start.failure;
     if (path == nullptr || directoryof(path) == std::size(directories))
         return refusal::nodirectory;
-    if (path[2] == 0 || path[3] == 0)
+    if (namesdirectory(path))
         return refusal::isdirectory;
     if (opened.size() >= maxopen)
         return refusal::toomany;
@@ -185,6 +252,7 @@ void startplatform(const memoryplan &next) {
     standardat = 0;
     lasthandle = 100;
     operations = names = pieces = 0;
+    lostblock = false;
     areataken = false;
     words[0] = words[1] = nullptr;
     static const bool poisoned = (ASAN_POISON_MEMORY_REGION(area, sizeof area), true);
@@ -206,7 +274,7 @@ platformstate held() {
     uint32_t files = 0;
     for (const memfile &file : slots)
         files += file.name.empty() ? 0U : 1U;
-    return {pieces, static_cast<uint32_t>(opened.size()), files};
+    return {pieces, static_cast<uint32_t>(opened.size()), files, operations, lostblock};
 }
 
 void finding(const char *what) {
@@ -223,12 +291,15 @@ using namespace test;
 namespace {
 
 constexpr syserror err_device = 1117;
-constexpr syserror systemcodes[] = {0, 2, 3, err_isdirectory, 4, 80, err_device};
-constexpr errnumber errnumbers[] = {0, 2, 2, 21, 24, 17, 5};
-constexpr errnumber descr_full = 28;
+constexpr syserror systemcodes[] = {
+    0, 2, 3, err_isdirectory, 4, 80, err_device, err_diskfull, err_interrupted};
+constexpr errnumber errnumbers[] = {0, 2, 2, 21, 24, 17, 5, 28, errno_interrupted};
 
-syserror devicecode() {
-    return plan.diskfull ? err_diskfull : err_device;
+syserror systemcode(refusal why) {
+    return systemcodes[static_cast<size_t>(why)];
+}
+errnumber errnumberof(refusal why) {
+    return errnumbers[static_cast<size_t>(why)];
 }
 
 } // namespace
@@ -261,24 +332,13 @@ void wantmanyfiles() {}
 
 syserror openfile(const char *path, openmode mode, filehandle *out) {
     *out = nofile;
-    return systemcodes[static_cast<size_t>(openpath(path, mode != openmode::input, mode, out))];
+    return systemcode(openpath(path, mode != openmode::input, mode, out));
 }
 syserror readfile(filehandle file, void *to, uint32_t length, uint32_t *count) {
-    *count = 0;
-    if (struck())
-        return devicecode();
-    *count = transferin(of(file), to, length);
-    return 0;
+    return systemcode(movein(op_read, of(file), to, length, count));
 }
 syserror writefile(filehandle file, const void *from, uint32_t length, uint32_t *count) {
-    *count = 0;
-    openedfile &to = of(file);
-    if (!to.writes)
-        finding("a write to a file that was opened for reading");
-    if (struck())
-        return devicecode();
-    *count = transferout(to, from, length);
-    return *count == length ? 0 : err_diskfull;
+    return systemcode(moveout(op_write, of(file), from, length, count));
 }
 static blockmove placed(filehandle file, filepos place) {
     of(file).at = static_cast<size_t>(place);
@@ -288,13 +348,14 @@ static blockmove placed(filehandle file, filepos place) {
 blockmove readat(filehandle file, filepos place, void *to, uint32_t length) {
     blockmove result = placed(file, place);
     if (result.placed)
-        result.error = readfile(file, to, length, &result.count);
+        result.error = systemcode(movein(op_readat, of(file), to, length, &result.count));
     return result;
 }
 blockmove writeat(filehandle file, filepos place, const void *from, uint32_t length) {
     blockmove result = placed(file, place);
     if (result.placed)
-        result.error = writefile(file, from, length, &result.count);
+        result.error = systemcode(moveout(op_writeat, of(file), from, length, &result.count));
+    lostblock = lostblock || result.error == err_device;
     return result;
 }
 filepos filelimit() {
@@ -318,40 +379,30 @@ errnumber opendescr(const char *path, bool for_write, int *out) {
     const refusal code =
         openpath(path, for_write, for_write ? openmode::create : openmode::input, &handle);
     *out = static_cast<int>(handle);
-    return errnumbers[static_cast<size_t>(code)];
+    return errnumberof(code);
 }
 errnumber readdescr(int descr, void *to, uint32_t length, uint32_t *count) {
-    *count = 0;
-    if (struck())
-        return errnumbers[static_cast<size_t>(refusal::device)];
-    if (descr != stdinput) {
-        *count = transferin(of(descr), to, length);
-        return 0;
-    }
     openedfile input = {stdinput, &standardinput, standardat, false};
-    *count = transferin(input, to, length);
+    openedfile &from = descr != stdinput ? of(descr) : input;
+    const refusal failure = movein(op_read, from, to, length, count);
     standardat = input.at;
-    return 0;
+    return errnumberof(failure);
 }
 errnumber writedescr(int descr, const void *from, uint32_t length, uint32_t *count) {
-    *count = 0;
-    if (struck())
-        return plan.diskfull ? descr_full : errnumbers[static_cast<size_t>(refusal::device)];
-    if (descr == stdinput) { // standard output goes through it too
-        *count = length;
-        return 0;
-    }
-    *count = transferout(of(descr), from, length);
-    return *count == length ? 0 : descr_full;
+    if (descr != stdinput)
+        return errnumberof(moveout(op_write, of(descr), from, length, count));
+    const movement done = planned(op_write, length); // standard output goes through it too
+    *count = done.length;
+    return errnumberof(done.failure);
 }
 errnumber closedescr(int descr) {
     test::close(descr);
-    return struck() ? errnumbers[static_cast<size_t>(refusal::device)] : 0;
+    return struck() ? errnumberof(refusal::device) : 0;
 }
 
 bool isdirectory(const char *path) {
     const size_t directory = path != nullptr ? directoryof(path) : std::size(directories);
-    return directory != std::size(directories) && (path[2] == 0 || path[3] == 0);
+    return directory != std::size(directories) && namesdirectory(path);
 }
 bool samepath(const char *a, const char *b) {
     return a != nullptr && b != nullptr && strcmp(a, b) == 0;

@@ -1,22 +1,35 @@
-// A platform layer in memory, for fuzzed sessions: no file of the machine is
-// touched, a session leaves nothing behind, and an input always takes the same
-// road.  There are the directories "da", "db" and "dc"; every other path without
-// one of them before its '/' is missing.  What the engine took and did not give
+// A platform layer in memory, for fuzzed sessions and failing operations: no file of
+// the machine is touched, a session leaves nothing behind, and an input always takes
+// the same road.  There are the directories "da", "db" and "dc"; every other path
+// without one of them before its '/' is missing.  What the engine took and did not give
 // back is counted, and a handle closed twice ends the program.
 #pragma once
 
 #include "platform/platform.h"
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
 namespace kvern::test {
 
+// What becomes of an operation that fails, and which ones are counted for it.
+enum class fault : uint8_t {
+    device,     // every one: it does nothing, and the device is at fault
+    full,       // writes: nothing goes out, there is no room
+    torn,       // moves: half of it is done, then the device fails
+    tornfull,   // writes: half of it goes out, then there is no room
+    cut,        // moves that need not be whole: half of it is done, and that is what is told
+    interrupted // opens, reads and writes of files: half of it is done, then comes a signal
+};
+constexpr uint32_t faultkinds = 6;
+
 struct memoryplan {
-    uint32_t grant = 0;             // greatest piece of memory that can be had
-    uint32_t capacity = 0;          // bytes of files that each directory holds
+    uint32_t grant = 0;                 // greatest piece of memory that can be had
+    std::array<uint32_t, 3> capacity{}; // bytes of files that the directories hold
+    fault how = fault::device;
     uint32_t failat = 0;            // number of the operation that fails, from 1
-    bool diskfull = false;          // it fails as a full disk would
+    uint32_t failto = 0;            // last one that fails; below failat: that one alone
     bool deletesbyname = false;     // temporary files as on Windows, else as on POSIX
     const char *variable = nullptr; // value of all environment variables
 };
@@ -28,9 +41,11 @@ void startplatform(const memoryplan &plan);
 std::vector<uint8_t> &makefile(const char *name);
 
 struct platformstate {
-    uint32_t memory;  // pieces not given back
-    uint32_t handles; // files not closed
-    uint32_t files;   // names on the disk
+    uint32_t memory;     // pieces not given back
+    uint32_t handles;    // files not closed
+    uint32_t files;      // names on the disk
+    uint32_t operations; // counted for the plan's fault
+    bool lostblock;      // the device failed as a block was written: no session gets over that
 };
 [[nodiscard]] platformstate held();
 

@@ -12,8 +12,21 @@ struct runresult {
     // First detail code that a call gave; one that stops summation alone gives
     // way to a later one.
     uint32_t detail = 0;
-    uint64_t syscode = 0; // as kvrnstat told it before the close
+    KVRNSTAT counters{}; // before the close
+    // Call that claimed a good end, or forgot the detail, after one that failed.
+    std::string pretends{};
     std::vector<bytes> records{};
+};
+
+// Where the files of a session lie.
+struct sessiondisk {
+    virtual ~sessiondisk() = default;
+    [[nodiscard]] virtual std::string file(const std::string &name) const = 0;
+    [[nodiscard]] virtual std::vector<std::string> workplaces() const = 0;
+    virtual void write(const std::string &path, const bytes &data) const = 0;
+    [[nodiscard]] virtual bytes read(const std::string &path) const = 0;
+    // False: data are gone, and a call that succeeds now lies.
+    [[nodiscard]] virtual bool sound() const { return true; }
 };
 
 // The session goes on and ends clean: it only folds no more records.
@@ -24,6 +37,7 @@ struct runresult {
 // Makes the input files in `folder`; temporary files go there too.  A session
 // that fails on the way is closed like any other.
 [[nodiscard]] runresult run(const sessionspec &spec, const tempfolder &folder);
+[[nodiscard]] runresult run(const sessionspec &spec, const sessiondisk &disk);
 
 // Unframes what a session wrote.  False: it is not whole records.
 [[nodiscard]] bool unframe(const sessionspec &spec, const bytes &data, std::vector<bytes> *out);
