@@ -504,7 +504,8 @@ int KVRN_CALL qha5term(KVRNPRIM *prim, KVRNSESS *sess);
  * the hook, from a window procedure that runs inside the session's calls, or
  * between calls, on the session's thread. */
 
-/* Asks the session to stop: the running call fails, kvrnopen returns 1. */
+/* Asks the session to stop: the running call fails, kvrnopen returns 1.  Between
+ * calls it is heeded by the next pump round.  detail and text stay empty. */
 int KVRN_CALL kvrnstop(KVRNSESS *sess);
 
 /* Sets the print level of messages, 1 to 6 (any other value: -1). */

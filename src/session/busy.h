@@ -12,6 +12,27 @@ inline qha5ctx *sessionof(const KVRNSESS *sess) {
     return sess ? static_cast<qha5ctx *>(sess->ctx) : nullptr;
 }
 
+// Refuses a call while another runs.  Only the running call may fail the session, so
+// what `detail` told before is kept for its end.
+inline int refusebusy(qha5ctx *ctx, KVRNSESS *sess, uint32_t detail) {
+    if (sess == ctx->userblk) {
+        if (ctx->refusedwith == 0 || sess->detail != ctx->refusedwith)
+            ctx->refusedover = sess->detail;
+        ctx->refusedwith = detail;
+    }
+    sess->detail = detail;
+    return -1;
+}
+
+// The end of the running call.  If it ends well and has told nothing since, `detail` is
+// as the refused calls found it.
+inline int endcall(qha5ctx *ctx, int result) {
+    if (ctx->refusedwith != 0 && result >= 0 && ctx->userblk->detail == ctx->refusedwith)
+        ctx->userblk->detail = ctx->refusedover;
+    ctx->refusedwith = 0;
+    return result;
+}
+
 class busymark {
   public:
     explicit busymark(qha5ctx *ctx) : ctx_(ctx) { ctx_->busy = 1; }

@@ -183,7 +183,7 @@ int runsession(uint32_t version, KVRNLINK *link, KVRNPRIM *prim, KVRNSESS *sess,
     if (!ctx)
         return created;
     const busymark running(ctx);
-    return created == 0 ? runstages(ctx, prim, sess, keys, files, opts) : created;
+    return endcall(ctx, created == 0 ? runstages(ctx, prim, sess, keys, files, opts) : created);
 }
 
 } // namespace kvern

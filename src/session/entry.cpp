@@ -24,10 +24,12 @@ int enter(KVRNSESS *sess, uint32_t wronguse, callroutine call) {
     if (!sess)
         return KVRN_FAILED;
     auto *ctx = static_cast<qha5ctx *>(sess->ctx);
-    if (!ctx || ctx->busy)
+    if (!ctx)
         return refuse(sess, wronguse);
+    if (ctx->busy)
+        return refusebusy(ctx, sess, wronguse);
     const busymark running(ctx);
-    return call(ctx, sess);
+    return endcall(ctx, call(ctx, sess));
 }
 
 } // namespace

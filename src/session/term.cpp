@@ -109,10 +109,8 @@ int endsession(KVRNSESS *sess) {
     if (!sess->ctx || !sess->ctxhandle)
         return 0;
     auto *ctx = static_cast<qha5ctx *>(sess->ctx);
-    if (ctx->busy) {
-        sess->detail = KVRN_D_NOTHINGOPEN;
-        return -1;
-    }
+    if (ctx->busy)
+        return refusebusy(ctx, sess, KVRN_D_NOTHINGOPEN);
     if (ctx->userblk != sess) {
         sess->detail = KVRN_D_NOTYOURS;
         return -1;
@@ -124,6 +122,7 @@ int endsession(KVRNSESS *sess) {
     int result = early ? 1 : 0;
     if (windup(ctx, clean) != 0)
         result = callfailed(ctx, sess);
+    result = endcall(ctx, result);
     ctxrelease(ctx, sess);
     return result;
 }

@@ -100,7 +100,6 @@ int KVRN_CALL reentering(KVRNSESS *sess, void *arg) {
     EXPECT_EQ(kvrnlevl(sess, 1), 0);
     EXPECT_NE(s.link.init, nullptr);
     EXPECT_EQ(sess->ctx, before.ctx);
-    *sess = before;
     return 0;
 }
 
@@ -110,15 +109,33 @@ TEST(hook, calls_on_the_running_session_are_refused) {
     kvrnhook(reentering, &re);
     ASSERT_EQ(s.open(), 0);
     EXPECT_GT(re.rounds, 0);
+    EXPECT_EQ(s.sess.detail, 0U);
     re.rounds = 0;
     for (const std::string &record : shuffled(5003))
         ASSERT_EQ(s.put(record), 0);
+    s.sess.detail = 7; // as it was found
     ASSERT_EQ(s.end(), 1);
     EXPECT_GT(re.rounds, 0);
+    EXPECT_EQ(s.sess.detail, 7U);
+    s.sess.detail = 0;
     int last;
     EXPECT_EQ(s.getall(&last).size(), 5003U);
     EXPECT_EQ(s.close(), 0);
     EXPECT_EQ(s.sess.detail, 0U);
+
+    // What the running call tells itself stays: a sum that stopped.
+    const tempfolder folder;
+    const std::string input = folder.file("in"), output = folder.file("out");
+    writefile(input, "aaaa9999aaaa9999");
+    s.infile(input);
+    s.outfile(output);
+    s.prim.options = KVRN_SUM;
+    KVRNKEY key = {1, {{0, 4, KVRN_CHAR, KVRN_ASCENDING, 0, 0, nullptr}}};
+    KVRNSUM sum = {1, {{4, 4, KVRN_ZONED, {}}}};
+    KVRNOPT opts = {&sum, nullptr, nullptr};
+    ASSERT_EQ(kvrnopen(s.version, &s.link, &s.prim, &s.sess, &key, &s.files, &opts), 0);
+    EXPECT_EQ(s.sess.detail, 115U);
+    EXPECT_EQ(s.close(), 0);
 }
 
 int KVRN_CALL nonzero(KVRNSESS *, void *) {
