@@ -1,14 +1,15 @@
 // Storage of the final merge, from sortnext on:
 //
-//   | sumbuf, holdrec |  entries  | tree | nodes of 2 WBs | block | block | ...
-//    grouping only      idxperwb+5  width   2 * recperwb    width - 1 blocks
+//   | sumbuf, holdrec |  entries  | nodes of 2 WBs | tree | block | block | ...
+//    grouping only      idxperwb+5   2 * recperwb    width  width - 1 blocks
 //
 // A block is header, data and nodes, side by side.  The three WBs of the earlier
 // phases stay where they are: two join the merge blocks, the third becomes sparewb.
 // So width + 1 blocks circulate: width in the merge and one that is read ahead.
 //
 // The width is the number of strings where that many blocks fit; more could never
-// overlap, and then no record is ever spilled or moved.
+// overlap, and then no record is ever spilled or moved.  Else it is what really fits:
+// each block more spares spills.
 #include "sort/mergesetup.h"
 
 #include "session/qha9msg.h"
@@ -116,21 +117,17 @@ int loadroot(qha5ctx *ctx, mergespace *space) {
 }
 
 int choosewidth(qha5ctx *ctx, mergespace *space, uint8_t **wbnodes) {
-    const uint64_t nodes = nodebytes(ctx->recperwb);
-    const uint64_t block = mergeblockbytes(ctx->wbsize, ctx->recperwb);
-    const uint64_t estimate = space->left / (block + 2 * nodes + 2 * sizeof(blockhdr *));
-    const uint64_t strings = ctx->stringcount;
-    uint64_t width = strings <= estimate ? strings : estimate + 1;
-    ctx->mergetree = reinterpret_cast<blockhdr **>(space->take(width * sizeof(blockhdr *)));
-    *wbnodes = space->take(2 * nodes);
-    if (ctx->mergetree == nullptr || *wbnodes == nullptr)
+    *wbnodes = space->take(2 * nodebytes(ctx->recperwb));
+    if (*wbnodes == nullptr)
         return -1;
-    const uint64_t fitting = space->left / block;
-    if (width > fitting)
-        width = strings < fitting + 1 ? strings : fitting + 1;
-    ctx->mergewidth = static_cast<uint32_t>(width);
-    ctx->oddwidth = width % 2;
-    return 0;
+    // A block less than the width is made, for the WBs bring two, one of them to read ahead.
+    const uint64_t block = mergeblockbytes(ctx->wbsize, ctx->recperwb);
+    const uint64_t fitting = (space->left + block) / (block + sizeof(blockhdr *));
+    ctx->mergewidth = static_cast<uint32_t>(std::clamp<uint64_t>(fitting, 1, ctx->stringcount));
+    ctx->oddwidth = ctx->mergewidth % 2;
+    ctx->mergetree =
+        reinterpret_cast<blockhdr **>(space->take(ctx->mergewidth * sizeof(blockhdr *)));
+    return ctx->mergetree != nullptr ? 0 : -1;
 }
 
 blockhdr *makeblock(qha5ctx *ctx, uint8_t *area) {

@@ -85,6 +85,14 @@ struct externalsort : enginecontext {
                block.next == block.limit && endstrings(this) == 0;
     }
 
+    // Whether the storage of the final merge, whose blocks stand behind the tree, would
+    // hold a block more.
+    bool fitsanother() const {
+        const uint64_t block = mergeblockbytes(wbsize, recperwb);
+        const auto *behind = reinterpret_cast<const uint8_t *>(mergetree + mergewidth);
+        return sortnext + sortfree >= behind + mergewidth * block + sizeof(blockhdr *);
+    }
+
     // All records of the final merge, in blocks of `perblock`.
     bool merge(uint32_t perblock, std::vector<numbered> *out) {
         if (setupmerge(this) != 0)

@@ -108,6 +108,7 @@ TEST(externalsort, any_storage_and_any_order) {
                     ASSERT_NO_FATAL_FAILURE(checkoutput(records, out));
                     EXPECT_GE(sort.mergewidth, 2u);
                     EXPECT_LE(sort.mergewidth, width);
+                    EXPECT_TRUE(sort.mergewidth == sort.stringcount || !sort.fitsanother());
                     EXPECT_EQ(sort.blocksread, sort.datawbcount + sort.spillcount);
                     EXPECT_EQ(sort.mostbytes, bytes); // written only over what was read
                     EXPECT_EQ(sort.tempfiles, nullptr);
