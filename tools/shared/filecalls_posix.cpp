@@ -30,6 +30,15 @@ int again(routine call) {
             return errno;
 }
 
+// Opens wait on some file systems, and signals come meanwhile.
+int openpath(const std::string &path, int flags, uint32_t mode = 0) {
+    for (;;) {
+        const int file = ::open(path.c_str(), flags, mode);
+        if (file >= 0 || errno != EINTR)
+            return file;
+    }
+}
+
 bool samefile(int file, const std::string &path) {
     struct stat one, other;
     return ::fstat(file, &one) == 0 && ::stat(path.c_str(), &other) == 0 &&
@@ -49,7 +58,7 @@ pid_t makerof(const char *rest) {
 
 // A process may be one of another host or container: it holds its lock all the same.
 void removeunheld(const std::string &path) {
-    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    const int file = openpath(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
     if (file < 0)
         return;
     struct stat state;
@@ -95,7 +104,7 @@ std::string folderof(const std::string &path) {
 }
 
 int createfile(const std::string &path, uint32_t mode) {
-    return ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    return openpath(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
 }
 
 bool reachable(int file, std::string *way) {
@@ -109,7 +118,7 @@ bool reachable(int file, std::string *way) {
 int createunnamed(const std::string &path, uint32_t mode, std::string *way) {
 #if defined(O_TMPFILE)
     const std::string folder = folderof(path) + ".";
-    const int file = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, mode);
+    const int file = openpath(folder, O_TMPFILE | O_RDWR | O_CLOEXEC, mode);
     if (file < 0)
         return -1;
     if (reachable(file, way))
@@ -129,7 +138,7 @@ int linkunnamed(const std::string &way, const std::string &path) {
 
 // Opening a pipe that has no writer must not wait.
 int openplain(const std::string &path, uint64_t *size) {
-    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    const int file = openpath(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (file < 0)
         return -1;
     struct stat state;
@@ -146,11 +155,11 @@ int openplain(const std::string &path, uint64_t *size) {
 }
 
 int openagain(const std::string &path) {
-    return ::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
+    return openpath(path, O_RDWR | O_CLOEXEC | O_NOFOLLOW);
 }
 
 int openover(const std::string &path) {
-    return ::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    return openpath(path, O_WRONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
 }
 
 int64_t readonce(int file, void *to, size_t room) {
@@ -199,7 +208,7 @@ int syncfile(int file) {
 
 int syncfolder(const std::string &path) {
     const std::string folder = folderof(path) + ".";
-    const int file = ::open(folder.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY);
+    const int file = openpath(folder, O_RDONLY | O_CLOEXEC | O_DIRECTORY);
     if (file < 0) // it may be written and not be read
         return errno == EACCES ? 0 : errno;
     const int code = syncfile(file);

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <utility>
 #include <vector>
 
 namespace shared {
@@ -70,7 +71,7 @@ int replacefile::withname(const char *sort, std::string *name, routine make) con
             tried += sort + std::to_string(processnumber()) + "-" + std::to_string(last++);
             code = make(tried);
             if (code == 0) {
-                *name = tried;
+                *name = std::move(tried); // takes no memory: the file is there
                 return 0;
             }
             if (code != EEXIST && code != EAGAIN)
