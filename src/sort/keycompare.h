@@ -2,10 +2,18 @@
 // unsigned little-endian integers of keylen bytes (a multiple of 4): the byte at
 // the highest address weighs most.  Comparing eight bytes at a time from the top
 // gives the same order as four at a time, since both read the same integer.
+//
+// Here and wherever else words are read out of keys, blocks and files the machine's
+// order of bytes is taken for granted, so that a build for another one must not come
+// to an end: it would sort wrong without a word.
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
+
+static_assert(std::endian::native == std::endian::little,
+              "the engine needs a little-endian machine");
 
 namespace kvern {
 
