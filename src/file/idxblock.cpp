@@ -7,6 +7,8 @@
 
 namespace kvern {
 
+// A read that fails in the direct reader is mapped as that of any other file, decided:
+// the caller learns what the system says of the device, not that a file was torn.
 int idxfail(qha5ctx *ctx, const filectl *file, platform::syserror code, fileop operation) {
     setargs(ctx, msgarg::of(file->name), msgarg::of(code));
     return mapsyserror(ctx, code, operation, file->mode);

@@ -8,8 +8,10 @@
 //
 //   "  -12x"   complement of "00012", with 00 on top    room 6
 //
-// The slot may hold the key of an earlier record.  Everything below the text is
-// cleared before the options work, so a key never depends on what was there.
+// The slot may hold the key of an earlier record.  Options 2 and 4 keep what they let
+// through and clear all below it before the next option works; both together are one
+// compaction of that kind.  So a key never depends on what was there: decided, since
+// else records of equal text would compare by those that had the slot before.
 
 #include "key/encoders.h"
 

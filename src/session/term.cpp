@@ -105,6 +105,8 @@ int windup(qha5ctx *ctx, bool clean) {
 
 } // namespace
 
+// Without ctxhandle there is nothing to end, decided: the memory that ctx points to was
+// freed by an earlier call, and must not be looked at.
 int endsession(KVRNSESS *sess) {
     if (!sess->ctx || !sess->ctxhandle)
         return 0;

@@ -51,8 +51,9 @@ blocklengths fixedlengths(const qha5ctx *ctx, uint64_t room) {
     uint64_t bytes = fixedbytes(ctx, room);
     if (bytes == 0)
         return none;
-    // Rounding may take the block a few bytes past the room, which stays so only
-    // where a record less would leave none.
+    // Rounding may take the block a few bytes past the room, which stays so only where
+    // a record less would leave none: decided, so that a record that by itself decides
+    // the size of the block need not be a multiple of the unit.
     if (bytes > room)
         if (const uint64_t fewer = fixedbytes(ctx, rounddown(room, unit)); fewer != 0)
             bytes = fewer;

@@ -107,8 +107,8 @@ void clearerror() {
 
 // ---- thread, clock, characters ------------------------------------------------
 
-// The message that ends a program's own loop is put back: that loop still runs,
-// outside, and waits for it.
+// The message that ends a program's own loop is put back, decided: that loop still
+// runs, outside, and waits for it, and none but it can end the program.
 bool messageround() {
     MSG message;
     if (!PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE))
