@@ -16,7 +16,7 @@ namespace {
 
 // Under Wine a session takes several times as long as natively.
 #ifdef _WIN32
-constexpr uint64_t case_step = 13;
+constexpr uint64_t case_step = 3;
 #else
 constexpr uint64_t case_step = 1;
 #endif
@@ -24,7 +24,7 @@ constexpr uint64_t case_step = 1;
 constexpr uint32_t roomy = 1U << 30;
 // Names of work directories take working storage, twenty times: with these 64 KB are as
 // little as a third of that, and a small sort spills.
-constexpr uint32_t namelength = 950;
+constexpr uint32_t namelength = sizeof(void *) == 4 ? 1050 : 950;
 constexpr uint32_t storage = 18000; // that is left for records then
 
 struct scenario {
