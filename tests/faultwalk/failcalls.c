@@ -38,14 +38,13 @@
 #include <unistd.h>
 
 // `closeout` is the close of what was open for writing alone, `sync` both calls of it.
-#define KINDS(X)                                                                                   \
-    X(open)                                                                                        \
-    X(read)                                                                                        \
-    X(pread)                                                                                       \
-    X(write)                                                                                       \
-    X(pwrite) X(close) X(closeout) X(lseek) X(stat) X(sync) X(rename) X(link) X(unlink)            \
-        X(truncate) X(mode) X(owner) X(times) X(folder) X(list) X(memory) X(map) X(fcntl) X(poll)  \
-            X(access) X(realpath) X(random) X(clock) X(copy) X(thread) X(pipe)
+// clang-format off
+#define KINDS(X)                                                                         \
+    X(open) X(read) X(pread) X(write) X(pwrite) X(close) X(closeout) X(lseek) X(stat)    \
+    X(sync) X(rename) X(link) X(unlink) X(truncate) X(mode) X(owner) X(times) X(folder)  \
+    X(list) X(memory) X(map) X(fcntl) X(poll) X(access) X(realpath) X(random) X(clock)   \
+    X(copy) X(thread) X(pipe)
+// clang-format on
 
 #define ENUMERATOR(name) k_##name,
 #define NAME(name) #name,

@@ -126,7 +126,10 @@ void scratchfile::finish() {
 
 bool isreplaced(const std::string &path) {
     shared::filestate its;
-    return shared::lookat(path, &its) == 0 && (its.plain || !its.found) && standardof(path) < 0;
+    const int code = shared::lookat(path, &its);
+    if (code != 0)
+        failsystem(code, path, otherplace);
+    return (its.plain || !its.found) && standardof(path) < 0;
 }
 
 outputsink::outputsink(const std::string &path, const std::vector<std::string> &tempdirs,
