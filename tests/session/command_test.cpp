@@ -124,7 +124,7 @@ TEST_F(command, sorts_by_every_way_in_and_out) {
         EXPECT_EQ(redirected.err, "");
         if (slow && number % 5 != 0)
             continue;
-        if (number % 2 == 0 && one.input.find('\x1A') == std::string::npos) {
+        if (number % 2 == 0) {
             writefile("file", one.input);
             EXPECT_EQ(run(arguments + " -o file file").code, 0); // in place
             EXPECT_EQ(readfile("file"), one.output);
@@ -220,7 +220,6 @@ const refusal refusals[] = {
     {"merge --variable 9 --framing le32", "\2\0\0"s, 3, "the input ends there"},
     {"sort --variable 9 --framing be16 -w \"[2,1] > '0'\"", "\0\1b"s, 3,
      "record 1 of standard input has 1 byte, --where looks at byte 2"},
-    {"sort", "a\r\nb\0c\r\n"s, 3, "line 2 of standard input (offset 3) holds a zero byte"},
 };
 
 TEST_F(command, says_what_is_wrong) {
@@ -292,16 +291,6 @@ TEST_F(command, several_inputs_and_notes) {
     EXPECT_EQ(run("sort one - two", "d\n").out, "a\nb\nc\nd\n");
     EXPECT_EQ(run("sort -o one one two").code, 0);
     EXPECT_EQ(readfile("one"), "a\nb\nc\n");
-
-    writefile("marked", "b\na\n\x1Azzz");
-    const outcome marked = run("sort marked");
-    EXPECT_EQ(marked.code, 0);
-    EXPECT_EQ(marked.out, "a\nb\n");
-    EXPECT_NE(marked.err.find("3 bytes behind it are not taken"), std::string::npos);
-
-    const outcome mixed = run("sort", "b\r\nc\na\r\n");
-    EXPECT_EQ(mixed.out, "b\r\nc\na\r\n");
-    EXPECT_NE(mixed.err.find("line 2 of standard input holds a line feed"), std::string::npos);
 
     for (const char *size : {"1", "1G", "50%"}) {
         const outcome clamped = run("sort -S "s + size, "b\na\n");

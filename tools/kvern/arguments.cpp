@@ -22,8 +22,8 @@ bool given(const CLI::App &app, const char *name) {
 
 // Options that say something about text; the first one given, or nothing.
 std::string firsttextoption(const CLI::App &app) {
-    for (const char *name :
-         {"--text", "--eol", "--columns", "-t", "--max-line", "-b", "-d", "-f", "-i", "-n"})
+    for (const char *name : {"--text", "--eol", "--dos-eof", "--columns", "-t", "--max-line", "-b",
+                             "-d", "-f", "-i", "-n"})
         if (given(app, name))
             return name;
     return "";

@@ -22,6 +22,7 @@ struct joboptions {
     std::string eol = "auto";
     std::string separator;
     bool separatorgiven = false;
+    bool doseof = false;  // a byte 0x1A ends text
     uint32_t maxline = 0; // 0: found by a first pass
 
     // Data code

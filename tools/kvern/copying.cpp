@@ -36,7 +36,8 @@ class portions {
                 atend = count == 0;
             }
             data.resize(filled);
-            atend = cutatmark(source, data, left) || atend;
+            if (atend && plan.text && !data.empty() && !data.ends_with(endbytes(plan.shape.end)))
+                data += endbytes(plan.shape.end);
             const size_t whole = atend ? data.size() : wholerecords(data);
             if (plan.text && data.size() - whole > longestkept)
                 refuselongline("a line", source, longestkept);
@@ -53,17 +54,6 @@ class portions {
     outputsink &target;
     uint64_t lines = 0; // of the source, in earlier portions
 
-    // A text file ends at its mark; a stream has none.
-    bool cutatmark(const inputsource &source, std::string &data, size_t from) const {
-        if (!plan.text || !source.endsatmark())
-            return false;
-        const size_t mark = data.find(endmarkbyte, from);
-        if (mark == std::string::npos)
-            return false;
-        data.resize(mark);
-        printnote(source.name() + " ends at a byte 0x1A; bytes behind it are not taken");
-        return true;
-    }
     size_t wholerecords(const std::string &data) const {
         if (!plan.text)
             return data.size() / plan.shape.length * plan.shape.length;
@@ -71,11 +61,69 @@ class portions {
         const size_t last = data.rfind(end);
         return last == std::string::npos ? 0 : last + end.size();
     }
+    // The engine reads a byte 0x1A as one of the line only where lines part at line feeds.
     void copy(const inputsource &source, std::string_view data) {
-        plan.engine.inkinds = {
-            textkind(plan.shape, plan.text && data.find(endmarkbyte) != std::string_view::npos)};
+        if (!plan.text) {
+            run(source, data, KVRN_FILE_PLAIN);
+            return;
+        }
+        if (plan.shape.refusesfeeds())
+            eachline(data, [&, number = lines](std::string_view line) mutable {
+                checkfeeds(plan.shape, line, ++number, source);
+            });
         if (plan.form.numbers && !source.isfile())
             settlenumbers(source, data);
+        const bool marked = data.find(endmarkbyte) != std::string_view::npos;
+        if (!marked || feedsonly(data))
+            run(source, data, textkind(marked));
+        else
+            copyaround(source, data);
+    }
+    bool feedsonly(std::string_view data) const {
+        if (plan.shape.end != lineend::crlf)
+            return plan.shape.end == lineend::lf;
+        for (size_t at = 0; (at = data.find('\n', at)) != std::string_view::npos; ++at)
+            if (at == 0 || data[at - 1] != '\r')
+                return false;
+        return true;
+    }
+    // Each line with a byte 0x1A by itself, what lies between them as it is.
+    void copyaround(const inputsource &source, std::string_view data) {
+        const std::string_view end = endbytes(plan.shape.end);
+        size_t from = 0;
+        eachline(data, [&](std::string_view line) {
+            if (line.find(endmarkbyte) == std::string_view::npos)
+                return;
+            const auto at = static_cast<size_t>(line.data() - data.data());
+            if (at > from)
+                run(source, data.substr(from, at - from), KVRN_FILE_PLAIN);
+            from = at + line.size() + end.size();
+            sortone(source, data.substr(at, from - at));
+        });
+        if (from < data.size())
+            run(source, data.substr(from), KVRN_FILE_PLAIN);
+    }
+    // A sort takes a line as it is; one by itself is in order.
+    void sortone(const inputsource &source, std::string_view line) {
+        description one = plan.engine;
+        one.prim.function = KVRN_SORT;
+        one.prim.recoprat = KVRN_PUT_BLOCK | KVRN_GET_BLOCK;
+        one.infiles.clear();
+        one.outfile.clear();
+        try {
+            session engine(one, sums);
+            engine.put(line.data(), static_cast<uint32_t>(line.size()));
+            engine.endinput();
+            draw(engine, plan, target, [] {});
+            engine.close();
+        } catch (const enginefailure &) {
+            findline(source, line);
+            throw;
+        }
+        ++lines;
+    }
+    void run(const inputsource &source, std::string_view data, uint8_t kind) {
+        plan.engine.inkinds = {kind};
         in.clear();
         in.append(data.data(), data.size());
         in.finish();

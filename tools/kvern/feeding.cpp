@@ -13,7 +13,6 @@ namespace {
 
 // About this much passes in one call.
 constexpr uint32_t blockbytes = 256u << 10;
-constexpr char endmarkbyte = 0x1A;
 constexpr uint32_t lengthword = 4; // in front of a variable record in a block
 
 void feedfixed(session &engine, inputsource &source, const jobplan &plan, tally &counts) {
@@ -58,25 +57,21 @@ void feedvariable(session &engine, recordintake &intake) {
 
 // One line a call: the engine takes a line that ends in one byte as a record,
 // and one that ends in CR LF as a block of its own.
-void feedtext(session &engine, recordintake &intake, lineend end) {
+void feedtext(session &engine, recordintake &intake) {
     while (intake.next()) {
         const std::string_view line = intake.record().raw();
-        // A block is measured up to its end or a zero byte.
-        if (end == lineend::crlf && line.find('\0') != std::string_view::npos)
-            throw failure{ending::data, intake.record().whichrecord() + " holds a zero byte",
-                          "lines with CR LF and zero bytes can be sorted from files only"};
         engine.put(line.data(), static_cast<uint32_t>(line.size()));
     }
 }
 
-// A line that ends in CR LF as one that ends in LF: record calls of a merge take no
-// delimiter of two bytes.
-std::string_view withlinefeed(const recordreader &record, std::string &line) {
-    if (record.data().find('\n') != std::string_view::npos)
-        throw failure{ending::data, record.whichrecord() + " holds a line feed",
-                      "lines with CR LF and single line feeds cannot be checked"};
+// A line that ends in CR LF as one that ends in the byte of the plan.
+std::string_view withend(const recordreader &record, char end, std::string &line) {
+    if (record.data().find(end) != std::string_view::npos)
+        throw failure{ending::data,
+                      record.whichrecord() + " holds a bare line feed or carriage return",
+                      "such lines can be sorted, but not checked, merged or copied here"};
     line.assign(record.data());
-    line += '\n';
+    line += end;
     return line;
 }
 
@@ -96,7 +91,7 @@ void feed(session &engine, std::vector<inputsource> &sources, const jobplan &pla
         }
         recordintake intake(source, plan.shape, tests, false);
         if (plan.text)
-            feedtext(engine, intake, plan.shape.end);
+            feedtext(engine, intake);
         else
             feedvariable(engine, intake);
     }
@@ -142,7 +137,8 @@ void exchange(session &engine, std::vector<inputsource> &sources, const jobplan 
               outputsink *out, const lookat &look, tally &counts) {
     // A copy's inputs follow each other as one.
     const bool oneinput = plan.kind == jobkind::copy;
-    const bool tolinefeed = plan.text && plan.shape.end == lineend::crlf;
+    const std::string_view textend = endbytes(plan.shape.end);
+    const bool otherend = plan.text && plan.lineput != textend;
     std::vector<recordintake> intakes;
     std::deque<textscanner> scanners;
     intakes.reserve(sources.size());
@@ -166,9 +162,9 @@ void exchange(session &engine, std::vector<inputsource> &sources, const jobplan 
             more = intakes[++current].next();
         const recordreader &record = intakes[current].record();
         if (more)
-            given = !plan.text   ? record.data()
-                    : tolinefeed ? withlinefeed(record, line)
-                                 : record.raw();
+            given = !plan.text ? record.data()
+                    : otherend ? withend(record, plan.lineput[0], line)
+                               : record.raw();
         try {
             if (!engine.step(more ? given.data() : nullptr, given.size(), &data, &length))
                 break;
@@ -188,7 +184,9 @@ void exchange(session &engine, std::vector<inputsource> &sources, const jobplan 
         framed.clear();
         if (plan.shape.kind == formkind::variable)
             addprefix(*plan.shape.frame, length, framed);
-        framed.append(static_cast<const char *>(data), length);
+        framed.append(static_cast<const char *>(data), otherend ? length - 1 : length);
+        if (otherend)
+            framed += textend;
         out->write(framed.data(), framed.size());
     }
     look();
@@ -198,42 +196,36 @@ void exchange(session &engine, std::vector<inputsource> &sources, const jobplan 
         counts.shorts += one.record().torn() ? 1u : 0u;
 }
 
-void drawfile(const std::string &path, outputsink &out) {
+void drawfile(const std::string &path, outputsink &out, bool doseof) {
     inputsource source(path);
+    if (doseof)
+        source.endatmark();
     std::vector<char> block(blockbytes);
     while (const size_t count = source.read(block.data(), block.size()))
         out.write(block.data(), count);
 }
 
-bool takeinto(scratchfile &file, inputsource &source) {
+void takeinto(scratchfile &file, inputsource &source) {
     std::vector<char> block(blockbytes);
-    bool marked = false;
     file.clear();
-    while (const size_t count = source.read(block.data(), block.size())) {
-        marked = marked || std::memchr(block.data(), endmarkbyte, count) != nullptr;
+    while (const size_t count = source.read(block.data(), block.size()))
         file.append(block.data(), count);
-    }
     file.finish();
-    return marked;
 }
 
-bool siftinto(scratchfile &file, inputsource &source, const jobplan &plan, textscanner &tests) {
+void siftinto(scratchfile &file, inputsource &source, const jobplan &plan, textscanner &tests) {
     recordintake intake(source, plan.shape, tests, true);
     std::string block;
-    bool marked = false;
     file.clear();
     while (intake.next()) {
         block += intake.record().raw();
         if (block.size() < blockbytes)
             continue;
-        marked = marked || block.find(endmarkbyte) != std::string::npos;
         file.append(block.data(), block.size());
         block.clear();
     }
-    marked = marked || block.find(endmarkbyte) != std::string::npos;
     file.append(block.data(), block.size());
     file.finish();
-    return marked;
 }
 
 std::string takeheaders(std::vector<inputsource> &sources, const recordshape &shape,

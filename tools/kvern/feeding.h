@@ -33,11 +33,12 @@ void drawmerged(session &engine, outputsink &out, const lookat &look);
 void exchange(session &engine, std::vector<inputsource> &sources, const jobplan &plan,
               outputsink *out, const lookat &look, tally &counts);
 
-// A file, and a stream into a file; true: it holds an end mark.
-void drawfile(const std::string &path, outputsink &out);
-bool takeinto(scratchfile &file, inputsource &source);
-// The records of a source that are not short into a file; true: one holds an end mark.
-bool siftinto(scratchfile &file, inputsource &source, const jobplan &plan, textscanner &tests);
+// A file, and a stream into a file.
+// Where a text ends at a byte 0x1A, that one is the engine's and left out.
+void drawfile(const std::string &path, outputsink &out, bool doseof = false);
+void takeinto(scratchfile &file, inputsource &source);
+// The records of a source that are not short into a file.
+void siftinto(scratchfile &file, inputsource &source, const jobplan &plan, textscanner &tests);
 
 // The first records of each source, as they stand in the first one.
 std::string takeheaders(std::vector<inputsource> &sources, const recordshape &shape,

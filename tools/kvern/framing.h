@@ -38,7 +38,11 @@ struct recordshape {
     uint32_t length = 0;            // fixed; variable: the greatest
     const framing *frame = nullptr; // variable
     lineend end = lineend::lf;      // text
+    // The first line ended so and the user does not say that all do: with CR LF, a bare
+    // line feed in a later one is no data but the end of a line of another system.
+    bool guessed = false;
 
+    bool refusesfeeds() const { return guessed && end == lineend::crlf; }
     const char *word() const { return kind == formkind::text ? "line" : "record"; }
 };
 

@@ -10,6 +10,8 @@ namespace command {
 
 namespace {
 
+constexpr char endmark = 0x1A; // of text, on systems that are long gone
+
 [[noreturn]] void failfile(const std::string &name, const std::string &why,
                            const std::string &advice = "") {
     throw failure{ending::file, name + ": " + why, advice};
@@ -24,7 +26,15 @@ inputsource::inputsource(const std::string &path)
         failfile(shown, facts.error);
     if (facts.sort == filesort::directory)
         failfile(shown, "is a directory");
-    open();
+    open(); // at once, so that a file without permission is told by its name
+    if (!isfile())
+        return;
+    facts = inspect(descriptor);
+    start = position(descriptor);
+    if (facts.sort == filesort::missing || start < 0)
+        failfile(shown, systemerror());
+    if (!fromstdin)
+        close();
 }
 
 inputsource::~inputsource() {
@@ -39,67 +49,107 @@ void inputsource::close() {
 
 inputsource::inputsource(inputsource &&other) noexcept
     : filepath(std::move(other.filepath)), shown(std::move(other.shown)),
-      fromstdin(other.fromstdin), scratch(other.scratch), marks(other.marks),
-      facts(std::move(other.facts)), descriptor(std::exchange(other.descriptor, -1)),
-      start(other.start), header(other.header), headerrecords(other.headerrecords),
-      beginning(std::move(other.beginning)), given(other.given), atend(other.atend) {}
+      fromstdin(other.fromstdin), scratch(other.scratch), marksend(other.marksend), cut(other.cut),
+      marks(other.marks), seenall(other.seenall), facts(std::move(other.facts)),
+      descriptor(std::exchange(other.descriptor, -1)), start(other.start),
+      bytestaken(other.bytestaken), rawtaken(other.rawtaken), header(other.header),
+      headerrecords(other.headerrecords), beginning(std::move(other.beginning)), given(other.given),
+      ended(other.ended) {}
 
-// Opened at once, so that a file without permission is told by its name.
 void inputsource::open() {
     descriptor = fromstdin ? standardinput : openinput(filepath);
-    if (descriptor < 0)
+    if (descriptor < 0 || (start > 0 && !goback(descriptor, start)))
         failfile(shown, systemerror());
-    if (isfile())
-        start = position(descriptor);
 }
 
 size_t inputsource::readraw(void *to, size_t room) {
-    const int64_t count = readsome(descriptor, to, room);
-    if (count < 0)
+    if (ended)
+        return 0;
+    if (descriptor < 0)
+        open();
+    const int64_t got = readsome(descriptor, to, room);
+    if (got < 0)
         failfile(shown, systemerror());
-    return static_cast<size_t>(count);
+    auto count = static_cast<size_t>(got);
+    rawtaken += count;
+    const void *mark = std::memchr(to, endmark, count);
+    marks = marks || mark;
+    if (mark && marksend) {
+        count = static_cast<size_t>(static_cast<const char *>(mark) - static_cast<char *>(to));
+        cut = true;
+    } else if (count == 0 && isfile() && rawtaken < facts.size) {
+        failcut(rawtaken);
+    }
+    if (count == 0 || (mark && marksend))
+        reachend();
+    return count;
+}
+
+void inputsource::reachend() {
+    ended = true;
+    seenall = true;
+    if (isfile() && !fromstdin)
+        close();
+}
+
+void inputsource::failcut(uint64_t bytes) const {
+    failfile(shown,
+             "held " + plural(facts.size, "byte") + " at first and only " + std::to_string(bytes) +
+                 " when it was read",
+             "something else writes to it");
+}
+
+void inputsource::checkwhole() const {
+    if (!isnamedfile())
+        return;
+    const filefacts now = inspect(filepath);
+    const uint64_t bytes = now.size - std::min(now.size, static_cast<uint64_t>(start));
+    if (now.sort == filesort::regular && bytes < facts.size)
+        failcut(bytes);
 }
 
 void inputsource::readahead() {
-    if (isfile() || atend)
+    if (isfile() || ended)
         return;
     beginning.erase(0, given);
     given = 0;
     size_t filled = beginning.size();
     beginning.resize(std::max(aheadroom, filled));
-    while (filled < aheadroom && !atend) {
-        const size_t count = readraw(beginning.data() + filled, aheadroom - filled);
-        filled += count;
-        atend = count == 0;
-    }
+    while (filled < aheadroom && !ended)
+        filled += readraw(beginning.data() + filled, aheadroom - filled);
     beginning.resize(filled);
 }
 
 size_t inputsource::read(void *to, size_t room) {
+    size_t count = 0;
     if (given < beginning.size()) {
-        const size_t count = std::min(room, beginning.size() - given);
+        count = std::min(room, beginning.size() - given);
         std::memcpy(to, beginning.data() + given, count);
         given += count;
-        bytestaken += count;
         if (given == beginning.size()) {
             beginning.clear();
             beginning.shrink_to_fit();
             given = 0;
         }
-        return count;
+    } else {
+        count = readraw(to, room);
     }
-    const size_t count = atend ? 0 : readraw(to, room);
     bytestaken += count;
     return count;
 }
 
 void inputsource::rewind() {
-    if (isfile() && !goback(descriptor, start))
+    if (!isfile())
+        return;
+    if (descriptor >= 0 && !goback(descriptor, start))
         failfile(shown, systemerror());
-    bytestaken = isfile() ? 0 : bytestaken;
+    bytestaken = 0;
+    rawtaken = 0;
+    ended = false;
 }
 
 void inputsource::beginbehind(uint64_t records, uint64_t bytes, std::string_view rest) {
+    bytes = std::min(bytes, bytestaken); // the end of a last line may not be there
     header += bytes;
     headerrecords += records;
     if (!isfile()) {
@@ -113,17 +163,16 @@ void inputsource::beginbehind(uint64_t records, uint64_t bytes, std::string_view
     rewind();
 }
 
-void inputsource::standfor(const std::string &file, bool marked) {
+void inputsource::standfor(const std::string &file) {
     close();
     scratch = true;
-    marks = marked;
     fromstdin = false;
     filepath = file;
     facts = inspect(file);
+    start = 0;
     beginning.clear();
     given = 0;
-    atend = false;
-    open();
+    rewind();
 }
 
 std::vector<inputsource> opensources(const std::vector<std::string> &paths) {

@@ -59,6 +59,9 @@ class job {
             // account of records tells.
             if (sumstop != 0)
                 throw sumfailure(sumstop, options, true);
+            for (const inputsource &source : sources)
+                if (plan.byfile)
+                    source.checkwhole(); // which says more
             throw translate(what, options, plan, sources);
         }
         seen.clear();
@@ -105,6 +108,23 @@ class job {
     lookat checking() const {
         return [this] { checksum(); };
     }
+    // What the engine read by itself is all that the files held when they were opened.
+    void checkread() const {
+        if (!plan.byfile)
+            return;
+        uint64_t held = 0;
+        for (const inputsource &source : sources) {
+            source.checkwhole();
+            if (source.endedatmark())
+                return;
+            held += source.size();
+        }
+        if (const uint64_t bytes = seen.counters().inbytes; bytes < held)
+            throw failure{ending::file,
+                          "the inputs held " + plural(held, "byte") + " at first and only " +
+                              std::to_string(bytes) + " when they were read",
+                          "something else writes to them"};
+    }
     // Where open files are locked the output can take the place of an input only now.
     void closesources() {
         for (inputsource &source : sources)
@@ -115,15 +135,20 @@ class job {
     void writefile(outputsink &out) {
         plan.engine.outfile = out.way();
         runsession(nullptr);
+        checkread();
         closesources();
         out.commit();
     }
     void deliver(outputsink &out) {
         out.write(header.data(), header.size());
-        if (plan.engine.prim.function == KVRN_COPY)
+        if (plan.portions)
             copyportions(options, sources, plan, out, sumstop);
         else
             runsession(&out);
+        checkread();
+        if (std::any_of(sources.begin(), sources.end(),
+                        [](const inputsource &one) { return one.endedatmark(); }))
+            out.write("\x1A", 1);
         out.finish();
         written = out.bytes();
         closesources();
@@ -131,7 +156,8 @@ class job {
     }
     void runsession(outputsink *out) {
         std::optional<scratchfile> shown;
-        if (out && plan.text && plan.kind == jobkind::merge && plan.shape.end == lineend::crlf) {
+        if (out && plan.byfile && plan.text && plan.kind == jobkind::merge &&
+            plan.shape.end == lineend::crlf) {
             // Record calls of a merge give such lines shifted by a byte.
             shown.emplace(options.tempdirs);
             plan.engine.outfile = shown->path();
@@ -150,7 +176,7 @@ class job {
         engine.close();
         checksum();
         if (shown)
-            drawfile(shown->path(), *out);
+            drawfile(shown->path(), *out, options.doseof);
     }
 };
 
@@ -162,13 +188,16 @@ void spool(const joboptions &options, std::vector<inputsource> &sources, scratch
         if (source.isnamedfile())
             continue;
         scratchfile &file = files.emplace_back(options.tempdirs);
-        source.standfor(file.path(), takeinto(file, source));
+        takeinto(file, source);
+        source.standfor(file.path());
     }
 }
 
 // A sort gives each line the room of the longest one, which a stream tells only at its
 // end: with room for any line, temporary files would be many times the input.
 bool mustmeasure(const joboptions &options, const std::vector<inputsource> &sources) {
+    if (options.istext() && options.eol == "crlf")
+        return true; // how lines of it are put depends on what they hold
     return options.kind == jobkind::sort && options.istext() && options.maxline == 0 &&
            std::any_of(sources.begin(), sources.end(),
                        [](const inputsource &one) { return !one.isfile() && !one.aheadisall(); });
@@ -180,10 +209,11 @@ uint64_t sift(const joboptions &options, std::vector<inputsource> &sources, jobp
     textscanner tests(plan.form);
     for (inputsource &source : sources) {
         scratchfile &file = files.emplace_back(options.tempdirs);
-        source.standfor(file.path(), siftinto(file, source, plan, tests));
+        siftinto(file, source, plan, tests);
+        source.standfor(file.path());
     }
     if (plan.byfile)
-        listinputs(plan, sources);
+        listinputs(plan, sources, options.doseof);
     return tests.shorts();
 }
 
@@ -214,7 +244,7 @@ void runjob(const joboptions &options) {
     const bool variable = shape.kind == formkind::variable;
     const bool merging = options.kind == jobkind::merge && !variable;
     const bool copying = options.kind == jobkind::copy && !variable;
-    const bool filecopy = copying && replaced && options.header == 0;
+    const bool filecopy = copying && !inportions(options, replaced);
     if (!options.explain && (merging || filecopy || mustmeasure(options, sources)))
         spool(options, sources, files);
     jobplan plan = planjob(options, shape, sources, replaced);

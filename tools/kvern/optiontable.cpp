@@ -84,6 +84,10 @@ void addform(CLI::App &app, joboptions &out) {
         ->type_name("lf|crlf|cr|auto")
         ->check(oneof({"lf", "crlf", "cr", "auto"}))
         ->group(group);
+    app.add_flag("--dos-eof", out.doseof,
+                 "A byte 0x1A ends an input, and then the output too (default: a byte like any "
+                 "other)")
+        ->group(group);
     app.add_flag("--columns", out.columns, "Positions are columns of the line, not fields")
         ->group(group);
     app.add_option("-t,--field-separator", out.separator,

@@ -82,32 +82,59 @@ void parseshape(const joboptions &options, jobplan &plan) {
         plan.pieces = parserebuild(options.rebuild, view.byfield, view.ebcdic(), names);
 }
 
+// Lines among which there is a byte 0x1A where the engine would end at it.
+bool holdsmarks(const joboptions &options, const std::vector<inputsource> &sources,
+                const jobplan &plan) {
+    if (!plan.text || options.doseof ||
+        (plan.shape.end == lineend::lf && plan.kind != jobkind::sort))
+        return false;
+    return std::any_of(sources.begin(), sources.end(),
+                       [](const inputsource &one) { return one.holdsmark(); });
+}
+
+void planmerge(const joboptions &options, size_t inputs, jobplan &plan) {
+    KVRNPRIM &prim = plan.engine.prim;
+    prim.mergecnt = options.kind == jobkind::merge ? static_cast<uint32_t>(inputs) : 1;
+    prim.recoprat = static_cast<uint8_t>((plan.byfile ? 0 : KVRN_PUT_RECORD) |
+                                         (plan.tofile ? 0 : KVRN_GET_RECORD));
+    if (!plan.text || plan.byfile || plan.shape.end != lineend::crlf)
+        return;
+    if (plan.lineput.size() > 1)
+        throw failure{ending::data,
+                      "lines that end in CR LF hold bare line feeds and bare carriage returns",
+                      "such lines can be sorted and copied, but not checked, and not merged where "
+                      "they hold a byte 0x1A"};
+    prim.linedlmt = plan.lineput == "\n" ? KVRN_DLMT_LF : KVRN_DLMT_CR;
+}
+
 // Who reads and who writes, see jobrun.cpp.
-void planfiles(const joboptions &options, const std::vector<inputsource> &sources, jobplan &plan) {
+void planfiles(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan) {
     const bool variable = plan.shape.kind == formkind::variable;
-    const bool bycommand = variable || options.kind == jobkind::check;
-    const bool sorting = options.kind == jobkind::sort;
-    plan.byfile = !bycommand && !(sorting && options.dropshort) &&
-                  std::all_of(sources.begin(), sources.end(), [&](const inputsource &one) {
-                      // The engine would end the lines of a stream at a mark among them.
-                      return one.isnamedfile() && !(sorting && one.holdsmark());
-                  });
-    plan.tofile = !bycommand && plan.replaced && options.header == 0;
+    const bool sorting = options.kind == jobkind::sort, copying = options.kind == jobkind::copy;
+    const bool named = std::all_of(sources.begin(), sources.end(),
+                                   [](const inputsource &one) { return one.isnamedfile(); });
+    plan.portions = copying && !variable && inportions(options, plan.replaced);
+    plan.byfile = !variable && named && !plan.portions && options.kind != jobkind::check &&
+                  !(sorting && options.dropshort);
+    if (plan.byfile && plan.text) {
+        lookthrough(plan.shape, sources);
+        plan.byfile = !holdsmarks(options, sources, plan);
+        plan.portions = copying && !plan.byfile;
+    }
+    const bool bymerge = variable || options.kind == jobkind::check ||
+                         (plan.text && options.kind == jobkind::merge && !plan.byfile);
+    plan.tofile =
+        !bymerge && !plan.portions && !options.doseof && plan.replaced && options.header == 0;
+    KVRNPRIM &prim = plan.engine.prim;
+    if (copying && variable)
+        prim.function = KVRN_MERGE; // files that the engine copies hold no such records
     if (plan.byfile)
-        listinputs(plan, sources);
+        listinputs(plan, sources, options.doseof);
     if (plan.tofile)
         plan.engine.outfile = options.output;
     plan.engine.workdirs = options.tempdirs;
-    KVRNPRIM &prim = plan.engine.prim;
-    if (options.kind == jobkind::copy && variable)
-        prim.function = KVRN_MERGE; // files that the engine copies hold no such records
-    if (prim.function == KVRN_MERGE) {
-        prim.mergecnt = options.kind == jobkind::merge ? static_cast<uint32_t>(sources.size()) : 1;
-        prim.recoprat = static_cast<uint8_t>((plan.byfile ? 0 : KVRN_PUT_RECORD) |
-                                             (plan.tofile ? 0 : KVRN_GET_RECORD));
-    }
-    if (options.kind == jobkind::check && plan.text && plan.shape.end == lineend::crlf)
-        prim.linedlmt = KVRN_DLMT_LF; // as the lines are put
+    if (prim.function == KVRN_MERGE)
+        planmerge(options, sources.size(), plan);
     if (options.kind != jobkind::sort)
         return;
 
@@ -304,9 +331,13 @@ void needleast(const joboptions &options, jobplan &plan) {
 recordshape findshape(const joboptions &options, std::vector<inputsource> &sources) {
     recordshape shape;
     if (options.istext()) {
-        for (inputsource &source : sources)
+        for (inputsource &source : sources) {
+            if (options.doseof)
+                source.endatmark();
             source.readahead();
+        }
         shape.end = findlineend(options.eol, sources);
+        shape.guessed = options.eol == "auto";
         return shape;
     }
     shape.kind = options.fixed != 0 ? formkind::fixed : formkind::variable;
@@ -315,20 +346,21 @@ recordshape findshape(const joboptions &options, std::vector<inputsource> &sourc
     return shape;
 }
 
-uint8_t textkind(const recordshape &shape, bool marked) {
-    if (marked && shape.end == lineend::cr)
-        throw failure{ending::data, "a line that ends in CR holds a byte 0x1A",
-                      "such lines can be sorted, but not merged or copied"};
+uint8_t textkind(bool marked) {
     return marked ? KVRN_FILE_DESCRIPTOR : KVRN_FILE_PLAIN;
 }
 
-void listinputs(jobplan &plan, const std::vector<inputsource> &sources) {
+void listinputs(jobplan &plan, const std::vector<inputsource> &sources, bool doseof) {
     plan.engine.infiles.clear();
     plan.engine.inkinds.clear();
     for (const inputsource &source : sources) {
         plan.engine.infiles.push_back(source.path());
-        plan.engine.inkinds.push_back(textkind(plan.shape, plan.text && source.holdsmark()));
+        plan.engine.inkinds.push_back(textkind(plan.text && !doseof && source.holdsmark()));
     }
+}
+
+bool inportions(const joboptions &options, bool replaced) {
+    return options.kind == jobkind::copy && (!replaced || options.header != 0 || options.doseof);
 }
 
 jobplan planjob(const joboptions &options, const recordshape &shape,

@@ -26,7 +26,11 @@ struct jobplan {
     bool byfile = false;   // the engine reads the inputs itself
     bool tofile = false;   // the engine writes the output itself
     bool replaced = false; // what is written takes the place of the output at the end
+    bool portions = false; // a copy through the command, some megabytes at a time
     bool scanned = false;  // every line of the inputs was looked at
+    // What stands behind a line in the session where the command puts lines.  Records of
+    // a merge cannot end in two bytes: lines of CR LF end in one of them there.
+    std::string lineput;
 };
 
 constexpr uint64_t internalroom = 32716; // bytes of key and record together
@@ -41,11 +45,15 @@ recordshape findshape(const joboptions &options, std::vector<inputsource> &sourc
 jobplan planjob(const joboptions &options, const recordshape &shape,
                 std::vector<inputsource> &sources, bool replaced);
 
-// The file kind by which the engine reads a text of the command's: only files of
-// descriptors know no end mark, and those part lines at line feeds alone.
-uint8_t textkind(const recordshape &shape, bool marked);
+// The file kind by which the engine reads a text: a byte 0x1A is no end in files of
+// descriptors alone, which part lines at line feeds and end the last one in such.
+uint8_t textkind(bool marked);
+// The inputs that the engine shall read are read once, to know of bytes 0x1A.
+void lookthrough(const recordshape &shape, std::vector<inputsource> &sources);
 // The inputs that the engine reads.
-void listinputs(jobplan &plan, const std::vector<inputsource> &sources);
+void listinputs(jobplan &plan, const std::vector<inputsource> &sources, bool doseof);
+// A copy that passes through the command some megabytes at a time whatever it holds.
+bool inportions(const joboptions &options, bool replaced);
 
 // The -b -d -f -i -n of the command line as bits of a key.
 uint8_t textoptions(const joboptions &options);

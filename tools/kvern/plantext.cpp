@@ -11,10 +11,11 @@ namespace command {
 
 namespace {
 
-constexpr uint64_t streammaxline = 4096; // for a stream that is not measured
-constexpr uint32_t sumwidth = 18;        // digits of a sum whose values are not known
-constexpr uint64_t copiedline = 32700;   // a line that is only copied; one byte is the key
-constexpr uint64_t linesinmemory = 8;    // such lines that the working storage must hold
+constexpr uint64_t streammaxline = 4096;        // for a stream that is not measured
+constexpr uint32_t sumwidth = 18;               // digits of a sum whose values are not known
+constexpr uint64_t copiedline = 32700;          // a line that is only copied; one byte is the key
+constexpr size_t lookbytes = size_t{256} << 10; // are looked through at once
+constexpr uint64_t linesinmemory = 8;           // such lines that the working storage must hold
 
 uint64_t round4(uint64_t bytes) {
     return (bytes + 3) / 4 * 4;
@@ -37,11 +38,14 @@ void scanaheads(const jobplan &plan, const std::vector<inputsource> &sources,
         scanner.startsource(source);
         std::string_view text = source.ahead();
         for (size_t at; (at = text.find(mark)) != std::string_view::npos;) {
+            checkfeeds(plan.shape, text.substr(0, at), scanner.linenumber() + 1, source);
             scanner.line(text.substr(0, at));
             text.remove_prefix(at + mark.size());
         }
-        if (source.aheadisall() && !text.empty())
-            scanner.line(text);
+        if (!source.aheadisall() || text.empty())
+            continue;
+        checkfeeds(plan.shape, text, scanner.linenumber() + 1, source);
+        scanner.line(text);
     }
 }
 
@@ -196,12 +200,14 @@ std::shared_ptr<numbercheck> findnumbers(const joboptions &options, const jobpla
     return numbers;
 }
 
-// A line that holds the end of other lines: the file has both, or comes from two systems.
-void notemixture(const textscanner &scanner, uint64_t line) {
-    if (line != 0)
-        printnote("line " + std::to_string(line) + " of " + scanner.source() +
-                  " holds a line feed without CR, and lines end in CR LF as the first one does; "
-                  "--eol lf ends them at each line feed");
+// What ends a line in a session that the command brings single lines.
+std::string lineputs(const jobplan &plan, const textscanner &scanner) {
+    const std::string end(endbytes(plan.shape.end));
+    if (plan.shape.end != lineend::crlf || plan.kind == jobkind::sort)
+        return end;
+    if (!scanner.strayfeed())
+        return "\n";
+    return scanner.strayreturn() ? end : "\r";
 }
 
 } // namespace
@@ -234,6 +240,7 @@ void plantext(const joboptions &options, std::vector<inputsource> &sources, jobp
     form.separator = options.separator;
     form.maxline = options.maxline;
     form.dropshort = options.dropshort;
+    form.looksforstrays = plan.shape.end == lineend::crlf && !plan.shape.guessed;
     if (options.columns)
         needleast(options, plan);
     if (form.separator.find(endbytes(plan.shape.end)) != std::string::npos)
@@ -267,12 +274,13 @@ void plantext(const joboptions &options, std::vector<inputsource> &sources, jobp
     form.numbers = findnumbers(options, plan);
     textscanner scanner(form);
     plan.scanned = (options.maxline == 0 && !copying) || wantswidth;
-    if (plan.scanned || form.numbers) {
+    if (plan.scanned || form.numbers || form.looksforstrays) {
         scanfiles(plan, sources, scanner);
         scanaheads(plan, sources, scanner);
     }
     if (form.numbers)
         form.numbers->settle(plan.engine.conditions);
+    plan.lineput = lineputs(plan, scanner);
 
     uint64_t content = linelength(options, plan, scanner, allknown);
     settlewidths(plan, users, scanner, content, allknown);
@@ -311,23 +319,22 @@ void scanfiles(const jobplan &plan, std::vector<inputsource> &sources, textscann
         if (!source.isfile())
             continue;
         scanner.startsource(source);
-        // What the command reads itself has no end mark.
-        const bool byengine = std::all_of(sources.begin(), sources.end(),
-                                          [](const inputsource &one) { return one.isnamedfile(); });
-        const bool crlf = plan.shape.end == lineend::crlf;
-        uint64_t mixed = 0;
-        const uint64_t behind = eachline(
-            source, plan.shape.end, byengine && source.endsatmark(), [&](std::string_view text) {
-                scanner.line(text);
-                if (crlf && mixed == 0 && text.find('\n') != std::string_view::npos)
-                    mixed = scanner.linenumber();
-            });
+        eachline(source, plan.shape, [&](std::string_view text) { scanner.line(text); });
         source.rewind();
-        notemixture(scanner, mixed);
-        if (behind > 0)
-            printnote(source.name() + " ends at a byte 0x1A; " + plural(behind, "byte") +
-                      " behind it are not taken (they are if the file comes through "
-                      "standard input)");
+    }
+}
+
+void lookthrough(const recordshape &shape, std::vector<inputsource> &sources) {
+    std::vector<char> block(lookbytes);
+    for (inputsource &source : sources) {
+        if (source.readup())
+            continue;
+        if (shape.refusesfeeds())
+            eachline(source, shape, [](std::string_view) {});
+        else
+            while (source.read(block.data(), block.size()) > 0) {
+            }
+        source.rewind();
     }
 }
 

@@ -9,7 +9,6 @@ namespace command {
 
 namespace {
 
-constexpr char endmarkbyte = 0x1A;
 constexpr size_t chunk = size_t{256} << 10;
 
 constexpr size_t endroom = 2; // for the end of a last line
@@ -35,9 +34,18 @@ void refuselongline(const std::string &line, const inputsource &source, size_t b
                   "look at --eol", 88, 111};
 }
 
-recordreader::recordreader(inputsource &from, const recordshape &form, bool endmark)
-    : source(from), shape(form), marked(endmark), buffer(chunk + endroom, '\0'),
-      count(from.skippedrecords()), nextplace(from.skipped()) {}
+void checkfeeds(const recordshape &shape, std::string_view line, uint64_t number,
+                const inputsource &source) {
+    if (shape.refusesfeeds() && line.find('\n') != std::string_view::npos)
+        throw failure{ending::data,
+                      "line " + std::to_string(number) + " of " + source.name() +
+                          " ends in a bare line feed, the lines before it in CR LF",
+                      "make the ends alike, or say what ends a line: --eol lf or --eol crlf"};
+}
+
+recordreader::recordreader(inputsource &from, const recordshape &form)
+    : source(from), shape(form), buffer(chunk + endroom, '\0'), count(from.skippedrecords()),
+      nextplace(from.skipped()) {}
 
 std::string recordreader::whichrecord() const {
     return shape.word() + (" " + std::to_string(count) + " of " + source.name()) + " (offset " +
@@ -62,19 +70,8 @@ bool recordreader::fill() {
         buffer.resize(2 * buffer.size());
     const size_t got = source.read(buffer.data() + stop, buffer.size() - endroom - stop);
     atend = got == 0;
-    taken += got;
-    size_t end = stop + got;
-    const size_t mark = marked && got > 0
-                            ? std::string_view(buffer.data(), end).find(endmarkbyte, stop)
-                            : std::string_view::npos;
-    if (mark != std::string_view::npos) {
-        beyond = source.size() - (taken - (end - mark)) - 1;
-        end = mark;
-        atend = true;
-    }
-    const bool more = end > stop;
-    stop = end;
-    return more;
+    stop += got;
+    return got > 0;
 }
 
 bool recordreader::need(size_t bytes) {
@@ -155,12 +152,16 @@ bool recordreader::nextline() {
         const std::string_view text(buffer.data(), stop);
         const size_t found =
             mark.size() == 1 ? text.find(mark[0], at + seen) : text.find(mark, at + seen);
-        if (found != std::string_view::npos)
+        if (found != std::string_view::npos) {
+            checkfeeds(shape, text.substr(at, found - at), count + 1, source);
             return give(found - at + mark.size());
+        }
         const size_t waiting = stop - at;
         seen = waiting < mark.size() ? 0 : waiting - mark.size() + 1;
-        if (waiting > longestkept)
+        if (waiting > longestkept) {
+            checkfeeds(shape, text.substr(at), count + 1, source);
             refuselongline("line " + std::to_string(count + 1), source, waiting);
+        }
         if (fill())
             continue;
         if (stop == at)
@@ -170,14 +171,11 @@ bool recordreader::nextline() {
     }
 }
 
-uint64_t eachline(inputsource &source, lineend end, bool endmark,
-                  const std::function<void(std::string_view)> &each) {
-    recordshape shape;
-    shape.end = end;
-    recordreader reader(source, shape, endmark);
+void eachline(inputsource &source, const recordshape &shape,
+              const std::function<void(std::string_view)> &each) {
+    recordreader reader(source, shape);
     while (reader.next())
         each(reader.data());
-    return reader.behindmark();
 }
 
 } // namespace command

@@ -11,11 +11,13 @@ namespace command {
 // More than the engine can sort by far; a longer line is not kept to be measured.
 constexpr size_t longestkept = size_t{4} << 20;
 [[noreturn]] void refuselongline(const std::string &line, const inputsource &source, size_t bytes);
+// Throws where a line that should end in CR LF holds a bare line feed.
+void checkfeeds(const recordshape &shape, std::string_view line, uint64_t number,
+                const inputsource &source);
 
 class recordreader {
   public:
-    // Where `endmark` is set, a byte 0x1A ends a text.
-    recordreader(inputsource &from, const recordshape &form, bool endmark = false);
+    recordreader(inputsource &from, const recordshape &form);
 
     // False at the end.  Throws the failure of what is no record of the form.
     bool next();
@@ -23,9 +25,8 @@ class recordreader {
     // last line has its end in memory also where the file lacks it.
     std::string_view data() const;
     std::string_view raw() const { return {buffer.data() + first, length}; }
-    uint64_t number() const { return count; }      // from 1
-    uint64_t offset() const { return place; }      // of raw() in the file
-    uint64_t behindmark() const { return beyond; } // bytes behind the end mark
+    uint64_t number() const { return count; } // from 1
+    uint64_t offset() const { return place; } // of raw() in the file
     // What was read and not given yet.
     std::string_view rest() const { return {buffer.data() + at, stop - at}; }
     // Fixed records: the last one is not whole, and is left out.
@@ -38,11 +39,11 @@ class recordreader {
   private:
     inputsource &source;
     recordshape shape;
-    bool marked, forgiving = false, incomplete = false;
+    bool forgiving = false, incomplete = false;
     std::string buffer;
     size_t at = 0, stop = 0; // bytes that wait
     size_t first = 0, length = 0;
-    uint64_t count = 0, place = 0, nextplace = 0, taken = 0, beyond = 0;
+    uint64_t count = 0, place = 0, nextplace = 0;
     bool atend = false;
 
     bool fill(); // more bytes behind `stop`; false: there are none
@@ -54,9 +55,8 @@ class recordreader {
     [[noreturn]] void failprefix(const std::string &why) const;
 };
 
-// Runs `each` over the lines of a source, without their ends.  The result is the number
-// of bytes behind the end mark.
-uint64_t eachline(inputsource &source, lineend end, bool endmark,
-                  const std::function<void(std::string_view)> &each);
+// Runs `each` over the lines of a source, without their ends.
+void eachline(inputsource &source, const recordshape &shape,
+              const std::function<void(std::string_view)> &each);
 
 } // namespace command

@@ -213,10 +213,9 @@ filefacts inspect(int descriptor) {
     if (facts.sort == filesort::regular) {
         const int64_t place = position(descriptor);
         if (place < 0)
-            facts.sort = filesort::stream;
-        else
-            facts.size -= static_cast<uint64_t>(place) < facts.size ? static_cast<uint64_t>(place)
-                                                                    : facts.size;
+            return {filesort::missing, 0, systemerror()};
+        facts.size -=
+            static_cast<uint64_t>(place) < facts.size ? static_cast<uint64_t>(place) : facts.size;
     }
     return facts;
 }

@@ -91,6 +91,10 @@ bool textscanner::failshort(uint64_t bytes) {
 bool textscanner::line(std::string_view text) {
     ++number;
     ++total;
+    if (form.looksforstrays) {
+        feeds = feeds || text.find('\n') != std::string_view::npos;
+        returns = returns || text.find('\r') != std::string_view::npos;
+    }
     if (text.size() > longestline) {
         longestline = text.size();
         longestnumber = number;

@@ -20,7 +20,7 @@ namespace command {
 lineend guesslineend(std::string_view text);
 
 struct textform {
-    lineend end = lineend::lf;
+    bool looksforstrays = false;  // bytes of the end CR LF by themselves
     std::string separator;        // empty: white space
     std::vector<uint32_t> fields; // the field number of each key, from 0
     std::vector<std::string> keynames;
@@ -53,6 +53,8 @@ class textscanner {
     uint64_t lines() const { return total; } // of all sources
     uint64_t shorts() const { return dropped; }
     const std::string &source() const { return name; }
+    bool strayfeed() const { return feeds; }
+    bool strayreturn() const { return returns; }
 
   private:
     const textform &form;
@@ -60,6 +62,7 @@ class textscanner {
     std::vector<std::string_view> fieldtexts; // by field number
     std::vector<uint32_t> widths;             // by key
     std::string name, longestname;
+    bool feeds = false, returns = false;
     uint64_t number = 0, total = 0, dropped = 0, longestline = 0, longestnumber = 0;
 
     uint32_t measurefields(std::string_view text);
