@@ -86,7 +86,7 @@ const std::vector<sortcase> sortcases = {
     // Merge, here of one input
     {"merge --fixed 2 -u -k 1,1", "a1a2b3", "a2b3"},
     {"merge -r", "b\na\n", "b\na\n"},
-    {"merge -q", "a\r\nb\r\nc\nd", "a\r\nb\r\nc\nd\r\n"},
+    {"merge -q --eol crlf", "a\r\nb\r\nc\nd", "a\r\nb\r\nc\nd\r\n"},
     {"merge -w \"$1 != 'b'\" --rebuild \"$1 $1\"", "a\nb\nc\n", "a a\nc c\n"},
     // Variable records, in every framing
     {"sort --variable 9 --framing rdw -k 1,1", "\0\6\0\0bx\0\4\0\0\0\5\0\0a"s,

@@ -41,7 +41,7 @@ const std::vector<markcase> markcases = {
     {"sort --max-line 9 -k 1", "b\na\n\x1A", "\x1A\na\nb\n", "a\nb\n\x1A"},
     {"sort --eol crlf", "b\n\x1A\r\na\r\0\r\n"s, "a\r\0\r\nb\n\x1A\r\n"s, "b\n\r\n\x1A"},
     {"merge", "a\x1A\nb\x1A", "a\x1A\nb\x1A\n", "a\n\x1A"},
-    {"merge", "a\x1A\r\nb\r\nc\x1A", "a\x1A\r\nb\r\nc\x1A\r\n", "a\r\n\x1A"},
+    {"merge", "a\x1A\r\nb\r\nc\x1A", "a\x1A\r\nb\r\nc\x1A\r\n", "a\n\x1A"},
     {"merge --eol cr", "a\x1A\rb\nc", "a\x1A\rb\nc\r", "a\r\x1A"},
     {"merge --eol crlf", "a\r\nb\nb\x1A\r\nc\r\n", "a\r\nb\nb\x1A\r\nc\r\n", "a\r\nb\nb\r\n\x1A"},
     {"merge --header 1", "h\x1Ax\nb\n", "h\x1Ax\nb\n", "h\n\x1A"},
@@ -68,10 +68,10 @@ TEST_F(inputs, a_byte_0x1A_is_one_like_any_other) {
         EXPECT_EQ(ended.out, one.ended);
     }
     // What a sort made is in order.
-    for (const char *end : {"", " --eol cr", " --eol crlf"}) {
-        const outcome sorted = run("sort"s + end, "b\na\x1A\r\nzz\n\ra\x1A\x1A\r\n");
+    for (const char *end : {"\n", "\r", "\r\n"}) {
+        const outcome sorted = run("sort", "b"s + end + "a\x1A" + end + "\x1A" + end + "\x1A");
         EXPECT_EQ(sorted.code, 0) << sorted.err;
-        EXPECT_EQ(bothways("check"s + end, sorted.out).code, 0) << end;
+        EXPECT_EQ(bothways("check", sorted.out).code, 0) << sorted.out;
     }
     EXPECT_EQ(bothways("check", "a\nb\n\x1A\n").code, 1);
     EXPECT_EQ(bothways("check --dos-eof", "a\nb\n\x1A\n").code, 0);
@@ -107,6 +107,70 @@ TEST_F(inputs, lines_that_end_in_two_ways_are_refused) {
         }
     EXPECT_EQ(bothways("sort --eol lf", "b\r\na\n").out, "a\nb\r\n");
     EXPECT_EQ(bothways("sort --eol crlf", "b\r\na\nc\r\n").out, "a\nc\r\nb\r\n");
+}
+
+// ---- blocks --------------------------------------------------------------------
+
+std::string prefixed(const std::string &data) {
+    const size_t length = data.size() + 4;
+    return {static_cast<char>(length >> 8), static_cast<char>(length), '\0', '\0'};
+}
+std::string rdw(const std::string &data) {
+    return prefixed(data) + data;
+}
+
+struct blockcase {
+    const char *arguments;
+    std::string input;
+    int code;
+    std::string output; // or words of the error
+};
+
+const std::vector<blockcase> blockcases = {
+    // The largest block of the input has 15 bytes: two records of a letter, or one longer one.
+    {"sort --framing bdw", rdw(rdw("d") + rdw("")) + rdw(rdw("c") + rdw("bb")), 0,
+     rdw(rdw("") + rdw("bb")) + rdw(rdw("c") + rdw("d"))},
+    {"copy --framing bdw --header 1", rdw(rdw("h") + rdw("b")) + rdw(rdw("a")), 0,
+     rdw(rdw("h") + rdw("b")) + rdw(rdw("a"))},
+    {"merge --framing bdw --rebuild \"1,1 'long'\" -k 1,1", rdw(rdw("a")) + rdw(rdw("b")), 0,
+     rdw(rdw("along")) + rdw(rdw("blong"))},
+    {"copy --framing bdw --block-size 32760", rdw(rdw("a")) + rdw(rdw("b")), 0,
+     rdw(rdw("a") + rdw("b"))},
+    {"sort --framing bdw", "", 0, ""},
+    {"sort --framing bdw --block-size 9", rdw(rdw("a") + rdw("bb")), 3, "takes a block of 10"},
+    {"sort --framing bdw", rdw(rdw("a")) + rdw(""), 3,
+     "offset 9, where the block of record 2 should begin: 00 04 00 00\n  it holds no record"},
+    {"copy --framing bdw", rdw(rdw("a")) + rdw(rdw("b")).substr(0, 8), 3, "5 bytes behind it"},
+    {"merge --framing bdw", rdw(rdw("a") + "\0"s), 3, "no rdw prefix at offset 9"},
+    {"merge --framing bdw", rdw(rdw("a") + "\0\6\0\0b"s), 3, "offset 9, where record 2"},
+    {"sort --framing bdw", rdw("\0\5\1\0a"s), 3, "records in segments"},
+    {"copy --framing bdw", "\x80\0\0\x0D"s + rdw(rdw("a")), 3, "no block at offset 0"},
+    {"copy --framing bdw", "\x7F\xFA\0\0"s + std::string(40000, '\0'), 3, "at most 32760"},
+    {"check --framing bdw", rdw(rdw("b")) + rdw(rdw("a")), 1, "record 2 of "},
+    // Blocks that are taken for records, and records that only look like blocks
+    {"sort --framing rdw", rdw(rdw("b") + rdw("a")) + rdw(rdw("c")), 3, "--framing bdw"},
+    {"check --framing rdw", rdw(rdw("b")), 3, "--framing plainrdw"},
+    {"copy --framing plainrdw", rdw(rdw("b")), 0, rdw(rdw("b"))},
+    {"copy --framing rdw", rdw(rdw("b")) + rdw("x"), 0, rdw(rdw("b")) + rdw("x")},
+    {"copy --framing rdw", rdw(rdw("")) + rdw(""), 0, rdw(rdw("")) + rdw("")},
+    {"copy --framing be16 --block-size 99", "", 2, "--block-size needs --framing bdw"},
+    {"copy --framing bdw --block-size 32761", "", 2, "at most 32760"},
+};
+
+TEST_F(inputs, blocks_of_records) {
+    size_t number = 0;
+    for (const blockcase &one : blockcases) {
+        if (slow && number++ % 4 != 0)
+            continue;
+        SCOPED_TRACE(one.arguments);
+        const outcome got = bothways(one.arguments + " --variable 30"s, one.input);
+        EXPECT_EQ(got.code, one.code) << got.err;
+        if (one.code == 0) {
+            EXPECT_EQ(got.out, one.output);
+        } else {
+            EXPECT_NE(got.err.find(one.output), std::string::npos) << got.err;
+        }
+    }
 }
 
 } // namespace

@@ -16,6 +16,7 @@ struct joboptions {
     uint32_t fixed = 0;    // 0: not fixed
     uint32_t variable = 0; // 0: not variable
     std::string framing;
+    uint32_t blocksize = 0; // 0: as the largest block of the inputs
     bool text = false;
     bool columns = false;
     std::string textoption; // an option of text that was given, none: empty

@@ -15,7 +15,7 @@ constexpr char endmarkbyte = 0x1A;
 
 class portions {
   public:
-    portions(const joboptions &options, jobplan &planned, outputsink &sink, uint32_t &sumstop)
+    portions(const joboptions &options, jobplan &planned, recordsink &sink, uint32_t &sumstop)
         : plan(planned), sums(sumstop), in(options.tempdirs), out(options.tempdirs), target(sink) {
         plan.engine.infiles = {in.path()};
         plan.engine.outfile = out.path();
@@ -51,7 +51,7 @@ class portions {
     jobplan &plan;
     uint32_t &sums;
     scratchfile in, out;
-    outputsink &target;
+    recordsink &target;
     uint64_t lines = 0; // of the source, in earlier portions
 
     size_t wholerecords(const std::string &data) const {
@@ -68,9 +68,10 @@ class portions {
             return;
         }
         if (plan.shape.refusesfeeds())
-            eachline(data, [&, number = lines](std::string_view line) mutable {
-                checkfeeds(plan.shape, line, ++number, source);
-            });
+            eachline(data,
+                     [&, number = source.skippedrecords() + lines](std::string_view line) mutable {
+                         checkfeeds(plan.shape, line, ++number, source);
+                     });
         if (plan.form.numbers && !source.isfile())
             settlenumbers(source, data);
         const bool marked = data.find(endmarkbyte) != std::string_view::npos;
@@ -167,7 +168,7 @@ class portions {
 } // namespace
 
 void copyportions(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan,
-                  outputsink &out, uint32_t &sumstop) {
+                  recordsink &out, uint32_t &sumstop) {
     portions job(options, plan, out, sumstop);
     for (inputsource &source : sources)
         job.take(source);

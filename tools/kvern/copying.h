@@ -3,12 +3,12 @@
 #pragma once
 
 #include "plan.h"
+#include "recordsink.h"
 #include "session.h"
-#include "workfile.h"
 
 namespace command {
 
 void copyportions(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan,
-                  outputsink &out, uint32_t &sumstop);
+                  recordsink &out, uint32_t &sumstop);
 
 } // namespace command

@@ -99,31 +99,27 @@ void feed(session &engine, std::vector<inputsource> &sources, const jobplan &pla
     engine.endinput();
 }
 
-void draw(session &engine, const jobplan &plan, outputsink &out, const lookat &look) {
+void draw(session &engine, const jobplan &plan, recordsink &out, const lookat &look) {
     const void *data;
     uint32_t length;
-    std::string framed;
     while (engine.get(&data, &length)) {
         look();
         if (plan.shape.kind != formkind::variable) {
             out.write(data, length);
             continue;
         }
-        framed.clear();
         auto from = static_cast<const char *>(data);
         for (const char *end = from + length; from < end;) {
             uint32_t bytes;
             std::memcpy(&bytes, from, lengthword);
-            addprefix(*plan.shape.frame, bytes, framed);
-            framed.append(from + lengthword, bytes);
+            out.put(from + lengthword, bytes);
             from += lengthword + bytes;
         }
-        out.write(framed.data(), framed.size());
     }
     look();
 }
 
-void drawmerged(session &engine, outputsink &out, const lookat &look) {
+void drawmerged(session &engine, recordsink &out, const lookat &look) {
     const void *data;
     uint32_t length;
     while (engine.getmerged(&data, &length)) {
@@ -134,7 +130,7 @@ void drawmerged(session &engine, outputsink &out, const lookat &look) {
 }
 
 void exchange(session &engine, std::vector<inputsource> &sources, const jobplan &plan,
-              outputsink *out, const lookat &look, tally &counts) {
+              recordsink *out, const lookat &look, tally &counts) {
     // A copy's inputs follow each other as one.
     const bool oneinput = plan.kind == jobkind::copy;
     const std::string_view textend = endbytes(plan.shape.end);
@@ -149,7 +145,7 @@ void exchange(session &engine, std::vector<inputsource> &sources, const jobplan 
         plan.kind == jobkind::check && (plan.engine.prim.options & KVRN_SUPPRESS) != 0;
     uint64_t taken = 0;
     size_t current = 0;
-    std::string line, framed;
+    std::string line;
     const void *data = nullptr;
     uint32_t length = 0;
     for (;;) {
@@ -181,13 +177,12 @@ void exchange(session &engine, std::vector<inputsource> &sources, const jobplan 
             failorder(record, " has the key of the one ahead of it", "", 0, 0);
         if (!data || !out)
             continue;
-        framed.clear();
         if (plan.shape.kind == formkind::variable)
-            addprefix(*plan.shape.frame, length, framed);
-        framed.append(static_cast<const char *>(data), otherend ? length - 1 : length);
+            out->put(data, length);
+        else
+            out->write(data, otherend ? length - 1 : length);
         if (otherend)
-            framed += textend;
-        out->write(framed.data(), framed.size());
+            out->write(textend.data(), textend.size());
     }
     look();
     for (const textscanner &one : scanners)
@@ -196,7 +191,7 @@ void exchange(session &engine, std::vector<inputsource> &sources, const jobplan 
         counts.shorts += one.record().torn() ? 1u : 0u;
 }
 
-void drawfile(const std::string &path, outputsink &out, bool doseof) {
+void drawfile(const std::string &path, recordsink &out, bool doseof) {
     inputsource source(path);
     if (doseof)
         source.endatmark();
@@ -241,7 +236,8 @@ std::string takeheaders(std::vector<inputsource> &sources, const recordshape &sh
         }
         if (&source == &sources.front())
             header = taken;
-        source.beginbehind(count, reader.offset() + reader.raw().size(), reader.rest());
+        source.beginbehind(count, reader.offset() + reader.raw().size(), reader.rest(),
+                           reader.blockrest());
     }
     return header;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "plan.h"
+#include "recordsink.h"
 #include "session.h"
 #include "workfile.h"
 
@@ -26,16 +27,16 @@ void feed(session &engine, std::vector<inputsource> &sources, const jobplan &pla
 using lookat = std::function<void()>;
 
 // A sort's or merge's output.
-void draw(session &engine, const jobplan &plan, outputsink &out, const lookat &look);
-void drawmerged(session &engine, outputsink &out, const lookat &look);
+void draw(session &engine, const jobplan &plan, recordsink &out, const lookat &look);
+void drawmerged(session &engine, recordsink &out, const lookat &look);
 
 // A merge with the command at both ends; null: nobody wants the records.
 void exchange(session &engine, std::vector<inputsource> &sources, const jobplan &plan,
-              outputsink *out, const lookat &look, tally &counts);
+              recordsink *out, const lookat &look, tally &counts);
 
 // A file, and a stream into a file.
 // Where a text ends at a byte 0x1A, that one is the engine's and left out.
-void drawfile(const std::string &path, outputsink &out, bool doseof = false);
+void drawfile(const std::string &path, recordsink &out, bool doseof = false);
 void takeinto(scratchfile &file, inputsource &source);
 // The records of a source that are not short into a file.
 void siftinto(scratchfile &file, inputsource &source, const jobplan &plan, textscanner &tests);

@@ -5,8 +5,9 @@ namespace command {
 namespace {
 
 constexpr framing kinds[] = {
-    {"rdw", 4, 2, true, true},    {"be16z", 4, 2, true, false}, {"be32", 4, 4, true, false},
-    {"le32", 4, 4, false, false}, {"be16", 2, 2, true, false},
+    {"rdw", 4, 2, true, true, false},    {"bdw", 4, 2, true, true, true},
+    {"be16z", 4, 2, true, false, false}, {"be32", 4, 4, true, false, false},
+    {"le32", 4, 4, false, false, false}, {"be16", 2, 2, true, false, false},
 };
 
 } // namespace
@@ -18,7 +19,7 @@ std::string_view endbytes(lineend end) {
 
 const framing *findframing(const std::string &name) {
     for (const framing &one : kinds)
-        if (name == one.name)
+        if (name == one.name || (name == plainrdw && one.name == std::string_view("rdw")))
             return &one;
     return nullptr;
 }

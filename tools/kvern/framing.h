@@ -2,6 +2,7 @@
 // a variable record:
 //
 //   rdw     00 07 00 00  a b c    length with the prefix, then two zero bytes
+//   bdw     the same, in blocks with a prefix of that form in front of each
 //   be16z   00 03 00 00  a b c    the same, length of the data alone
 //   be32    00 00 00 03  a b c
 //   le32    03 00 00 00  a b c
@@ -23,7 +24,13 @@ struct framing {
     uint8_t lengthbytes; // of the prefix, the first ones; zero bytes follow
     bool bigendian;
     bool inclusive; // the length counts the prefix too
+    bool blocked;   // records lie in blocks
 };
+// Bytes of a block with its prefix: what systems that write them allow.
+constexpr uint32_t longestblock = 32760;
+
+// What insists on rdw where the records look like blocks.
+constexpr const char *plainrdw = "plainrdw";
 // Null: no framing has this name.
 const framing *findframing(const std::string &name);
 

@@ -53,8 +53,8 @@ inputsource::inputsource(inputsource &&other) noexcept
       marks(other.marks), seenall(other.seenall), facts(std::move(other.facts)),
       descriptor(std::exchange(other.descriptor, -1)), start(other.start),
       bytestaken(other.bytestaken), rawtaken(other.rawtaken), header(other.header),
-      headerrecords(other.headerrecords), beginning(std::move(other.beginning)), given(other.given),
-      ended(other.ended) {}
+      headerrecords(other.headerrecords), insideblock(other.insideblock), largest(other.largest),
+      beginning(std::move(other.beginning)), given(other.given), ended(other.ended) {}
 
 void inputsource::open() {
     descriptor = fromstdin ? standardinput : openinput(filepath);
@@ -148,7 +148,9 @@ void inputsource::rewind() {
     ended = false;
 }
 
-void inputsource::beginbehind(uint64_t records, uint64_t bytes, std::string_view rest) {
+void inputsource::beginbehind(uint64_t records, uint64_t bytes, std::string_view rest,
+                              uint32_t inblock) {
+    insideblock = inblock;
     bytes = std::min(bytes, bytestaken); // the end of a last line may not be there
     header += bytes;
     headerrecords += records;

@@ -46,9 +46,13 @@ class inputsource {
     size_t read(void *to, size_t room);
     // Back to the place where a file stood at first.
     void rewind();
-    // The source begins behind its first records from now on.  They were read, and of a
-    // stream so much more as `rest` holds.
-    void beginbehind(uint64_t records, uint64_t bytes, std::string_view rest);
+    // The source begins behind its first records from now on, so many bytes in front of
+    // the end of a block.  They were read, and of a stream so much more as `rest` holds.
+    void beginbehind(uint64_t records, uint64_t bytes, std::string_view rest, uint32_t inblock);
+    uint32_t blockrest() const { return insideblock; }
+    // The largest block that was read so far, with its prefix.
+    void sawblock(uint32_t bytes) { largest = bytes > largest ? bytes : largest; }
+    uint32_t largestblock() const { return largest; }
     // Bytes that were read, of a file since the last rewind().
     uint64_t taken() const { return bytestaken; }
     uint64_t skippedrecords() const { return headerrecords; }
@@ -76,7 +80,8 @@ class inputsource {
     uint64_t bytestaken = 0;
     uint64_t rawtaken = 0; // from the descriptor, of a file since it was last rewound
     uint64_t header = 0, headerrecords = 0; // that the source begins behind
-    std::string beginning;                  // read ahead, still to be delivered from `given` on
+    uint32_t insideblock = 0, largest = 0;
+    std::string beginning; // read ahead, still to be delivered from `given` on
     size_t given = 0;
     bool ended = false;
 

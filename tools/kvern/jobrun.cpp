@@ -14,6 +14,7 @@
 // is written like standard output; any other takes its place when all went well.
 #include "jobrun.h"
 
+#include "blocks.h"
 #include "copying.h"
 #include "explain.h"
 #include "failures.h"
@@ -140,11 +141,14 @@ class job {
         out.commit();
     }
     void deliver(outputsink &out) {
-        out.write(header.data(), header.size());
+        recordsink records([&out](const void *data, size_t length) { out.write(data, length); },
+                           plan.shape, [this] { return blocksize(); }, options.blocksize != 0);
+        records.write(header.data(), header.size());
         if (plan.portions)
-            copyportions(options, sources, plan, out, sumstop);
+            copyportions(options, sources, plan, records, sumstop);
         else
-            runsession(&out);
+            runsession(&records);
+        records.finish();
         checkread();
         if (std::any_of(sources.begin(), sources.end(),
                         [](const inputsource &one) { return one.endedatmark(); }))
@@ -154,7 +158,14 @@ class job {
         closesources();
         out.commit();
     }
-    void runsession(outputsink *out) {
+    uint32_t blocksize() const {
+        uint32_t largest = options.blocksize;
+        for (const inputsource &source : sources)
+            if (options.blocksize == 0)
+                largest = std::max(largest, source.largestblock());
+        return largest == 0 ? longestblock : largest;
+    }
+    void runsession(recordsink *out) {
         std::optional<scratchfile> shown;
         if (out && plan.byfile && plan.text && plan.kind == jobkind::merge &&
             plan.shape.end == lineend::crlf) {
@@ -217,6 +228,12 @@ uint64_t sift(const joboptions &options, std::vector<inputsource> &sources, jobp
     return tests.shorts();
 }
 
+// A merge and a copy write blocks before they have read all.
+bool mustmeasureblocks(const joboptions &options, const recordshape &shape) {
+    return shape.frame && shape.frame->blocked && options.blocksize == 0 &&
+           (options.kind == jobkind::merge || options.kind == jobkind::copy);
+}
+
 void explainsession(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan) {
     try {
         explainjob(options, sources, plan);
@@ -232,6 +249,8 @@ void runjob(const joboptions &options) {
     const std::vector<fileidentity> identities = identifyall(options.inputs);
     std::vector<inputsource> sources = opensources(options.inputs);
     const recordshape shape = findshape(options, sources);
+    if (options.framing == "rdw")
+        refuseblocks(sources);
     std::string header;
     if (options.header != 0)
         header = takeheaders(sources, shape, options.header);
@@ -245,8 +264,11 @@ void runjob(const joboptions &options) {
     const bool merging = options.kind == jobkind::merge && !variable;
     const bool copying = options.kind == jobkind::copy && !variable;
     const bool filecopy = copying && !inportions(options, replaced);
-    if (!options.explain && (merging || filecopy || mustmeasure(options, sources)))
+    const bool byblocks = mustmeasureblocks(options, shape);
+    if (!options.explain && (merging || filecopy || byblocks || mustmeasure(options, sources)))
         spool(options, sources, files);
+    if (!options.explain && byblocks)
+        measureblocks(sources, shape);
     jobplan plan = planjob(options, shape, sources, replaced);
     if (options.explain) {
         explainsession(options, sources, plan);

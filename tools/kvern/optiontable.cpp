@@ -1,6 +1,7 @@
 #include "optiontable.h"
 
 #include "fieldtypes.h"
+#include "framing.h"
 #include "helptexts.h"
 #include "report.h"
 
@@ -76,9 +77,16 @@ void addform(CLI::App &app, joboptions &out) {
         ->group(group);
     app.add_option("--framing", out.framing,
                    "Where the lengths of variable records lie, in input and output")
-        ->type_name("rdw|be16z|be32|le32|be16")
-        ->check(oneof({"rdw", "be16z", "be32", "le32", "be16"}))
+        ->type_name("rdw|bdw|be16z|be32|le32|be16|plainrdw")
+        ->check(oneof({"rdw", "bdw", "be16z", "be32", "le32", "be16", plainrdw}))
         ->group(group);
+    if (out.kind != jobkind::check)
+        app.add_option("--block-size", out.blocksize,
+                       "Bytes of a block of --framing bdw in the output (default: as the largest "
+                       "of the inputs)")
+            ->type_name("N")
+            ->transform(positive())
+            ->group(group);
     app.add_flag("--text", out.text, "Lines of text (default)")->group(group);
     app.add_option("--eol", out.eol, "What ends a line (default auto: as the first line)")
         ->type_name("lf|crlf|cr|auto")

@@ -251,7 +251,12 @@ void checkoptions(const joboptions &options) {
         refuse("--fixed, --variable and --text exclude each other", "give the records' form once");
     if (options.variable != 0 && options.framing.empty())
         refuse("--variable needs --framing",
-               "it tells how lengths lie in the file: rdw, be16z, be32, le32 or be16");
+               "it tells how lengths lie in the file: rdw, bdw, be16z, be32, le32 or be16");
+    if (options.blocksize != 0 && options.framing != "bdw")
+        refuse("--block-size needs --framing bdw", "other framings have no blocks");
+    if (options.blocksize > longestblock)
+        refuse("--block-size " + std::to_string(options.blocksize) + " is too long",
+               "blocks have at most " + std::to_string(longestblock) + " bytes");
     if (options.variable == 0 && !options.framing.empty())
         refuse("--framing tells where variable records end", "give --variable MAX with it");
     if (options.kind == jobkind::check && options.inputs.size() > 1)

@@ -45,7 +45,7 @@ void checkfeeds(const recordshape &shape, std::string_view line, uint64_t number
 
 recordreader::recordreader(inputsource &from, const recordshape &form)
     : source(from), shape(form), buffer(chunk + endroom, '\0'), count(from.skippedrecords()),
-      nextplace(from.skipped()) {}
+      nextplace(from.skipped()), blockleft(from.blockrest()) {}
 
 std::string recordreader::whichrecord() const {
     return shape.word() + (" " + std::to_string(count) + " of " + source.name()) + " (offset " +
@@ -117,24 +117,64 @@ bool recordreader::nextfixed() {
                   "look at --fixed"};
 }
 
-void recordreader::failprefix(const std::string &why) const {
+std::string recordreader::placenow() const {
     const size_t shown = std::min<size_t>(stop - at, shape.frame->prefix);
-    throw failure{ending::data,
-                  source.name() + ": no " + shape.frame->name + " prefix at offset " +
-                      std::to_string(nextplace) + ", where record " + std::to_string(count + 1) +
-                      " should begin: " + hexadecimal(std::string_view(buffer.data() + at, shown)),
-                  why, 88, 111};
+    return " at offset " + std::to_string(nextplace) + ", where " +
+           (blockleft == 0 && shape.frame->blocked ? "the block of " : "") + "record " +
+           std::to_string(count + 1) +
+           " should begin: " + hexadecimal(std::string_view(buffer.data() + at, shown));
+}
+
+void recordreader::failprefix(const std::string &why) const {
+    const char *name = shape.frame->blocked ? "rdw" : shape.frame->name;
+    throw failure{ending::data, source.name() + ": no " + name + " prefix" + placenow(), why, 88,
+                  111};
+}
+
+void recordreader::failblock(const std::string &why) const {
+    throw failure{ending::data, source.name() + ": no block" + placenow(), why, 88, 111};
+}
+
+// Behind the prefix of the next block, which is there as a whole; false at the end.
+bool recordreader::enterblock() {
+    const framing &frame = *shape.frame;
+    if (!need(frame.prefix)) {
+        if (stop == at)
+            return false;
+        failblock("the input ends there");
+    }
+    uint32_t bytes;
+    if (!readprefix(frame, buffer.data() + at, bytes))
+        failblock("look at --framing");
+    if (bytes == 0)
+        failblock("it holds no record; look at --framing");
+    if (frame.prefix + bytes > longestblock)
+        failblock("blocks have at most " + std::to_string(longestblock) +
+                  " bytes; look at --framing");
+    if (!need(size_t{frame.prefix} + bytes))
+        failblock("of " + plural(bytes, "byte") + " behind it the input has " +
+                  std::to_string(stop - at - frame.prefix));
+    at += frame.prefix;
+    nextplace += frame.prefix;
+    blockleft = bytes;
+    source.sawblock(frame.prefix + bytes);
+    return true;
 }
 
 bool recordreader::nextvariable() {
     const framing &frame = *shape.frame;
+    if (frame.blocked && blockleft == 0 && !enterblock())
+        return false;
     if (!need(frame.prefix)) {
         if (stop == at)
             return false;
         failprefix("the input ends there; look at --framing");
     }
     uint32_t bytes;
-    if (!readprefix(frame, buffer.data() + at, bytes))
+    const bool prefixed = readprefix(frame, buffer.data() + at, bytes);
+    if (frame.blocked && (!prefixed || frame.prefix + bytes > blockleft))
+        failprefix("it has to lie in its block whole, as records in segments do not");
+    if (!prefixed)
         failprefix("look at --framing");
     if (bytes > shape.length)
         failprefix("a length of " + std::to_string(bytes) + " passes --variable " +
@@ -142,6 +182,7 @@ bool recordreader::nextvariable() {
     if (!need(size_t{frame.prefix} + bytes))
         failprefix("of " + plural(bytes, "byte") + " behind it the input has " +
                    std::to_string(stop - at - frame.prefix));
+    blockleft -= frame.blocked ? frame.prefix + bytes : 0;
     return give(size_t{frame.prefix} + bytes);
 }
 

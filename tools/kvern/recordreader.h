@@ -29,6 +29,8 @@ class recordreader {
     uint64_t offset() const { return place; } // of raw() in the file
     // What was read and not given yet.
     std::string_view rest() const { return {buffer.data() + at, stop - at}; }
+    // Of the block that the record lies in, behind it.
+    uint32_t blockrest() const { return blockleft; }
     // Fixed records: the last one is not whole, and is left out.
     void forgivetorn() { forgiving = true; }
     bool torn() const { return incomplete; }
@@ -44,6 +46,7 @@ class recordreader {
     size_t at = 0, stop = 0; // bytes that wait
     size_t first = 0, length = 0;
     uint64_t count = 0, place = 0, nextplace = 0;
+    uint32_t blockleft = 0;
     bool atend = false;
 
     bool fill(); // more bytes behind `stop`; false: there are none
@@ -52,7 +55,10 @@ class recordreader {
     bool nextfixed();
     bool nextvariable();
     bool nextline();
+    bool enterblock();
     [[noreturn]] void failprefix(const std::string &why) const;
+    [[noreturn]] void failblock(const std::string &why) const;
+    std::string placenow() const;
 };
 
 // Runs `each` over the lines of a source, without their ends.
