@@ -16,8 +16,7 @@ constexpr uint32_t takenbits = 0777;
 constexpr uint32_t droppedbits = 07000;
 constexpr size_t copyroom = size_t{256} << 10;
 
-int copyall(int from, int to) {
-    std::vector<char> buffer(copyroom);
+int copyall(int from, int to, std::vector<char> &buffer) {
     uint64_t total = 0;
     int code = seekto(from, 0);
     while (code == 0) {
@@ -38,13 +37,13 @@ int dropbits(int file, uint32_t mode) {
     return code == EPERM ? 0 : code;
 }
 
-int copyover(int from, const std::string &target, const filestate &old) {
+int copyover(int from, const std::string &target, const filestate &old, std::vector<char> &buffer) {
     const int to = openover(target);
     if (to < 0)
         return errno;
     int code = dropbits(to, old.mode);
     if (code == 0)
-        code = copyall(from, to);
+        code = copyall(from, to, buffer);
     if (code == 0)
         code = syncfile(to);
     const int closed = closefile(to);
@@ -190,7 +189,9 @@ int replacefile::moveto(const std::string &name) {
     return code != 0 ? code : renamefile(beside, name);
 }
 
+// Memory is asked for while nothing is kept yet.
 int replacefile::keepandcopy() {
+    std::vector<char> buffer(copyroom);
     int code = withname("kept-", &saved, [this](const std::string &name) { return moveto(name); });
     if (code != 0)
         return code;
@@ -199,7 +200,7 @@ int replacefile::keepandcopy() {
     if (code == 0)
         code = reopen(saved);
     if (code == 0)
-        code = copyover(held, place, old);
+        code = copyover(held, place, old, buffer);
     if (code == 0 && strictrename)
         code = close();
     if (code == 0 && (code = removefile(saved)) == 0)
