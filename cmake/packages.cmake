@@ -45,6 +45,10 @@ endif()
 # ---- command ----------------------------------------------------------------
 
 install(TARGETS kvern_command RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT command)
+if(NOT WIN32 AND CMAKE_INSTALL_PREFIX STREQUAL "/usr") # the system's libraries are found
+  set(installed "\$ENV{DESTDIR}${CMAKE_INSTALL_FULL_BINDIR}/kvern")
+  install(CODE "file(RPATH_REMOVE FILE \"${installed}\")" COMPONENT command)
+endif()
 
 # ---- documentation ----------------------------------------------------------
 

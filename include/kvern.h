@@ -489,7 +489,9 @@ int KVRN_CALL kvrnclse(uint32_t version, KVRNLINK *link, KVRNPRIM *prim, KVRNSES
 /* ------------------------------------------------------------ engine calls */
 
 /* What kvrnopen binds by name.  qha5chkp, qha5chkg and qha5chkm test the order
- * of calls and then do what kvrnput, kvrnget and kvrnmrge do. */
+ * of calls and then do what kvrnput, kvrnget and kvrnmrge do.  qha5term frees the
+ * session and leaves sess->ctx, which points to nothing then, as it is: a program
+ * that calls it itself may call kvrnclse, which clears it, and nothing else. */
 int KVRN_CALL qha5init(uint32_t version, KVRNLINK *link, KVRNPRIM *prim, KVRNSESS *sess,
                        KVRNKEY *keys, KVRNFILE *files, KVRNOPT *opts);
 int KVRN_CALL qha5chkp(KVRNSESS *sess);

@@ -18,6 +18,7 @@ namespace kvern::test {
 
 namespace {
 
+using namespace std::string_literals;
 using names = std::set<std::string>;
 
 const names promised = {"kvrnopen", "kvrnput",  "kvrnget",  "kvrnmrge", "kvrnclse", "qha5init",
@@ -26,6 +27,8 @@ const names promised = {"kvrnopen", "kvrnput",  "kvrnget",  "kvrnmrge", "kvrncls
 
 struct tables {
     names exported, imported, libraries;
+    names paths = {};      // where the system looks for them
+    bool bindsnow = false; // all is resolved at the start
 };
 
 template <class T>
@@ -113,6 +116,10 @@ tables readtables(const std::string &image) {
                     out.imported.insert(name);
             } else if (s.sh_type == SHT_DYNAMIC) {
                 const auto entry = at<Elf64_Dyn>(image, p);
+                if (entry.d_tag == DT_RUNPATH || entry.d_tag == DT_RPATH)
+                    out.paths.insert(textat(image, strings + entry.d_un.d_val));
+                out.bindsnow |= entry.d_tag == DT_BIND_NOW ||
+                                (entry.d_tag == DT_FLAGS && (entry.d_un.d_val & DF_BIND_NOW) != 0);
                 if (entry.d_tag == DT_NEEDED)
                     out.libraries.insert(textat(image, strings + entry.d_un.d_val));
             } else {
@@ -160,6 +167,30 @@ TEST(abi, imports_come_from_the_system_only) {
         EXPECT_FALSE(ofcplusplus) << name;
     }
 }
+
+#ifdef _WIN32
+TEST(abi, built_files_are_guarded) {
+    const std::string image = readfile("kvern.exe");
+    const auto nt = at<IMAGE_NT_HEADERS32>(image, at<uint32_t>(image, 0x3C));
+    EXPECT_NE(nt.FileHeader.Characteristics & IMAGE_FILE_LARGE_ADDRESS_AWARE, 0);
+}
+#else
+TEST(abi, built_files_are_guarded) {
+    for (const char *file : {"kvern", "libkvern.so", "libm7hxfmg.so"}) {
+        const tables found = readtables(readfile(KVERN_BINARY_DIR "/"s + file));
+        EXPECT_TRUE(found.bindsnow) << file;
+        const bool guarded = found.imported.count("__stack_chk_fail") != 0;
+        EXPECT_TRUE(guarded || file == "libkvern.so"s) << file;
+        // An empty entry is the current directory, where anything may lie.
+        for (const std::string &path : found.paths)
+            for (size_t from = 0, to; from <= path.size(); from = to + 1) {
+                to = std::min(path.find(':', from), path.size());
+                const std::string entry = path.substr(from, to - from);
+                EXPECT_EQ(entry.rfind("$ORIGIN", 0), 0U) << file << ": " << path;
+            }
+    }
+}
+#endif
 
 TEST(abi, header_serves_a_program_in_c) {
     char records[] = "bbaaccabcaaa";

@@ -53,6 +53,7 @@ TEST(open, versions) {
             << std::hex << c.version;
         EXPECT_EQ(direct.sess.detail, c.by_engine ? 0U : 1U) << std::hex << c.version;
         EXPECT_EQ(qha5term(&direct.prim, &direct.sess), c.by_engine ? 1 : 0);
+        EXPECT_EQ(direct.sess.ctx != nullptr, c.by_engine) << "only the close clears it";
     }
 }
 
