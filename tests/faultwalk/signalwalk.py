@@ -2,8 +2,9 @@
 """Stops whole runs of the command by signals at random moments.
 
 At each moment a run is stopped by SIGKILL and, anew, by SIGTERM, SIGINT and SIGHUP.
-Always: the old output or the complete new one, no input changed, and nothing left; where
-no file without a name can be made SIGKILL may leave files, which the next run removes.
+Always: the old output or the complete new one, no input changed, and nothing left.  After
+SIGKILL the whole result may stand beside the output, on its way there, and files may be left
+where none can be made without a name: the next run removes both.
 The others end with 130 at once, also at a pipe that nobody opens, feeds or reads.
 
   signalwalk.py COMMAND LIBRARY [--moments N] [--seed N]
@@ -57,9 +58,10 @@ WAITS = [
 def judge(what, right, seen, whole, stop, caught):
     wrong = []
     killed = -int(stop)
-    # Over an output with further names the result is copied from a file beside it, which
-    # stays where that was not done to the end.
-    kept = [path for path in seen.files if what.place and path not in whole and
+    # The whole result may stand beside the output: for good while it is copied over one of
+    # several names, and for a moment before it is renamed.
+    kept = [path for path in seen.files if path not in whole and what.outs and
+            (what.place or seen.code == killed) and
             seen.files[path][-1] == right.files[what.outs[0]][-1]]
     if seen.code == 0:
         if seen.got != right.got or any(seen.files.get(out) != right.files[out]
@@ -67,12 +69,12 @@ def judge(what, right, seen, whole, stop, caught):
             wrong.append("done, and wrong output")
     elif seen.code is None:
         wrong.append(f"does not end within {PROMPT:.0f} s")
-    elif seen.code != (130 if caught else killed):
+    elif seen.code != 130 and (caught or seen.code != killed):
         wrong.append(f"ends with {seen.code}: {seen.said.strip()}")
     for path in set(seen.files) | set(whole):
         now, old = seen.files.get(path), whole.get(path)
         if path in what.outs:
-            if now != old and now != right.files.get(path) and not kept:
+            if now != old and now != right.files.get(path) and not (kept and what.place):
                 wrong.append(f"the old output is gone: {path}")
         elif now != old and path not in kept and (path in whole or not what.named or seen.code != killed):
             wrong.append(f"{'changes' if path in whole else 'leaves'} {path}")
@@ -117,7 +119,7 @@ def moments(bench, rng, number):
         for stop in [signal.SIGKILL] + STOPS:
             seen, caught = stopped(bench, what, stop, delay)
             wrong = judge(what, right, seen, bench.whole, stop, caught)
-            if stop == signal.SIGKILL and what.named and set(seen.files) - set(right.files):
+            if stop == signal.SIGKILL and what.place is None and set(seen.files) - set(right.files):
                 left = set(bench.finish(*bench.start(what, bench.environment(what))).files)
                 wrong += [f"the next run leaves {path}" for path in left - set(right.files)]
             key = (stop.name, "done" if seen.code == 0 else
