@@ -171,6 +171,8 @@ void inputsource::standfor(const std::string &file) {
     fromstdin = false;
     filepath = file;
     facts = inspect(file);
+    if (facts.sort == filesort::missing)
+        failfile(shown, facts.error);
     start = 0;
     beginning.clear();
     given = 0;
