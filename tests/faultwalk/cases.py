@@ -94,7 +94,8 @@ SCENARIOS = {
     "sort-fixed-pipes": (f"sort {FIXED} {SPILL} -s", {"stdin": "many.fix", "stdout": True}),
     "sort-fixed-sum": (f"sort --fixed 16 --rebuild '1,2 7,4' -k 1,2 --sum 3,4,zd {SPILL} -o out"
                        " many.fix", {}),
-    "sort-fixed-unique": (f"sort --fixed 16 --rebuild 1,3 -k 1,3 -u {SPILL} -o out many.fix few.fix", {}),
+    "sort-fixed-unique": (f"sort --fixed 16 --rebuild 1,3 -k 1,3 -u {SPILL} -o out"
+                          " many.fix few.fix", {}),
     "sort-be16-spill": (f"sort {B16} {SPILL} -o out many.b16", {}),
     "sort-be16-pipes": (f"sort {B16} {CORE}", {"stdin": "few.b16", "stdout": True}),
     "sort-rdw-pipes": (f"sort {RDW} {SPILL}", {"stdin": "many.rdw", "stdout": True}),

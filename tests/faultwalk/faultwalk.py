@@ -159,7 +159,8 @@ def tell(breaches):
     groups = collections.defaultdict(list)
     for kind, way, _, spelling, wrong, code, said in sorted(breaches, key=lambda one: one[:3]):
         alike = re.sub(r"leaves \S+", "leaves a file", wrong)
-        groups[kind, way, alike, code, re.sub(r"(?<=: ).*?: |\d+", "", said)].append((spelling, said))
+        key = kind, way, alike, code, re.sub(r"(?<=: ).*?: |\d+", "", said)
+        groups[key].append((spelling, said))
     for (_, _, alike, code, _), members in sorted(groups.items(), key=lambda one: one[0][2]):
         spelling, said = members[0]
         where = len({name.split("/")[0] for name, _ in members})

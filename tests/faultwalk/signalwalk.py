@@ -76,7 +76,8 @@ def judge(what, right, seen, whole, stop, caught):
         if path in what.outs:
             if now != old and now != right.files.get(path) and not (kept and what.place):
                 wrong.append(f"the old output is gone: {path}")
-        elif now != old and path not in kept and (path in whole or not what.named or seen.code != killed):
+        elif now != old and path not in kept and (
+                path in whole or not what.named or seen.code != killed):
             wrong.append(f"{'changes' if path in whole else 'leaves'} {path}")
     return wrong
 

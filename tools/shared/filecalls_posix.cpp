@@ -39,6 +39,11 @@ int openpath(const std::string &path, int flags, uint32_t mode = 0) {
     }
 }
 
+bool isthere(const std::string &path) {
+    struct stat state;
+    return ::lstat(path.c_str(), &state) == 0;
+}
+
 bool samefile(int file, const std::string &path) {
     struct stat one, other;
     return ::fstat(file, &one) == 0 && ::stat(path.c_str(), &other) == 0 &&
@@ -243,11 +248,12 @@ int renamefile(const std::string &from, const std::string &to) {
     const int code = again([&] {
         return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
     });
+    if (code == EIO && isthere(to) && !isthere(from)) // a server that lost its answer
+        return 0;
     if (code != EINVAL && code != ENOSYS)
         return code;
 #endif
-    struct stat state;
-    if (::lstat(to.c_str(), &state) == 0)
+    if (isthere(to))
         return EEXIST;
     return replaceby(from, to);
 }
