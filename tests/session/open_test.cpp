@@ -53,8 +53,9 @@ TEST(open, versions) {
             << std::hex << c.version;
         EXPECT_EQ(direct.sess.detail, c.by_engine ? 0U : 1U) << std::hex << c.version;
         EXPECT_EQ(qha5term(&direct.prim, &direct.sess), c.by_engine ? 1 : 0);
-        if (c.by_engine)
+        if (c.by_engine) {
             EXPECT_NE(direct.sess.ctx, nullptr) << "only the close clears it";
+        }
     }
 }
 
