@@ -110,11 +110,12 @@ void numbercheck::addconditions(const conditiontable &conditions, bool byfield) 
             tests.push_back(notest);
             continue;
         }
-        const std::string field =
+        std::string field =
             byfield ? "$" + std::to_string(test.lpos + 1)
                     : "[" + std::to_string(test.lpos + 1) + "," + std::to_string(test.llen) + "]";
-        tests.push_back(shapeof({byfield ? numberuse::field : numberuse::columns,
-                                 field + " in " + conditionplace, test.lpos, test.llen}));
+        field.append(" in ").append(conditionplace);
+        tests.push_back(shapeof(
+            {byfield ? numberuse::field : numberuse::columns, field, test.lpos, test.llen}));
     }
 }
 

@@ -197,6 +197,7 @@ std::vector<inputsource> opensources(const std::vector<std::string> &paths) {
 
 std::vector<fileidentity> identifyall(const std::vector<std::string> &paths) {
     std::vector<fileidentity> all;
+    all.reserve(paths.size() + 1);
     for (const std::string &path : paths)
         all.push_back(path == "-" ? identify(standardinput) : identify(path));
     if (paths.empty())

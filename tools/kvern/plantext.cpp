@@ -202,7 +202,7 @@ std::shared_ptr<numbercheck> findnumbers(const joboptions &options, const jobpla
 
 // What ends a line in a session that the command brings single lines.
 std::string lineputs(const jobplan &plan, const textscanner &scanner) {
-    const std::string end(endbytes(plan.shape.end));
+    std::string end(endbytes(plan.shape.end));
     if (plan.shape.end != lineend::crlf || plan.kind == jobkind::sort)
         return end;
     if (!scanner.strayfeed())

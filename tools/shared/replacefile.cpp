@@ -112,8 +112,7 @@ int replacefile::makefile() {
     held = createunnamed(where, mode, &opens);
     if (held >= 0)
         return claimfile(held, false);
-    removedead(where + marked);
-    removedead(folderof(where) + marked);
+    sweep();
     const int code = withname("", &beside, [this, mode](const std::string &name) {
         held = createfile(name, mode);
         const int made = held < 0 ? errno : claimfile(held, true);
@@ -123,6 +122,12 @@ int replacefile::makefile() {
     });
     opens = beside;
     return code;
+}
+
+// What dead processes left beside the same path.
+void replacefile::sweep() const {
+    removedead(where + marked);
+    removedead(folderof(where) + marked);
 }
 
 // A file of several names, or of an owner to whom the new one cannot be given, or in
@@ -170,8 +175,10 @@ int replacefile::over(const filestate &now) {
         return code;
     if (copies)
         return keepandcopy();
-    if (beside.empty())
+    if (beside.empty()) {
+        sweep(); // one that was killed here leaves its name
         code = withname("", &beside, [this](const std::string &name) { return moveto(name); });
+    }
     if (code == 0 && strictrename)
         code = close();
     if (code != 0)

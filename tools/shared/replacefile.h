@@ -10,8 +10,8 @@
 // to replace a file it gets one just before the rename, when it is whole and on the disk,
 // since no system puts a file without a name in the place of another.  Elsewhere it is
 // called PATH.MARK-PROCESS-NUMBER, or .MARK-PROCESS-NUMBER where that is too long for
-// the directory; create() takes away such files beside the same path that a dead process
-// left, so nothing else may be called so.  Links are followed, dangling ones too.
+// the directory; such files that a dead process left beside the same path are taken away
+// when the next one is given a name, so nothing else may be called so.  Links are followed, dangling ones too.
 //
 // Nothing here throws but for want of memory.  Not for two threads at a time.
 #pragma once
@@ -78,6 +78,7 @@ class replacefile {
     int withname(const char *sort, std::string *name, routine make) const;
     outcome begin(const std::string &path, const char *mark, const std::string *folder);
     int makefile();
+    void sweep() const;
     bool mustcopy() const;
     int fresh();
     int over(const filestate &now);
