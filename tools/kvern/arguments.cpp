@@ -3,6 +3,7 @@
 #include "kvern.h"
 #include "optiontable.h"
 #include "report.h"
+#include "systemargs.h"
 
 #include <algorithm>
 #include <cctype>
@@ -131,6 +132,7 @@ bool parsejob(jobkind kind, int argc, const char *const *argv, joboptions &out) 
         refuse("-o \"\" names no file", "leave it out to write to standard output");
     if (given(*app, "-S") && out.memory.empty())
         refuse("-S \"\" is no size", sizeform);
+    expandpatterns(out.inputs);
     return true;
 }
 

@@ -7,6 +7,7 @@
 #include "jobrun.h"
 #include "report.h"
 #include "streams.h"
+#include "systemargs.h"
 
 #include <cstring>
 #include <new>
@@ -104,7 +105,8 @@ int main(int argc, char **argv) {
     catchsignals();
     failure what{ending::internal, "", ""};
     try {
-        run(argc, argv);
+        const systemwords given(argc, argv);
+        run(given.count(), given.words());
         return exitcode(ending::done);
     } catch (const stopped &) {
         if (stopwanted()) // not for a reader that went away

@@ -1,0 +1,48 @@
+// Words of the command line as this system gives them: patterns, and characters that file
+// calls do not take.
+#include "commandrun.h"
+
+#include <cstdlib>
+#include <fstream>
+
+using namespace kvern::test;
+
+namespace {
+
+using systemwords = commandrun;
+
+TEST_F(systemwords, patterns_stand_for_files) {
+    std::filesystem::create_directory("d");
+    std::filesystem::create_directory("d/x3.t"); // no file
+    for (const char *name : {"x2.t", "x1.t", "d/x2.t", "d/x1.t"})
+        writefile(name, std::string(name) + "\n");
+    struct {
+        const char *arguments;
+        int code;
+        const char *out;
+    } const cases[] = {
+        {"copy x?.t", 0, "x1.t\nx2.t\n"},
+        {"copy d\\*.t x2.t", 0, "d/x1.t\nd/x2.t\nx2.t\n"},
+        {"copy y*.t", 5, ""},
+        {"copy ?\\x1.t", 5, ""},
+    };
+    for (const auto &one : cases) {
+        const outcome ended = run(one.arguments);
+        EXPECT_EQ(ended.code, one.code) << one.arguments << ended.err;
+        EXPECT_EQ(ended.out, one.out) << one.arguments;
+        EXPECT_TRUE(one.code == 0 || ended.err.find(one.arguments + 5) != std::string::npos)
+            << ended.err;
+    }
+}
+
+TEST_F(systemwords, names_outside_the_code_page_are_told) {
+    std::ofstream(std::filesystem::path(L"n\u4E2D.t")) << "a\n";
+    const std::wstring command = std::filesystem::path(program).wstring();
+    for (const wchar_t *arguments : {L" copy n\u4E2D.t", L" copy n*.t"}) {
+        const std::wstring line = L'"' + command + arguments + L" 2> err\"";
+        EXPECT_EQ(_wsystem(line.c_str()), 2);
+        EXPECT_NE(readfile("err").find("n\\u4E2D.t"), std::string::npos) << readfile("err");
+    }
+}
+
+} // namespace
