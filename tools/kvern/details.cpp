@@ -192,7 +192,9 @@ constexpr temprow temprows[] = {
     {5, ending::file, "access denied", lookatplaces},
     {19, ending::file, "the medium is write-protected", lookatplaces},
     {38, ending::file, "it is shorter than it was written", ""},
-    {39, ending::room, "it may not become larger, and no other one can be made", otherplace},
+    {39, ending::room,
+     "it may not become larger, and no other one can be made (on 32 bits each has 4 GiB at most)",
+     otherplace},
     {112, ending::room, "no space left", otherplace},
     {1117, ending::file, "device error", lookatplaces},
 };

@@ -1,6 +1,7 @@
 #include "plan.h"
 
 #include "report.h"
+#include "workplaces.h"
 
 #include <algorithm>
 
@@ -132,7 +133,9 @@ void planfiles(const joboptions &options, std::vector<inputsource> &sources, job
         listinputs(plan, sources, options.doseof);
     if (plan.tofile)
         plan.engine.outfile = options.output;
-    plan.engine.workdirs = options.tempdirs;
+    plan.engine.workdirs = options.kind == jobkind::sort
+                               ? workplaces(options.tempdirs, prim.memsize)
+                               : options.tempdirs;
     if (prim.function == KVRN_MERGE)
         planmerge(options, sources.size(), plan);
     if (options.kind != jobkind::sort)

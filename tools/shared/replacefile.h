@@ -11,7 +11,8 @@
 // since no system puts a file without a name in the place of another.  Elsewhere it is
 // called PATH.MARK-PROCESS-NUMBER, or .MARK-PROCESS-NUMBER where that is too long for
 // the directory; such files that a dead process left beside the same path are taken away
-// when the next one is given a name, so nothing else may be called so.  Links are followed, dangling ones too.
+// when the next one is given a name, so nothing else may be called so.  Links are followed,
+// dangling ones too.
 //
 // Nothing here throws but for want of memory.  Not for two threads at a time.
 #pragma once
