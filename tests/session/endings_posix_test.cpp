@@ -84,8 +84,58 @@ TEST_F(endings, full_places_and_few_descriptors) {
         const int code = shell(limit, "sort -S 64K -T . -o out in");
         EXPECT_TRUE(code == 0 || code == 5) << limit << ": " << code << readfile("err");
     }
-    EXPECT_EQ(shell("ulimit -n 10", "merge -o out in in in in in in in in in"), 5)
-        << readfile("err");
+}
+
+// As a merge of all at once, which has no groups.
+TEST_F(endings, more_inputs_than_descriptors) {
+    constexpr unsigned files = 60, lines = 20, keys = 30;
+    std::string names;
+    for (unsigned i = 0; i < files; ++i) {
+        std::string text;
+        for (unsigned j = 0; j < lines; ++j)
+            text += std::to_string(100 + j * keys / lines) + " " + std::to_string(100 + i) + " " +
+                    std::to_string(100 + (i * 37 + j * 11) % 100) + "\n";
+        names += " f" + std::to_string(i);
+        writefile("f" + std::to_string(i), i % 7 == 0 ? "" : text);
+    }
+    const auto merge = [&](const std::string &limit, const std::string &arguments) {
+        const std::string line = "(" + limit + "exec " + program + " merge --stats=json " +
+                                 arguments + names + ") > out 2> err";
+        const int code = std::system(line.c_str()) >> 8;
+        std::string told = readfile("err");
+        return std::to_string(code) + told.substr(0, told.find("seconds")) + readfile("out");
+    };
+    for (const char *arguments :
+         {"-k 1", "-k 1 -u", "-k 1 --sum 3", "-k 1 -u -w '$2 != 117'",
+          "-k 1 --rebuild '$1 $3' -w '$3 > 120'", "--columns -k 1,3 --header 1 --max-line 20",
+          "-k 1 --dos-eof", "-k 1 --short drop -w '$3 > 120'", "--fixed 12 -k 1,3 --header 2",
+          "--fixed 12 -k 1,3 --short drop --rebuild '1,3 9,4 5,8' -u"}) {
+        const std::string whole = merge("", arguments);
+        EXPECT_EQ(whole[0], '0') << whole;
+        EXPECT_EQ(merge("ulimit -n 24; ", arguments), whole) << arguments;
+    }
+    writefile("f38", "1 a 1\n3 a 1\n2 a 1\n");
+    EXPECT_NE(merge("ulimit -n 24; ", "-k 1").find("line 3 of f38 "), std::string::npos);
+}
+
+// The pipe is opened when the file's size is known, and holds the command up until then.
+TEST_F(endings, inputs_that_change_while_they_are_read) {
+    for (const char *arguments : {"sort", "merge", "copy", "sort --fixed 2", "merge --fixed 2",
+                                  "copy --fixed 2", "merge --max-line 9"})
+        for (const auto &[change, code] :
+             {std::pair(": > file", 5), std::pair("printf 'a\\n' > file", 5),
+              std::pair("printf 'c\\n' >> file", 0)}) {
+            writefile("file", "a\nb\n");
+            const std::string line = std::string("rm -f p; mkfifo p; ") + program + " " +
+                                     arguments + " -o made file p 2> err & exec 3> p; " + change +
+                                     "; printf 'd\\n' >&3; exec 3>&-; wait $!";
+            EXPECT_EQ(exitcode(std::system(line.c_str())), code)
+                << arguments << ": " << change << readfile("err");
+            const std::string words = code == 0 ? "" : "held 4 bytes at first and only ";
+            EXPECT_NE(readfile("err").find(words), std::string::npos) << readfile("err");
+            EXPECT_EQ(std::filesystem::exists("made"), code == 0);
+            std::filesystem::remove("made");
+        }
 }
 
 } // namespace

@@ -141,7 +141,9 @@ size_t inputsource::read(void *to, size_t room) {
 void inputsource::rewind() {
     if (!isfile())
         return;
-    if (descriptor >= 0 && !goback(descriptor, start))
+    if (!fromstdin)
+        close(); // opened at its start when it is read again
+    else if (descriptor >= 0 && !goback(descriptor, start))
         failfile(shown, systemerror());
     bytestaken = 0;
     rawtaken = 0;

@@ -8,6 +8,11 @@
 //           megabytes at a time, from and to scratch files
 //   check   the command by record calls, which tell the record that is out of order
 //
+// A merge of more inputs than may be open at once merges groups of neighbours into scratch
+// files first, and those at the end; equal keys keep the order of the inputs so.  The
+// groups are filtered and rebuilt, for keys look at rebuilt records; what reduces equal
+// keys to one record comes with the last merge.
+//
 // Variable records, which no plain file of the engine's holds, and an output that a
 // header leads are read and written by the command; a copy of variable records is a
 // merge of one input whose records are all equal.  An output that is a pipe or a device
@@ -31,30 +36,83 @@ namespace command {
 
 namespace {
 
+// Beside the inputs of a session: its output, scratch files, what the system opens.
+constexpr size_t sparedescriptors = 8;
+
+// What was read of the inputs.
+struct intakefacts {
+    uint64_t header = 0, shorts = 0; // records
+    uint64_t bytes = 0;
+    uint32_t largestblock = 0;
+};
+
 class job {
   public:
-    job(const joboptions &given, std::vector<inputsource> &inputs, jobplan &planned,
-        outputsink *output, const std::string &leading, uint64_t shorts)
-        : options(given), sources(inputs), plan(planned), target(output), header(leading),
-          seen(modeof(given)) {
+    // `earlier`: what was read into the scratch files that are the sources here.
+    job(const joboptions &given, std::vector<inputsource> &inputs, jobplan &planned, watch &looker,
+        const std::string &leading, uint64_t shorts, const intakefacts *earlier = nullptr)
+        : options(given), sources(inputs), plan(planned), header(leading), before(earlier),
+          seen(looker), bytesbefore(looker.counters().inbytes) {
         counts.shorts = shorts;
         plan.engine.watcher = &seen;
-        for (const inputsource &source : sources)
-            if (source.isfile())
-                expected += source.size();
-            else
-                unknown = true;
-        seen.expect(unknown ? 0 : expected);
     }
 
-    void run() {
-        try {
+    void run(outputsink *target) {
+        attempt([&] {
             if (plan.kind == jobkind::check)
                 runsession(nullptr);
             else if (plan.tofile)
                 writefile(*target);
             else
                 deliver(*target);
+        });
+        seen.clear();
+        if (!options.stats.empty())
+            printstatistics(options.stats, facts(), seen);
+        if (sumstop != 0)
+            throw sumfailure(sumstop, options, false);
+    }
+
+    // A part of a merge.
+    void runinto(scratchfile &file) {
+        file.clear();
+        attempt(
+            [&] { pass([&file](const void *data, size_t length) { file.append(data, length); }); });
+        file.finish();
+    }
+
+    // Complete when all was read.
+    intakefacts taken() const {
+        if (before)
+            return *before;
+        const bool byengine = plan.byfile || plan.engine.prim.function == KVRN_COPY;
+        intakefacts all;
+        all.shorts = counts.shorts;
+        all.bytes = byengine ? inbytes() : 0;
+        for (const inputsource &source : sources) {
+            all.header += source.skippedrecords();
+            all.bytes += source.skipped() + (byengine ? 0 : source.taken());
+            all.largestblock = std::max(all.largestblock, source.largestblock());
+        }
+        return all;
+    }
+
+  private:
+    const joboptions &options;
+    std::vector<inputsource> &sources;
+    jobplan &plan;
+    const std::string &header;
+    const intakefacts *before; // null: the sources are the inputs
+    tally counts;
+    watch &seen;
+    uint64_t bytesbefore, written = 0; // in earlier sessions
+    uint32_t sumstop = 0;
+
+    uint64_t inbytes() const { return seen.counters().inbytes - bytesbefore; }
+    template <typename Work>
+    void attempt(Work work) {
+        try {
+            work();
         } catch (const enginefailure &what) {
             // Where the last sum found no room its record is lost, and the engine's
             // account of records tells.
@@ -65,40 +123,11 @@ class job {
                     source.checkwhole(); // which says more
             throw translate(what, options, plan, sources);
         }
-        seen.clear();
-        if (!options.stats.empty())
-            printstatistics(options.stats, facts(), seen);
-        if (sumstop != 0)
-            throw sumfailure(sumstop, options, false);
-    }
-
-  private:
-    const joboptions &options;
-    std::vector<inputsource> &sources;
-    jobplan &plan;
-    outputsink *target; // null: a check
-    const std::string &header;
-    tally counts;
-    watch seen;
-    uint64_t expected = 0, written = 0;
-    bool unknown = false;
-    uint32_t sumstop = 0;
-
-    static showing modeof(const joboptions &options) {
-        if (options.progress == "auto")
-            return isterminal(standarderror) && !options.quiet ? showing::late : showing::never;
-        return options.progress == "always" ? showing::always : showing::never;
     }
     runfacts facts() const {
-        const KVRNSTAT &stat = seen.counters();
-        const bool byengine = plan.byfile || plan.engine.prim.function == KVRN_COPY;
-        uint64_t records = 0, bytes = 0;
-        for (const inputsource &source : sources) {
-            records += source.skippedrecords();
-            bytes += source.skipped() + (byengine ? 0 : source.taken());
-        }
-        return {plan.kind, records, counts.shorts, bytes + (byengine ? stat.inbytes : 0),
-                plan.tofile ? stat.outbytes : written};
+        const intakefacts all = taken();
+        return {plan.kind, all.header, all.shorts, all.bytes,
+                plan.tofile ? seen.counters().outbytes : written};
     }
 
     // A sum that stopped ends the command unless a warning is enough.
@@ -111,7 +140,7 @@ class job {
     }
     // What the engine read by itself is all that the files held when they were opened.
     void checkread() const {
-        if (!plan.byfile)
+        if (!plan.byfile || before)
             return;
         uint64_t held = 0;
         for (const inputsource &source : sources) {
@@ -120,7 +149,7 @@ class job {
                 return;
             held += source.size();
         }
-        if (const uint64_t bytes = seen.counters().inbytes; bytes < held)
+        if (const uint64_t bytes = inbytes(); bytes < held)
             throw failure{ending::file,
                           "the inputs held " + plural(held, "byte") + " at first and only " +
                               std::to_string(bytes) + " when they were read",
@@ -140,9 +169,9 @@ class job {
         closesources();
         out.commit();
     }
-    void deliver(outputsink &out) {
-        recordsink records([&out](const void *data, size_t length) { out.write(data, length); },
-                           plan.shape, [this] { return blocksize(); }, options.blocksize != 0);
+    void pass(const recordsink::writer &to) {
+        recordsink records(
+            to, plan.shape, [this] { return blocksize(); }, options.blocksize != 0);
         records.write(header.data(), header.size());
         if (plan.portions)
             copyportions(options, sources, plan, records, sumstop);
@@ -152,16 +181,20 @@ class job {
         checkread();
         if (std::any_of(sources.begin(), sources.end(),
                         [](const inputsource &one) { return one.endedatmark(); }))
-            out.write("\x1A", 1);
+            to("\x1A", 1);
+    }
+    void deliver(outputsink &out) {
+        pass([&out](const void *data, size_t length) { out.write(data, length); });
         out.finish();
         written = out.bytes();
         closesources();
         out.commit();
     }
     uint32_t blocksize() const {
-        uint32_t largest = options.blocksize;
+        uint32_t largest =
+            before && options.blocksize == 0 ? before->largestblock : options.blocksize;
         for (const inputsource &source : sources)
-            if (options.blocksize == 0)
+            if (options.blocksize == 0 && !before)
                 largest = std::max(largest, source.largestblock());
         return largest == 0 ? longestblock : largest;
     }
@@ -193,10 +226,28 @@ class job {
 
 using scratchfiles = std::deque<scratchfile>;
 
-// Streams as files, in the order of the sources.
-void spool(const joboptions &options, std::vector<inputsource> &sources, scratchfiles &files) {
+showing modeof(const joboptions &options) {
+    if (options.progress == "auto")
+        return isterminal(standarderror) && !options.quiet ? showing::late : showing::never;
+    return options.progress == "always" ? showing::always : showing::never;
+}
+
+void expectall(watch &seen, const std::vector<inputsource> &sources) {
+    uint64_t expected = 0;
+    for (const inputsource &source : sources) {
+        if (!source.isfile())
+            return;
+        expected += source.size();
+    }
+    seen.expect(expected);
+}
+
+// Streams as files, in the order of the sources.  Of many files a header is skipped by
+// the command, for a scratch file each would be too many.
+void spool(const joboptions &options, std::vector<inputsource> &sources, scratchfiles &files,
+           bool many) {
     for (inputsource &source : sources) {
-        if (source.isnamedfile())
+        if (source.isnamedfile() || (many && source.isfile()))
             continue;
         scratchfile &file = files.emplace_back(options.tempdirs);
         takeinto(file, source);
@@ -234,6 +285,120 @@ bool mustmeasureblocks(const joboptions &options, const recordshape &shape) {
            (options.kind == jobkind::merge || options.kind == jobkind::copy);
 }
 
+// A merge of many inputs, by groups.
+class groupmerge {
+  public:
+    groupmerge(const joboptions &given, std::vector<inputsource> &inputs, const jobplan &planned,
+               watch &looker, size_t descriptors)
+        : options(given), sources(inputs), plan(planned), seen(looker),
+          most(std::max<size_t>(descriptors / 2, 2)) {
+        options.unique = false;
+        options.sums.clear();
+        plan.engine.prim.options &= static_cast<uint8_t>(~(KVRN_SUM | KVRN_SUPPRESS));
+        plan.engine.sums.clear();
+        plan.tofile = false;
+        plan.engine.outfile.clear();
+        plan.byfile = plan.byfile && !options.dropshort;
+    }
+    // All sources into no more scratch files than may be open twice.
+    void run() {
+        for (size_t at = 0; at < sources.size();) {
+            if (made.size() == most)
+                fold();
+            std::vector<inputsource> group;
+            for (; at < sources.size() && group.size() < most; ++at)
+                group.push_back(std::move(sources[at]));
+            seen.count(true, false);
+            merge(options, group, plan, nullptr);
+        }
+        seen.count(false, true);
+    }
+    // What is left to do is planned as a merge of its own.
+    std::vector<inputsource> parts() const {
+        std::vector<inputsource> all;
+        for (const scratchfile &one : made) {
+            all.emplace_back(one.path());
+            if (options.doseof)
+                all.back().endatmark();
+            all.back().standfor(one.path());
+        }
+        return all;
+    }
+    const intakefacts &taken() const { return facts; }
+
+  private:
+    joboptions options;
+    std::vector<inputsource> &sources;
+    jobplan plan;
+    watch &seen;
+    size_t most;
+    scratchfiles made;
+    intakefacts facts;
+
+    void merge(const joboptions &how, std::vector<inputsource> &group, jobplan part,
+               const intakefacts *before) {
+        planmerge(how, group.size(), part);
+        part.engine.infiles.clear();
+        part.engine.inkinds.clear();
+        if (part.byfile)
+            listinputs(part, group, how.doseof);
+        const std::string none;
+        job one(how, group, part, seen, none, 0, before);
+        scratchfile &file = made.emplace_back(how.tempdirs);
+        one.runinto(file);
+        if (before)
+            return;
+        const intakefacts read = one.taken();
+        facts.header += read.header;
+        facts.shorts += read.shorts;
+        facts.bytes += read.bytes;
+        facts.largestblock = std::max(facts.largestblock, read.largestblock);
+    }
+    void fold() {
+        std::vector<inputsource> group = parts();
+        const joboptions how = behindgroups(options, plan);
+        jobplan part = planjob(how, shapebehind(plan), group, false);
+        seen.count(false, false);
+        merge(how, group, part, &facts);
+        while (made.size() > 1)
+            made.pop_front();
+    }
+
+  public:
+    static recordshape shapebehind(const jobplan &plan) {
+        recordshape shape = plan.shape;
+        if (!plan.pieces.empty() && !plan.text)
+            shape.length = rebuiltlength(plan);
+        return shape;
+    }
+    // Records in scratch files are chosen and rebuilt already.
+    static joboptions behindgroups(joboptions how, const jobplan &plan) {
+        how.where.clear();
+        how.wherefile.clear();
+        how.wheregiven = how.dropshort = false;
+        how.header = 0;
+        if (!how.rebuildgiven)
+            return how;
+        how.rebuildgiven = false;
+        how.rebuild.clear();
+        how.maxline = 0;
+        (how.fixed != 0 ? how.fixed : how.variable) = plan.text ? 0 : rebuiltlength(plan);
+        return how;
+    }
+};
+
+void rungroups(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan,
+               watch &seen, outputsink &target, const std::string &header, size_t descriptors) {
+    groupmerge groups(options, sources, plan, seen, descriptors);
+    groups.run();
+    const joboptions how = groupmerge::behindgroups(options, plan);
+    std::vector<inputsource> parts = groups.parts();
+    jobplan last =
+        planjob(how, groupmerge::shapebehind(plan), parts, plan.replaced && header.empty());
+    last.replaced = plan.replaced;
+    job(how, parts, last, seen, header, 0, &groups.taken()).run(&target);
+}
+
 void explainsession(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan) {
     try {
         explainjob(options, sources, plan);
@@ -265,8 +430,11 @@ void runjob(const joboptions &options) {
     const bool copying = options.kind == jobkind::copy && !variable;
     const bool filecopy = copying && !inportions(options, replaced);
     const bool byblocks = mustmeasureblocks(options, shape);
+    const size_t wanted = sources.size() + sparedescriptors;
+    const size_t descriptors = freedescriptors(wanted);
+    const bool many = options.kind == jobkind::merge && descriptors < wanted;
     if (!options.explain && (merging || filecopy || byblocks || mustmeasure(options, sources)))
-        spool(options, sources, files);
+        spool(options, sources, files, many);
     if (!options.explain && byblocks)
         measureblocks(sources, shape);
     jobplan plan = planjob(options, shape, sources, replaced);
@@ -274,10 +442,18 @@ void runjob(const joboptions &options) {
         explainsession(options, sources, plan);
         return;
     }
+    watch seen(modeof(options));
+    expectall(seen, sources);
+    if (many) {
+        const size_t left = freedescriptors(wanted);
+        rungroups(options, sources, plan, seen, *target, header,
+                  left - std::min(left, sparedescriptors));
+        return;
+    }
     uint64_t shorts = 0;
     if ((merging || copying) && options.dropshort)
         shorts = sift(options, sources, plan, files);
-    job(options, sources, plan, target ? &*target : nullptr, header, shorts).run();
+    job(options, sources, plan, seen, header, shorts).run(target ? &*target : nullptr);
 }
 
 } // namespace command

@@ -93,21 +93,6 @@ bool holdsmarks(const joboptions &options, const std::vector<inputsource> &sourc
                        [](const inputsource &one) { return one.holdsmark(); });
 }
 
-void planmerge(const joboptions &options, size_t inputs, jobplan &plan) {
-    KVRNPRIM &prim = plan.engine.prim;
-    prim.mergecnt = options.kind == jobkind::merge ? static_cast<uint32_t>(inputs) : 1;
-    prim.recoprat = static_cast<uint8_t>((plan.byfile ? 0 : KVRN_PUT_RECORD) |
-                                         (plan.tofile ? 0 : KVRN_GET_RECORD));
-    if (!plan.text || plan.byfile || plan.shape.end != lineend::crlf)
-        return;
-    if (plan.lineput.size() > 1)
-        throw failure{ending::data,
-                      "lines that end in CR LF hold bare line feeds and bare carriage returns",
-                      "such lines can be sorted and copied, but not checked, and not merged where "
-                      "they hold a byte 0x1A"};
-    prim.linedlmt = plan.lineput == "\n" ? KVRN_DLMT_LF : KVRN_DLMT_CR;
-}
-
 // Who reads and who writes, see jobrun.cpp.
 void planfiles(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan) {
     const bool variable = plan.shape.kind == formkind::variable;
@@ -149,13 +134,6 @@ void planfiles(const joboptions &options, std::vector<inputsource> &sources, job
     const int put = plan.byfile ? 0 : byblock ? KVRN_PUT_BLOCK : KVRN_PUT_RECORD;
     const int get = plan.tofile ? 0 : KVRN_GET_BLOCK;
     prim.recoprat = static_cast<uint8_t>(put | get);
-}
-
-uint64_t rebuiltlength(const jobplan &plan) {
-    uint64_t length = 0;
-    for (const rebuildpiece &piece : plan.pieces)
-        length += piece.length;
-    return length;
 }
 
 void planbytes(const joboptions &options, jobplan &plan) {
@@ -240,6 +218,28 @@ const char *article(uint64_t number) {
 }
 
 } // namespace
+
+void planmerge(const joboptions &options, size_t inputs, jobplan &plan) {
+    KVRNPRIM &prim = plan.engine.prim;
+    prim.mergecnt = options.kind == jobkind::merge ? static_cast<uint32_t>(inputs) : 1;
+    prim.recoprat = static_cast<uint8_t>((plan.byfile ? 0 : KVRN_PUT_RECORD) |
+                                         (plan.tofile ? 0 : KVRN_GET_RECORD));
+    if (!plan.text || plan.byfile || plan.shape.end != lineend::crlf)
+        return;
+    if (plan.lineput.size() > 1)
+        throw failure{ending::data,
+                      "lines that end in CR LF hold bare line feeds and bare carriage returns",
+                      "such lines can be sorted and copied, but not checked, and not merged where "
+                      "they hold a byte 0x1A"};
+    prim.linedlmt = plan.lineput == "\n" ? KVRN_DLMT_LF : KVRN_DLMT_CR;
+}
+
+uint32_t rebuiltlength(const jobplan &plan) {
+    uint64_t length = 0;
+    for (const rebuildpiece &piece : plan.pieces)
+        length = std::min<uint64_t>(length + piece.length, UINT32_MAX);
+    return static_cast<uint32_t>(length);
+}
 
 uint8_t textoptions(const joboptions &options) {
     return static_cast<uint8_t>(

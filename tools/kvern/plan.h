@@ -50,6 +50,10 @@ jobplan planjob(const joboptions &options, const recordshape &shape,
 uint8_t textkind(bool marked);
 // The inputs that the engine shall read are read once, to know of bytes 0x1A.
 void lookthrough(const recordshape &shape, std::vector<inputsource> &sources);
+// A merge of so many inputs; `byfile` and `tofile` are decided.
+void planmerge(const joboptions &options, size_t inputs, jobplan &plan);
+// Of records that are no lines.
+uint32_t rebuiltlength(const jobplan &plan);
 // The inputs that the engine reads.
 void listinputs(jobplan &plan, const std::vector<inputsource> &sources, bool doseof);
 // A copy that passes through the command some megabytes at a time whatever it holds.

@@ -3,6 +3,7 @@
 #include "report.h"
 
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstring>
 
@@ -16,6 +17,7 @@
 #endif
 #include <windows.h>
 #else
+#include <sys/resource.h>
 #include <unistd.h>
 #endif
 
@@ -74,6 +76,10 @@ fileidentity identitypath(const char *path) {
 fileidentity identitydescr(int descriptor) {
     return identityof(reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)));
 }
+size_t countfree(size_t wanted) {
+    constexpr size_t most = 480; // of the 512 that the C library opens
+    return wanted < most ? wanted : most;
+}
 bool opentowrite(int) {
     return true;
 }
@@ -116,6 +122,15 @@ fileidentity identitypath(const char *path) {
 fileidentity identitydescr(int descriptor) {
     struct stat its;
     return fstat(descriptor, &its) == 0 ? identityof(its) : fileidentity{};
+}
+size_t countfree(size_t wanted) {
+    struct rlimit limit;
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return wanted;
+    size_t found = 0;
+    for (rlim_t one = 0; one < limit.rlim_cur && one < INT_MAX && found < wanted; ++one)
+        found += fcntl(static_cast<int>(one), F_GETFD) < 0 ? 1 : 0;
+    return found;
 }
 bool opentowrite(int descriptor) {
     const int flags = fcntl(descriptor, F_GETFL);
@@ -254,6 +269,10 @@ int64_t position(int descriptor) {
 
 bool goback(int descriptor, int64_t place) {
     return seek(descriptor, place, SEEK_SET) == place;
+}
+
+size_t freedescriptors(size_t wanted) {
+    return countfree(wanted);
 }
 
 bool isterminal(int descriptor) {

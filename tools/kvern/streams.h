@@ -55,6 +55,9 @@ int64_t readsome(int descriptor, void *to, size_t room);
 int64_t position(int descriptor);
 bool goback(int descriptor, int64_t place);
 
+// How many files can be opened now, as far as anybody asks.
+size_t freedescriptors(size_t wanted);
+
 bool isterminal(int descriptor);
 std::string systemerror();
 // Throws the failure of a file with the C library's error number.

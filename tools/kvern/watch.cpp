@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <initializer_list>
 
 namespace command {
 
@@ -66,12 +67,17 @@ void watch::finish(KVRNSESS *sess) {
     if (!statof(sess, stat))
         return;
     enter(KVRN_PHASE_DONE, clock::now());
-    for (uint64_t KVRNSTAT::*member :
-         {&KVRNSTAT::taken, &KVRNSTAT::delivered, &KVRNSTAT::rejected, &KVRNSTAT::suppressed,
-          &KVRNSTAT::summed, &KVRNSTAT::strings, &KVRNSTAT::datablocks, &KVRNSTAT::spills,
-          &KVRNSTAT::tempfiles, &KVRNSTAT::tempbytes, &KVRNSTAT::tempreads, &KVRNSTAT::tempwrites,
-          &KVRNSTAT::inbytes, &KVRNSTAT::outbytes})
-        total.*member += stat.*member;
+    using counter = uint64_t KVRNSTAT::*;
+    const auto add = [&](std::initializer_list<counter> members) {
+        for (const counter member : members)
+            total.*member += stat.*member;
+    };
+    add({&KVRNSTAT::strings, &KVRNSTAT::datablocks, &KVRNSTAT::spills, &KVRNSTAT::tempfiles,
+         &KVRNSTAT::tempbytes, &KVRNSTAT::tempreads, &KVRNSTAT::tempwrites});
+    if (countsinput)
+        add({&KVRNSTAT::taken, &KVRNSTAT::rejected, &KVRNSTAT::inbytes});
+    if (countsoutput)
+        add({&KVRNSTAT::delivered, &KVRNSTAT::suppressed, &KVRNSTAT::summed, &KVRNSTAT::outbytes});
 }
 
 int watch::percent(const KVRNSTAT &stat) const {

@@ -27,6 +27,13 @@ class watch {
     void expect(uint64_t bytes) { inputbytes = bytes; }
     void fed(uint64_t bytes) { fedbytes += bytes; }
 
+    // Of the sessions from here on, what they take is the run's input, what they deliver
+    // its output.
+    void count(bool input, bool output) {
+        countsinput = input;
+        countsoutput = output;
+    }
+
     void look(KVRNSESS *sess);
     // The session ends; its counters are added to those of the ones before it.
     void finish(KVRNSESS *sess);
@@ -45,6 +52,7 @@ class watch {
     std::array<clock::duration, phases> times{};
     uint64_t inputbytes = 0, fedbytes = 0;
     size_t shownlength = 0;
+    bool countsinput = true, countsoutput = true;
     KVRNSTAT total{};
 
     void enter(size_t phase, clock::time_point now);
