@@ -55,6 +55,18 @@ class child {
             close(input[1]);
         input[1] = -1;
     }
+    // From here on the signal no longer ends the process by itself.
+    void awaithandler(int number) const {
+        const std::string path = "/proc/" + std::to_string(process) + "/status";
+        for (int i = 0; i < 1000; ++i, std::this_thread::sleep_for(10ms)) {
+            const std::string status = readfile(path);
+            const size_t at = status.find("SigCgt:");
+            if (at != std::string::npos &&
+                (std::strtoull(status.c_str() + at + 7, nullptr, 16) >> (number - 1) & 1) != 0)
+                return;
+        }
+        ADD_FAILURE() << "signal " << number << " is not caught";
+    }
     // The exit code, or minus the signal that ended it; -1000: it did not end.
     int end() {
         int status = 0;
@@ -274,7 +286,8 @@ TEST_F(output, of_a_run_that_waits_at_a_pipe_ends_with_a_signal) {
             SCOPED_TRACE(one.words[0] + one.words.back() + " " + std::to_string(number));
             const int held = one.otherend ? open("pipe", O_RDWR | O_CLOEXEC) : -1;
             child run(one.words);
-            std::this_thread::sleep_for(number == SIGTERM ? 300ms : 150ms);
+            run.awaithandler(number);
+            std::this_thread::sleep_for(number == SIGTERM ? 200ms : 50ms);
             kill(run.process, number);
             EXPECT_EQ(run.end(), 130) << readfile("err");
             EXPECT_FALSE(fs::exists("new"));
