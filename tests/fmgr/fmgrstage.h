@@ -1,8 +1,28 @@
-// What stands behind the file manager's double: a test puts an object of its own
-// there, and the double hands it every call.
+// What stands behind the shim of the file manager: a test puts an object of its own
+// there, and the shim hands it every call.
 #pragma once
 
 #include <cstdint>
+
+// Result, name, parameters and arguments of the manager's functions.
+#define FMGR_CALLS(row)                                                                            \
+    row(uintptr_t, InitFileManager, (), ());                                                       \
+    row(uint32_t, InitReqMsgBuild, (void *buffer, uint32_t length), (buffer, length));             \
+    row(uint32_t, BldNumParm, (uint32_t parm, uint32_t value), (parm, value));                     \
+    row(uint32_t, BldStrParm, (uint32_t parm, uint32_t length, const void *bytes),                 \
+        (parm, length, bytes));                                                                    \
+    row(uint32_t, BldFlagParm, (uint32_t parm, uint32_t length, const void *bytes),                \
+        (parm, length, bytes));                                                                    \
+    row(uint32_t, FileManager,                                                                     \
+        (uintptr_t session, void *data, void *buffer, uint32_t length, uint32_t zero),             \
+        (session, data, buffer, length, zero));                                                    \
+    row(uint32_t, InitMsgScan, (void *buffer, uint32_t two, uint32_t length),                      \
+        (buffer, two, length));                                                                    \
+    row(uint32_t, ScanParmType,                                                                    \
+        (uint32_t parm, uint32_t * length, const void **value, uint32_t *number),                  \
+        (parm, length, value, number));                                                            \
+    row(uint32_t, TermFileManager, (uintptr_t session), (session));                                \
+    row(uint32_t, FailFileManager, (uintptr_t session), (session))
 
 namespace kvern::test {
 
@@ -11,20 +31,10 @@ constexpr const char *stagevariable = "KVERN_TEST_FMGRSTAGE";
 
 class fmgrstage {
   public:
-    virtual void loaded() = 0;
-    virtual void unloaded() = 0;
-    virtual uintptr_t InitFileManager() = 0;
-    virtual uint32_t InitReqMsgBuild(void *buffer, uint32_t length) = 0;
-    virtual uint32_t BldNumParm(uint32_t parm, uint32_t value) = 0;
-    virtual uint32_t BldStrParm(uint32_t parm, uint32_t length, const void *bytes) = 0;
-    virtual uint32_t BldFlagParm(uint32_t parm, uint32_t length, const void *bytes) = 0;
-    virtual uint32_t FileManager(uintptr_t session, void *data, void *buffer, uint32_t length,
-                                 uint32_t zero) = 0;
-    virtual uint32_t InitMsgScan(void *buffer, uint32_t two, uint32_t length) = 0;
-    virtual uint32_t ScanParmType(uint32_t parm, uint32_t *length, const void **value,
-                                  uint32_t *number) = 0;
-    virtual uint32_t TermFileManager(uintptr_t session) = 0;
-    virtual uint32_t FailFileManager(uintptr_t session) = 0;
+    virtual void present(bool loaded) = 0;
+#define FMGR_STAGED(type, name, parameters, arguments) virtual type name parameters = 0
+    FMGR_CALLS(FMGR_STAGED);
+#undef FMGR_STAGED
 
   protected:
     ~fmgrstage() = default;
