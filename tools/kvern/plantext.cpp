@@ -6,6 +6,7 @@
 #include "recordreader.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace command {
 
@@ -210,6 +211,22 @@ std::string lineputs(const jobplan &plan, const textscanner &scanner) {
     return scanner.strayreturn() ? end : "\r";
 }
 
+// Reads to the end.  True: some line feed has no CR before it.
+bool holdsbarefeed(inputsource &source, std::vector<char> &block) {
+    bool bare = false;
+    char before = 0;
+    while (const size_t count = source.read(block.data(), block.size())) {
+        const char *at = block.data(), *const end = at + count;
+        while (!bare && (at = static_cast<const char *>(
+                             std::memchr(at, '\n', static_cast<size_t>(end - at)))) != nullptr) {
+            bare = (at == block.data() ? before : at[-1]) != '\r';
+            ++at;
+        }
+        before = end[-1];
+    }
+    return bare;
+}
+
 } // namespace
 
 lineend findlineend(const std::string &eol, std::vector<inputsource> &sources) {
@@ -329,11 +346,11 @@ void lookthrough(const recordshape &shape, std::vector<inputsource> &sources) {
     for (inputsource &source : sources) {
         if (source.readup())
             continue;
-        if (shape.refusesfeeds())
-            eachline(source, shape, [](std::string_view) {});
-        else
-            while (source.read(block.data(), block.size()) > 0) {
-            }
+        const bool bare = holdsbarefeed(source, block);
+        source.rewind();
+        if (!bare || !shape.refusesfeeds())
+            continue;
+        eachline(source, shape, [](std::string_view) {}); // tells which line
         source.rewind();
     }
 }
