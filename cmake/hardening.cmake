@@ -1,9 +1,8 @@
 # What makes a fault in our code harder to use.  Everything of ours on Linux has its tables
 # of addresses resolved at the start and read-only then, guarded stacks, marked targets of
 # jumps and fortified calls; the engine's hot loops are as fast with them.  On Windows the
-# command alone has guarded stacks: what the compiler brings for them would choose the guard
-# of a DLL by the system's cryptography, which loads more libraries while the DLL is being
-# loaded, and that may hang a program.  The sanitizers know the plain calls alone.
+# stacks are guarded: in a DLL with a guard of our own (win32_guard.cpp tells why), in a
+# program with what the compiler brings.  The sanitizers know the plain calls alone.
 include(CheckCXXCompilerFlag)
 
 add_library(kvern_hardening INTERFACE)
@@ -21,6 +20,7 @@ if(NOT WIN32)
   endif()
   target_link_options(kvern_options INTERFACE -Wl,-z,relro,-z,now)
 else()
-  target_compile_options(kvern_hardening_exe INTERFACE -fstack-protector-strong)
+  target_compile_options(kvern_hardening INTERFACE -fstack-protector-strong)
+  set(KVERN_GUARD_SOURCE ${CMAKE_SOURCE_DIR}/src/platform/win32/win32_guard.cpp)
   target_link_options(kvern_hardening_exe INTERFACE -fstack-protector-strong) # brings their library
 endif()

@@ -174,6 +174,8 @@ TEST(abi, built_files_are_guarded) {
     const auto nt = at<IMAGE_NT_HEADERS32>(image, at<uint32_t>(image, 0x3C));
     EXPECT_NE(nt.FileHeader.Characteristics & IMAGE_FILE_LARGE_ADDRESS_AWARE, 0);
     EXPECT_NE(image.find("*** stack smashing detected ***"), std::string::npos);
+    for (const char *file : {"m7hqkvrn.dll", "m7hxfmg.dll"}) // the guard before it is chosen
+        EXPECT_NE(readfile(file).find("\xFF\x00\x0A\x0D"s), std::string::npos) << file;
 }
 #else
 TEST(abi, built_files_are_guarded) {
