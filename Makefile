@@ -1,8 +1,9 @@
 # A thin layer over the CMake presets; nobody needs to know them to use it.
 #   make demo    build, and run real sorts
+#   make quick   the native tests without sanitizers, fewer random sessions: some 40 seconds
 #   make test    all tests: natively under sanitizers, and on the DLL under Wine
 #   make check-faults    whole runs of the command in which every call to the system fails
-#                once, or a signal comes (docs/architecture.md); some minutes
+#                once, or a signal comes (docs/testing.md); some minutes
 #   make bench   the performance table, as ratios against peers of the same run
 #   make packages        Debian packages and the archive for Windows, in build/packages
 #   make check-packages  installs and uses them: under Wine, and in a clean Debian where
@@ -11,7 +12,7 @@
 #   make lint    formatting, clang-tidy
 jobs := $(shell nproc)
 
-.PHONY: all demo test check-faults bench format lint native asan tsan win32 package win32-products packages check-packages clean \
+.PHONY: all demo quick test check-faults bench format lint native asan tsan win32 package win32-products packages check-packages clean \
         setup-build setup-test setup-faults setup-bench setup-lint setup-packages
 
 all: native
@@ -22,6 +23,11 @@ setup-build setup-test setup-faults setup-bench setup-lint setup-packages: setup
 native asan tsan win32 package:
 	@cmake --preset $@ >/dev/null
 	cmake --build --preset $@ -j $(jobs)
+
+quick: setup-test
+	@cmake --preset quick >/dev/null
+	cmake --build --preset quick -j $(jobs)
+	@scripts/test.sh quick
 
 native: setup-build
 asan tsan win32: setup-test
@@ -43,7 +49,7 @@ demo: native
 	@scripts/demo.sh build/native/kvern
 
 test: asan tsan win32
-	@scripts/test.sh
+	@scripts/test.sh asan tsan win32
 
 check-faults: setup-faults native
 	cmake --build --preset native -j $(jobs) --target failcalls
