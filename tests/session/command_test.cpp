@@ -16,12 +16,7 @@ using command = commandrun;
 
 // ---- runs that succeed ---------------------------------------------------
 
-struct sortcase {
-    const char *arguments;
-    std::string input, output;
-};
-
-const std::vector<sortcase> sortcases = {
+const std::vector<runcase> sortcases = {
     // Text: whole lines
     {"sort", "b\na\nc\n", "a\nb\nc\n"},
     {"sort", "b\na", "a\nb\n"},
@@ -110,43 +105,13 @@ const std::vector<sortcase> sortcases = {
     {"copy --variable 9 --framing be16 -w \"[2,1] > '0'\" --short drop", "\0\1b\0\2a1"s, "\0\2a1"s},
 };
 
-// Each through a redirected file to the stream, and in turn through a pipe or a
-// named file to a file.
 TEST_F(command, sorts_by_every_way_in_and_out) {
-    size_t number = 0;
-    for (const sortcase &one : sortcases) {
-        ++number;
-        const std::string arguments = one.arguments;
-        SCOPED_TRACE(arguments);
-        const outcome redirected = run(arguments, one.input);
-        EXPECT_EQ(redirected.code, 0) << redirected.err;
-        EXPECT_EQ(redirected.out, one.output);
-        EXPECT_EQ(redirected.err, "");
-        if (slow && number % 5 != 0)
-            continue;
-        if (number % 2 == 0) {
-            writefile("file", one.input);
-            EXPECT_EQ(run(arguments + " -o file file").code, 0); // in place
-            EXPECT_EQ(readfile("file"), one.output);
-        } else {
-            const outcome piped = run(arguments + " -o sorted", one.input, true);
-            EXPECT_EQ(piped.code, 0) << piped.err;
-            EXPECT_EQ(piped.out, "");
-            EXPECT_EQ(readfile("sorted"), one.output);
-        }
-    }
+    everyway(sortcases);
 }
 
 // ---- runs that are refused -----------------------------------------------
 
-struct refusal {
-    const char *arguments;
-    std::string input;
-    int code;
-    const char *words; // that the error holds
-};
-
-const refusal refusals[] = {
+const std::vector<runcase> refusals = {
     {"srt", "", 2, "\"srt\" is no command"},
     {"sort --colums", "", 2, "--colums is no option of sort\n  --columns is one; "},
     {"sort -fixed 3", "", 2, "-fixed is no option of sort\n  --fixed is one; "},
@@ -223,43 +188,30 @@ const refusal refusals[] = {
 };
 
 TEST_F(command, says_what_is_wrong) {
-    size_t number = 0;
-    for (const refusal &one : refusals) {
-        if (slow && number++ % 4 != 0)
-            continue;
-        SCOPED_TRACE(one.arguments);
-        outcome got = run(one.arguments, one.input);
-        EXPECT_EQ(got.code, one.code);
-        EXPECT_EQ(got.out, "");
-        std::erase(got.err, '\r'); // of a text stream
-        EXPECT_NE(got.err.find(one.words), std::string::npos) << got.err;
-    }
+    asgiven(refusals);
 }
 
+// Longer than what is read ahead of a pipe, so only the lines on their way tell.
 TEST_F(command, says_what_is_wrong_in_a_pipe) {
-    const outcome torn = run("sort --fixed 3", "abcde", true);
-    EXPECT_EQ(torn.code, 3);
-    EXPECT_NE(torn.err.find("ends inside record 2, after 2 of 3 bytes"), std::string::npos);
-
-    // Longer than what is read ahead, so only the lines on their way tell.
-    std::string lines;
-    while (lines.size() < 1200000)
-        lines += "abcdefgh 12345678\n";
-    const outcome lacking = run("sort --max-line 20 -k 2:8", lines + "x\n", true);
-    EXPECT_EQ(lacking.code, 3);
-    EXPECT_NE(lacking.err.find("of standard input has 1 field"), std::string::npos) << lacking.err;
-    lines.clear();
-    while (lines.size() < 1200000)
+    std::string words, lines;
+    while (lines.size() < 1200000) {
+        words += "abcdefgh 12345678\n";
         lines += std::string(3000, 'x') + "\n";
+    }
+    while (words.size() < lines.size())
+        words += words;
     const std::string last = std::string(4097, 'y') + "\n";
-    const outcome toolong = run("check", lines + last, true);
-    EXPECT_EQ(toolong.code, 3);
-    EXPECT_NE(toolong.err.find("has 4097 bytes, more than the 4096"), std::string::npos)
-        << toolong.err;
-    // A sort measures them first; a byte 0x1A is no end here.
-    const outcome measured = run("sort", last + "z\x1A\n" + lines + "a\n", true);
-    EXPECT_EQ(measured.code, 0) << measured.err;
-    EXPECT_TRUE(measured.out == "a\n" + lines + last + "z\x1A\n");
+    for (const runcase &one : std::vector<runcase>{
+             {"sort --fixed 3", "abcde", 3, "ends inside record 2, after 2 of 3 bytes"},
+             {"sort --max-line 20 -k 2:8", words + "x\n", 3, "of standard input has 1 field"},
+             {"check", lines + last, 3, "has 4097 bytes, more than the 4096"},
+             // A sort measures them first; a byte 0x1A is no end here.
+             {"sort", last + "z\x1A\n" + lines + "a\n", "a\n" + lines + last + "z\x1A\n"}}) {
+        const outcome got = run(one.arguments, one.input, true);
+        EXPECT_EQ(got.code, one.code);
+        EXPECT_NE(got.err.find(one.code ? one.told : ""), std::string::npos) << got.err;
+        EXPECT_TRUE(one.code != 0 || got.out == one.told);
+    }
 }
 
 TEST_F(command, tells_itself) {
@@ -272,17 +224,6 @@ TEST_F(command, tells_itself) {
     EXPECT_EQ(run("help").code, 0);
     EXPECT_EQ(run("help nothing").code, 2);
 }
-
-#if !defined(_WIN32)
-TEST_F(command, a_signal_stops_it) {
-    // The leak checker's tracer would get the signal as well, and hang.
-    const std::string line = "sleep 2 | ASAN_OPTIONS=detect_leaks=0 timeout --preserve-status "
-                             "-k 60 -s INT 1 "s +
-                             KVERN_COMMAND + " sort -T . 2> err";
-    EXPECT_EQ(std::system(line.c_str()) >> 8, 130);
-    EXPECT_EQ(readfile("err"), "kvern: note: stopped\n");
-}
-#endif
 
 TEST_F(command, several_inputs_and_notes) {
     writefile("one", "c\na\n");

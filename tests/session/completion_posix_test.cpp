@@ -1,30 +1,13 @@
 // The script that completes the command line in bash, run by bash itself.
-#include "support/tempfolder.h"
-
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <sys/wait.h>
+#include "commandrun.h"
 
 namespace kvern::test {
 namespace {
 
-// What is offered for the last of `words`.
-std::string offered(const tempfolder &folder, const std::string &words) {
-    const std::string script = folder.file("script"), out = folder.file("out");
-    writefile(script, "eval \"$('" KVERN_COMMAND "' completion bash)\"\nCOMP_WORDS=(kvern " +
-                          words +
-                          ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n_kvern\n"
-                          "echo -n \"${COMPREPLY[*]}\"\n");
-    EXPECT_EQ(std::system(("bash " + script + " >" + out + " 2>/dev/null").c_str()), 0) << words;
-    return readfile(out);
-}
+using completion = commandrun;
 
-TEST(completion, in_bash) {
-    const tempfolder folder;
-    const struct {
-        const char *words, *offered;
-    } cases[] = {
+TEST_F(completion, in_bash) {
+    const std::pair<std::string, const char *> offered[] = {
         {"so", "sort"},
         {"help ''", "sort merge copy check"},
         {"completion f", "fish"},
@@ -35,16 +18,14 @@ TEST(completion, in_bash) {
         {"copy --field-separator --f", ""}, // any text may be a value
         {"sort in.d", ""},                  // files are the shell's own
     };
-    for (const auto &one : cases)
-        EXPECT_EQ(offered(folder, one.words), one.offered) << one.words;
-}
-
-TEST(completion, refuses_another_shell) {
-    for (const char *arguments : {"completion", "completion csh", "completion bash zsh"}) {
-        const int status =
-            std::system(("'" KVERN_COMMAND "' " + std::string(arguments) + " 2>/dev/null").c_str());
-        EXPECT_EQ(WEXITSTATUS(status), 2) << arguments;
+    for (const auto &[words, wanted] : offered) {
+        writefile("script", "eval \"$($K completion bash)\"\nCOMP_WORDS=(kvern " + words +
+                                ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n_kvern\n"
+                                "echo -n \"${COMPREPLY[*]}\"\n");
+        EXPECT_EQ(shell("bash script").out, wanted) << words;
     }
+    for (const char *shells : {"", " csh", " bash zsh"})
+        EXPECT_EQ(run(std::string("completion") + shells).code, 2) << shells;
 }
 
 } // namespace

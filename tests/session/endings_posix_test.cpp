@@ -6,7 +6,7 @@
 namespace kvern::test {
 namespace {
 
-class endings : public commandrun {};
+using endings = commandrun;
 
 TEST(details, the_system_decides_where_temporary_files_fail) {
     const struct {
@@ -33,56 +33,40 @@ TEST(details, the_system_decides_where_temporary_files_fail) {
 
 TEST_F(endings, what_cannot_be_said_is_no_success) {
     writefile("in", "b\na\n");
-    for (const char *verb :
+    for (const std::string verb :
          {"--version", "help", "help sort", "--help", "copy --help", "completion bash",
-          "completion --help", "sort --explain in", "check --explain in", "sort in"})
-        for (const auto &[to, code] : {std::pair("/dev/full", 6), std::pair("&-", 5)}) {
-            const std::string line = program + " " + verb + " >" + to + " 2> err";
-            EXPECT_EQ(exitcode(std::system(line.c_str())), code) << line;
-        }
+          "completion --help", "sort --explain in", "check --explain in", "sort in"}) {
+        EXPECT_EQ(shell("$K " + verb + " > /dev/full").code, 6) << verb;
+        EXPECT_EQ(shell("$K " + verb + " >&-").code, 5) << verb;
+    }
+    EXPECT_EQ(shell("$K sort -o /dev/full in").code, 6);
 }
 
 TEST_F(endings, arguments_that_mean_nothing) {
-    const std::pair<const char *, const char *> refused[] = {
-        {"sort -o ''", "-o \"\" names no file"},
-        {"sort -S ''", "-S \"\" is no size"},
-        {"sort --header 0x10", "\"0x10\" is no number"},
-        {"sort --fixed ' 5'", "\" 5\" is no number"},
-        {"sort --fixed +5", "\"+5\" is no number"},
-        {"sort --max-line 4294967296", "\"4294967296\" is no number"},
-        {"sort -k 2147483647", "names field 2147483647"},
-        {"copy -w \"$2147483647 = 'a'\"", "names field 2147483647"},
-    };
-    for (const auto &[arguments, words] : refused) {
-        const outcome got = run(arguments, "b\na\n");
-        EXPECT_EQ(got.code, 2) << arguments;
-        EXPECT_NE(got.err.find(words), std::string::npos) << got.err;
-    }
-    EXPECT_EQ(run("sort --header 010", std::string(9, '\n') + "c\nb\na\n").out,
-              std::string(9, '\n') + "c\na\nb\n"); // no octal number
-    const outcome raw = run("sort 'a\x1B[2J\nb'");
-    EXPECT_EQ(raw.code, 5);
-    EXPECT_EQ(raw.err.rfind("kvern: a\\x1B[2J\\x0Ab: ", 0), 0U) << raw.err;
+    const std::string lines(9, '\n');
+    asgiven({
+        {"sort -o ''", "", 2, "-o \"\" names no file"},
+        {"sort -S ''", "", 2, "-S \"\" is no size"},
+        {"sort --header 0x10", "", 2, "\"0x10\" is no number"},
+        {"sort --header 010", lines + "c\nb\na\n", lines + "c\na\nb\n"}, // no octal number
+        {"sort --fixed ' 5'", "", 2, "\" 5\" is no number"},
+        {"sort --fixed +5", "", 2, "\"+5\" is no number"},
+        {"sort --max-line 4294967296", "", 2, "\"4294967296\" is no number"},
+        {"sort -k 2147483647", "b\n", 2, "names field 2147483647"},
+        {"copy -w \"$2147483647 = 'a'\"", "b\n", 2, "names field 2147483647"},
+        {"sort 'a\x1B[2J\nb'", "", 5, "kvern: a\\x1B[2J\\x0Ab: "},
+    });
 }
 
-TEST_F(endings, full_places_and_few_descriptors) {
-    const auto shell = [this](const std::string &limits, const std::string &rest) {
-        const std::string line = "(" + limits + "; exec " + program + " " + rest + ") 2> err";
-        return std::system(line.c_str()) >> 8;
-    };
-    if (std::filesystem::exists("/dev/full")) {
-        writefile("in", "b\na\n");
-        EXPECT_EQ(shell("true", "sort -o /dev/full in"), 6);
-        EXPECT_EQ(shell("true", "sort in > /dev/full"), 6);
-    }
+TEST_F(endings, few_bytes_and_few_descriptors) {
     std::string data;
     for (unsigned i = 0; i < 5000; ++i)
         data += std::to_string(1000000000 + i * 7919 % 5000) + std::string(89, 'x') + "\n";
     writefile("in", data);
-    EXPECT_EQ(shell("ulimit -f 100", "sort -S 64K -T . in > /dev/null"), 6) << readfile("err");
-    for (const char *limit : {"ulimit -n 8", "ulimit -n 9", "ulimit -n 10"}) {
-        const int code = shell(limit, "sort -S 64K -T . -o out in");
-        EXPECT_TRUE(code == 0 || code == 5) << limit << ": " << code << readfile("err");
+    EXPECT_EQ(shell("ulimit -f 100; $K sort -S 64K -T . in > /dev/null").code, 6);
+    for (const std::string limit : {"8", "9", "10"}) {
+        const outcome few = shell("ulimit -n " + limit + "; $K sort -S 64K -T . -o made in");
+        EXPECT_TRUE(few.code == 0 || few.code == 5) << limit << ": " << few.code << few.err;
     }
 }
 
@@ -99,11 +83,8 @@ TEST_F(endings, more_inputs_than_descriptors) {
         writefile("f" + std::to_string(i), i % 7 == 0 ? "" : text);
     }
     const auto merge = [&](const std::string &limit, const std::string &arguments) {
-        const std::string line = "(" + limit + "exec " + program + " merge --stats=json " +
-                                 arguments + names + ") > out 2> err";
-        const int code = std::system(line.c_str()) >> 8;
-        std::string told = readfile("err");
-        return std::to_string(code) + told.substr(0, told.find("seconds")) + readfile("out");
+        const outcome got = shell(limit + "$K merge --stats=json " + arguments + names);
+        return std::to_string(got.code) + got.err.substr(0, got.err.find("seconds")) + got.out;
     };
     for (const char *arguments :
          {"-k 1", "-k 1 -u", "-k 1 --sum 3", "-k 1 -u -w '$2 != 117'",
@@ -120,21 +101,19 @@ TEST_F(endings, more_inputs_than_descriptors) {
 
 // The pipe is opened when the file's size is known, and holds the command up until then.
 TEST_F(endings, inputs_that_change_while_they_are_read) {
-    for (const char *arguments : {"sort", "merge", "copy", "sort --fixed 2", "merge --fixed 2",
-                                  "copy --fixed 2", "merge --max-line 9"})
+    shell("mkfifo p");
+    for (const std::string arguments : {"sort", "merge", "copy", "sort --fixed 2",
+                                        "merge --fixed 2", "copy --fixed 2", "merge --max-line 9"})
         for (const auto &[change, code] :
-             {std::pair(": > file", 5), std::pair("printf 'a\\n' > file", 5),
-              std::pair("printf 'c\\n' >> file", 0)}) {
+             {std::pair(": > file", 5), {"echo a > file", 5}, {"echo c >> file", 0}}) {
+            SCOPED_TRACE(arguments + ": " + change);
             writefile("file", "a\nb\n");
-            const std::string line = std::string("rm -f p; mkfifo p; ") + program + " " +
-                                     arguments + " -o made file p 2> err & exec 3> p; " + change +
-                                     "; printf 'd\\n' >&3; exec 3>&-; wait $!";
-            EXPECT_EQ(exitcode(std::system(line.c_str())), code)
-                << arguments << ": " << change << readfile("err");
+            const outcome got = shell("$K " + arguments + " -o made file p & exec 3> p; " + change +
+                                      "; echo d >&3; exec 3>&-; wait $!");
+            EXPECT_EQ(got.code, code);
             const std::string words = code == 0 ? "" : "held 4 bytes at first and only ";
-            EXPECT_NE(readfile("err").find(words), std::string::npos) << readfile("err");
-            EXPECT_EQ(std::filesystem::exists("made"), code == 0);
-            std::filesystem::remove("made");
+            EXPECT_NE(got.err.find(words), std::string::npos) << got.err;
+            EXPECT_EQ(std::filesystem::remove("made"), code == 0);
         }
 }
 

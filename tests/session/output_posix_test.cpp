@@ -2,129 +2,35 @@
 // it, what a killed run leaves, and that a signal ends every wait.
 #include "commandrun.h"
 
-#include <chrono>
-#include <fcntl.h>
-#include <grp.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 using namespace kvern::test;
 using namespace std::string_literals;
-using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr uid_t nobody = 65534;
-
-struct stat statof(const std::string &path) {
-    struct stat its = {};
-    EXPECT_EQ(stat(path.c_str(), &its), 0) << path;
-    return its;
-}
-
-// The command as a child of its own, with descriptors that the test holds the ends of.
-class child {
-  public:
-    int input[2] = {-1, -1};
-    pid_t process = -1;
-
-    explicit child(const std::vector<std::string> &words, bool pipedin = false) {
-        EXPECT_TRUE(!pipedin || pipe2(input, O_CLOEXEC) == 0);
-        process = fork();
-        if (process == 0)
-            become(words);
-        if (pipedin)
-            close(input[0]);
-    }
-    ~child() {
-        kill(process, SIGKILL);
-        closeinput();
-        waitpid(process, nullptr, 0);
-    }
-    child(const child &) = delete;
-    child &operator=(const child &) = delete;
-
-    void feed(const std::string &bytes) const {
-        EXPECT_EQ(write(input[1], bytes.data(), bytes.size()), ssize_t(bytes.size()));
-    }
-    void closeinput() {
-        if (input[1] >= 0)
-            close(input[1]);
-        input[1] = -1;
-    }
-    // From here on the signal no longer ends the process by itself.
-    void awaithandler(int number) const {
-        const std::string path = "/proc/" + std::to_string(process) + "/status";
-        for (int i = 0; i < 1000; ++i, std::this_thread::sleep_for(10ms)) {
-            const std::string status = readfile(path);
-            const size_t at = status.find("SigCgt:");
-            if (at != std::string::npos &&
-                (std::strtoull(status.c_str() + at + 7, nullptr, 16) >> (number - 1) & 1) != 0)
-                return;
-        }
-        ADD_FAILURE() << "signal " << number << " is not caught";
-    }
-    // The exit code, or minus the signal that ended it; -1000: it did not end.
-    int end() {
-        int status = 0;
-        for (int i = 0; i < 1000; ++i, std::this_thread::sleep_for(10ms))
-            if (waitpid(process, &status, WNOHANG) == process)
-                return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-        return -1000;
-    }
-
-  private:
-    [[noreturn]] void become(const std::vector<std::string> &words) {
-        std::vector<char *> all = {const_cast<char *>(KVERN_COMMAND)};
-        for (const std::string &word : words)
-            all.push_back(const_cast<char *>(word.c_str()));
-        all.push_back(nullptr);
-        for (const int number : {SIGHUP, SIGINT, SIGTERM, SIGPIPE})
-            std::signal(number, SIG_DFL);
-        if (input[0] >= 0)
-            dup2(input[0], 0);
-        const int errors = open("err", O_WRONLY | O_CREAT | O_TRUNC, 0666);
-        dup2(errors, 2);
-        execv(KVERN_COMMAND, all.data());
-        _exit(127);
-    }
-};
+const std::string twovariable = "\0\2b2\0\2a1"s;
+const std::string variable = "sort --variable 10 --framing be16 -k 1,2 ";
 
 class output : public commandrun {
   protected:
+    const bool root = geteuid() == 0; // else the owner is the user anyway
+
     // By a user whom permissions hold back.
     outcome runheld(const std::string &arguments) {
-        const std::string who = geteuid() == 0 ? "setpriv --reuid 65534 --regid 65534 "
-                                                 "--clear-groups "
-                                               : "";
-        const std::string line = who + program + " " + arguments + " > out 2> err";
-        const int status = std::system(line.c_str());
-        return {exitcode(status), readfile("out"), readfile("err")};
+        return shell((root ? "setpriv --reuid 65534 --regid 65534 --clear-groups $K " : "$K ") +
+                     arguments);
     }
-    // A file in a directory where no other can be made, of a user who may write to it.
-    static void closedplace(const std::string &bytes) {
-        fs::create_directory("shut");
-        writefile("shut/f", bytes);
-        fs::permissions(".", fs::perms::all);
-        if (geteuid() == 0) {
-            EXPECT_EQ(chown("shut/f", nobody, nobody), 0);
-            EXPECT_EQ(chown("shut", nobody, nobody), 0);
-        }
-        fs::permissions("shut", fs::perms(0555));
+    std::string look(const std::string &format, const std::string &path) {
+        return shell("stat -c '" + format + "' " + path).out;
     }
-    static void openplace() { fs::permissions("shut", fs::perms::all); }
-    size_t entries(const std::string &place) {
+    static size_t entries(const std::string &place) {
         return static_cast<size_t>(
             std::distance(fs::directory_iterator(place), fs::directory_iterator()));
     }
 };
-
-// ---- in place without room beside --------------------------------------------------
-
-const std::string twovariable = "\0\2b2\0\2a1"s;
 
 struct placecase {
     const char *arguments;
@@ -132,6 +38,7 @@ struct placecase {
     std::string after; // and then; empty: the same, and the run ends with 5
 };
 
+// In a directory where no other file can be made, of a user who may write to the one.
 TEST_F(output, without_room_beside_it_is_no_input_and_stays_till_all_is_read) {
     const placecase cases[] = {
         {"sort --variable 10 --framing be16 -k 1,2 -o shut/f shut/f", twovariable, ""},
@@ -148,56 +55,48 @@ TEST_F(output, without_room_beside_it_is_no_input_and_stays_till_all_is_read) {
     };
     for (const placecase &one : cases) {
         SCOPED_TRACE(one.arguments);
-        closedplace(one.bytes);
+        fs::create_directory("shut");
+        writefile("shut/f", one.bytes);
         writefile("other", "z\ny\n");
         const bool linked = std::string(one.arguments).find("twin") != std::string::npos;
-        if (linked)
-            fs::create_hard_link("shut/f", "twin");
-        const ino_t number = statof("shut/f").st_ino;
+        shell((linked ? "ln shut/f twin; " : ""s) +
+              "chmod a+rwx . shut; chmod a+rw shut/f; chown -R 65534 shut; chmod a-w shut");
+        const std::string number = look("%i", "shut/f");
         const outcome came = runheld(one.arguments);
         EXPECT_EQ(came.code, one.after.empty() ? 5 : one.after == one.bytes ? 3 : 0) << came.err;
         EXPECT_EQ(readfile("shut/f"), one.after.empty() ? one.bytes : one.after);
-        EXPECT_EQ(statof("shut/f").st_ino, number);
+        EXPECT_EQ(look("%i", "shut/f"), number);
         EXPECT_EQ(entries("shut"), 1U);
-        openplace();
-        fs::remove_all("shut");
-        fs::remove("twin");
+        shell("chmod u+w shut; rm -rf shut twin");
     }
 }
 
 TEST_F(output, with_a_long_name_has_a_short_one_beside) {
     for (const size_t length : {size_t{244}, size_t{245}, size_t{255}}) {
-        const std::string name(length, 'n');
+        const std::string name = "d/" + std::string(length, 'n');
         fs::create_directory("d");
-        writefile("d/" + name, twovariable);
-        const std::string variable = "sort --variable 10 --framing be16 -k 1,2 ";
-        EXPECT_EQ(run(variable + "-o d/" + name + " d/" + name).code, 0);
-        EXPECT_EQ(readfile("d/" + name), "\0\2a1\0\2b2"s);
-        EXPECT_EQ(run("copy -o d/" + std::string(length, 'm') + " d/" + name).code, 0);
+        writefile(name, twovariable);
+        EXPECT_EQ(run(variable + "-o " + name + " " + name).code, 0);
+        EXPECT_EQ(readfile(name), "\0\2a1\0\2b2"s);
+        EXPECT_EQ(run("copy -o d/" + std::string(length, 'm') + " " + name).code, 0);
         EXPECT_EQ(entries("d"), 2U);
         fs::remove_all("d");
     }
 }
 
-// ---- what it replaces -----------------------------------------------------------------
-
 TEST_F(output, keeps_owner_links_and_permissions_and_follows_links) {
     fs::create_directory("d");
     writefile("d/f", "b\na\n");
-    const bool root = geteuid() == 0; // else the owner is the user anyway
-    ASSERT_TRUE(!root || chown("d/f", 12, 13) == 0);
-    ASSERT_EQ(chmod("d/f", 06751), 0);
-    const struct stat old = statof("d/f");
+    shell("chown 12:13 d/f; chmod 6751 d/f");
+    const std::string owner = look("%u %g", "d/f");
     EXPECT_EQ(run("sort -o d/f d/f").code, 0);
-    struct stat after = statof("d/f");
-    EXPECT_EQ(after.st_mode & 07777, 0751U);
-    EXPECT_EQ(after.st_uid, old.st_uid);
-    EXPECT_EQ(after.st_gid, old.st_gid);
+    EXPECT_EQ(look("%u %g", "d/f"), owner);
+    EXPECT_EQ(look("%a", "d/f"), "751\n");
 
     fs::create_hard_link("d/f", "twin");
     EXPECT_EQ(run("sort -r -o d/f d/f").code, 0);
     EXPECT_EQ(readfile("twin"), "b\na\n");
-    EXPECT_EQ(statof("d/f").st_nlink, 2U);
+    EXPECT_EQ(look("%h", "d/f"), "2\n");
 
     fs::create_symlink("d/none", "link");
     EXPECT_EQ(run("sort -o link d/f").code, 0);
@@ -206,94 +105,83 @@ TEST_F(output, keeps_owner_links_and_permissions_and_follows_links) {
     EXPECT_EQ(entries("d"), 2U);
 
     // A file of another's in a directory of the user's: written over, or left alone.
-    if (!root)
-        return;
-    fs::permissions(".", fs::perms::all);
-    fs::permissions("d", fs::perms::all);
-    for (const unsigned mode : {0666U, 0644U}) {
-        writefile("d/f", "old\n");
-        ASSERT_EQ(chmod("d/f", mode), 0);
-        EXPECT_EQ(runheld("sort -o d/f d/none").code, mode == 0666 ? 0 : 5);
-        EXPECT_EQ(readfile("d/f"), mode == 0666 ? "a\nb\n" : "old\n");
-        EXPECT_EQ(statof("d/f").st_uid, 12U);
+    for (const auto &[mode, code] : {std::pair("666", root ? 0 : 5), std::pair("644", 5)}) {
+        if (!root)
+            break;
+        shell("chmod 777 . d; echo old > d/f; chmod "s + mode + " d/f");
+        EXPECT_EQ(runheld("sort -o d/f d/none").code, code);
+        EXPECT_EQ(readfile("d/f"), code == 0 ? "a\nb\n" : "old\n");
+        EXPECT_EQ(look("%u %g", "d/f"), owner);
         EXPECT_EQ(entries("d"), 2U);
     }
 }
 
 TEST_F(output, that_a_standard_stream_is_too_goes_through_it) {
-    const std::string lines = "b\na\n";
-    writefile("f", lines);
+    writefile("f", "b\na\n");
+    writefile("log", "x\n");
     EXPECT_EQ(run("sort -o /dev/stdout f").out, "a\nb\n");
     EXPECT_EQ(run("sort -o out f").out, "a\nb\n");
     EXPECT_EQ(run("sort -o /dev/stderr f").err, "a\nb\n");
-    writefile("log", "x\n");
-    for (const char *name : {"/dev/stdout", "log", "/proc/self/fd/1"})
-        std::system((program + " sort -o " + name + " f >> log").c_str());
+    shell("for to in /dev/stdout log /proc/self/fd/1; do $K sort -o $to f >> log; done");
     EXPECT_EQ(readfile("log"), "x\na\nb\na\nb\na\nb\n");
-    EXPECT_EQ(std::system((program + " sort -o /dev/null f >&-").c_str()), 0);
+    EXPECT_EQ(shell("$K sort -o /dev/null f >&-").code, 0);
     // An input, of which more would come for ever or less than there was.
     for (const char *verb : {"sort", "merge -r", "copy"}) {
-        const int status = std::system((program + " " + verb + " f >> f 2> err").c_str());
-        EXPECT_EQ(exitcode(status), 5) << readfile("err");
-        EXPECT_EQ(readfile("f"), lines);
+        EXPECT_EQ(shell("$K "s + verb + " f >> f").code, 5);
+        EXPECT_EQ(readfile("f"), "b\na\n");
     }
 }
 
 // ---- runs that are ended ---------------------------------------------------------------
 
 TEST_F(output, leaves_nothing_when_the_run_is_killed) {
-    fs::create_directory("temp");
-    fs::create_directory("d");
-    writefile("d/old", "old\n");
-    setenv("TMPDIR", "temp", 1);
-    const std::vector<std::string> cases[] = {
-        {"sort", "-o", "d/old"},
-        {"sort", "-o", "d/new"},
-        {"merge", "-o", "d/old", "-", "d/old"},
-        {"copy", "--fixed", "4", "-o", "d/old"},
-        {"copy", "-T", "temp", "--fixed", "4", "-o", "d/old", "--header", "1"},
-    };
-    for (const auto &words : cases) {
-        SCOPED_TRACE(words[0] + words.back());
-        child run(words, true);
-        run.feed(std::string(3U << 20, 'x').replace(3, 1, "\n"));
-        kill(run.process, SIGKILL);
-        EXPECT_EQ(run.end(), -SIGKILL);
+    shell("mkdir temp d; mkfifo pipe; echo old > d/old");
+    writefile("data", std::string(3U << 20, 'x').replace(3, 1, "\n"));
+    for (const char *arguments :
+         {"sort -o d/old", "sort -o d/new", "merge -o d/old - d/old", "copy --fixed 4 -o d/old",
+          "copy -T temp --fixed 4 -o d/old --header 1"}) {
+        SCOPED_TRACE(arguments);
+        const outcome killed = shell("TMPDIR=temp $K "s + arguments +
+                                     " < pipe & exec 9> pipe; cat data >&9; kill -9 $!; wait $!");
+        EXPECT_EQ(killed.code, 128 + SIGKILL);
         EXPECT_EQ(entries("temp"), 0U);
         EXPECT_EQ(entries("d"), 1U);
         EXPECT_EQ(readfile("d/old"), "old\n");
     }
-    unsetenv("TMPDIR");
 }
 
 TEST_F(output, of_a_run_that_waits_at_a_pipe_ends_with_a_signal) {
-    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    shell("mkfifo pipe");
     writefile("f", std::string(3U << 20, 'x').replace(3, 1, "\n"));
-    struct waitcase {
-        std::vector<std::string> words;
-        bool otherend; // somebody holds it, and neither reads nor writes
-    };
-    const waitcase cases[] = {
-        {{"sort", "pipe"}, false},
-        {{"sort", "pipe"}, true},
-        {{"sort", "--fixed", "1", "-o", "pipe", "f"}, false},
-        {{"sort", "--fixed", "1", "-o", "pipe", "f"}, true},
-        {{"copy", "--fixed", "1", "-o", "pipe", "f"}, true},
-        {{"merge", "pipe", "-o", "new"}, true},
-    };
-    for (const waitcase &one : cases)
-        for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
-            SCOPED_TRACE(one.words[0] + one.words.back() + " " + std::to_string(number));
-            const int held = one.otherend ? open("pipe", O_RDWR | O_CLOEXEC) : -1;
-            child run(one.words);
-            run.awaithandler(number);
-            std::this_thread::sleep_for(number == SIGTERM ? 200ms : 50ms);
-            kill(run.process, number);
-            EXPECT_EQ(run.end(), 130) << readfile("err");
-            EXPECT_FALSE(fs::exists("new"));
-            if (held >= 0)
-                close(held);
-        }
+    const std::string held = "exec 9<>pipe; "; // by one who neither reads nor writes
+    for (const auto &[ahead, number, arguments] : {
+             std::tuple(""s, "TERM", "sort pipe"),
+             {held, "INT", "sort pipe"},
+             {held, "HUP", "sort -T . < pipe"},
+             {""s, "INT", "sort --fixed 1 -o pipe f"},
+             {held, "TERM", "sort --fixed 1 -o pipe f"},
+             {held, "HUP", "copy --fixed 1 -o pipe f"},
+             {held, "TERM", "merge pipe -o new"},
+         }) {
+        SCOPED_TRACE(ahead + arguments);
+        // The signal comes when the command has said what it does then, and waits.
+        const outcome stopped =
+            shell(ahead + "env --default-signal=INT $K " + arguments +
+                  " & until grep -q 'SigCgt:.*[4-7]..[37bf]$' /proc/$!/status; do :; done; "
+                  "sleep 0.2; kill -" +
+                  number +
+                  " $!; "
+                  "timeout 20 tail -s 0.05 --pid=$! -f /dev/null || kill -9 $!; wait $!");
+        EXPECT_EQ(stopped.code, 130);
+        EXPECT_EQ(stopped.err, "kvern: note: stopped\n");
+        EXPECT_FALSE(fs::exists("new"));
+    }
+    // The reader of the output leaves.
+    for (const std::string verb : {"sort", "merge", "copy"}) {
+        writefile("f", std::string(4U << 20, '\n'));
+        const outcome left = shell("($K " + verb + " -T . f; echo $? >&2) | head -c 10");
+        EXPECT_EQ(left.err, "130\n") << verb;
+    }
 }
 
 } // namespace

@@ -341,10 +341,11 @@ void scanfiles(const jobplan &plan, std::vector<inputsource> &sources, textscann
     }
 }
 
+// What was taken from a stream was read up, but its line ends were not looked at.
 void lookthrough(const recordshape &shape, std::vector<inputsource> &sources) {
     std::vector<char> block(lookbytes);
     for (inputsource &source : sources) {
-        if (source.readup())
+        if (source.readup() && !shape.refusesfeeds())
             continue;
         const bool bare = holdsbarefeed(source, block);
         source.rewind();
