@@ -4,7 +4,6 @@
 #include "support/modelcheck.h"
 #include "support/randomness.h"
 
-#include <cstdlib>
 #include <gtest/gtest.h>
 
 namespace kvern::test {
@@ -52,23 +51,15 @@ sessionspec session(uint8_t function, char form, exchange input, exchange output
     return s;
 }
 
-struct managed : testing::Test {
 #ifdef _WIN32
-    static constexpr uint64_t sessions = 40;
+constexpr uint64_t sessions = 40;
 #else
-    static constexpr uint64_t sessions = 150;
-    managed() {
-        setenv("KVERN_PRODUCT_DIRECTORY", KVERN_BINARY_DIR, 1);
-    }
-    ~managed() override {
-        unsetenv("KVERN_PRODUCT_DIRECTORY");
-    }
+constexpr uint64_t sessions = 150;
 #endif
-};
 
 } // namespace
 
-TEST_F(managed, every_pair_of_kinds) {
+TEST(managed, every_pair_of_kinds) {
     randomness r(18219);
     uint32_t count = 0;
     for (const uint8_t function : {KVRN_SORT, KVRN_MERGE, KVRN_COPY})
@@ -85,19 +76,19 @@ TEST_F(managed, every_pair_of_kinds) {
     EXPECT_EQ(count, 126U);
 }
 
-TEST_F(managed, random_sorts) {
+TEST(managed, random_sorts) {
     compare_with_model({.maxrecords = 300, .managed = true}, sessions);
 }
 
-TEST_F(managed, random_merges) {
+TEST(managed, random_merges) {
     compare_with_model({.maxrecords = 300, .function = KVRN_MERGE, .managed = true}, sessions);
 }
 
-TEST_F(managed, random_copies) {
+TEST(managed, random_copies) {
     compare_with_model({.maxrecords = 300, .function = KVRN_COPY, .managed = true}, sessions);
 }
 
-TEST_F(managed, external_sorts) {
+TEST(managed, external_sorts) {
     compare_with_model({.maxrecords = 4000, .external = true, .managed = true}, sessions / 10);
 }
 
