@@ -30,7 +30,10 @@ struct filecase {
     records written;
     std::string bytes;     // that the file consists of, or, indexed, holds
     records expected = {}; // empty: as written
+    int status = 0;        // otherwise nothing is read
 };
+
+const std::string onekey = keypart(0, 2, 0), onekeyagain = keypart(0, 2, 0x10);
 
 const filecase filecases[] = {
     {"sequential", seqfixed, {"abcde", "fg\0\n "s}, "abcdefg\0\n "s},
@@ -48,6 +51,24 @@ const filecase filecases[] = {
      {"2aa", "1bb1", "3bb" + std::string(500, '3'), "4bb4"}},
     {"empty", seqfixed, {}, ""},
     {"empty, indexed", idxfixed, {}, "RMKF"},
+    {"equal keys", {6, false, 3, onekey}, {"ab1", "aa2", "ab3"}, "", {}, 0x22},
+    {"of several parts the last one's attribute counts",
+     {6, false, 3, keypart(0, 1, 0x30) + keypart(1, 1, 0)},
+     {"ab1", "ab2"},
+     "",
+     {},
+     0x22},
+    {"equal second keys",
+     {6, false, 3, onekeyagain + keypart(2, 1, 0)},
+     {"ab1", "ac1"},
+     "",
+     {},
+     0x22},
+    {"duplicate second keys",
+     {6, false, 3, onekey + keypart(2, 1, 0x10)},
+     {"ac1", "ab1"},
+     "",
+     {"ab1", "ac1"}},
 };
 
 std::string numbertext(uint32_t value, size_t width) {
@@ -58,35 +79,26 @@ std::string numbertext(uint32_t value, size_t width) {
 } // namespace
 
 TEST(manager, files_hold_the_bytes_and_give_the_records_back) {
-    const tempfolder folder;
-    managerclient client;
     for (const filecase &c : filecases) {
         SCOPED_TRACE(c.title);
+        const tempfolder folder;
+        const std::string path = folder.file("f");
+        managerclient client;
         records found;
-        ASSERT_EQ(client.writeall(folder.file("f"), c.kind, c.written), 0);
-        const std::string bytes = readfile(folder.file("f"));
-        if (c.kind.organisation == 6) {
-            EXPECT_NE(bytes.find(c.bytes), std::string::npos);
-            EXPECT_EQ(bytes.size() % c.kind.blocksize, 0U);
-        } else {
-            EXPECT_EQ(bytes, c.bytes);
+        ASSERT_EQ(client.writeall(path, c.kind, c.written), c.status);
+        if (c.status != 0) {
+            EXPECT_EQ(client.close(), 0x30); // never put in its place
+            EXPECT_EQ(folder.entries(), 0U);
+            continue;
         }
-        EXPECT_EQ(client.readall(folder.file("f"), c.kind, &found), 0x10);
+        const std::string bytes = readfile(path);
+        const bool indexed = c.kind.organisation == 6;
+        EXPECT_TRUE(indexed ? bytes.find(c.bytes) != std::string::npos : bytes == c.bytes) << bytes;
+        EXPECT_TRUE(!indexed || bytes.size() % c.kind.blocksize == 0);
+        EXPECT_EQ(client.readall(path, c.kind, &found), 0x10);
         EXPECT_EQ(found, c.expected.empty() ? c.written : c.expected);
+        EXPECT_EQ(folder.entries(), 1U);
     }
-    EXPECT_EQ(folder.entries(), 1U);
-}
-
-TEST(manager, reads_what_others_leave_in_relative_files) {
-    const tempfolder folder;
-    managerclient client;
-    // A record deleted, its bytes still there; slots never written.
-    const std::string empty(8, '\0');
-    writefile(folder.file("f"), empty + "gone!" + "\2\0\0\0\0\0\0\0hixyz"s + empty + "\0\0\0\0\0"s);
-    records found;
-    EXPECT_EQ(client.readall(folder.file("f"), relvariable, &found), 0x10);
-    EXPECT_EQ(found, records{"hi"});
-    EXPECT_EQ(client.readall(folder.file("f"), relfixed, &found), 0x04); // no such length
 }
 
 // Keys of several parts, over several blocks of the head; records in any order.
@@ -123,43 +135,12 @@ TEST(manager, indexed_files_come_back_in_the_order_of_their_primary_key) {
     }
 }
 
-TEST(manager, equal_keys_are_refused_where_the_key_says_so) {
+TEST(manager, what_others_leave_is_read_and_what_is_damaged_refused) {
     const tempfolder folder;
     managerclient client;
-    const std::string primary = keypart(0, 2, 0), primaryagain = keypart(0, 2, 0x10);
-    // Of several parts the last one's attribute counts.
-    const std::string parts = keypart(0, 1, 0x30) + keypart(1, 1, 0);
-    struct {
-        std::string keyparts;
-        records all;
-        int status;
-        records expected = {};
-    } const cases[] = {
-        {primary, {"ab1", "aa2", "ab3"}, 0x22},
-        {parts, {"ab1", "ab2"}, 0x22},
-        {primaryagain, {"ab2", "aa3", "ab1"}, 0, {"aa3", "ab2", "ab1"}},
-        {primary + keypart(2, 1, 0), {"ab1", "ac1"}, 0x22},
-        {primary + keypart(2, 1, 0x10), {"ac1", "ab1"}, 0, {"ab1", "ac1"}},
-    };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(&c - cases);
-        const filekind kind = {6, false, 3, c.keyparts};
-        records found;
-        EXPECT_EQ(client.writeall(folder.file("f"), kind, c.all), c.status);
-        if (c.status != 0) {
-            EXPECT_EQ(client.close(), 0x30); // never put in its place
-            EXPECT_EQ(folder.entries(), 0U);
-            continue;
-        }
-        EXPECT_EQ(client.readall(folder.file("f"), kind, &found), 0x10);
-        EXPECT_EQ(found, c.expected);
-        std::filesystem::remove(folder.file("f"));
-    }
-}
-
-TEST(manager, damaged_files_are_refused) {
-    const tempfolder folder;
-    managerclient client;
+    // A record deleted, its bytes still there; slots never written.
+    const std::string empty(8, '\0'),
+        slots = empty + "gone!" + "\2\0\0\0\0\0\0\0hixyz"s + empty + "\0\0\0\0\0"s;
     struct {
         const char *title;
         filekind kind;
@@ -167,6 +148,8 @@ TEST(manager, damaged_files_are_refused) {
         records before; // what is read up to the fault
         int status;
     } const cases[] = {
+        {"slots", relvariable, slots, {"hi"}, 0x10},
+        {"slots, no such length", relfixed, slots, {}, 0x04},
         {"fixed, cut", seqfixed, "abcdeabc", {}, 0x39},
         {"fixed, no length", {2, false, 0}, "", {}, 0x39},
         {"length cut", seqvariable, "\0\1\0\0a\0\1"s, {"a"}, 0x30},
@@ -190,21 +173,18 @@ TEST(manager, damaged_files_are_refused) {
     const records all = {"ca1", "ab2" + std::string(250, '.'), "ac3"};
     ASSERT_EQ(client.writeall(folder.file("f"), kind, all), 0);
     const std::string whole = readfile(folder.file("f"));
+    std::vector<std::string> damaged;
     for (size_t i = 0; i < whole.size(); i += i < 32 ? 1 : 5) {
-        std::string damaged = whole;
-        damaged[i] = static_cast<char>(damaged[i] ^ 1 << i % 8);
-        std::filesystem::remove(folder.file("f")); // file systems flush what is overwritten
-        writefile(folder.file("f"), damaged);
-        const int status = client.readall(folder.file("f"), kind, &found);
-        EXPECT_TRUE(status == 0x30 || status == 0x39) << i << ": " << status;
+        damaged.push_back(whole);
+        damaged.back()[i] = static_cast<char>(whole[i] ^ 1 << i % 8);
     }
-    for (const size_t length :
-         {size_t{0}, whole.size() - 292, whole.size() - 1, whole.size() + 1}) {
-        std::string damaged = whole;
-        damaged.resize(length);
-        writefile(folder.file("f"), damaged);
+    for (const size_t length : {size_t{0}, whole.size() - 292, whole.size() - 1, whole.size() + 1})
+        (damaged.emplace_back(whole)).resize(length);
+    for (const std::string &bytes : damaged) {
+        std::filesystem::remove(folder.file("f")); // file systems flush what is overwritten
+        writefile(folder.file("f"), bytes);
         const int status = client.readall(folder.file("f"), kind, &found);
-        EXPECT_TRUE(status == 0x30 || status == 0x39) << length << ": " << status;
+        EXPECT_TRUE(status == 0x30 || status == 0x39) << &bytes - damaged.data() << ": " << status;
     }
 }
 
@@ -213,12 +193,18 @@ TEST(manager, statuses) {
     managerclient client;
     const std::string there = folder.file("there"), absent = folder.file("absent");
     std::string record;
-    EXPECT_EQ(client.open(absent, seqfixed, false), 0x35);
+    struct {
+        std::string path;
+        bool output;
+        int status;
+    } const paths[] = {{folder.file("no/such"), true, 0x30},
+                       {folder.path(), false, 0x37},
+                       {folder.path(), true, 0x37},
+                       {"a\0b"s, false, 0x31},
+                       {absent, false, 0x35}};
+    for (const auto &p : paths)
+        EXPECT_EQ(client.open(p.path, seqfixed, p.output), p.status) << p.path;
     EXPECT_EQ(client.code, static_cast<uint32_t>(ENOENT));
-    EXPECT_EQ(client.open(folder.file("no/such"), seqfixed, true), 0x30);
-    EXPECT_EQ(client.open(folder.path(), seqfixed, false), 0x37);
-    EXPECT_EQ(client.open(folder.path(), seqfixed, true), 0x37);
-    EXPECT_EQ(client.open("a\0b"s, seqfixed, false), 0x31);
     EXPECT_EQ(client.close(), 0x42);
     EXPECT_EQ(client.read(&record, 5), 0x47);
     EXPECT_EQ(client.write("abcde"), 0x48);
@@ -291,28 +277,6 @@ TEST(manager, an_output_replaces_the_file_when_it_is_closed_and_only_then) {
 }
 
 #ifndef _WIN32
-// More of this in the tests of what takes the file's place.
-TEST(manager, an_output_takes_over_what_the_old_file_was) {
-    namespace fs = std::filesystem;
-    const tempfolder folder;
-    managerclient client;
-    const std::string path = folder.file(std::string(255, 'f')), link = folder.file("link");
-    fs::create_symlink(path, link); // to nothing yet
-    for (const char *text : {"first", "other"}) {
-        ASSERT_EQ(client.writeall(link, seqfixed, {text}), 0);
-        EXPECT_TRUE(fs::is_symlink(link));
-        EXPECT_EQ(readfile(path), text);
-        EXPECT_EQ(folder.entries(), 2U);
-        fs::permissions(path, fs::perms(04640));
-    }
-    ASSERT_EQ(client.writeall(path, seqfixed, {"third"}), 0);
-    EXPECT_EQ(fs::status(path).permissions(), fs::perms(0640));
-    fs::create_hard_link(path, folder.file("second"));
-    ASSERT_EQ(client.writeall(path, seqfixed, {"newer"}), 0);
-    EXPECT_EQ(readfile(folder.file("second")), "newer");
-    EXPECT_EQ(folder.entries(), 3U);
-}
-
 // Only one who is not root can be kept from writing.
 TEST(manager, a_result_that_cannot_take_its_place_is_kept_and_named) {
     if (geteuid() != 0)
@@ -352,16 +316,15 @@ TEST(manager, too_many_open_files_are_told_with_the_error_number) {
 #endif
     const tempfolder folder;
     writefile(folder.file("f"), "");
-    int status = 0;
-    {
+    for (int round = 0; round < 2; ++round) { // the session's end closed them all
         managerclient client;
+        ASSERT_EQ(client.open(folder.file("f"), seqfixed, false), 0);
+        int status = 0;
         for (int i = 0; i < 10000 && status == 0; ++i)
             status = client.open(folder.file("f"), seqfixed, false);
         EXPECT_EQ(status, 0x30);
         EXPECT_EQ(client.code, 24U);
     }
-    managerclient client; // the session's end closed them all
-    EXPECT_EQ(client.open(folder.file("f"), seqfixed, false), 0);
 #ifndef _WIN32
     setrlimit(RLIMIT_NOFILE, &limit);
 #endif
@@ -370,19 +333,26 @@ TEST(manager, too_many_open_files_are_told_with_the_error_number) {
 TEST(manager, malformed_requests_do_no_harm) {
     const tempfolder folder;
     managerclient client;
-    // Requests that are none.
     char data[8] = "";
-    EXPECT_EQ(client.ask({}), -1);
-    EXPECT_EQ(client.ask({{0, 2}}), -1);
-    EXPECT_EQ(client.ask({{0, 1}, {3, 2}, {6, 0, "f"}}), -1);
-    EXPECT_EQ(client.ask({{0, 1}, {3, 5}, {6, 0, "f"}, {22, 0}, {10, 5}}), -1);
-    EXPECT_EQ(client.ask({{0, 10}, {3, 2}, {5, 0, "handle"}}, data), -1);
     ASSERT_EQ(client.open(folder.file("f"), seqfixed, true), 0);
-    const auto handle = client.handle;
-    EXPECT_EQ(client.ask({{0, 14}, {3, 2}, {5, 0, handle}, {30, 5}}, data), -1);
-    EXPECT_EQ(client.ask({{0, 15}, {3, 2}, {5, 0, handle}, {30, 5}}), -1);
-    EXPECT_EQ(client.ask({{0, 15}, {3, 4}, {5, 0, handle}, {30, 5}}, data), 0x48);
-    EXPECT_EQ(client.ask({{0, 15}, {3, 2}, {5, 0, handle + "x"}, {30, 5}}, data), 0x48);
+    const std::string handle = client.handle;
+    struct {
+        std::vector<managerclient::parameter> sent;
+        bool record;
+        int status; // -1: no request
+    } const cases[] = {
+        {{}, false, -1},
+        {{{0, 2}}, false, -1},
+        {{{0, 1}, {3, 2}, {6, 0, "f"}}, false, -1},
+        {{{0, 1}, {3, 5}, {6, 0, "f"}, {22, 0}, {10, 5}}, false, -1},
+        {{{0, 10}, {3, 2}, {5, 0, "handle"}}, true, -1},
+        {{{0, 14}, {3, 2}, {5, 0, handle}, {30, 5}}, true, -1},
+        {{{0, 15}, {3, 2}, {5, 0, handle}, {30, 5}}, false, -1},
+        {{{0, 15}, {3, 4}, {5, 0, handle}, {30, 5}}, true, 0x48},
+        {{{0, 15}, {3, 2}, {5, 0, handle + "x"}, {30, 5}}, true, 0x48},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(client.ask(c.sent, c.record ? data : nullptr), c.status) << &c - cases;
     // Builders and scanners without a message, or with one that is full.
     EXPECT_EQ(MANAGER(BldNumParm)(1, 1), 0U);
     EXPECT_EQ(MANAGER(InitMsgScan)(client.message.data(), 1, client.size()), 0U);
