@@ -14,83 +14,46 @@ namespace kvern::test {
 
 // ---- surroundings -----------------------------------------------------------
 
-#if defined(_WIN32)
-
 namespace {
 
-constexpr const char *registrykey = "SOFTWARE\\Norvala\\TESLOV7";
-constexpr const char *registryvalue = "Product_Directory";
-
-// Empty: takes the value away.
-void setdirectory(const std::string &folder) {
-    HKEY key;
-    if (RegCreateKeyExA(HKEY_LOCAL_MACHINE, registrykey, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                        &key, nullptr) != ERROR_SUCCESS)
-        std::abort();
-    if (folder.empty())
-        RegDeleteValueA(key, registryvalue);
-    else
-        RegSetValueExA(key, registryvalue, 0, REG_SZ,
-                       reinterpret_cast<const BYTE *>(folder.c_str()),
-                       static_cast<DWORD>(folder.size() + 1));
-    RegCloseKey(key);
-}
+#if defined(_WIN32)
+constexpr const char *home = ""; // found beside the program
 
 void setvariable(const char *name, const char *text) {
     SetEnvironmentVariableA(name, text);
 }
 
+void setdirectory(const std::string &folder) {
+    constexpr const char *registrykey = "SOFTWARE\\Norvala\\TESLOV7";
+    if (!folder.empty())
+        RegSetKeyValueA(HKEY_LOCAL_MACHINE, registrykey, "Product_Directory", REG_SZ,
+                        folder.c_str(), static_cast<DWORD>(folder.size() + 1));
+    else
+        RegDeleteKeyA(HKEY_LOCAL_MACHINE, registrykey);
+}
+#else
+constexpr const char *home = KVERN_BINARY_DIR;
+
+void setvariable(const char *name, const char *text) {
+    (void)(text != nullptr ? setenv(name, text, 1) : unsetenv(name));
+}
+
+void setdirectory(const std::string &folder) {
+    setvariable("KVERN_PRODUCT_DIRECTORY", folder.empty() ? nullptr : folder.c_str());
+}
+
+const productdirectory named(home); // for all tests that name no other
+#endif
+
 } // namespace
 
 productdirectory::productdirectory(const std::string &folder) {
-    char text[MAX_PATH] = "";
-    DWORD length = sizeof text - 1;
-    HKEY key;
-    wasset = RegOpenKeyExA(HKEY_LOCAL_MACHINE, registrykey, 0, KEY_READ, &key) == ERROR_SUCCESS;
-    if (wasset) {
-        RegQueryValueExA(key, registryvalue, nullptr, nullptr, reinterpret_cast<BYTE *>(text),
-                         &length);
-        RegCloseKey(key);
-    }
-    before = text;
     setdirectory(folder);
 }
 
 productdirectory::~productdirectory() {
-    setdirectory(before);
-    if (!wasset)
-        RegDeleteKeyA(HKEY_LOCAL_MACHINE, registrykey);
+    setdirectory(home);
 }
-
-#else
-
-namespace {
-
-constexpr const char *variable = "KVERN_PRODUCT_DIRECTORY";
-// All other tests find the manager of this tree.
-[[maybe_unused]] const int named = setenv(variable, KVERN_BINARY_DIR, 1);
-
-void setvariable(const char *name, const char *text) {
-    if (text != nullptr)
-        setenv(name, text, 1);
-    else
-        unsetenv(name);
-}
-
-} // namespace
-
-productdirectory::productdirectory(const std::string &folder) {
-    const char *text = std::getenv(variable);
-    wasset = text != nullptr;
-    before = wasset ? text : "";
-    setvariable(variable, folder.empty() ? nullptr : folder.c_str());
-}
-
-productdirectory::~productdirectory() {
-    setvariable(variable, wasset ? before.c_str() : nullptr);
-}
-
-#endif
 
 // ---- lines ------------------------------------------------------------------
 

@@ -10,17 +10,14 @@
 
 namespace kvern::test {
 
-// Names the folder of the file manager's library to the engine while it lives.
+// Names the folder of the file manager's library to the engine while it lives, instead of
+// that of the manager of this tree.
 class productdirectory {
   public:
     explicit productdirectory(const std::string &folder); // empty: none is named
     ~productdirectory();
     productdirectory(const productdirectory &) = delete;
     productdirectory &operator=(const productdirectory &) = delete;
-
-  private:
-    std::string before;
-    bool wasset;
 };
 
 // What replies say instead of what they did, of requests that were done.
