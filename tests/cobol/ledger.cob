@@ -1,8 +1,7 @@
       *> Where there are no files yet, writes three of 200 records each, by
       *> a sequence that jumps about: number n is 77 * i modulo 211. Where
-      *> the engine has sorted them, reads them: the fixed and the variable
-      *> file by ascending amounts, the relative one by ascending zoned
-      *> numbers. Ends with code 0 if order, contents and counts are right.
+      *> the engine has sorted them by number, reads them. Ends with code 0
+      *> if order, contents and counts are right.
        identification division.
        program-id. ledger.
        environment division.
@@ -37,15 +36,13 @@
        01 vs pic 9(4).
        01 seen pic 9(4).
        01 total pic 9(9).
-       01 rank pic s9(9)v99.
-       01 lastrank pic s9(9)v99.
+       01 lastn pic s9(4).
        procedure division.
            open input fixedfile.
            if st = "35" perform make end-if.
            perform begin.
            read fixedfile into entry-of.
            perform until st not = "00"
-               move amount to rank
                perform contents
                read fixedfile into entry-of
            end-perform.
@@ -56,7 +53,6 @@
            read varfile.
            perform until st not = "00"
                move varrec(1:reclen) to entry-of
-               move amount to rank
                perform contents
                move 0 to vs
                inspect tail tallying vs for all "v"
@@ -73,7 +69,6 @@
            add 77 to total.
            read relfile next into entry-of.
            perform until st not = "00"
-               move zoned to rank
                perform contents
                read relfile next into entry-of
            end-perform.
@@ -102,11 +97,11 @@
            stop run.
        begin.
            move 0 to seen total.
-           move -9999999 to lastrank.
+           move -1 to lastn.
        contents.
-           if rank not > lastrank or amount not = (n - 100) * 1.25 or
+           if n not > lastn or amount not = (n - 100) * 1.25 or
                zoned not = 100 - n perform wrong end-if.
-           move rank to lastrank.
+           move n to lastn.
            add 1 to seen.
            add n to total.
        counted.

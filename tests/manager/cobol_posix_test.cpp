@@ -15,7 +15,7 @@ TEST(cobol, programs_read_what_the_engine_sorted) {
     const std::string ledger = "cd '" + folder.path() + "' && " + KVERN_COBOL_LEDGER;
     ASSERT_EQ(std::system(ledger.c_str()), 0);
     const KVRNKEYE amount = {4, 5, KVRN_PACKED, KVRN_ASCENDING, 0, 0, nullptr};
-    const KVRNKEYE zoned = {9, 5, KVRN_ZONED, KVRN_ASCENDING, 0, 0, nullptr};
+    const KVRNKEYE zoned = {9, 5, KVRN_ZONED, KVRN_DESCENDING, 0, 0, nullptr};
     struct {
         std::string name;
         uint8_t kind, form;

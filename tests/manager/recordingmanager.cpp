@@ -25,11 +25,14 @@ void setvariable(const char *name, const char *text) {
 
 void setdirectory(const std::string &folder) {
     constexpr const char *registrykey = "SOFTWARE\\Norvala\\TESLOV7";
-    if (!folder.empty())
-        RegSetKeyValueA(HKEY_LOCAL_MACHINE, registrykey, "Product_Directory", REG_SZ,
-                        folder.c_str(), static_cast<DWORD>(folder.size() + 1));
-    else
-        RegDeleteKeyA(HKEY_LOCAL_MACHINE, registrykey);
+    HKEY key = nullptr;
+    RegDeleteKeyA(HKEY_LOCAL_MACHINE, registrykey);
+    if (folder.empty() || RegCreateKeyA(HKEY_LOCAL_MACHINE, registrykey, &key) != ERROR_SUCCESS)
+        return;
+    RegSetValueExA(key, "Product_Directory", 0, REG_SZ,
+                   reinterpret_cast<const BYTE *>(folder.c_str()),
+                   static_cast<DWORD>(folder.size() + 1));
+    RegCloseKey(key);
 }
 #else
 constexpr const char *home = KVERN_BINARY_DIR;
