@@ -99,17 +99,19 @@ TEST_F(endings, more_inputs_than_descriptors) {
     EXPECT_NE(merge("ulimit -n 24; ", "-k 1").find("line 3 of f38 "), std::string::npos);
 }
 
-// The pipe is opened when the file's size is known, and holds the command up until then.
+// The second pipe is opened when the file's size is known, and the first one, which is read
+// before the file, holds the command up until the file has changed.
 TEST_F(endings, inputs_that_change_while_they_are_read) {
-    shell("mkfifo p");
+    shell("mkfifo p q");
     for (const std::string arguments : {"sort", "merge", "copy", "sort --fixed 2",
                                         "merge --fixed 2", "copy --fixed 2", "merge --max-line 9"})
         for (const auto &[change, code] :
              {std::pair(": > file", 5), {"echo a > file", 5}, {"echo c >> file", 0}}) {
             SCOPED_TRACE(arguments + ": " + change);
             writefile("file", "a\nb\n");
-            const outcome got = shell("$K " + arguments + " -o made file p & exec 3> p; " + change +
-                                      "; echo d >&3; exec 3>&-; wait $!");
+            const outcome got =
+                shell("$K " + arguments + " -o made - file q < p & exec 3> p; exec 4> q; " +
+                      change + "; exec 3>&-; echo d >&4; exec 4>&-; wait $!");
             EXPECT_EQ(got.code, code);
             const std::string words = code == 0 ? "" : "held 4 bytes at first and only ";
             EXPECT_NE(got.err.find(words), std::string::npos) << got.err;
