@@ -1,6 +1,5 @@
 // The examples as a reader runs them: arguments and input to exit code, output and the
 // words of a failure.  What they print is written down here or found by plain code.
-#include "support/randomness.h"
 #include "support/tempfolder.h"
 
 #include <gtest/gtest.h>
@@ -15,29 +14,11 @@ using namespace kvern::test;
 
 namespace {
 
-struct outcome {
+struct programcase {
+    std::string program, arguments, input; // the program as the shell takes it
     int code;
-    std::string out, err;
+    std::string out, err; // all of the output, a part of the errors
 };
-
-// Runs a program, which stands as the shell takes it, in the folder.
-outcome run(const tempfolder &folder, const std::string &program, const std::string &arguments,
-            const std::string &input = "") {
-    const std::filesystem::path before = std::filesystem::current_path();
-    writefile(folder.file("in"), input);
-    std::filesystem::current_path(folder.path());
-    const std::string line = program + " " + arguments + " < in > out 2> err";
-#if defined(_WIN32)
-    const int code = std::system(('"' + line + '"').c_str()); // the shell takes the outer pair
-#else
-    const int code = std::system(line.c_str()) >> 8;
-#endif
-    std::filesystem::current_path(before);
-    outcome o = {code, readfile(folder.file("out")), readfile(folder.file("err"))};
-    for (std::string *text : {&o.out, &o.err}) // what ends a line is the system's
-        text->erase(std::remove(text->begin(), text->end(), '\r'), text->end());
-    return o;
-}
 
 // One that the build left beside the tests.
 std::string built(const char *name) {
@@ -45,36 +26,51 @@ std::string built(const char *name) {
     return '"' + std::filesystem::absolute(path).make_preferred().string() + '"';
 }
 
-struct programcase {
-    std::string program, arguments, input;
-    int code;
-    const char *out, *err; // all of the output, a part of the errors
-};
-
-void check(const std::vector<programcase> &cases) {
-    const tempfolder folder;
-    for (const programcase &c : cases) {
-        const outcome o = run(folder, c.program, c.arguments, c.input);
-        SCOPED_TRACE(c.program + " " + c.arguments);
-        EXPECT_EQ(o.code, c.code) << o.err;
-        EXPECT_EQ(o.out, c.out);
-        EXPECT_NE(o.err.find(c.err), std::string::npos) << o.err;
-        EXPECT_TRUE(c.code != 0 || o.err.empty()) << o.err;
-    }
+std::string lines(const std::string &name) { // what ends a line is the system's
+    std::string text = readfile(name);
+    std::erase(text, '\r');
+    return text;
 }
 
-const char *const cities = "Oslo          709037\n"
+class examples : public ::testing::Test {
+  protected:
+    tempfolder folder;
+    std::filesystem::path before = std::filesystem::current_path();
+
+    void SetUp() override { std::filesystem::current_path(folder.path()); }
+    void TearDown() override { std::filesystem::current_path(before); }
+
+    static void check(const std::vector<programcase> &cases) {
+        for (const programcase &c : cases) {
+            const std::string line = c.program + " " + c.arguments + " < in > out 2> err";
+            SCOPED_TRACE(line);
+            writefile("in", c.input);
+#if defined(_WIN32)
+            const int code = std::system(('"' + line + '"').c_str()); // the shell takes the pair
+#else
+            const int code = std::system(line.c_str()) >> 8;
+#endif
+            const std::string err = lines("err");
+            EXPECT_EQ(code, c.code) << err;
+            EXPECT_EQ(lines("out"), c.out);
+            EXPECT_NE(err.find(c.err), std::string::npos) << err;
+            EXPECT_TRUE(c.code != 0 || err.empty()) << err;
+        }
+    }
+};
+
+const std::string cities = "Oslo          709037\n"
                            "Bergen        291940\n"
                            "Trondheim     291940\n"
                            "Aarhus        290598\n"
                            "Hamar          28535\n"
                            "Nowhere           -1\n";
-const char *const badkey = "detail 59 KVERN:7:The mistake is found in the specification of the "
+const std::string badkey = "detail 59 KVERN:7:The mistake is found in the specification of the "
                            "key-field(";
 
 } // namespace
 
-TEST(example, c_and_cpp_programs) {
+TEST_F(examples, c_and_cpp_programs) {
     check({
         {built("putget"), "", "", 0, cities, ""},
         {built("putget"), "40", "", 1, "", badkey},
@@ -91,49 +87,25 @@ TEST(example, c_and_cpp_programs) {
     });
 }
 
-TEST(example, filesort_on_packed_and_zoned_amounts) {
-    const tempfolder folder;
-    randomness r(11);
-    struct row {
-        std::string branch;
-        int amount;
-        std::string record;
-    };
-    std::vector<row> rows;
-    std::string in, want;
-    for (int i = 0; i < 3000; ++i) { // branch 2, number 4, amount 3 packed, line feed
-        row one = {std::string(1, static_cast<char>('a' + r.below(5))) + 'x',
-                   static_cast<int>(r.below(199)) - 99, ""};
-        const int digits = std::abs(one.amount);
-        one.record = one.branch + std::to_string(1000 + i) + '\0';
-        one.record += static_cast<char>(digits / 10 % 10);
-        one.record += static_cast<char>(digits % 10 * 16 + (one.amount < 0 ? 13 : 12));
-        in += one.record += '\n';
-        rows.push_back(one);
-    }
-    std::stable_sort(rows.begin(), rows.end(), [](const row &a, const row &b) {
-        return a.branch != b.branch ? a.branch < b.branch : a.amount > b.amount;
+// Branch, number, amount in packed decimals, line feed.
+TEST_F(examples, filesort_on_packed_amounts) {
+    const std::string a = {'a', 'x', '0', '1', '2', '3', 0, 0x12, 0x3C, '\n'};
+    const std::string b = {'b', 'x', '0', '1', '2', '4', 0, 0x12, 0x3D, '\n'};
+    const std::string c = {'b', 'x', '0', '1', '2', '5', 0, 0x00, 0x7C, '\n'};
+    writefile("given", b + c + a);
+    check({
+        {built("filesort"), "given sorted 10 0,2,char 6,3,packed,d", "", 0, "3 records, 30 bytes\n",
+         ""},
+        {built("filesort"), "given no 10 0,2,char 8,3,packed", "", 1, "",
+         "filesort: " + badkey + "1).\n"},
+        {built("filesort"), "given no 10 0,2,char 6,3,float", "", 2, "", ""},
+        {built("filesort"), "none no 10 0,2,char 2,4,zoned", "", 1, "", ""},
     });
-    for (const row &one : rows)
-        want += one.record;
-    writefile(folder.file("given.dat"), in);
-
-    const std::string files = "given.dat sorted.dat 10 ";
-    outcome o = run(folder, built("filesort"), files + "0,2,char 6,3,packed,d");
-    EXPECT_EQ(o.code, 0) << o.err;
-    EXPECT_EQ(o.out, "3000 records, 30000 bytes\n");
-    EXPECT_TRUE(readfile(folder.file("sorted.dat")) == want);
-    o = run(folder, built("filesort"), files + "0,2,char 8,3,packed");
-    EXPECT_EQ(o.code, 1);
-    EXPECT_EQ(o.err, std::string("filesort: ") + badkey + "1).\n");
-    EXPECT_EQ(run(folder, built("filesort"), files + "0,2,char 6,3,float").code, 2);
-    EXPECT_EQ(
-        run(folder, built("filesort"), "none.dat" + files.substr(9) + "0,2,char 2,4,zoned").code,
-        1);
+    EXPECT_EQ(readfile("sorted"), a + c + b);
 }
 
 #if !defined(_WIN32)
-TEST(example, python_program_and_layouts_in_other_languages) {
+TEST_F(examples, python_program_and_layouts_in_other_languages) {
     const std::string python = std::string(KVERN_FOREIGN_ENVIRONMENT) + " '" KVERN_PYTHON "'";
     const std::string program = python + " '" KVERN_SOURCE_DIR "/examples/kvern_ctypes.py'";
     const std::string layouts =
@@ -146,7 +118,7 @@ TEST(example, python_program_and_layouts_in_other_languages) {
     });
 }
 
-TEST(example, cobol_program) {
+TEST_F(examples, cobol_program) {
 #ifndef KVERN_COBOL_BATCHES
     GTEST_SKIP() << "no COBOL compiler";
 #else

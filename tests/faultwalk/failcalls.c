@@ -162,6 +162,20 @@ __attribute__((destructor)) static void leavecounts(void) {
 
 #define CALL(kind, name, parameters, arguments) WHOLE(kind, int, -1, name, parameters, arguments)
 
+// Of calls that move bytes: fewer of them.
+#define MOVING(kind, name, parameters, length, arguments)                                          \
+    ssize_t name parameters {                                                                      \
+        REAL(name);                                                                                \
+        const enum how what = strike(kind);                                                        \
+        if (what == fail) {                                                                        \
+            errno = error;                                                                         \
+            return -1;                                                                             \
+        }                                                                                          \
+        if (what == shorten)                                                                       \
+            length = half(length);                                                                 \
+        return real arguments;                                                                     \
+    }
+
 static bool refusesnameless(int flags) {
     return counting && named && (flags & O_TMPFILE) == O_TMPFILE;
 }
@@ -184,25 +198,9 @@ static mode_t modeof(int flags, va_list more) {
         }                                                                                          \
         return real(__VA_ARGS__, mode);                                                            \
     }
-OPENING(open, (const char *path, int flags, ...), path, flags)
-OPENING(open64, (const char *path, int flags, ...), path, flags)
-OPENING(openat, (int folder, const char *path, int flags, ...), folder, path, flags)
-OPENING(openat64, (int folder, const char *path, int flags, ...), folder, path, flags)
-
-int __open_2(const char *path, int flags) {
-    return open(path, flags);
-}
-int __open64_2(const char *path, int flags) {
-    return open(path, flags);
-}
-int __openat_2(int folder, const char *path, int flags) {
-    return openat(folder, path, flags);
-}
 
 #define POINTER(kind, result, name, parameters, arguments)                                         \
     WHOLE(kind, result *, NULL, name, parameters, arguments)
-POINTER(k_open, FILE, fopen, (const char *path, const char *mode), (path, mode))
-POINTER(k_open, FILE, fopen64, (const char *path, const char *mode), (path, mode))
 POINTER(k_list, DIR, opendir, (const char *path), (path))
 POINTER(k_list, DIR, fdopendir, (int file), (file))
 POINTER(k_realpath, char, realpath, (const char *path, char *to), (path, to))
@@ -219,16 +217,6 @@ int close(int file) {
     return -1;
 }
 
-CALL(k_stat, stat, (const char *path, struct stat *to), (path, to))
-CALL(k_stat, lstat, (const char *path, struct stat *to), (path, to))
-CALL(k_stat, fstat, (int file, struct stat *to), (file, to))
-CALL(k_stat, fstatat, (int folder, const char *path, struct stat *to, int flags),
-     (folder, path, to, flags))
-CALL(k_stat, stat64, (const char *path, struct stat64 *to), (path, to))
-CALL(k_stat, lstat64, (const char *path, struct stat64 *to), (path, to))
-CALL(k_stat, fstat64, (int file, struct stat64 *to), (file, to))
-CALL(k_stat, fstatat64, (int folder, const char *path, struct stat64 *to, int flags),
-     (folder, path, to, flags))
 CALL(k_stat, statx, (int folder, const char *path, int flags, unsigned mask, struct statx *to),
      (folder, path, flags, mask, to))
 CALL(k_sync, fsync, (int file), (file))
@@ -244,10 +232,6 @@ CALL(k_link, symlink, (const char *from, const char *to), (from, to))
 CALL(k_unlink, unlink, (const char *path), (path))
 CALL(k_unlink, unlinkat, (int folder, const char *path, int flags), (folder, path, flags))
 CALL(k_unlink, remove, (const char *path), (path))
-CALL(k_truncate, truncate, (const char *path, off_t to), (path, to))
-CALL(k_truncate, truncate64, (const char *path, off64_t to), (path, to))
-CALL(k_truncate, ftruncate, (int file, off_t to), (file, to))
-CALL(k_truncate, ftruncate64, (int file, off64_t to), (file, to))
 CALL(k_mode, chmod, (const char *path, mode_t mode), (path, mode))
 CALL(k_mode, fchmod, (int file, mode_t mode), (file, mode))
 CALL(k_mode, fchmodat, (int folder, const char *path, mode_t mode, int flags),
@@ -270,16 +254,41 @@ CALL(k_pipe, pipe, (int ends[2]), (ends))
 CALL(k_pipe, pipe2, (int ends[2], int flags), (ends, flags))
 CALL(k_pipe, dup, (int file), (file))
 CALL(k_pipe, dup2, (int file, int to), (file, to))
-WHOLE(k_lseek, off_t, -1, lseek, (int file, off_t to, int whence), (file, to, whence))
-WHOLE(k_lseek, off64_t, -1, lseek64, (int file, off64_t to, int whence), (file, to, whence))
 WHOLE(k_realpath, ssize_t, -1, readlink, (const char *path, char *to, size_t room),
       (path, to, room))
-WHOLE(k_map, void *, MAP_FAILED, mmap,
-      (void *place, size_t length, int protection, int flags, int file, off_t from),
-      (place, length, protection, flags, file, from))
-WHOLE(k_map, void *, MAP_FAILED, mmap64,
-      (void *place, size_t length, int protection, int flags, int file, off64_t from),
-      (place, length, protection, flags, file, from))
+
+// By both names, of which one tells that positions have 64 bits.
+#define SIZED(s, place, its)                                                                       \
+    OPENING(open##s, (const char *path, int flags, ...), path, flags)                              \
+    OPENING(openat##s, (int folder, const char *path, int flags, ...), folder, path, flags)        \
+    POINTER(k_open, FILE, fopen##s, (const char *path, const char *mode), (path, mode))            \
+    CALL(k_stat, stat##s, (const char *path, its *to), (path, to))                                 \
+    CALL(k_stat, lstat##s, (const char *path, its *to), (path, to))                                \
+    CALL(k_stat, fstat##s, (int file, its *to), (file, to))                                        \
+    CALL(k_stat, fstatat##s, (int folder, const char *path, its *to, int flags),                   \
+         (folder, path, to, flags))                                                                \
+    CALL(k_truncate, truncate##s, (const char *path, place to), (path, to))                        \
+    CALL(k_truncate, ftruncate##s, (int file, place to), (file, to))                               \
+    WHOLE(k_lseek, place, -1, lseek##s, (int file, place to, int whence), (file, to, whence))      \
+    MOVING(k_pread, pread##s, (int file, void *to, size_t room, place from), room,                 \
+           (file, to, room, from))                                                                 \
+    MOVING(k_pwrite, pwrite##s, (int file, const void *from, size_t length, place to), length,     \
+           (file, from, length, to))                                                               \
+    WHOLE(k_map, void *, MAP_FAILED, mmap##s,                                                      \
+          (void *to, size_t length, int protection, int flags, int file, place from),              \
+          (to, length, protection, flags, file, from))
+SIZED(, off_t, struct stat)
+SIZED(64, off64_t, struct stat64)
+
+int __open_2(const char *path, int flags) {
+    return open(path, flags);
+}
+int __open64_2(const char *path, int flags) {
+    return open(path, flags);
+}
+int __openat_2(int folder, const char *path, int flags) {
+    return openat(folder, path, flags);
+}
 
 int fcntl(int file, int command, ...) {
     REAL(fcntl);
@@ -316,27 +325,7 @@ int pthread_create(pthread_t *out, const pthread_attr_t *how, void *(*routine)(v
 
 // ---- calls that move bytes --------------------------------------------------------
 
-#define MOVING(kind, name, parameters, length, arguments)                                          \
-    ssize_t name parameters {                                                                      \
-        REAL(name);                                                                                \
-        const enum how what = strike(kind);                                                        \
-        if (what == fail) {                                                                        \
-            errno = error;                                                                         \
-            return -1;                                                                             \
-        }                                                                                          \
-        if (what == shorten)                                                                       \
-            length = half(length);                                                                 \
-        return real arguments;                                                                     \
-    }
 MOVING(k_read, read, (int file, void *to, size_t room), room, (file, to, room))
-MOVING(k_pread, pread, (int file, void *to, size_t room, off_t place), room,
-       (file, to, room, place))
-MOVING(k_pread, pread64, (int file, void *to, size_t room, off64_t place), room,
-       (file, to, room, place))
-MOVING(k_pwrite, pwrite, (int file, const void *from, size_t length, off_t place), length,
-       (file, from, length, place))
-MOVING(k_pwrite, pwrite64, (int file, const void *from, size_t length, off64_t place), length,
-       (file, from, length, place))
 MOVING(k_copy, copy_file_range,
        (int from, off64_t *a, int to, off64_t *b, size_t length, unsigned flags), length,
        (from, a, to, b, length, flags))
@@ -345,27 +334,23 @@ MOVING(k_copy, sendfile, (int to, int from, off_t *place, size_t length), length
 MOVING(k_random, getrandom, (void *to, size_t length, unsigned flags), length, (to, length, flags))
 
 // Words of an error are not what the walk is about.
+static enum how strikewrite(int file) {
+    const enum how what = file == STDERR_FILENO ? none : strike(k_write);
+    if (what == fail)
+        errno = error;
+    return what;
+}
 ssize_t write(int file, const void *from, size_t length) {
     REAL(write);
-    const enum how what = file == STDERR_FILENO ? none : strike(k_write);
-    if (what == fail) {
-        errno = error;
-        return -1;
-    }
-    return real(file, from, what == shorten ? half(length) : length);
+    const enum how what = strikewrite(file);
+    return what == fail ? -1 : real(file, from, what == shorten ? half(length) : length);
 }
-
 ssize_t writev(int file, const struct iovec *pieces, int count) {
     REAL(writev);
-    const enum how what = file == STDERR_FILENO ? none : strike(k_write);
-    if (what == fail) {
-        errno = error;
-        return -1;
-    }
-    if (what == shorten)
-        return count > 1 ? real(file, pieces, count / 2)
-                         : write(file, pieces->iov_base, half(pieces->iov_len));
-    return real(file, pieces, count);
+    const enum how what = strikewrite(file);
+    if (what == shorten && count == 1)
+        return write(file, pieces->iov_base, half(pieces->iov_len));
+    return what == fail ? -1 : real(file, pieces, what == shorten ? count / 2 : count);
 }
 
 // What fortified programs call in their stead.

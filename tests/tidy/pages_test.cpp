@@ -3,7 +3,7 @@
 #include "support/tempfolder.h"
 
 #include <gtest/gtest.h>
-#include <regex.h>
+#include <regex>
 #include <set>
 #include <string>
 
@@ -17,14 +17,10 @@ std::string page(const std::string &name) {
 
 // What the group of the pattern finds, each time.
 std::set<std::string> found(const std::string &text, const char *pattern) {
-    regex_t wanted;
-    EXPECT_EQ(regcomp(&wanted, pattern, REG_EXTENDED), 0) << pattern;
+    const std::regex wanted(pattern);
     std::set<std::string> out;
-    regmatch_t match[2];
-    for (const char *at = text.c_str(); regexec(&wanted, at, 2, match, 0) == 0;
-         at += match[0].rm_eo)
-        out.emplace(at + match[1].rm_so, at + match[1].rm_eo);
-    regfree(&wanted);
+    for (std::sregex_iterator at(text.begin(), text.end(), wanted), end; at != end; ++at)
+        out.insert((*at)[1]);
     return out;
 }
 
