@@ -1,4 +1,4 @@
-      *> Where there are no files yet, writes three of 200 records each, by
+      *> Where there are no files yet, writes two of 200 records each, by
       *> a sequence that jumps about: number n is 77 * i modulo 211. Where
       *> the engine has sorted them by number, reads them. Ends with code 0
       *> if order, contents and counts are right.
@@ -7,8 +7,6 @@
        environment division.
        input-output section.
        file-control.
-           select fixedfile assign to "fixed"
-               organization sequential file status st.
            select varfile assign to "variable"
                organization sequential file status st.
            select relfile assign to "relative"
@@ -16,8 +14,6 @@
                relative key slot file status st.
        data division.
        file section.
-       fd fixedfile.
-       01 fixedrec pic x(20).
        fd varfile record varying from 20 to 60 depending on reclen.
        01 varrec pic x(60).
        fd relfile.
@@ -38,17 +34,8 @@
        01 total pic 9(9).
        01 lastn pic s9(4).
        procedure division.
-           open input fixedfile.
-           if st = "35" perform make end-if.
-           perform begin.
-           read fixedfile into entry-of.
-           perform until st not = "00"
-               perform contents
-               read fixedfile into entry-of
-           end-perform.
-           perform counted.
-
            open input varfile.
+           if st = "35" perform make end-if.
            perform begin.
            read varfile.
            perform until st not = "00"
@@ -73,23 +60,22 @@
                read relfile next into entry-of
            end-perform.
            perform counted.
-           close fixedfile varfile relfile.
+           close varfile relfile.
            stop run.
 
        make.
-           open output fixedfile varfile relfile.
+           open output varfile relfile.
            move all "v" to tail.
            perform varying i from 1 by 1 until i > 200
                compute n = function mod(77 * i, 211)
                compute amount = (n - 100) * 1.25
                compute zoned = 100 - n
-               write fixedrec from entry-of
                compute reclen = 20 + function mod(n, 41)
                write varrec from entry-of
                compute slot = 2 * i
                write relrec from entry-of
            end-perform.
-           close fixedfile varfile relfile.
+           close varfile relfile.
            open i-o relfile.
            move 2 to slot.
            delete relfile.

@@ -22,7 +22,6 @@ TEST(cobol, programs_read_what_the_engine_sorted) {
         uint32_t reclen;
         KVRNKEYE key;
     } const cases[] = {
-        {"fixed", KVRN_FILE_MANAGER, KVRN_FIXED, 20, amount},
         {"variable", KVRN_FILE_MANAGER, KVRN_VARIABLE, 60, amount},
         {"relative", KVRN_FILE_RELATIVE, KVRN_FIXED, 20, zoned},
     };

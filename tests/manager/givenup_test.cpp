@@ -167,21 +167,14 @@ TEST_F(givenup, a_session_of_calls) {
 TEST_F(givenup, one_session_of_several) {
     const filekind kind = {2, false, 5};
     managerclient lost, kept;
-    ASSERT_EQ(kept.open(in[0], kind, true), 0);
-    ASSERT_EQ(lost.open(out, kind, true), 0);
-    const std::string first = lost.handle;
-    ASSERT_EQ(lost.open(in[1], kind, true), 0);
-    ASSERT_EQ(lost.write("newer"), 0);
-    ASSERT_EQ(kept.write("newer"), 0);
+    ASSERT_EQ(kept.open(in[0], kind, true) + kept.write("newer"), 0);
+    ASSERT_EQ(lost.open(out, kind, true) + lost.write("newer"), 0);
     EXPECT_EQ(MANAGER(FailFileManager)(lost.session), 0U);
     EXPECT_EQ(MANAGER(FailFileManager)(lost.session + 77), 1U);
-    EXPECT_EQ(lost.close(), 0);
-    lost.handle = first;
     EXPECT_EQ(lost.close(), 0);
     EXPECT_EQ(lost.close(), 0x42);
     EXPECT_EQ(kept.close(), 0);
     EXPECT_EQ(readfile(in[0]), "newer");
-    EXPECT_EQ(readfile(in[1]), content("bdfh"));
     expectoutput(true);
 }
 
