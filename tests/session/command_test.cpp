@@ -215,105 +215,90 @@ TEST_F(command, says_what_is_wrong_in_a_pipe) {
 }
 
 TEST_F(command, tells_itself) {
-    EXPECT_EQ(run("check -k 1", "a 2\na 1\n").code, 0);
-    const outcome unordered = run("check -q", "b\na\n");
-    EXPECT_EQ(unordered.code, 1);
-    EXPECT_EQ(unordered.err, "");
-    EXPECT_EQ(run("--version").out.rfind("kvern ", 0), 0u);
-    EXPECT_NE(run("sort --help").out.find("sort"), std::string::npos);
-    EXPECT_EQ(run("help").code, 0);
-    EXPECT_EQ(run("help nothing").code, 2);
+    EXPECT_EQ(says("check -q", "b\na\n", 1, "").err, "");
+    EXPECT_EQ(says("--version", "", 0, "").out.rfind("kvern ", 0), 0u);
+    EXPECT_NE(says("sort --help", "", 0, "").out.find("sort"), std::string::npos);
+    says("help", "", 0, "");
+    says("help nothing", "", 2, "");
+    says("sort --progress always", "b\na\n", 0, "kvern: ");
+    for (const std::string size : {"1", "1G", "50%"})
+        EXPECT_EQ(says("sort -S " + size, "b\na\n", 0, "note: -S " + size).out, "a\nb\n");
 }
 
-TEST_F(command, several_inputs_and_notes) {
-    writefile("one", "c\na\n");
-    writefile("two", "b"); // its last line gets an end
-    EXPECT_EQ(run("sort one two").out, "a\nb\nc\n");
-    EXPECT_EQ(run("sort one - two", "d\n").out, "a\nb\nc\nd\n");
-    EXPECT_EQ(run("sort -o one one two").code, 0);
-    EXPECT_EQ(readfile("one"), "a\nb\nc\n");
-
-    for (const char *size : {"1", "1G", "50%"}) {
-        const outcome clamped = run("sort -S "s + size, "b\na\n");
-        EXPECT_EQ(clamped.code, 0);
-        EXPECT_EQ(clamped.out, "a\nb\n");
-        EXPECT_NE(clamped.err.find("note: -S "s + size), std::string::npos);
-    }
-    EXPECT_EQ(run("sort -S 64K -T . -T .", "b\na\n").err, "");
-
+TEST_F(command, several_inputs_names_and_tables) {
     std::string table(256, '\0');
     for (size_t i = 0; i < table.size(); ++i)
         table[i] = static_cast<char>(255 - i);
     writefile("t,b", table);
-    EXPECT_EQ(run("sort --fixed 1 -k 1,1,tbl=t,b", "abc").out, "cba");
-    EXPECT_EQ(run("sort --fixed 1 -k 1,1,tbl=t,b,d", "cba").out, "abc");
+    writefile("one", "c\na\n");
+    writefile("two", "b"); // its last line gets an end
+    writefile("mon", "a1c1");
+    writefile("tue", "a2b2c2");
+    writefile("lay", "# names\nkind = 1,1\nsize = 2,1,bi\nthird = $3:4\n");
+    asgiven({
+        {"sort one two", "", "a\nb\nc\n"},
+        {"sort one - two", "d\n", "a\nb\nc\nd\n"},
+        {"merge --fixed 2 -k 1,1 mon tue", "", "a1a2b2c1c2"},
+        {"merge --fixed 2 -k 1,1 tue - mon", "c3", "a2a1b2c2c3c1"},
+        {"sort -S 64K -T . -T .", "b\na\n", "a\nb\n"},
+        {"check -k 1", "a 2\na 1\n", ""},
+        {"sort --fixed 1 -k 1,1,tbl=t,b", "abc", "cba"},
+        {"sort --fixed 1 -k 1,1,tbl=t,b,d", "cba", "abc"},
+        {"sort --fixed 2 --layout lay -k kind,d --sum size", "b\1a\2a\1a\3", "b\1a\6"},
+        {"sort --layout lay -k third,r --rebuild \"third $1\"", "1 2 a\n", 2, ""},
+        {"copy --layout lay --rebuild \"third $1\"", "1 2 a\n", "a 1\n"},
+    });
 }
 
-TEST_F(command, names_explains_and_counts) {
-    writefile("lay", "# names\nkind = 1,1\nsize = 2,1,bi\nthird = $3:4\n");
+TEST_F(command, explains_and_counts) {
+    writefile("lay", "kind = 1,1\nsize = 2,1,bi\n");
     writefile("where", "kind = 'a'\n# or not\nand size > 1 ");
-    const std::string records = "b\1a\2a\1a\3";
-    const outcome kept =
-        run("copy --fixed 2 --layout lay --where-file where --stats=json", records);
-    EXPECT_EQ(kept.out, "a\2a\3");
-    EXPECT_NE(kept.err.find(R"("dropped":2,"duplicate":0,"summed":0,"written":2},)"
-                            R"("bytes":{"read":8,"written":4})"),
-              std::string::npos)
-        << kept.err;
-    EXPECT_EQ(run("sort --fixed 2 --layout lay -k kind,d --sum size", records).out, "b\1a\6");
-    EXPECT_EQ(run("sort --layout lay -k third,r --rebuild \"third $1\"", "1 2 a\n").code, 2);
-    EXPECT_EQ(run("copy --layout lay --rebuild \"third $1\"", "1 2 a\n").out, "a 1\n");
-
-    writefile("lines", "h\nb 2\nc\na 1\na 1\n");
-    const outcome counted = run("sort -k 2n --header 1 --short drop -u --stats -o out2 lines");
-    EXPECT_NE(
-        counted.err.find("read 5, header 1, short 1, dropped 0, duplicate 1, summed 0, written 3"),
-        std::string::npos)
-        << counted.err;
+    EXPECT_EQ(says("copy --fixed 2 --layout lay --where-file where --stats=json", "b\1a\2a\1a\3", 0,
+                   R"("dropped":2,"duplicate":0,"summed":0,"written":2},)"
+                   R"("bytes":{"read":8,"written":4})")
+                  .out,
+              "a\2a\3");
+    const outcome counted =
+        says("sort -k 2n --header 1 --short drop -u --stats -o made", "h\nb 2\nc\na 1\na 1\n", 0,
+             "read 5, header 1, short 1, dropped 0, duplicate 1, summed 0, written 3");
     EXPECT_NE(counted.err.find("read 16, written 10"), std::string::npos) << counted.err;
-    EXPECT_NE(run("sort --progress always", "b\na\n").err.find("kvern: "), std::string::npos);
 
-    const outcome told =
-        run("sort --explain -o never --fixed 4 --layout lay -w \"kind in ('a', 'b')\" "
-            "--rebuild \"size 1,3 'xy'\" -k 2,1,d");
-    EXPECT_EQ(told.code, 0) << told.err;
+    const std::string told =
+        says("sort --explain -o never --fixed 4 --layout lay -w \"kind in ('a', 'b')\" "
+             "--rebuild \"size 1,3 'xy'\" -k 2,1,d",
+             "", 0, "")
+            .out;
     for (const char *line : {"0  1,1,ch == \"a\"  -> keep, 1", "1  1,1,ch == \"b\"  -> keep, drop",
                              "5-6  \"xy\"", "2-2  key 1 (2,1,d)", "fixed, 4 bytes"})
-        EXPECT_NE(told.out.find(line), std::string::npos) << told.out;
+        EXPECT_NE(told.find(line), std::string::npos) << told;
     EXPECT_FALSE(std::filesystem::exists("never"));
 }
 
-TEST_F(command, merges_and_keeps_the_output_until_all_is_done) {
+TEST_F(command, keeps_the_output_until_all_is_done) {
     writefile("one", "a1c1");
     writefile("two", "a2b2c2");
-    EXPECT_EQ(run("merge --fixed 2 -k 1,1 one two").out, "a1a2b2c1c2");
-    EXPECT_EQ(run("merge --fixed 2 -k 1,1 two - one", "c3").out, "a2a1b2c2c3c1");
-    const size_t files = folder.entries();
-    EXPECT_EQ(run("merge --fixed 2 -u -k 1,1 -o one one two").code, 0);
-    EXPECT_EQ(readfile("one"), "a2b2c2");
     writefile("bad", "b1a1");
-    EXPECT_EQ(run("merge --fixed 2 -o two two bad").code, 1);
-    EXPECT_EQ(run("copy --fixed 2 -o two two nowhere").code, 5);
+    says("--version", "", 0, "");
+    const size_t files = folder.entries();
+    says("merge --fixed 2 -u -k 1,1 -o one one two", "", 0, "");
+    EXPECT_EQ(readfile("one"), "a2b2c2");
+    says("sort -s --fixed 2 -k 1,1,d -o one one bad", "", 0, "");
+    EXPECT_EQ(readfile("one"), "c2b2b1a2a1");
+    says("merge --fixed 2 -o two two bad", "", 1, "");
+    says("copy --fixed 2 -o two two nowhere", "", 5, "nowhere");
     EXPECT_EQ(readfile("two"), "a2b2c2");
-    EXPECT_EQ(folder.entries(), files + 1); // "bad", and nothing of ours
+    EXPECT_EQ(folder.entries(), files);
 }
 
 TEST_F(command, a_sum_that_does_not_fit) {
-    const std::string input = "a\xF0"
-                              "a\xF0"
-                              "b\1";
+    const std::string input = "a\360a\360b\1", sums = "sort --fixed 2 -k 1,1 --sum 2,1,bi ";
     writefile("total", "old");
-    const outcome failed = run("sort --fixed 2 -k 1,1 --sum 2,1,bi -o total", input);
-    EXPECT_EQ(failed.code, 3);
-    EXPECT_NE(failed.err.find("a sum does not fit its field"), std::string::npos) << failed.err;
+    says(sums + "-o total", input, 3, "a sum does not fit its field");
     EXPECT_EQ(readfile("total"), "old");
-    for (const char *more : {"", " -o total"}) {
-        const outcome warned =
-            run("sort --fixed 2 -k 1,1 --sum 2,1,bi --on-overflow warn"s + more, input);
-        EXPECT_EQ(warned.code, 4);
-        EXPECT_EQ(warned.out + readfile("total"), input + (*more ? "" : "old"));
-    }
-    EXPECT_EQ(run("sort -k 1 --sum 2", "a x\na 1\n").code, 3); // no number
+    EXPECT_EQ(says(sums + "--on-overflow warn", input, 4, "").out, input);
+    says(sums + "--on-overflow warn -o total", input, 4, "");
+    EXPECT_EQ(readfile("total"), input);
+    says("sort -k 1 --sum 2", "a x\na 1\n", 3, ""); // no number
 }
 
 // More than one portion of what passes through standard output.

@@ -72,6 +72,15 @@ class commandrun : public ::testing::Test {
         return ended(std::system(("exec > out 2> err; " + line).c_str()));
     }
 
+    // The code it ends with, and words among those it says.
+    outcome says(const std::string &arguments, const std::string &input, int code,
+                 const std::string &words) {
+        outcome got = run(arguments, input);
+        EXPECT_EQ(got.code, code) << arguments << got.err;
+        EXPECT_NE(got.err.find(words), std::string::npos) << arguments << got.err;
+        return got;
+    }
+
     // Each as it stands, its input redirected; under Wine a sample.
     void asgiven(const std::vector<runcase> &cases) {
         for (size_t i = 0; i < cases.size(); i += slow ? 4 : 1)
