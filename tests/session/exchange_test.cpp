@@ -1,26 +1,14 @@
 // Records and blocks through kvrnput and kvrnget, and what may happen meanwhile.
 #include "handmade.h"
-#include "support/tempfolder.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
 
 namespace kvern::test {
 namespace {
 
-using strings = std::vector<std::string>;
-
-std::string numbered(uint32_t i) {
-    const std::string digits = std::to_string(i);
-    return std::string(7 - digits.size(), '0') + digits + '\n';
-}
-
 // Enough to fill some blocks, in an order that is none.
-strings shuffled(uint32_t count) {
+strings shuffled() {
     strings all;
-    for (uint32_t i = 0; i < count; ++i)
-        all.push_back(numbered(i * 7919 % count));
+    for (uint32_t i = 0; i < 5003; ++i)
+        all.push_back(std::to_string(10000000 + i * 7919 % 5003));
     return all;
 }
 
@@ -111,7 +99,7 @@ TEST(hook, calls_on_the_running_session_are_refused) {
     EXPECT_GT(re.rounds, 0);
     EXPECT_EQ(s.sess.detail, 0U);
     re.rounds = 0;
-    for (const std::string &record : shuffled(5003))
+    for (const std::string &record : shuffled())
         ASSERT_EQ(s.put(record), 0);
     s.sess.detail = 7; // as it was found
     ASSERT_EQ(s.end(), 1);
@@ -124,35 +112,31 @@ TEST(hook, calls_on_the_running_session_are_refused) {
     EXPECT_EQ(s.sess.detail, 0U);
 
     // What the running call tells itself stays: a sum that stopped.
-    const tempfolder folder;
-    const std::string input = folder.file("in"), output = folder.file("out");
-    writefile(input, "aaaa9999aaaa9999");
-    s.infile(input);
-    s.outfile(output);
-    s.prim.options = KVRN_SUM;
-    KVRNKEY key = {1, {{0, 4, KVRN_CHAR, KVRN_ASCENDING, 0, 0, nullptr}}};
-    KVRNSUM sum = {1, {{4, 4, KVRN_ZONED, {}}}};
-    KVRNOPT opts = {&sum, nullptr, nullptr};
-    ASSERT_EQ(kvrnopen(s.version, &s.link, &s.prim, &s.sess, &key, &s.files, &opts), 0);
-    EXPECT_EQ(s.sess.detail, 115U);
-    EXPECT_EQ(s.close(), 0);
+    handmade summing;
+    re = {&summing, 0};
+    kvrnhook(reentering, &re);
+    summing.fromfiles({"aaaa9999aaaa9999"});
+    summing.outfile(summing.file("out"));
+    summing.key(0, 4);
+    summing.sum(4, 4, KVRN_ZONED);
+    ASSERT_EQ(summing.open(), 0);
+    EXPECT_GT(re.rounds, 0);
+    EXPECT_EQ(summing.sess.detail, 115U);
+    EXPECT_EQ(summing.close(), 0);
 }
 
-int KVRN_CALL nonzero(KVRNSESS *, void *) {
-    return 1;
-}
+// The hook's round of which the result is not 0.
+struct countdown {
+    static int KVRN_CALL hook(KVRNSESS *, void *arg) { return --*static_cast<int *>(arg) == 0; }
+};
 
 TEST(hook, stops_the_sort) {
-    const tempfolder folder;
-    const std::string input = folder.file("in"), output = folder.file("out");
-    std::string data;
     handmade s;
     ASSERT_EQ(s.open(), 0);
-    for (const std::string &record : shuffled(5003)) {
+    for (const std::string &record : shuffled())
         ASSERT_EQ(s.put(record), 0);
-        data += record;
-    }
-    kvrnhook(nonzero, nullptr);
+    int left = 1;
+    kvrnhook(countdown::hook, &left);
     EXPECT_EQ(s.end(), -1);
     EXPECT_EQ(s.sess.detail, 0U);
     EXPECT_EQ(kvrnget(&s.sess), -1);
@@ -160,15 +144,10 @@ TEST(hook, stops_the_sort) {
     EXPECT_EQ(s.close(), 1);
 
     // Between files, from any round on: the call says that it was stopped.
-    writefile(input, data);
-    s.infile(input);
-    s.outfile(output);
-    struct countdown {
-        static int KVRN_CALL hook(KVRNSESS *, void *arg) { return --*static_cast<int *>(arg) == 0; }
-    };
+    s.fromfiles({joined(shuffled())});
+    s.outfile(s.file("out"));
     for (const int round : {1, 1000, 1001, 1002, 1003, 1010}) {
-        int left = round;
-        kvrnhook(countdown::hook, &left);
+        left = round;
         EXPECT_EQ(s.open(), 1) << round;
         EXPECT_EQ(s.sess.detail, 0U);
         EXPECT_EQ(s.close(), 1);

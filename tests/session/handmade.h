@@ -1,14 +1,67 @@
 // A session whose blocks the test fills in itself: fixed records of 8 bytes from
-// and to the caller, unless it says otherwise.
+// and to the caller, unless it says otherwise.  Its files lie in a folder of its own.
 #pragma once
 
 #include "kvern.h"
+#include "support/tempfolder.h"
+
+#include <gtest/gtest.h>
 
 #include <cstring>
+#include <list>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace kvern::test {
+
+using strings = std::vector<std::string>;
+
+inline std::string joined(const strings &parts) {
+    std::string all;
+    for (const std::string &part : parts)
+        all += part;
+    return all;
+}
+
+// A block of the interface that ends in a list of entries.
+template <class Block, class Entry>
+class listblock {
+  public:
+    void add(const Entry &entry) {
+        constexpr size_t front = sizeof(Block) - sizeof(Entry);
+        const size_t count = all++;
+        room.resize((front + all * sizeof(Entry) + 7) / 8);
+        std::memcpy(reinterpret_cast<char *>(room.data()) + front + count * sizeof(Entry), &entry,
+                    sizeof entry);
+        get()->count = all;
+    }
+    void clear() {
+        all = 0;
+        room.clear();
+    }
+    // Null: it has no entry.
+    Block *get() { return all == 0 ? nullptr : reinterpret_cast<Block *>(room.data()); }
+
+  private:
+    uint32_t all = 0;
+    std::vector<uint64_t> room; // aligned for any block
+};
+
+class pathlist {
+  public:
+    KVRNFLST *set(const strings &paths) {
+        block.clear();
+        texts.assign(paths.begin(), paths.end());
+        for (const std::string &text : texts)
+            block.add(text.c_str());
+        return block.get();
+    }
+
+  private:
+    std::list<std::string> texts;
+    listblock<KVRNFLST, const char *> block;
+};
 
 struct handmade {
     handmade() {
@@ -28,43 +81,115 @@ struct handmade {
     handmade(const handmade &) = delete;
 
     // Text lines of at most reclen bytes, the whole line the key.
-    void astext(uint8_t linedlmt) {
+    void astext(uint8_t linedlmt, uint8_t fieldmode = KVRN_COLUMNS) {
         prim.recform = KVRN_VARIABLE;
-        prim.fieldmode = KVRN_COLUMNS;
+        prim.fieldmode = fieldmode;
         prim.linedlmt = linedlmt;
     }
-    void infile(const std::string &path) {
-        inlist.count = 1;
-        inlist.path[0] = path.c_str();
-        files.infiles = &inlist;
+    // The name of a file in the session's folder, which is made when it is asked for.
+    std::string file(const std::string &name) {
+        if (folder == nullptr)
+            folder = std::make_unique<tempfolder>();
+        return folder->file(name);
+    }
+    void infile(const std::string &path) { frompaths({path}); }
+    void frompaths(const strings &paths) {
+        files.infiles = inlist.set(paths);
         prim.recoprat &= KVRN_GET_RECORD | KVRN_GET_BLOCK;
     }
+    // Makes the files that are read.
+    void fromfiles(const strings &contents) {
+        strings paths;
+        for (const std::string &data : contents) {
+            paths.push_back(file("in" + std::to_string(paths.size())));
+            writefile(paths.back(), data);
+        }
+        frompaths(paths);
+    }
     void outfile(const std::string &path) {
-        files.outfile = path.c_str();
+        outpath = path;
+        files.outfile = outpath.c_str();
         prim.recoprat &= KVRN_PUT_RECORD | KVRN_PUT_BLOCK;
     }
+    [[nodiscard]] std::string output() const { return readfile(outpath); }
+    void workplaces(const strings &paths) { files.workfiles = worklist.set(paths); }
 
-    int open() { return kvrnopen(version, &link, &prim, &sess, nullptr, &files, nullptr); }
+    void key(uint32_t position, uint32_t length, uint8_t type = KVRN_CHAR) {
+        keys.add({position, length, type, KVRN_ASCENDING, 0, 0, nullptr});
+    }
+    void sum(uint32_t position, uint32_t length, uint8_t type) {
+        prim.options |= KVRN_SUM;
+        sums.add({position, length, type, {}});
+    }
+    // Keeps the records of which the bytes from `position` on compare so.
+    void keepif(uint8_t op, uint32_t position, const char *literal) {
+        const auto length = static_cast<uint32_t>(std::strlen(literal));
+        KVRNSELE one = {op,     KVRN_CHAR,    KVRN_FLD_LIT, 0, position, length, {},
+                        length, KVRN_GO_KEEP, KVRN_GO_DROP, 0, 0,        0,      0};
+        one.rlit = literal;
+        prim.options |= KVRN_SELECT;
+        conditions.add(one);
+    }
+    // Rebuilds the records of pieces; a literal has no position.
+    void piece(uint32_t position, uint32_t length, const char *literal = nullptr) {
+        KVRNRCNE one = {{position}, length, KVRN_FLD_COPY, {}};
+        if (literal != nullptr) {
+            one.literal = literal;
+            one.type = KVRN_FLD_LIT;
+        }
+        prim.options |= KVRN_RECONSTRUCT;
+        pieces.add(one);
+    }
+
+    int open() {
+        KVRNOPT options = {sums.get(), conditions.get(), pieces.get()};
+        return kvrnopen(version, &link, &prim, &sess, keys.get(), &files, &options);
+    }
     int close() { return kvrnclse(version, &link, &prim, &sess); }
 
     using recordcall = int(KVRN_CALL *)(KVRNSESS *);
-    int put(const std::string &data, recordcall call = kvrnput) {
+    void give(const std::string &data) {
         sess.code = KVRN_RECORD;
         sess.recaddr = const_cast<char *>(data.data());
         sess.reclen = static_cast<uint32_t>(data.size());
+    }
+    int put(const std::string &data, recordcall call = kvrnput) {
+        give(data);
         return call(&sess);
     }
     int end(recordcall call = kvrnput) {
         sess.code = KVRN_END;
         return call(&sess);
     }
-    std::string got() const { return {static_cast<const char *>(sess.recaddr), sess.reclen}; }
+    [[nodiscard]] std::string got() const {
+        return {static_cast<const char *>(sess.recaddr), sess.reclen};
+    }
     // All that kvrnget gives, one string for each call; `last` is its last result.
-    std::vector<std::string> getall(int *last) {
-        std::vector<std::string> all;
+    strings getall(int *last) {
+        strings all;
         while ((*last = kvrnget(&sess)) == 0)
             all.push_back(got());
         return all;
+    }
+    // Opens, puts and gets.  Nothing, if a put fails.
+    strings sort(const strings &records) {
+        EXPECT_EQ(open(), 0) << sess.detail;
+        for (const std::string &record : records)
+            if (put(record) != 0)
+                return {};
+        int last;
+        return end() == 1 ? getall(&last) : strings{};
+    }
+    // Of the session; for a block without one: "none".
+    std::string message() {
+        char text[600];
+        return kvrntext(&sess, text, sizeof text) == 0 ? text : "none";
+    }
+    KVRNSTAT counters() {
+        KVRNSTAT stat = {};
+        stat.size = sizeof stat;
+        EXPECT_EQ(kvrnstat(&sess, &stat), 0);
+        return stat;
     }
 
     uint32_t version = KVRN_VERSION_L4;
@@ -72,7 +197,15 @@ struct handmade {
     KVRNLINK link = {};
     KVRNSESS sess;
     KVRNFILE files = {};
-    KVRNFLST inlist = {};
+    listblock<KVRNKEY, KVRNKEYE> keys;
+    listblock<KVRNSUM, KVRNSUME> sums;
+    listblock<KVRNSEL, KVRNSELE> conditions;
+    listblock<KVRNRCN, KVRNRCNE> pieces;
+
+  private:
+    std::unique_ptr<tempfolder> folder;
+    pathlist inlist, worklist;
+    std::string outpath;
 };
 
 } // namespace kvern::test

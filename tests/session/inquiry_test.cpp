@@ -1,19 +1,8 @@
 // The counters and the last message of a session, asked between calls and from the hook.
 #include "handmade.h"
-#include "support/tempfolder.h"
-
-#include <gtest/gtest.h>
 
 namespace kvern::test {
 namespace {
-
-KVRNSTAT statof(KVRNSESS *sess) {
-    KVRNSTAT stat = {};
-    stat.size = sizeof stat;
-    EXPECT_EQ(kvrnstat(sess, &stat), 0);
-    EXPECT_EQ(stat.size, sizeof stat);
-    return stat;
-}
 
 // Records of 8 bytes, keys 0 to `keys` - 1 over and over.
 std::string eights(uint32_t count, uint32_t keys) {
@@ -33,7 +22,10 @@ struct watcher {
 
     static int KVRN_CALL hook(KVRNSESS *sess, void *arg) {
         auto *self = static_cast<watcher *>(arg);
-        const KVRNSTAT now = statof(sess), was = self->last;
+        KVRNSTAT now = {};
+        now.size = sizeof now;
+        EXPECT_EQ(kvrnstat(sess, &now), 0);
+        const KVRNSTAT was = self->last;
         self->fell |= now.phase < was.phase || now.taken < was.taken ||
                       now.delivered < was.delivered || now.inbytes < was.inbytes ||
                       now.tempbytes < was.tempbytes || now.tempreads < was.tempreads;
@@ -44,26 +36,24 @@ struct watcher {
 };
 
 struct filesession : handmade {
-    tempfolder folder;
     watcher seen;
-    std::string in = folder.file("in"), out = folder.file("out");
 
     KVRNSTAT run(char function, const std::string &data) {
         prim.function = static_cast<uint8_t>(function);
-        writefile(in, data);
-        infile(in);
-        outfile(out);
         prim.mergecnt = 1;
         prim.memsize = KVRN_MEM_MIN;
+        fromfiles({data});
+        outfile(file("out"));
         kvrnhook(watcher::hook, &seen);
         EXPECT_EQ(open(), 0) << sess.detail;
         kvrnhook(nullptr, nullptr);
-        const KVRNSTAT stat = statof(&sess);
+        const KVRNSTAT stat = counters();
+        EXPECT_EQ(stat.size, sizeof stat);
         EXPECT_EQ(close(), 0);
         EXPECT_EQ(sess.detail, 0U);
         EXPECT_FALSE(seen.fell);
         EXPECT_EQ(stat.taken, stat.delivered + stat.rejected + stat.suppressed + stat.summed);
-        EXPECT_EQ(stat.outbytes, readfile(out).size());
+        EXPECT_EQ(stat.outbytes, output().size());
         EXPECT_EQ(stat.inbytes, data.size());
         EXPECT_EQ(stat.phase, unsigned{KVRN_PHASE_DONE});
         return stat;
@@ -98,7 +88,7 @@ TEST(counters, of_lines_and_of_one_pass) {
     for (const char function : {'m', 'c'}) {
         filesession pass;
         pass.astext(KVRN_DLMT_LF);
-        EXPECT_EQ(pass.run(function, readfile(s.out)).taken, 300U);
+        EXPECT_EQ(pass.run(function, s.output()).taken, 300U);
         EXPECT_NE(pass.seen.phases & 1U << KVRN_PHASE_PASS, 0U);
     }
 }
@@ -128,46 +118,39 @@ TEST(counters, fill_what_the_size_covers) {
 }
 
 TEST(message, of_the_session) {
-    const std::string keytext =
-        "KVERN:7:The mistake is found in the specification of the key-field(0).";
     handmade s;
-    char text[200] = "x";
     ASSERT_EQ(s.open(), 0);
-    EXPECT_EQ(kvrntext(&s.sess, text, sizeof text), 0);
-    EXPECT_STREQ(text, "");
+    EXPECT_EQ(s.message(), "");
     EXPECT_EQ(s.put("short"), -1);
-    EXPECT_EQ(kvrntext(&s.sess, text, sizeof text), 0);
-    EXPECT_STREQ(text, "KVERN:22:Invalid record length is specified in kvrnput function.");
+    EXPECT_EQ(s.message(), "KVERN:22:Invalid record length is specified in kvrnput function.");
     EXPECT_EQ(qha5chkg(&s.sess), -1); // what follows does not hide the reason
-    EXPECT_EQ(kvrntext(&s.sess, text, sizeof text), 0);
-    EXPECT_EQ(std::string(text).substr(0, 9), "KVERN:22:");
+    EXPECT_EQ(s.message().substr(0, 9), "KVERN:22:");
     EXPECT_EQ(s.close(), 0);
-    EXPECT_EQ(kvrntext(&s.sess, text, sizeof text), -1);
+    EXPECT_EQ(s.message(), "none");
 
-    KVRNKEY key = {1, {{5, 4, KVRN_CHAR, KVRN_ASCENDING, 0, 0, nullptr}}};
-    ASSERT_EQ(kvrnopen(s.version, &s.link, &s.prim, &s.sess, &key, nullptr, nullptr), -1);
-    EXPECT_EQ(kvrntext(&s.sess, text, sizeof text), 0);
-    EXPECT_EQ(text, keytext);
-    EXPECT_EQ(kvrntext(&s.sess, text, static_cast<unsigned>(keytext.size()) + 1), 0);
-    text[11] = '!';
-    EXPECT_EQ(kvrntext(&s.sess, text, 11), 1);
-    EXPECT_EQ(std::string(text, 12), keytext.substr(0, 10) + '\0' + '!');
-    EXPECT_EQ(kvrntext(&s.sess, text, 1), 1);
-    EXPECT_STREQ(text, "");
-    EXPECT_EQ(kvrntext(&s.sess, text, 0), -1);
+    s.key(5, 4);
+    ASSERT_EQ(s.open(), -1);
+    const std::string whole =
+        "KVERN:7:The mistake is found in the specification of the key-field(0).";
+    for (const size_t size : {whole.size() + 1, whole.size(), size_t{11}, size_t{1}}) {
+        std::string text(whole.size() + 2, '!');
+        EXPECT_EQ(kvrntext(&s.sess, text.data(), static_cast<unsigned>(size)),
+                  size > whole.size() ? 0 : 1);
+        EXPECT_EQ(text.substr(0, size + 1), whole.substr(0, size - 1) + '\0' + '!');
+    }
+    char none = '!';
+    EXPECT_EQ(kvrntext(&s.sess, &none, 0), -1);
+    EXPECT_EQ(none, '!');
     EXPECT_EQ(kvrntext(&s.sess, nullptr, 9), -1);
 }
 
 TEST(message, names_the_file) {
     handmade s;
-    const tempfolder folder;
-    const std::string missing = folder.file("missing");
+    const std::string missing = s.file("missing");
     s.infile(missing);
     ASSERT_EQ(s.open(), -1);
-    char text[600];
-    EXPECT_EQ(kvrntext(&s.sess, text, sizeof text), 0);
-    EXPECT_EQ(text, "KVERN:32:Error occurred during file (" + missing + ") open.(2)");
-    EXPECT_EQ(statof(&s.sess).syscode, 2U);
+    EXPECT_EQ(s.message(), "KVERN:32:Error occurred during file (" + missing + ") open.(2)");
+    EXPECT_EQ(s.counters().syscode, 2U);
 }
 
 } // namespace

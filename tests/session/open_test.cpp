@@ -27,67 +27,70 @@ TEST(open, missing_arguments_write_nothing) {
 }
 
 TEST(open, versions) {
-    struct {
+    enum { refused, bydirectcall, admitted }; // a direct call is not stopped by the version
+    const struct {
         uint32_t version;
-        bool admitted;
-        bool by_engine; // a direct call of qha5init is not stopped by the version
-    } const cases[] = {
-        {0x01100000, true, true},   {0x0110FFFF, true, true},   {0x11100000, true, true},
-        {0x1110FFFF, true, true},   {0x11200000, true, true},   {0x11300000, true, true},
-        {0x11200001, false, true},  {0x10100000, false, true},  {0x11300001, false, false},
-        {0x01110000, false, false}, {0x010FFFFF, false, false}, {0x11110000, false, false},
-        {0, false, false},          {UINT32_MAX, false, false},
+        int how;
+    } cases[] = {
+        {0x01100000, admitted},
+        {0x0110FFFF, admitted},
+        {0x11100000, admitted},
+        {0x1110FFFF, admitted},
+        {0x11200000, admitted},
+        {0x11300000, admitted},
+        {0x10100000, bydirectcall},
+        {0x11200001, bydirectcall},
+        {0x11300001, refused},
+        {0x01110000, refused},
+        {0x010FFFFF, refused},
+        {0x11110000, refused},
+        {0, refused},
+        {UINT32_MAX, refused},
     };
     for (const auto &c : cases) {
+        SCOPED_TRACE(c.version);
+        const bool sound = c.how == admitted, direct = c.how != refused;
         handmade s;
         s.version = c.version;
-        EXPECT_EQ(s.open(), c.admitted ? 0 : -2) << std::hex << c.version;
-        EXPECT_EQ(s.sess.detail, c.admitted ? 0U : 1U) << std::hex << c.version;
-        EXPECT_EQ(s.close(), c.admitted ? 1 : -1) << std::hex << c.version;
-        EXPECT_EQ(s.sess.detail, c.admitted ? 0U : 1U) << std::hex << c.version;
+        EXPECT_EQ(s.open(), sound ? 0 : -2);
+        EXPECT_EQ(s.sess.detail, sound ? 0U : 1U);
+        EXPECT_EQ(s.close(), sound ? 1 : -1);
+        EXPECT_EQ(s.sess.detail, sound ? 0U : 1U);
 
-        handmade direct;
-        EXPECT_EQ(qha5init(c.version, &direct.link, &direct.prim, &direct.sess, nullptr, nullptr,
-                           nullptr),
-                  c.by_engine ? 0 : -1)
-            << std::hex << c.version;
-        EXPECT_EQ(direct.sess.detail, c.by_engine ? 0U : 1U) << std::hex << c.version;
-        EXPECT_EQ(qha5term(&direct.prim, &direct.sess), c.by_engine ? 1 : 0);
-        if (c.by_engine) {
-            EXPECT_NE(direct.sess.ctx, nullptr) << "only the close clears it";
-        }
+        handmade d;
+        EXPECT_EQ(qha5init(c.version, &d.link, &d.prim, &d.sess, nullptr, nullptr, nullptr),
+                  direct ? 0 : -1);
+        EXPECT_EQ(d.sess.detail, direct ? 0U : 1U);
+        EXPECT_EQ(qha5term(&d.prim, &d.sess), direct ? 1 : 0);
+        EXPECT_TRUE(!direct || d.sess.ctx != nullptr) << "only the close clears it";
     }
 }
 
 TEST(open, storage_sizes) {
-    struct {
-        uint32_t asked, agreed;
-        int result;
-        uint32_t detail;
-    } const cases[] = {
-        {0, 0x100000, 0, 0},          {65534, 65534, -1, 50},
-        {65535, 65535, 0, 0},         {1, 1, -1, 50},
-        {0xA00000, 0xA00000, 0, 0},   {0xA00001, 0xA00000, 0, 0},
-        {UINT32_MAX, 0xA00000, 0, 0}, {0x100001, 0x100001, 0, 0},
+    const struct {
+        uint32_t asked, agreed, detail;
+    } cases[] = {
+        {0, 0x100000, 0},        {1, 1, 50},
+        {65534, 65534, 50},      {65535, 65535, 0},
+        {0x100001, 0x100001, 0}, {0xA00000, 0xA00000, 0},
+        {0xA00001, 0xA00000, 0}, {UINT32_MAX, 0xA00000, 0},
     };
     for (const auto &c : cases) {
         handmade s;
         s.prim.memsize = c.asked;
-        EXPECT_EQ(s.open(), c.result) << c.asked;
+        EXPECT_EQ(s.open(), c.detail == 0 ? 0 : -1) << c.asked;
         EXPECT_EQ(s.prim.memsize, c.agreed);
         EXPECT_EQ(s.sess.detail, c.detail);
-        EXPECT_EQ(s.sess.ctx != nullptr, c.result == 0);
-        EXPECT_EQ(s.close(), c.result == 0 ? 1 : 0);
+        EXPECT_EQ(s.sess.ctx != nullptr, c.detail == 0);
+        EXPECT_EQ(s.close(), c.detail == 0 ? 1 : 0);
         EXPECT_EQ(s.sess.ctx, nullptr);
     }
-    handmade endless; // a list that no storage holds is not read
-    endless.inlist.count = UINT32_MAX;
-    endless.files.workfiles = &endless.inlist;
-    EXPECT_EQ(endless.open(), -1);
-    EXPECT_EQ(endless.sess.detail, 50U);
-    char text[100];
-    ASSERT_EQ(kvrntext(&endless.sess, text, sizeof text), 0);
-    EXPECT_EQ(std::string(text).substr(0, 9), "KVERN:23:");
+    handmade s; // a list that no storage holds is not read
+    KVRNFLST endless = {UINT32_MAX, {nullptr}};
+    s.files.workfiles = &endless;
+    EXPECT_EQ(s.open(), -1);
+    EXPECT_EQ(s.sess.detail, 50U);
+    EXPECT_EQ(s.message().substr(0, 9), "KVERN:23:");
 }
 
 // Older callers' blocks end before the later members; the sanitizer watches.
@@ -160,22 +163,23 @@ int KVRN_CALL depositing(KVRNSESS *sess, void *text) {
 }
 
 TEST(control, start_up) {
-    handmade s;
-    kvrnhook(stopping, nullptr);
-    EXPECT_EQ(s.open(), 1);
-    EXPECT_EQ(s.sess.detail, 0U);
-    EXPECT_EQ(s.close(), 1);
-
     char good[] = "one;two", bad[] = "one;";
-    kvrnhook(depositing, bad);
-    EXPECT_EQ(s.open(), -1);
-    EXPECT_EQ(s.sess.detail, 227U);
-    EXPECT_EQ(s.close(), 1);
-    kvrnhook(depositing, good);
-    EXPECT_EQ(s.open(), 0);
-    EXPECT_EQ(s.close(), 1);
-    kvrnhook(nullptr, nullptr);
-    EXPECT_EQ(s.open(), 0);
+    const struct {
+        int(KVRN_CALL *hook)(KVRNSESS *, void *);
+        char *arg;
+        int opened;
+        uint32_t detail;
+    } cases[] = {{stopping, nullptr, 1, 0},
+                 {depositing, bad, -1, 227},
+                 {depositing, good, 0, 0},
+                 {nullptr, nullptr, 0, 0}};
+    handmade s;
+    for (const auto &c : cases) {
+        kvrnhook(c.hook, c.arg);
+        EXPECT_EQ(s.open(), c.opened);
+        EXPECT_EQ(s.sess.detail, c.detail);
+        EXPECT_EQ(s.close(), 1);
+    }
 }
 
 // Brings a session with caller input and output to a state.
@@ -184,23 +188,20 @@ void advance(handmade &s, int state) {
     for (int i = 0; state >= 2 && i < 2; ++i)
         ASSERT_EQ(s.put("12345678"), 0);
     ASSERT_EQ(state < 3 ? 1 : s.end(), 1);
-    ASSERT_EQ(state < 4 ? 0 : kvrnget(&s.sess), 0);
-    ASSERT_EQ(state < 5 ? 0 : kvrnget(&s.sess), 0);
+    for (int i = 4; i <= state; ++i)
+        ASSERT_EQ(kvrnget(&s.sess), 0);
     ASSERT_EQ(state < 5 ? 1 : kvrnget(&s.sess), 1);
 }
 
 TEST(order, of_checked_calls) {
-    struct {
-        int state;
-        bool put, get;
-    } const cases[] = {
-        {1, true, false}, {2, true, false}, {3, false, true}, {4, false, true}, {5, false, false}};
-    for (const auto &c : cases) {
+    for (int state = 1; state <= 5; ++state) {
+        SCOPED_TRACE(state);
+        const bool put = state < 3, get = state == 3 || state == 4;
         handmade s;
-        advance(s, c.state);
-        EXPECT_EQ(s.put("abcdefgh", s.link.chkp), c.put ? 0 : -1) << c.state;
-        EXPECT_EQ(s.sess.detail, c.put ? 0U : 101U);
-        if (!c.put) { // the failure stays: no call is right from now on
+        advance(s, state);
+        EXPECT_EQ(s.put("abcdefgh", s.link.chkp), put ? 0 : -1);
+        EXPECT_EQ(s.sess.detail, put ? 0U : 101U);
+        if (!put) { // the failure stays: no call is right from now on
             s.sess.detail = 0;
             EXPECT_EQ(s.link.chkg(&s.sess), -1);
             EXPECT_EQ(s.sess.detail, 101U);
@@ -208,20 +209,20 @@ TEST(order, of_checked_calls) {
         }
 
         handmade g;
-        advance(g, c.state);
+        advance(g, state);
         g.sess.code = 99;
         g.sess.reclen = 99;
-        EXPECT_EQ(g.link.chkg(&g.sess), c.get ? 0 : -1) << c.state;
+        EXPECT_EQ(g.link.chkg(&g.sess), get ? 0 : -1);
         EXPECT_EQ(g.sess.code, KVRN_RECORD);
-        EXPECT_EQ(g.sess.reclen, c.get ? 8U : 0U);
-        EXPECT_EQ(g.sess.detail, c.get ? 0U : 102U);
+        EXPECT_EQ(g.sess.reclen, get ? 8U : 0U);
+        EXPECT_EQ(g.sess.detail, get ? 0U : 102U);
 
         handmade m;
-        advance(m, c.state);
-        EXPECT_EQ(m.link.chkm(&m.sess), -1);
-        EXPECT_EQ(m.sess.detail, 103U);
-        EXPECT_EQ(kvrnmrge(&m.sess), -1);
-        EXPECT_EQ(m.sess.detail, 103U);
+        advance(m, state);
+        for (const auto call : {m.link.chkm, kvrnmrge}) {
+            EXPECT_EQ(call(&m.sess), -1);
+            EXPECT_EQ(m.sess.detail, 103U);
+        }
     }
 }
 
