@@ -1,6 +1,5 @@
 // Reads the tables of the built library itself: exactly the promised names go
 // out, and nothing comes in but from the system.
-#include "abi/header_c.h"
 #include "kvern.h"
 #include "support/tempfolder.h"
 
@@ -193,12 +192,5 @@ TEST(abi, built_files_are_guarded) {
     }
 }
 #endif
-
-TEST(abi, header_serves_a_program_in_c) {
-    char records[] = "bbaaccabcaaa";
-    EXPECT_EQ(sort_in_c(records, 2, 6), 0);
-    EXPECT_STREQ(records, "cccabbabaaaa");
-    EXPECT_EQ(control_calls_without_session(), 8U);
-}
 
 } // namespace kvern::test

@@ -4,13 +4,8 @@
 namespace kvern::test {
 namespace {
 
-// Enough to fill some blocks, in an order that is none.
-strings shuffled() {
-    strings all;
-    for (uint32_t i = 0; i < 5003; ++i)
-        all.push_back(std::to_string(10000000 + i * 7919 % 5003));
-    return all;
-}
+// Enough to fill some blocks.
+const strings shuffled = numbered(5003, 5003);
 
 TEST(exchange, ends) {
     handmade s;
@@ -99,7 +94,7 @@ TEST(hook, calls_on_the_running_session_are_refused) {
     EXPECT_GT(re.rounds, 0);
     EXPECT_EQ(s.sess.detail, 0U);
     re.rounds = 0;
-    for (const std::string &record : shuffled())
+    for (const std::string &record : shuffled)
         ASSERT_EQ(s.put(record), 0);
     s.sess.detail = 7; // as it was found
     ASSERT_EQ(s.end(), 1);
@@ -133,7 +128,7 @@ struct countdown {
 TEST(hook, stops_the_sort) {
     handmade s;
     ASSERT_EQ(s.open(), 0);
-    for (const std::string &record : shuffled())
+    for (const std::string &record : shuffled)
         ASSERT_EQ(s.put(record), 0);
     int left = 1;
     kvrnhook(countdown::hook, &left);
@@ -144,7 +139,7 @@ TEST(hook, stops_the_sort) {
     EXPECT_EQ(s.close(), 1);
 
     // Between files, from any round on: the call says that it was stopped.
-    s.fromfiles({joined(shuffled())});
+    s.fromfiles({joined(shuffled)});
     s.outfile(s.file("out"));
     for (const int round : {1, 1000, 1001, 1002, 1003, 1010}) {
         left = round;

@@ -24,6 +24,14 @@ inline std::string joined(const strings &parts) {
     return all;
 }
 
+// Records of 8 bytes, keys from 0 to `keys` - 1 over and over, in an order that is none.
+inline strings numbered(uint32_t count, uint32_t keys) {
+    strings all;
+    for (uint32_t i = 0; i < count; ++i)
+        all.push_back(std::to_string(1000000 + i * 7919U % keys) + '\n');
+    return all;
+}
+
 // A block of the interface that ends in a list of entries.
 template <class Block, class Entry>
 class listblock {

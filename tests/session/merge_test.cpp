@@ -18,68 +18,6 @@ constexpr drivercase drivers[] = {
     {'v', caller, caller}, // plain files hold no variable records
 };
 
-// Records with a key of 4 bytes in front.
-struct merging : handmade {
-    merging(const drivercase &d, const std::vector<strings> &records) : driver(d), inputs(records) {
-        prim.function = KVRN_MERGE;
-        prim.mergecnt = static_cast<uint32_t>(inputs.size());
-        prim.recoprat = KVRN_PUT_RECORD | KVRN_GET_RECORD;
-        prim.reclen = d.form == 'f' ? 8 : 40;
-        if (d.form == 'r')
-            astext(KVRN_DLMT_LF);
-        if (d.form == 'v')
-            prim.recform = KVRN_VARIABLE;
-        key(0, 4);
-        if (d.in == disk) {
-            strings contents;
-            for (const strings &input : inputs)
-                contents.push_back(joined(input));
-            fromfiles(contents);
-        }
-        if (d.out == disk)
-            outfile(file("out"));
-    }
-
-    // What the merge asks for.
-    void bring() {
-        if (driver.in == disk || sess.mergestat != KVRN_WANTS_RECORD)
-            return;
-        const strings &records = inputs.at(sess.inputno);
-        size_t &next = at[sess.inputno];
-        if (next < records.size())
-            give(records[next++]);
-        else
-            sess.code = KVRN_END;
-    }
-
-    // Up to the end or a failure: the last result.
-    int run() {
-        int result;
-        do {
-            bring();
-            result = kvrnmrge(&sess);
-            if (sess.outaddr != nullptr && result == 0)
-                taken.emplace_back(static_cast<const char *>(sess.outaddr), sess.outlen);
-        } while (result == 0);
-        return result;
-    }
-
-    // Opens, merges and closes; all that came out, one record after another.
-    std::string all() {
-        EXPECT_EQ(open(), 0) << sess.detail;
-        if (driver.in == caller || driver.out == caller) {
-            EXPECT_EQ(run(), 1) << sess.detail;
-        }
-        EXPECT_EQ(close(), 0) << sess.detail;
-        return driver.out == disk ? output() : joined(taken);
-    }
-
-    drivercase driver;
-    std::vector<strings> inputs;
-    std::vector<size_t> at = std::vector<size_t>(inputs.size());
-    strings taken;
-};
-
 sessionspec specof(const drivercase &d) {
     sessionspec spec;
     spec.function = KVRN_MERGE;
@@ -145,57 +83,53 @@ TEST(merge, order_is_tested_in_each_driver) {
             }
 }
 
-// Intended, as told in docs/interface.md.
-TEST(merge, records_of_equal_key) {
-    const strings a = {"0001a000", "0001a001", "0003a002"}, b = {"0001b000", "0002b001"},
-                  c = {"0002c000"};
-    const struct {
-        const char *what;
-        uint8_t options;
-        std::vector<strings> inputs;
-        std::string out;
-        uint32_t detail;
-    } cases[] = {
-        {"the last of a group stays", KVRN_SUPPRESS, {a, b, c}, "0001b0000002c0000003a002", 0},
-        {"in order of reading",
-         KVRN_KEEPORDER,
-         {a, b, c},
-         "0001a0000001b0000001a0010002c0000002b0010003a002",
-         0},
-        {"folded into the later record, until a sum overflows",
-         KVRN_SUM,
-         {{"0001da00", "0002\1a01"}, {"0001db00", "0002\2b01"}, {"0000\7c00", "0001dc01"}},
-         "0000\7c00"
-         "0001\xC8"
-         "b000001dc010002\1a010002\2b01",
-         115},
-    };
-    for (const auto &one : cases)
-        for (const drivercase &d : drivers) {
-            if (d.form != 'f')
-                continue;
-            SCOPED_TRACE(one.what);
-            merging s(d, one.inputs);
-            if (one.options == KVRN_SUM)
-                s.sum(4, 1, KVRN_UBEBIN);
-            s.prim.options = one.options;
-            EXPECT_EQ(s.all(), one.out);
-            EXPECT_EQ(s.sess.detail, one.detail);
-        }
+// A zero byte ends no line.
+TEST(merge, zero_bytes) {
+    sessionspec spec = specof({'r', disk, caller});
+    const bytes zero("0001\0a", 6);
+    spec.inputs = {{zero}, {zero, "0002"}};
+    EXPECT_EQ(faultof(spec), "");
 }
 
-// Intended, too.
-TEST(merge, lines) {
-    merging text({'r', disk, caller}, {{"0001a\r\n", "0003a\r\n"}, {"0002b\r\n"}});
-    text.prim.linedlmt = KVRN_DLMT_CRLF;
-    (void)text.all(); // one byte of the delimiter is counted
-    EXPECT_EQ(text.taken, (strings{"0001a\r", "\n0002b\r", "\n0003a\r"}));
+// Records from the caller, with a key of 4 bytes in front.
+struct merging : handmade {
+    merging(const drivercase &d, const std::vector<strings> &records) : inputs(records) {
+        prim.function = KVRN_MERGE;
+        prim.mergecnt = static_cast<uint32_t>(inputs.size());
+        prim.reclen = d.form == 'f' ? 8 : 40;
+        if (d.form == 'r')
+            astext(KVRN_DLMT_LF);
+        if (d.form == 'v')
+            prim.recform = KVRN_VARIABLE;
+        key(0, 4);
+        if (d.out == disk)
+            outfile(file("out"));
+    }
 
-    const std::string zero("0001\0a\n", 7); // a zero byte ends no line
-    merging zeros({'r', disk, caller}, {{zero}, {zero, "0002\n"}});
-    (void)zeros.all();
-    EXPECT_EQ(zeros.taken, (strings{zero, zero, "0002\n"}));
-}
+    // What the merge asks for.
+    void bring() {
+        if (sess.mergestat != KVRN_WANTS_RECORD)
+            return;
+        size_t &next = at[sess.inputno];
+        if (next < inputs[sess.inputno].size())
+            give(inputs[sess.inputno][next++]);
+        else
+            sess.code = KVRN_END;
+    }
+
+    // Up to the end or a failure: the last result.
+    int run() {
+        int result;
+        do {
+            bring();
+            result = kvrnmrge(&sess);
+        } while (result == 0);
+        return result;
+    }
+
+    std::vector<strings> inputs;
+    std::vector<size_t> at = std::vector<size_t>(inputs.size());
+};
 
 // What a caller must not bring, by the checked calls and by the plain ones, which
 // leave a wrong but existing input number to the caller.
