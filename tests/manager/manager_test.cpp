@@ -232,8 +232,7 @@ TEST(manager, an_output_replaces_the_file_when_it_is_closed_and_only_then) {
     writefile(path, "older");
     {
         managerclient client;
-        ASSERT_EQ(client.open(path, seqfixed, true), 0);
-        ASSERT_EQ(client.write("newer"), 0);
+        ASSERT_EQ(client.open(path, seqfixed, true) + client.write("newer"), 0);
         EXPECT_EQ(readfile(path), "older");
     } // a session that ends gives up what it has open
     EXPECT_EQ(readfile(path), "older");

@@ -92,16 +92,18 @@ class managerclient {
     }
 
     int open(const std::string &path, const filekind &kind, bool output) {
-        std::vector<parameter> sent = {{0, 1}, {3, kind.organisation}, {6, 0, path}};
         const uint32_t flags = (output ? 0x96080U : 0x8C900U) | (kind.variable ? 0x400000U : 0U);
-        sent.insert(sent.end(), {{22, flags}, {10, kind.longest}});
-        if (kind.organisation == 6)
-            sent.insert(sent.end(), {{9, kind.variable ? 0 : kind.longest},
-                                     {18, 0, kind.keyparts},
-                                     {42, kind.blocksize},
-                                     {46, 1},
-                                     {47, 2}});
-        const int status = ask(sent);
+        const uint32_t shortest = kind.variable ? 0 : kind.longest; // from here on: indexed files
+        const int status = ask({{0, 1},
+                                {3, kind.organisation},
+                                {6, 0, path},
+                                {22, flags},
+                                {10, kind.longest},
+                                {9, shortest},
+                                {18, 0, kind.keyparts},
+                                {42, kind.blocksize},
+                                {46, 1},
+                                {47, 2}});
         organisation = kind.organisation;
         uint32_t length = 0;
         const void *value = nullptr;
@@ -122,12 +124,9 @@ class managerclient {
     }
     int write(const std::string &record) {
         std::string own = record; // at its own end: the sanitizer sees what is read beyond
-        const auto length = static_cast<uint32_t>(own.size());
-        return ask({{0, organisation == 6 ? 14U : 15U},
-                    {3, organisation},
-                    {5, 0, handle},
-                    {30, length},
-                    {37, 2}},
+        const uint32_t request = organisation == 6 ? 14 : 15,
+                       length = static_cast<uint32_t>(own.size());
+        return ask({{0, request}, {3, organisation}, {5, 0, handle}, {30, length}, {37, 2}},
                    own.data());
     }
     int close() { return ask({{0, 3}, {3, organisation}, {5, 0, handle}}); }

@@ -166,9 +166,7 @@ TEST_F(replacefile, takes_away_what_the_dead_left) {
     const std::string gone[] = {"f.t-999999999-7", ".t-999999998-0"}, held = "f.t-999999999-8";
     const std::string stay[] = {held, own, "f.t-kept-999999999-1", "f.t-9", "g.t-999999999-1"};
     setup(folder, s);
-    for (const std::string &name : gone)
-        writefile(folder.file(name), "");
-    for (const std::string &name : stay)
+    for (const std::string &name : {gone[0], gone[1], stay[0], stay[1], stay[2], stay[3], stay[4]})
         writefile(folder.file(name), "");
     const int file = open(folder.file(held).c_str(), O_RDONLY);
     ASSERT_EQ(flock(file, LOCK_EX), 0);
