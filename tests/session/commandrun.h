@@ -93,11 +93,11 @@ class commandrun : public ::testing::Test {
             if (i % 3 == 2 && i % 4 != 2)
                 continue;
             const runcase &one = cases[i / 3];
-            const bool named = i % 3 == 0, check = one.arguments.rfind("check", 0) == 0;
-            const std::string made = check || (!named && one.code == 0) ? "" : i % 2 ? "in" : "old";
-            ends(one,
-                 one.arguments + more + (made.empty() ? "" : " -o " + made) + (named ? " in" : ""),
-                 named ? "in" : "standard input", made, i % 3 == 1);
+            const bool named = i % 3 == 0;
+            const bool shown = one.arguments.rfind("check", 0) == 0 || (!named && one.code == 0);
+            const std::string made = shown ? "" : i % 2 ? "file" : "old";
+            ends(one, one.arguments + more + (shown ? "" : " -o " + made) + (named ? " file" : ""),
+                 named ? "file" : "standard input", made, i % 3 == 1);
         }
     }
 
@@ -106,6 +106,7 @@ class commandrun : public ::testing::Test {
               const std::string &made, bool piped) {
         SCOPED_TRACE(arguments + (piped ? " in a pipe" : ""));
         writefile("old", "old");
+        writefile("file", one.input);
         const outcome got = run(arguments, one.input, piped);
         const std::string output = made.empty() ? got.out : readfile(made);
         EXPECT_EQ(got.code, one.code) << got.err;
