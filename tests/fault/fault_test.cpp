@@ -1,10 +1,9 @@
 // Every operation on the system fails, in every kind of session and in every way: the
 // records that come out are right, or a detail code says why there are none, and no call
 // claims a good end; nothing is left open, held or on disk.
-#include "fuzz/memory_platform.h"
+#include "fuzz/memorydisk.h"
 #include "model/model.h"
 #include "session/context.h"
-#include "support/sessionrunner.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -164,30 +163,14 @@ sessionspec specof(const scenario &what) {
     return spec;
 }
 
-class memorydisk : public sessiondisk {
-  public:
-    memorydisk(const memoryplan &plan, char kind) : places(kind) { startplatform(plan); }
-    std::string file(const std::string &name) const override { return "dc/" + name; }
-    std::vector<std::string> workplaces() const override {
-        const std::string slashes(namelength, '/');
-        if (places == 0)
-            return {};
-        if (places == 'p') // every second one is used
-            return {"da/1", "da/2", "db/3", "db/4", "dc/5"};
-        return {"da" + slashes, "db" + slashes, "dc" + slashes};
-    }
-    void write(const std::string &path, const bytes &data) const override {
-        makefile(path.c_str()).assign(data.begin(), data.end());
-    }
-    bytes read(const std::string &path) const override {
-        const std::vector<uint8_t> &data = makefile(path.c_str());
-        return {data.begin(), data.end()};
-    }
-    bool sound() const override { return !held().lostblock; }
-
-  private:
-    char places;
-};
+std::vector<std::string> placesof(char kind) {
+    const std::string slashes(namelength, '/');
+    if (kind == 0)
+        return {};
+    if (kind == 'p') // every second one is used
+        return {"da/1", "da/2", "db/3", "db/4", "dc/5"};
+    return {"da" + slashes, "db" + slashes, "dc" + slashes};
+}
 
 void PrintTo(const scenario &one, std::ostream *out) {
     *out << one.name;
@@ -215,7 +198,7 @@ struct stage {
     [[nodiscard]] runresult play(const memoryplan &plan,
                                  int(KVRN_CALL *hook)(KVRNSESS *, void *) = nullptr,
                                  void *arg = nullptr) const {
-        const memorydisk disk(plan, what.places);
+        const memorydisk disk(plan, placesof(what.places));
         kvrnhook(hook, arg);
         return run(spec, disk);
     }

@@ -5,11 +5,11 @@
 //
 //   byte 0   record form      byte 1      the operation that fails, from 1
 //   byte 2,3 bytes of arena   from byte 4 the file
-#include "fuzz/bytesource.h"
 #include "fuzz/memory_platform.h"
 #include "param/indexedinput.h"
 #include "support/idxrig.h"
 
+#include <cstring>
 #include <vector>
 
 namespace kvern::test {
@@ -17,14 +17,14 @@ namespace kvern::test {
 namespace {
 
 constexpr const char *path = "da/indexed";
-constexpr uint8_t forms[] = {'f', 'v', 'f', 'v', 'r'};
+constexpr size_t settings = 4;
 
-void start(const bytesource &content, uint32_t failat) {
+void start(const uint8_t *data, size_t size, uint32_t failat) {
     memoryplan plan;
     plan.failat = failat;
     startplatform(plan);
-    if (content.left() != 0)
-        makefile(path).assign(content.rest(), content.rest() + content.left());
+    if (size > settings)
+        makefile(path).assign(data + settings, data + size);
 }
 
 void checkclosed() {
@@ -74,13 +74,12 @@ void readinsession(uint8_t recform, uint32_t arenabytes) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     using namespace kvern::test;
-    bytesource from(data, size);
-    const uint8_t recform = from.pick(forms);
-    const uint32_t failat = from.byte();
-    const uint32_t arenabytes = from.word() * 2;
-    start(from, 0);
+    uint8_t set[settings] = {};
+    memcpy(set, data, size < settings ? size : settings);
+    const auto recform = static_cast<uint8_t>("fvfvr"[set[0] % 5]);
+    start(data, size, 0);
     readalone(recform);
-    start(from, failat);
-    readinsession(recform, arenabytes);
+    start(data, size, set[1]);
+    readinsession(recform, 2 * (set[2] + set[3] * 256U));
     return 0;
 }

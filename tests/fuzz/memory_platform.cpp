@@ -1,6 +1,7 @@
 #include "fuzz/memory_platform.h"
 
 #include "kvern.h"
+#include "model/model.h"
 
 #include <algorithm>
 #include <array>
@@ -270,6 +271,11 @@ std::vector<uint8_t> &makefile(const char *name) {
     return file->data;
 }
 
+const std::vector<uint8_t> *filenamed(const char *name) {
+    const memfile *file = find(name);
+    return file != nullptr ? &file->data : nullptr;
+}
+
 platformstate held() {
     uint32_t files = 0;
     for (const memfile &file : slots)
@@ -487,7 +493,7 @@ syserror currenttime(int64_t *seconds) {
     return struck() ? err_device : 0;
 }
 bool leadbyte(uint8_t byte) {
-    return (byte >= 0x81 && byte <= 0x9F) || (byte >= 0xE0 && byte <= 0xFC);
+    return test::leadbyte(static_cast<char>(byte)); // as the model has it
 }
 // Every byte is looked at, nothing is shown.
 void print(stream, const char *text, uint32_t length) {

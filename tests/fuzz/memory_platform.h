@@ -40,6 +40,9 @@ void startplatform(const memoryplan &plan);
 // Makes a file; "stdin" is what the standard input holds.
 std::vector<uint8_t> &makefile(const char *name);
 
+// Null: there is none.
+[[nodiscard]] const std::vector<uint8_t> *filenamed(const char *name);
+
 struct platformstate {
     uint32_t memory;     // pieces not given back
     uint32_t handles;    // files not closed

@@ -325,8 +325,9 @@ class maker : recordmaker {
                        ? size / 70 > slot && size / 25 > record
                        : size / 2 > 16000 + (s.inputs.size() + 1) * (slot + record);
         };
-        uint32_t size = limits.external ? r.pick({65536U, 70001U, 100000U})
-                                        : r.pick({65535U, 65537U, 131072U, 500000U, 0xA00000U});
+        uint32_t size = limits.external
+                            ? r.pick({65536U, 70001U, 100000U})
+                            : r.pick({65535U, 65537U, 131072U, 500000U, limits.storage});
         for (; !fits(size); size = size * 3 / 2) {
         }
         s.memsize = size == 0xA00000U ? r.pick({0xA00000U, 0xA00001U, 0U}) : size;

@@ -11,7 +11,8 @@ struct scale {
     uint32_t maxrecords = 0;
     bool external = false; // more records than the working storage holds
     uint8_t function = KVRN_SORT;
-    bool managed = false; // files of the file manager among them
+    bool managed = false;        // files of the file manager among them
+    uint32_t storage = 0xA00000; // the greatest that is asked for, as a rule
 };
 
 [[nodiscard]] sessionspec randomsession(randomness &r, const scale &size);

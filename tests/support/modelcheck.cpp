@@ -2,7 +2,6 @@
 
 #include "model/model.h"
 #include "model/selection.h"
-#include "support/sessionrunner.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -37,10 +36,8 @@ void settleorder(const sessionspec &spec, modelresult &expected, std::vector<byt
 
 } // namespace
 
-std::string faultof(const sessionspec &spec) {
-    tempfolder folder;
+std::string judged(const sessionspec &spec, runresult &got) {
     modelresult expected = outcomeof(spec);
-    runresult got = run(spec, folder);
     const bool whole = got.failed.empty(), clean = got.detail == 0 || foldingstopped(got.detail);
     const uint32_t detail = whole || got.detail != 0 ? got.detail : silentfault;
     const auto &legal = expected.details;
@@ -57,10 +54,18 @@ std::string faultof(const sessionspec &spec) {
         return "";
     if (spec.output == exchange::indexedfile)
         settleorder(spec, expected, got.records);
-    const std::string wrong = difference(spec, expected, got.records, detail);
+    return difference(spec, expected, got.records, detail);
+}
+
+std::string faultof(const sessionspec &spec) {
+    tempfolder folder;
+    runresult got = run(spec, folder);
+    const std::string wrong = judged(spec, got);
     const size_t files =
         (spec.filein() ? spec.inputs.size() : 0) + (spec.fileout() && !spec.onto_input ? 1 : 0);
-    return wrong.empty() && folder.entries() != files ? "temporary files are left" : wrong;
+    return wrong.empty() && got.failed.empty() && folder.entries() != files
+               ? "temporary files are left"
+               : wrong;
 }
 
 void compare_with_model(const scale &size, uint64_t usual) {

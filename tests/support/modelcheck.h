@@ -2,9 +2,12 @@
 #pragma once
 
 #include "support/generators.h"
+#include "support/sessionrunner.h"
 
 namespace kvern::test {
 
+// What the model has against the end of a run; empty: nothing.
+[[nodiscard]] std::string judged(const sessionspec &spec, runresult &got);
 // What is wrong with a run of the session; empty: nothing.
 [[nodiscard]] std::string faultof(const sessionspec &spec);
 

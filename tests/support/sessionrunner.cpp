@@ -26,6 +26,19 @@ block<T> makeblock(size_t size, unsigned char fill = rubbish) {
     return block<T>(static_cast<T *>(p));
 }
 
+// Text that ends where its memory does; `end` bytes of zero behind it.
+block<char> exact(const bytes &text, size_t end = 0) {
+    auto made = makeblock<char>(text.size() + end, 0);
+    std::memcpy(made.get(), text.data(), text.size());
+    return made;
+}
+
+// An address that must not be read.
+template <class T>
+T *unreadable() {
+    return reinterpret_cast<T *>(uintptr_t{1});
+}
+
 template <class T, class E>
 block<T> maketable(size_t entries) {
     auto table = makeblock<T>(offsetof(T, entry) + entries * sizeof(E));
@@ -33,10 +46,13 @@ block<T> maketable(size_t entries) {
     return table;
 }
 
-block<KVRNPRIM> makeprim(const sessionspec &s) {
+size_t primbytes(const sessionspec &s) {
+    return s.level() >= 1 ? sizeof(KVRNPRIM) : offsetof(KVRNPRIM, separator);
+}
+
+block<KVRNPRIM> makeprim(const sessionspec &s, const char *separator) {
     const unsigned level = s.level();
-    const size_t size = level >= 1 ? sizeof(KVRNPRIM) : offsetof(KVRNPRIM, separator);
-    auto prim = makeblock<KVRNPRIM>(size);
+    auto prim = makeblock<KVRNPRIM>(primbytes(s));
     prim->function = s.function;
     prim->recform = static_cast<uint8_t>(s.form == 'r' ? 'v' : s.form);
     prim->options = static_cast<uint8_t>(
@@ -53,7 +69,7 @@ block<KVRNPRIM> makeprim(const sessionspec &s) {
     prim->memsize = s.memsize;
     if (level >= 1) {
         prim->cdmode = s.cdmode;
-        prim->separator = s.separator ? s.separator->c_str() : nullptr;
+        prim->separator = separator;
         prim->tmpopt = 0;
         prim->fieldmode = s.fieldmode;
         prim->keyoption = s.keyoption;
@@ -81,13 +97,15 @@ block<KVRNKEY> makekeys(const sessionspec &s) {
     return keys;
 }
 
-block<KVRNRCN> makepieces(const sessionspec &s) {
+using texts = std::vector<block<char>>;
+
+block<KVRNRCN> makepieces(const sessionspec &s, texts &literals) {
     auto rcn = maketable<KVRNRCN, KVRNRCNE>(s.pieces.size());
     for (size_t i = 0; i < s.pieces.size(); ++i) {
         const piece &p = s.pieces[i];
         KVRNRCNE entry = {};
         if (p.literal)
-            entry.literal = p.text.data();
+            entry.literal = literals.emplace_back(exact(p.text)).get();
         else
             entry.position = p.position;
         entry.length = p.length;
@@ -106,14 +124,14 @@ block<KVRNSUM> makesums(const sessionspec &s) {
     return sum;
 }
 
-block<KVRNSEL> makeconditions(const sessionspec &s) {
+block<KVRNSEL> makeconditions(const sessionspec &s, texts &literals) {
     auto sel = maketable<KVRNSEL, KVRNSELE>(s.conditions.size());
     for (size_t i = 0; i < s.conditions.size(); ++i) {
         const condition &c = s.conditions[i];
         KVRNSELE entry = {c.op,   c.ltype,  c.rtype,   c.options, c.lpos, c.llen,     {c.rpos},
                           c.rlen, c.iftrue, c.iffalse, rubbish,   0,      c.truejump, c.falsejump};
         if (c.isliteral())
-            entry.rlit = c.literal.data();
+            entry.rlit = literals.emplace_back(exact(c.literal)).get();
         std::memcpy(&sel->entry[0] + i, &entry, sizeof entry);
     }
     return sel;
@@ -215,19 +233,19 @@ class folderdisk : public sessiondisk {
 
 class session {
   public:
-    session(const sessionspec &spec, const sessiondisk &place)
-        : s(spec), on(place), disk(spec, place), prim(makeprim(spec)), keys(makekeys(spec)),
-          pieces(makepieces(spec)), sums(makesums(spec)), conditions(makeconditions(spec)) {
+    session(const sessionspec &spec, const sessiondisk &place, mischief *who)
+        : s(spec), on(place), by(who), disk(spec, place),
+          separator(exact(spec.separator.value_or(""), 1)),
+          prim(makeprim(spec, spec.separator ? separator.get() : nullptr)), keys(makekeys(spec)),
+          pieces(makepieces(spec, literals)), sums(makesums(spec)),
+          conditions(makeconditions(spec, literals)) {
         const size_t size =
             s.version >= KVRN_VERSION_L3 ? sizeof(KVRNSESS) : offsetof(KVRNSESS, syserr);
         sess = makeblock<KVRNSESS>(size, 0);
     }
 
     runresult run() {
-        KVRNOPT opts = {sums.get(), conditions.get(), pieces.get()};
-        const bool none = s.keys.empty() && s.reclen % 2 == 0; // no block is like no entry
-        const int opened = kvrnopen(s.version, &link, prim.get(), sess.get(),
-                                    none ? nullptr : keys.get(), &disk.fileblock, &opts);
+        const int opened = open();
         const bool merges = s.function == KVRN_MERGE;
         const bool whole =
             expect("kvrnopen", opened, 0) &&
@@ -236,7 +254,10 @@ class session {
         (void)kvrnstat(sess.get(), &result.counters);
         if (!whole)
             insist();
-        const int closed = kvrnclse(s.version, &link, prim.get(), sess.get());
+        const int closed = s.level() == 1 ? qha5term(prim.get(), sess.get())
+                                          : kvrnclse(s.version, &link, prim.get(), sess.get());
+        if (s.level() != 1 && link.init != nullptr)
+            result.broken = "a link table that is not emptied";
         if (whole && expect("kvrnclse", closed, 0) && merges && s.fileout())
             collect(); // a merge closes its output with the session
         if (result.detail != 0 && sess->detail == 0)
@@ -247,7 +268,10 @@ class session {
   private:
     const sessionspec &s;
     const sessiondisk &on;
+    mischief *by;
     files disk;
+    texts literals;
+    block<char> separator;
     block<KVRNPRIM> prim;
     block<KVRNKEY> keys;
     block<KVRNRCN> pieces;
@@ -256,7 +280,52 @@ class session {
     block<char> given; // to the last call
     block<KVRNSESS> sess;
     KVRNLINK link = {};
+    callerblocks b{};
     runresult result{};
+    uint64_t made = 0; // record calls
+    static constexpr uint64_t enoughcalls = 20000000;
+
+    int open() {
+        const bool none = s.keys.empty() && s.reclen % 2 == 0; // no block is like no entry
+        b = {prim.get(),      primbytes(s),
+             sess.get(),      none ? nullptr : keys.get(),
+             &disk.fileblock, {sums.get(), conditions.get(), pieces.get()}};
+        if (by != nullptr)
+            by->bend(b);
+        // A table whose option is off stays unread.
+        const unsigned options = prim->options;
+        const bool newer = s.level() >= 1;
+        if ((options & KVRN_SUM) == 0)
+            b.opts.sum = unreadable<KVRNSUM>();
+        if (!newer || (options & KVRN_SELECT) == 0)
+            b.opts.sel = unreadable<KVRNSEL>();
+        if (!newer || (options & KVRN_RECONSTRUCT) == 0)
+            b.opts.rcn = unreadable<KVRNRCN>();
+        if (s.level() != 1)
+            return kvrnopen(s.version, &link, b.prim, b.sess, b.keys, b.files, &b.opts);
+        link = {qha5chkp, qha5chkg, qha5chkm, qha5init, qha5term, nullptr, nullptr, nullptr};
+        return qha5init(s.version, &link, b.prim, b.sess, b.keys, b.files, &b.opts);
+    }
+
+    int call(int(KVRN_CALL *plain)(KVRNSESS *), int(KVRN_CALL *checked)(KVRNSESS *)) {
+        constexpr int left = 99;
+        if (++made > enoughcalls) {
+            result.broken = "a session without end";
+            return left;
+        }
+        if (by != nullptr) {
+            void *const record = sess->recaddr;
+            const uint32_t length = sess->reclen;
+            const uint8_t code = sess->code;
+            if (!by->before(*sess, link))
+                return left;
+            sess->recaddr = record;
+            sess->reclen = length;
+            sess->code = code;
+        }
+        return (s.checked && checked != nullptr ? checked : plain)(sess.get());
+    }
+    int putcall() { return call(kvrnput, link.chkp); }
 
     bool note(const std::string &what) {
         result.failed = result.failed.empty() ? what : result.failed;
@@ -296,8 +365,7 @@ class session {
 
     // An own piece of memory for each call: reading past it shows.
     void give(const bytes &data) {
-        given = makeblock<char>(data.size() + (data.empty() ? 1 : 0));
-        std::memcpy(given.get(), data.data(), data.size());
+        given = exact(data, data.empty() ? 1 : 0);
         sess->recaddr = given.get();
         sess->reclen = static_cast<uint32_t>(data.size());
         sess->code = KVRN_RECORD;
@@ -305,7 +373,7 @@ class session {
 
     bool putone(const bytes &data) {
         give(data);
-        return expect("kvrnput", s.checked ? link.chkp(sess.get()) : kvrnput(sess.get()), 0);
+        return expect("kvrnput", putcall(), 0);
     }
 
     bool put() {
@@ -332,8 +400,7 @@ class session {
         if (!count("putcount", sess->putcount, lines && taken != 0 ? 1 : taken))
             return false;
         sess->code = KVRN_END;
-        return expect("kvrnput at the end", s.checked ? link.chkp(sess.get()) : kvrnput(sess.get()),
-                      1);
+        return expect("kvrnput at the end", putcall(), 1);
     }
 
     // Looks at mergestat and inputno only.
@@ -349,7 +416,7 @@ class session {
                     give(s.inputs[n][next[n]++] + s.delimiter());
                 sess->code = more ? KVRN_RECORD : KVRN_END;
             }
-            const int got = s.checked ? link.chkm(sess.get()) : kvrnmrge(sess.get());
+            const int got = call(kvrnmrge, link.chkm);
             if (got == 1) {
                 return expect("kvrnmrge", got, 1) &&
                        (s.filein() || sess->mergestat == KVRN_WANTS_NONE || note("mergestat")) &&
@@ -391,7 +458,7 @@ class session {
             return unframe(s, data, &result.records) || note("broken records in the output file");
         }
         for (;;) {
-            const int got = s.checked ? link.chkg(sess.get()) : kvrnget(sess.get());
+            const int got = call(kvrnget, link.chkg);
             if (got == 1) {
                 return expect("kvrnget", got, 1) &&
                        (sess->code == KVRN_END || note("code at the end")) &&
@@ -427,7 +494,8 @@ bool unframe(const sessionspec &s, const bytes &data, std::vector<bytes> *out) {
                 return false;
             length = end - p;
         }
-        if (data.size() - p < length + behind)
+        if (data.size() - p < length || data.size() - p - length < behind ||
+            (s.form != 'v' && length + behind == 0))
             return false;
         out->push_back(data.substr(p, length));
         p += length + behind;
@@ -435,8 +503,8 @@ bool unframe(const sessionspec &s, const bytes &data, std::vector<bytes> *out) {
     return true;
 }
 
-runresult run(const sessionspec &spec, const sessiondisk &disk) {
-    return session(spec, disk).run();
+runresult run(const sessionspec &spec, const sessiondisk &disk, mischief *by) {
+    return session(spec, disk, by).run();
 }
 
 runresult run(const sessionspec &spec, const tempfolder &folder) {

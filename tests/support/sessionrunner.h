@@ -15,6 +15,7 @@ struct runresult {
     KVRNSTAT counters{}; // before the close
     // Call that claimed a good end, or forgot the detail, after one that failed.
     std::string pretends{};
+    std::string broken{}; // what no caller's doings excuse
     std::vector<bytes> records{};
 };
 
@@ -29,6 +30,24 @@ struct sessiondisk {
     [[nodiscard]] virtual bool sound() const { return true; }
 };
 
+// The caller's blocks on their way to kvrnopen.
+struct callerblocks {
+    KVRNPRIM *prim = nullptr;
+    size_t primbytes = 0;
+    KVRNSESS *sess = nullptr;
+    KVRNKEY *keys = nullptr;
+    KVRNFILE *files = nullptr;
+    KVRNOPT opts = {};
+};
+
+// A caller who does what he should not.
+struct mischief {
+    virtual ~mischief() = default;
+    virtual void bend(callerblocks &blocks) = 0;
+    // Called before each record call; false: the session is left.
+    virtual bool before(KVRNSESS &sess, const KVRNLINK &link) = 0;
+};
+
 // The session goes on and ends clean: it only folds no more records.
 [[nodiscard]] constexpr bool foldingstopped(uint32_t detail) {
     return detail == KVRN_D_SUMOVERFLOW || detail == KVRN_D_SUMMISSING;
@@ -37,7 +56,8 @@ struct sessiondisk {
 // Makes the input files in `folder`; temporary files go there too.  A session
 // that fails on the way is closed like any other.
 [[nodiscard]] runresult run(const sessionspec &spec, const tempfolder &folder);
-[[nodiscard]] runresult run(const sessionspec &spec, const sessiondisk &disk);
+[[nodiscard]] runresult run(const sessionspec &spec, const sessiondisk &disk,
+                            mischief *by = nullptr);
 
 // Unframes what a session wrote.  False: it is not whole records.
 [[nodiscard]] bool unframe(const sessionspec &spec, const bytes &data, std::vector<bytes> *out);

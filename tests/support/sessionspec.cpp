@@ -10,6 +10,8 @@ unsigned sessionspec::level() const {
     switch (version >> 16) {
     case 0x0110:
         return 0;
+    case 0x1010:
+        return 1;
     case 0x1110:
         return 2;
     case 0x1120:

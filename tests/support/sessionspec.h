@@ -67,6 +67,8 @@ enum class exchange : uint8_t {
     return way >= exchange::managerfile;
 }
 
+constexpr uint32_t enginelevel1 = 0x10100000; // a version that qha5init alone admits
+
 struct sessionspec {
     uint32_t version = KVRN_VERSION_L4;
     uint8_t function = KVRN_SORT;

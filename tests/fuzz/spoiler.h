@@ -1,0 +1,31 @@
+// Bends what a caller hands over: any byte of the primary block, a number or code of a
+// table's entry, a count, a name, a block that is not there.  What a block claims to hold
+// is there all the same, so that any access beyond it is the engine's fault.  A count or
+// length beyond every storage is the one claim that is not kept: it has to be refused
+// before an entry is read.
+#pragma once
+
+#include "support/randomness.h"
+#include "support/sessionrunner.h"
+
+namespace kvern::test {
+
+class spoiler {
+  public:
+    explicit spoiler(randomness &choices) : r(choices) {}
+    void bend(sessionspec &spec);
+    void bend(callerblocks &blocks);
+
+  private:
+    randomness &r;
+
+    uint32_t number();
+    uint8_t code();
+    void oneof(std::initializer_list<uint32_t *> numbers, std::initializer_list<uint8_t *> codes);
+    void bendprim(const callerblocks &blocks);
+    void bendcount(const callerblocks &blocks);
+    void takeaway(callerblocks &blocks);
+    void bendfiles(KVRNFILE &files);
+};
+
+} // namespace kvern::test
