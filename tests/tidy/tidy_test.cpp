@@ -1,11 +1,9 @@
 // Rules over the sources themselves, so that the house stays as it is laid out.
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <map>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
