@@ -7,42 +7,6 @@ namespace {
 // Enough to fill some blocks.
 const strings shuffled = numbered(5003, 5003);
 
-TEST(exchange, ends) {
-    handmade s;
-    int last;
-    ASSERT_EQ(s.open(), 0); // no record at all
-    EXPECT_EQ(s.end(s.link.chkp), 1);
-    EXPECT_EQ(s.link.chkg(&s.sess), 1);
-    EXPECT_EQ(s.close(), 0);
-
-    ASSERT_EQ(s.open(), 0); // closed early, with records in, and after the sort
-    ASSERT_EQ(s.put("12345678"), 0);
-    EXPECT_EQ(s.close(), 1);
-    EXPECT_EQ(s.sess.detail, 0U);
-    ASSERT_EQ(s.open(), 0);
-    ASSERT_EQ(s.end(), 1);
-    EXPECT_EQ(s.close(), 1);
-
-    ASSERT_EQ(s.open(), 0); // the plain calls know an end too
-    ASSERT_EQ(s.put("12345678"), 0);
-    ASSERT_EQ(s.end(), 1);
-    for (const uint8_t code : {KVRN_RECORD, KVRN_END}) {
-        s.sess.code = code;
-        s.sess.recaddr = nullptr;
-        EXPECT_EQ(kvrnput(&s.sess), -1);
-        EXPECT_EQ(s.sess.detail, 101U);
-    }
-    EXPECT_EQ(s.getall(&last), strings{"12345678"});
-    for (int again = 0; again < 2; ++again) {
-        s.sess.code = KVRN_RECORD;
-        EXPECT_EQ(kvrnget(&s.sess), 1);
-        EXPECT_EQ(s.sess.code, KVRN_END);
-        EXPECT_EQ(s.sess.recaddr, nullptr);
-        EXPECT_EQ(s.sess.reclen, 0U);
-    }
-    EXPECT_EQ(s.close(), 0);
-}
-
 // A line without its delimiter in a block: the call takes it, the session fails.
 TEST(exchange, text_block_without_a_delimiter) {
     handmade s;

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <list>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -188,6 +189,19 @@ struct handmade {
         int last;
         return end() == 1 ? getall(&last) : strings{};
     }
+    // Calls by name, those of the link table as chk..., and what each one gave, with its
+    // detail where it failed.
+    std::string play(const std::string &calls) {
+        std::istringstream names(calls);
+        std::string told;
+        for (std::string name; names >> name;) {
+            sess.detail = 0;
+            const int result = callby(name);
+            told += (told.empty() ? "" : " ") + std::to_string(result) +
+                    (result < 0 ? ":" + std::to_string(sess.detail) : "");
+        }
+        return told;
+    }
     // Of the session; for a block without one: "none".
     std::string message() {
         char text[600];
@@ -211,6 +225,21 @@ struct handmade {
     listblock<KVRNRCN, KVRNRCNE> pieces;
 
   private:
+    int callby(const std::string &name) {
+        static const std::string record = "12345678";
+        return name == "open"    ? open()
+               : name == "close" ? close()
+               : name == "term"  ? link.term(&prim, &sess)
+               : name == "put"   ? put(record)
+               : name == "chkp"  ? put(record, link.chkp)
+               : name == "end"   ? end()
+               : name == "chke"  ? end(link.chkp)
+               : name == "get"   ? kvrnget(&sess)
+               : name == "chkg"  ? link.chkg(&sess)
+               : name == "merge" ? kvrnmrge(&sess)
+                                 : link.chkm(&sess);
+    }
+
     std::unique_ptr<tempfolder> folder;
     pathlist inlist, worklist;
     std::string outpath;

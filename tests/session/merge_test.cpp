@@ -65,24 +65,6 @@ TEST(merge, drivers_forms_and_sizes) {
         }
 }
 
-// A record below the one ahead of it in its own input, wherever that stands.
-TEST(merge, order_is_tested_in_each_driver) {
-    const std::vector<std::vector<bytes>> wrong[] = {
-        {{"0002b000", "0001b001"}},
-        {{"0001a000", "0003a001"}, {"0001b000", "0004b001", "0002b002"}},
-        {{"0005a000"}, {}, {"0005c000", "0005c001", "0004c002"}},
-    };
-    for (const drivercase &d : drivers)
-        for (const auto &inputs : wrong)
-            for (const bool suppress : {false, true}) {
-                sessionspec spec = specof(d);
-                spec.suppress = suppress;
-                spec.inputs = inputs;
-                ASSERT_EQ(outcomeof(spec).details, std::vector<uint32_t>{KVRN_D_ORDER});
-                EXPECT_EQ(faultof(spec), "") << describe(spec);
-            }
-}
-
 // A zero byte ends no line.
 TEST(merge, zero_bytes) {
     sessionspec spec = specof({'r', disk, caller});

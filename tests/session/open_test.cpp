@@ -89,10 +89,8 @@ TEST(open, system_error_of_newer_callers) {
     }
 }
 
-TEST(close, what_it_finds) {
+TEST(close, takes_its_own_block_and_clears_the_link_table) {
     handmade s;
-    EXPECT_EQ(s.close(), -1); // nothing was opened
-    EXPECT_EQ(s.sess.detail, 104U);
     ASSERT_EQ(s.open(), 0);
     KVRNSESS copy = s.sess;
     EXPECT_EQ(qha5term(&s.prim, &copy), -1);
@@ -100,13 +98,6 @@ TEST(close, what_it_finds) {
     EXPECT_EQ(s.close(), 1);
     const KVRNLINK empty = {};
     EXPECT_EQ(memcmp(&s.link, &empty, sizeof empty), 0);
-    EXPECT_EQ(s.close(), -1);
-    EXPECT_EQ(s.sess.detail, 104U);
-
-    ASSERT_EQ(s.open(), 0);
-    EXPECT_EQ(s.link.term(&s.prim, &s.sess), 1);
-    EXPECT_EQ(s.link.term(&s.prim, &s.sess), 0); // nothing is left to free
-    EXPECT_EQ(s.close(), 0);
 }
 
 TEST(control, needs_a_session) {
@@ -155,47 +146,51 @@ TEST(control, start_up) {
     }
 }
 
-// Brings a session with caller input and output to a state.
-void advance(handmade &s, int state) {
-    ASSERT_EQ(s.open(), 0);
-    for (int i = 0; state >= 2 && i < 2; ++i)
-        ASSERT_EQ(s.put("12345678"), 0);
-    ASSERT_EQ(state < 3 ? 1 : s.end(), 1);
-    for (int i = 4; i <= state; ++i)
-        ASSERT_EQ(kvrnget(&s.sess), 0);
-    ASSERT_EQ(state < 5 ? 1 : kvrnget(&s.sess), 1);
+// Calls in turn, and what they give.
+TEST(order, of_calls) {
+    const struct {
+        const char *calls, *told;
+    } scenes[] = {
+        {"close", "-1:104"},
+        {"open close close", "0 1 -1:104"},
+        {"open term term close", "0 1 0 0"},
+        {"open chke chkg close", "0 1 1 0"}, // no record at all
+        {"open put close", "0 0 1"},         // early
+        {"open end close", "0 1 1"},
+        // The plain calls know an end too.
+        {"open put end put end get get get close", "0 0 1 -1:101 -1:101 0 1 1 0"},
+        // After a failure no call is right.
+        {"open chkp chkp chkp chkg", "0 0 0 0 -1:102"},
+        {"open put put end chkp chkg close", "0 0 0 1 -1:101 -1:101 0"},
+        {"open put put end get chkp chkg close", "0 0 0 1 0 -1:101 -1:101 0"},
+        {"open put put end get get get chkp chkg close", "0 0 0 1 0 0 1 -1:101 -1:101 0"},
+        {"open chkg", "0 -1:102"},
+        {"open put put end chkg chkg chkg chkg", "0 0 0 1 0 0 1 -1:102"},
+        {"open put put end get get get chkg", "0 0 0 1 0 0 1 -1:102"},
+        {"open chkm merge", "0 -1:103 -1:103"},
+        {"open put chkm merge", "0 0 -1:103 -1:103"},
+        {"open put end chkm merge", "0 0 1 -1:103 -1:103"},
+        {"open put put end get chkm merge", "0 0 0 1 0 -1:103 -1:103"},
+        {"open put end get get chkm merge", "0 0 1 0 1 -1:103 -1:103"},
+    };
+    for (const auto &scene : scenes) {
+        handmade s;
+        EXPECT_EQ(s.play(scene.calls), scene.told) << scene.calls;
+    }
 }
 
-TEST(order, of_checked_calls) {
-    for (int state = 1; state <= 5; ++state) {
-        SCOPED_TRACE(state);
-        const bool put = state < 3, get = state == 3 || state == 4;
-        handmade s;
-        advance(s, state);
-        EXPECT_EQ(s.put("abcdefgh", s.link.chkp), put ? 0 : -1);
-        EXPECT_EQ(s.sess.detail, put ? 0U : 101U);
-        if (!put) { // the failure stays: no call is right from now on
-            s.sess.detail = 0;
-            EXPECT_EQ(s.link.chkg(&s.sess), -1);
-            EXPECT_EQ(s.sess.detail, 101U);
-            EXPECT_EQ(s.close(), 0);
-        }
-
-        handmade g;
-        advance(g, state);
-        g.sess.code = 99;
-        g.sess.reclen = 99;
-        EXPECT_EQ(g.link.chkg(&g.sess), get ? 0 : -1);
-        EXPECT_EQ(g.sess.code, KVRN_RECORD);
-        EXPECT_EQ(g.sess.reclen, get ? 8U : 0U);
-        EXPECT_EQ(g.sess.detail, get ? 0U : 102U);
-
-        handmade m;
-        advance(m, state);
-        for (const auto call : {m.link.chkm, kvrnmrge}) {
-            EXPECT_EQ(call(&m.sess), -1);
-            EXPECT_EQ(m.sess.detail, 103U);
-        }
+TEST(order, what_get_tells) {
+    handmade s;
+    for (const auto &[calls, code, length] : {std::tuple{"open put end get", KVRN_RECORD, 8U},
+                                              {"get", KVRN_END, 0U},
+                                              {"get", KVRN_END, 0U},
+                                              {"close open chkg", KVRN_RECORD, 0U}}) {
+        s.sess.code = 99;
+        s.sess.reclen = 99;
+        (void)s.play(calls);
+        EXPECT_EQ(s.sess.code, code) << calls;
+        EXPECT_EQ(s.sess.reclen, length) << calls;
+        EXPECT_EQ(s.sess.recaddr == nullptr, length == 0) << calls;
     }
 }
 
