@@ -4,15 +4,16 @@
 #include "support/idxrig.h"
 #include "support/indexfile.h"
 #include "support/tempfolder.h"
-#include "unit/analysis_rig.h"
 
-namespace kvern::paramtest {
+#include <cstring>
+#include <functional>
+#include <gtest/gtest.h>
+#include <vector>
+
+namespace kvern::test {
 
 namespace {
 
-using test::indexfile;
-using test::indexpart;
-using test::putbig;
 using spoil = std::function<void(std::string &)>;
 
 spoil byte(size_t at, int value) {
@@ -46,11 +47,11 @@ std::string chained() {
 }
 constexpr size_t block1 = 292, block2 = 584;
 
-struct reading : analysis {
-    test::tempfolder folder;
+struct reading : testing::Test {
+    tempfolder folder;
 
     std::string disk(const std::string &data) {
-        test::writefile(folder.file("indexed"), data);
+        writefile(folder.file("indexed"), data);
         return folder.file("indexed");
     }
 };
@@ -123,18 +124,10 @@ TEST_F(reading, spoilt_files) {
         std::string data = c.data;
         c.how(data);
         const std::string path = disk(data);
-        test::idxrig alone(path.c_str(), c.form);
+        idxrig alone(path.c_str(), c.form);
         EXPECT_EQ(alone.read(), c.detail == 0 ? 0 : -1);
         EXPECT_EQ(alone.ctx.lastmsg, c.message);
         EXPECT_EQ(alone.ctx.errdetail, c.message != 0 ? c.detail : 0);
-
-        rig r;
-        r.prim.recform = c.form;
-        if (c.form == 'r')
-            r.text(KVRN_COLUMNS);
-        r.inputs({path.c_str()});
-        r.kinds({18});
-        EXPECT_EQ(r.analysed(), c.detail == 0 ? accepted : refused(75, c.detail, "cobidx"));
     }
 }
 
@@ -144,7 +137,7 @@ TEST_F(reading, what_a_file_says) {
     // As many entries in every block; behind a full block, and in the first block.
     for (const uint32_t size : {42U, 77U, 78U, 291U, 292U, 364U, 472U, 65535U}) {
         const std::string path = disk(indexfile(size, parts, 20, 0x2345));
-        test::idxrig r(path.c_str(), 'v');
+        idxrig r(path.c_str(), 'v');
         ASSERT_EQ(r.read(), 0) << size;
         const idxinfo &info = r.info;
         EXPECT_EQ(info.minreclen * 10 + info.keycount, 203U);
@@ -163,48 +156,19 @@ TEST_F(reading, what_a_file_says) {
     }
 }
 
-TEST_F(reading, several_inputs_and_short_storage) {
-    const std::string file = disk(indexfile(100, {{0, 4}}));
-    const char *path = file.c_str();
-    rig r;
-    r.inputs({"a", path, "b", path});
-    r.kinds({2, 18, 2, 18});
-    ASSERT_EQ(r.analysed(), accepted);
-    EXPECT_EQ(r.ctx.idxcur, 1U);
-    EXPECT_NE(r.ctx.idxinfos[0], r.ctx.idxinfos[1]);
-    EXPECT_EQ(r.ctx.idxinfos[1]->keyparts[0].length, 4);
-
-    const std::string nothing = folder.file("nothing");
-    rig absent;
-    absent.inputs({nothing.c_str()});
-    absent.kinds({18});
-    EXPECT_EQ(absent.analysed(), refused(75, 290, "cobidx"));
-
-    const size_t needed = 2020 + 256 + 36 + 100;
-    for (size_t bytes = 0; bytes < needed; bytes += 97) {
-        rig tight;
-        tight.arena(static_cast<uint32_t>(bytes));
-        tight.inputs({path});
-        tight.kinds({18});
-        EXPECT_EQ(tight.analysed(), shortarena);
-    }
-    std::filesystem::remove(file); // Windows would not, were it open still
-    EXPECT_FALSE(std::filesystem::exists(file));
-}
-
-TEST_F(analysis, keys_of_an_indexed_output) {
-    using parts = std::vector<KVRNOKEYE>;
+TEST(outkeys, of_an_indexed_output) {
+    using keylist = std::vector<KVRNOKEYE>;
     const auto part = [](uint32_t at, uint32_t length, uint8_t flags = 0x50, uint8_t type = 161,
                          uint8_t order = 16) {
         return KVRNOKEYE{at, length, type, order, flags, 0};
     };
-    struct outrig : rig {
-        std::vector<uint64_t> table;
+    struct described : idxoutkeys {
+        qha5ctx ctx{};
         std::vector<uint8_t> room = std::vector<uint8_t>(1020);
-        idxoutkeys out{};
+        int result;
 
-        verdict described(const parts &of, uint32_t options = 0) {
-            table.resize(1 + of.size() * 2);
+        explicit described(const keylist &of, uint32_t options = 0) : idxoutkeys{} {
+            std::vector<uint64_t> table(1 + of.size() * 2);
             auto *head = reinterpret_cast<KVRNOKEY *>(table.data());
             head->options = options;
             head->count = static_cast<uint32_t>(of.size());
@@ -212,20 +176,21 @@ TEST_F(analysis, keys_of_an_indexed_output) {
                 memcpy(static_cast<void *>(head->entry), of.data(), of.size() * sizeof of[0]);
             filectl file{};
             file.name = "out";
+            ctx.msgtable = qha9msgt;
             ctx.filetypes = head;
             ctx.keyspecbuf = room.data();
-            return told(buildoutkeys(&ctx, &file, &out));
+            result = buildoutkeys(&ctx, &file, this);
         }
     };
     const struct {
         int line;
         bool good;
-        parts table;
+        keylist table;
     } rows[] = {
         {__LINE__, false, {}},
-        {__LINE__, true, parts(254, part(0, 1))},
-        {__LINE__, true, parts(255, part(0, 0))},
-        {__LINE__, false, parts(256, part(0, 0))},
+        {__LINE__, true, keylist(254, part(0, 1))},
+        {__LINE__, true, keylist(255, part(0, 0))},
+        {__LINE__, false, keylist(256, part(0, 0))},
         {__LINE__, true, {part(32760, 254)}},
         {__LINE__, false, {part(32761, 1)}},
         {__LINE__, false, {part(0, 255)}},
@@ -247,21 +212,20 @@ TEST_F(analysis, keys_of_an_indexed_output) {
     };
     for (const auto &c : rows) {
         SCOPED_TRACE(c.line);
-        outrig r;
-        EXPECT_EQ(r.described(c.table), c.good ? accepted : refused(15, 243, "out"));
-        EXPECT_EQ(r.ctx.msgargc, 1U);
+        const described r(c.table);
+        EXPECT_EQ(r.result, c.good ? 0 : -1);
+        EXPECT_EQ(r.ctx.lastmsg, c.good ? 0U : 15U);
+        EXPECT_EQ(r.ctx.errdetail, c.good ? 0U : uint32_t{KVRN_D_FILEMANAGER});
     }
 
-    outrig r;
-    ASSERT_EQ(r.described({part(0x1234, 3, 0x12), part(9, 2), part(7, 4, 0x42)}), accepted);
-    EXPECT_EQ(r.out.bytes, 12U);
-    EXPECT_EQ(memcmp(r.out.parts, "\x03\x30\x34\x12\x02\x00\x09\x00\x04\x10\x07\x00", 12), 0);
+    const described r({part(0x1234, 3, 0x12), part(9, 2), part(7, 4, 0x42)});
+    EXPECT_EQ(r.bytes, 12U);
+    EXPECT_EQ(memcmp(r.parts, "\x03\x30\x34\x12\x02\x00\x09\x00\x04\x10\x07\x00", 12), 0);
     for (const uint32_t options : {0U, 1U, 8U, 9U, 0xF6U, 0x900U}) {
-        outrig attributes;
-        ASSERT_EQ(attributes.described({part(0, 1)}, options), accepted);
-        EXPECT_EQ(attributes.out.indexattr[0], (options & 8) != 0 ? 2 : 1) << options;
-        EXPECT_EQ(attributes.out.indexattr[1], (options & 1) != 0 ? 2 : 1) << options;
+        const described attributes({part(0, 1)}, options);
+        EXPECT_EQ(attributes.indexattr[0], (options & 8) != 0 ? 2 : 1) << options;
+        EXPECT_EQ(attributes.indexattr[1], (options & 1) != 0 ? 2 : 1) << options;
     }
 }
 
-} // namespace kvern::paramtest
+} // namespace kvern::test
