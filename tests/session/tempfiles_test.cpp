@@ -152,9 +152,11 @@ TEST(tempfiles, sources_in_their_order) {
             s.list(c.list);
         EXPECT_EQ(s.sort(), c.found) << c.what;
     }
+#ifndef _WIN32 // which has no variables that long
     sorting s; // a variable that is too long counts as absent
     const surroundings around({std::string(30000, 'x') + std::string(40000, 'y'), s.text("b")});
     EXPECT_EQ(s.sort(), "b");
+#endif
     sorting toolong;
     std::string text(70000, 'x');
     kvrnhook(depositing, text.data());
