@@ -38,6 +38,8 @@ TEST(counters, of_sessions_between_files) {
         s.prim.mergecnt = 1;
         if (!sorts)
             s.astext(KVRN_DLMT_LF);
+        KVRNFTYP types = {1, {KVRN_FILE_DESCRIPTOR}};
+        s.files.intypes = sorts ? nullptr : &types;
         s.fromfiles({data});
         s.outfile(s.file("out"));
         kvrnhook(watcher::hook, &seen);

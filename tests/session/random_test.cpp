@@ -87,6 +87,10 @@ TEST(random_sessions, in_core) {
     compare_with_model({.maxrecords = 300}, default_sessions);
 }
 
+TEST(random_sessions, in_core_by_the_ten_thousands) {
+    compare_with_model({.maxrecords = 60000}, default_external / 5);
+}
+
 TEST(random_sessions, merges) {
     compare_with_model({.maxrecords = 2000, .function = KVRN_MERGE}, default_merges);
 }
