@@ -3,16 +3,19 @@
 A scenario is a row: a name, the arguments, how the ends are joined, what the output holds
 before.  A bench is a folder in which scenarios run; it knows what every file must hold.
 """
+import collections
+import contextlib
 import os
 import random
 import shlex
 import shutil
-import signal
 import stat
 import struct
+import subprocess
 import threading
 
 SEED = 20260
+MEMORY = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None  # where folders lie
 
 
 def lines(count, seed, widest=40):
@@ -30,16 +33,12 @@ def fixed(count, seed):
                     for at, row in enumerate(lines(count, seed)))
 
 
-def prefixed(rows, prefix):
-    return b"".join(prefix(row) + row for row in rows)
+def be16(rows):
+    return b"".join(struct.pack(">H", len(row)) + row for row in rows)
 
 
-def be16(row):
-    return struct.pack(">H", len(row))
-
-
-def rdw(row):
-    return struct.pack(">HH", len(row) + 4, 0)
+def rdw(rows):
+    return b"".join(struct.pack(">HH", len(row) + 4, 0) + row for row in rows)
 
 
 MANY, FEW = 3000, 300
@@ -47,14 +46,14 @@ DATA = {
     "many.txt": text(lines(MANY, 1)), "few.txt": text(lines(FEW, 2)),
     "long.txt": text(lines(45000, 3)), "crlf.txt": text(lines(FEW, 4), b"\r\n"),
     "many.fix": fixed(5000, 5), "few.fix": fixed(FEW, 6),
-    "many.b16": prefixed(lines(MANY, 7), be16), "few.b16": prefixed(lines(FEW, 8), be16),
-    "many.rdw": prefixed(lines(MANY, 9), rdw), "few.rdw": prefixed(lines(FEW, 10), rdw),
+    "many.b16": be16(lines(MANY, 7)), "few.b16": be16(lines(FEW, 8)),
+    "many.rdw": rdw(lines(MANY, 9)), "few.rdw": rdw(lines(FEW, 10)),
     "a.txt": text(sorted(lines(MANY, 11))), "b.txt": text(sorted(lines(MANY, 12))),
     "c.txt": text(sorted(lines(FEW, 13))),
     "a.fix": b"".join(b"%06d0001%06d" % (at, at) for at in range(0, 6000, 3)),
     "b.fix": b"".join(b"%06d0001%06d" % (at, at) for at in range(0, 6000, 2)),
-    "a.b16": prefixed(sorted(lines(FEW, 14)), be16),
-    "b.b16": prefixed(sorted(lines(FEW, 15)), be16),
+    "a.b16": be16(sorted(lines(FEW, 14))),
+    "b.b16": be16(sorted(lines(FEW, 15))),
     "sums.txt": text(b"%02d %06d" % (at * 7 % 40, at) for at in range(FEW)),
     "big.txt": text(sorted(lines(45000, 16))), "wide.txt": text(lines(10000, 17, 60)),
     "where": b"# low ones\n$1 < '500000'\n", "layout": b"number = $1:6\n",
@@ -145,12 +144,10 @@ class scenario:
         line, options = (table or SCENARIOS)[name]
         self.name = name
         self.arguments = ["kvern"] + shlex.split(line) + ["-q"] * (" -q" not in line) + ["-T", "t"]
-        self.stdin = options.get("stdin")
-        self.stdout = options.get("stdout")
-        self.named = options.get("named", False)
-        self.every = options.get("every", False)
+        self.stdin, self.stdout = options.get("stdin", "</dev/null"), options.get("stdout")
+        self.named, self.every = options.get("named", False), options.get("every", False)
         self.place = options.get("place")
-        self.before = {name: DATA[name] for name in self.arguments + [(self.stdin or "").strip("<")]
+        self.before = {name: DATA[name] for name in self.arguments + [self.stdin.strip("<")]
                        if name in DATA and name != self.stdin}
         # Where the output lies, under all its names; the first one is written.
         out = options.get("out", "out")
@@ -160,20 +157,15 @@ class scenario:
             self.before[self.outs[0]] = DATA["old"]
 
 
-class outcome:
-    def __init__(self, code, said, got, files):
-        self.code, self.said, self.got, self.files = code, said, got, files
+outcome = collections.namedtuple("outcome", "code said got files")
 
 
 class bench:
     """A folder for one run at a time."""
 
-    def __init__(self, command, folder, library=None, patience=30):
+    def __init__(self, command, folder, library, patience=30):
         self.command, self.folder, self.library = command, folder, library
         self.patience = patience
-        self.errors = os.open(folder + ".errors", os.O_RDWR | os.O_CREAT | os.O_APPEND, 0o600)
-        self.child = 0
-        self.late = False
         self.laid = None
 
     def lay(self, what):
@@ -202,88 +194,58 @@ class bench:
             for name in files:
                 path = os.path.join(folder, name)[2:]
                 its = os.lstat(path)
-                if stat.S_ISLNK(its.st_mode):
-                    found[path] = ("link", os.readlink(path))
-                elif stat.S_ISREG(its.st_mode):
+                if stat.S_ISREG(its.st_mode):
                     with open(path, "rb") as file:
                         found[path] = (stat.S_IMODE(its.st_mode), its.st_nlink, file.read())
                 else:
-                    found[path] = ("other",)
+                    found[path] = (its.st_mode, its.st_ino)
         return found
 
-    def environment(self, what, fault=None, counts=None):
-        out = {"PATH": "/usr/bin:/bin", "TMPDIR": "t", "KVERN_TMPDIR": "t"}
-        if self.library:
-            out["LD_PRELOAD"] = self.library
-        if fault:
-            out["KVERN_FAULT"] = fault
-        if counts:
-            out["KVERN_FAULT_COUNTS"] = counts
-        if what.named:
-            out["KVERN_FAULT_NAMED"] = "1"
-        return out
+    def environment(self, what, fault="", counts=""):
+        every = {"PATH": "/usr/bin:/bin", "TMPDIR": "t", "KVERN_TMPDIR": "t",
+                 "LD_PRELOAD": self.library, "KVERN_FAULT": fault, "KVERN_FAULT_COUNTS": counts,
+                 "KVERN_FAULT_NAMED": "1" * what.named}
+        return {name: value for name, value in every.items() if value}
 
-    def start(self, what, environment):
-        """The process, the threads at its pipes, and where its output is found."""
-        os.ftruncate(self.errors, 0)
-        threads = []
-        if what.stdin in DATA:
-            feed = _pipe(threads, 0, _writeall, DATA[what.stdin])
-        else:
-            feed = os.open(what.stdin[1:] if what.stdin else "/dev/null", os.O_RDONLY)
-        target = os.open(self.folder + ".got", os.O_RDWR | os.O_CREAT | os.O_TRUNC, 0o600)
-        into = _pipe(threads, 1, _drain, target) if what.stdout is True else os.dup(target)
-        actions = [(os.POSIX_SPAWN_DUP2, feed, 0), (os.POSIX_SPAWN_DUP2, into, 1),
-                   (os.POSIX_SPAWN_DUP2, self.errors, 2)]
-        child = os.posix_spawn(self.command, what.arguments, environment, file_actions=actions,
-                               setsigmask=[], setsigdef=[signal.SIGPIPE, signal.SIGXFSZ])
-        os.close(feed)
-        os.close(into)
-        return child, threads, target
+    def start(self, what, fault="", counts="", **ends):
+        """The process, with `ends` in the place of the scenario's."""
+        self.got, self.said = (open(self.folder + end, "w+b") for end in (".got", ".said"))
+        out = subprocess.PIPE if what.stdout is True else self.got
+        with feed(what.stdin) as source:
+            return subprocess.Popen(what.arguments, executable=self.command, stderr=self.said,
+                                    env=self.environment(what, fault, counts),
+                                    **{"stdin": source, "stdout": out} | ends)
 
-    def finish(self, child, threads, target):
-        """Waits, for a time, and says what came out."""
-        self.child, self.late = child, False
-        signal.signal(signal.SIGALRM, self._toolong)
-        signal.setitimer(signal.ITIMER_REAL, self.patience)
-        _, status = os.waitpid(child, 0)
-        signal.setitimer(signal.ITIMER_REAL, 0)
-        for one in threads:
-            one.join()
-        got = os.pread(target, os.fstat(target).st_size, 0)
-        os.close(target)
-        said = os.pread(self.errors, 1 << 16, 0).decode(errors="replace")
-        code = None if self.late else os.waitstatus_to_exitcode(status)
-        return outcome(code, said, got, self.look())
+    def finish(self, child):
+        """Waits, for a time, and says what came out; without a code it was ended here."""
+        code = None
+        try:
+            piped, _ = child.communicate(timeout=self.patience)
+            code = child.returncode
+        except subprocess.TimeoutExpired:
+            child.kill()
+            piped, _ = child.communicate()
+        with self.got, self.said:
+            self.got.seek(0)
+            self.said.seek(0)
+            return outcome(code, self.said.read().decode(errors="replace"),
+                           piped or self.got.read(), self.look())
 
-    def _toolong(self, *_):
-        self.late = True
-        os.kill(self.child, signal.SIGKILL)
-
-    def run(self, what, fault=None, counts=None):
+    def run(self, what, fault="", counts=""):
         self.lay(what)
-        return self.finish(*self.start(what, self.environment(what, fault, counts)))
+        return self.finish(self.start(what, fault, counts))
 
 
-def _pipe(threads, end, routine, argument):
-    """That end of a new pipe; a thread of ours is at the other one."""
-    ends = os.pipe2(os.O_CLOEXEC)
-    threads.append(threading.Thread(target=routine, args=(ends[1 - end], argument)))
-    threads[-1].start()
-    return ends[end]
+def feed(name):
+    """What a run reads: a file, or a pipe at whose other end is a thread of ours."""
+    if name not in DATA:
+        return open(name.strip("<"), "rb")
+    ends = os.pipe()
+    threading.Thread(target=_write, args=(ends[1], DATA[name])).start()
+    return open(ends[0], "rb")
 
 
-def _writeall(file, data):
-    view = memoryview(data)
-    try:
-        while view:
-            view = view[os.write(file, view):]
-    except BrokenPipeError:
-        pass
-    os.close(file)
+def _write(pipe, data):
+    with contextlib.suppress(BrokenPipeError), open(pipe, "wb") as file:
+        file.write(data)
 
-
-def _drain(file, target):
-    while data := os.read(file, 1 << 20):
-        os.write(target, data)
-    os.close(file)

@@ -7,16 +7,15 @@ exit code 0 and the right output, or another one with a message and the old outp
 complete new one); no death by a signal, no hang, no file left, no input changed.
 
   faultwalk.py COMMAND LIBRARY [--only REGEX] [--limit N] [--jobs N]
-  faultwalk.py COMMAND LIBRARY --case SCENARIO/KIND/HOW/ERROR/N[+]
+  faultwalk.py COMMAND LIBRARY --case SCENARIO/KIND/HOW/ERROR/N
 """
 import argparse
-import collections
 import errno
 import multiprocessing
 import os
 import re
 import shlex
-import shutil
+import subprocess
 import sys
 import tempfile
 import time
@@ -31,31 +30,31 @@ WRITING = ["fail/EIO", "fail/EIO+", "fail/ENOSPC", "fail/ENOSPC+", "tear/EIO", "
 FAULTS = {
     "open": ["fail/EMFILE", "fail/EMFILE+", "fail/EACCES", "fail/ENOSPC+", "fail/EINTR="],
     "read": READING, "pread": READING, "write": WRITING, "pwrite": WRITING,
-    "copy": ["fail/EIO", "fail/EIO+", "tear/ENOSPC", "fail/EXDEV+=", "short/EIO+="],
     "close": ["after/EIO", "after/EINTR="], "closeout": ["after/EIO!", "after/ENOSPC!"],
     "lseek": ["fail/EIO", "fail/EIO+"], "stat": ["fail/EIO", "fail/EACCES+"],
     "sync": ["fail/EIO!", "fail/ENOSPC!"], "rename": ["fail/EIO", "fail/EACCES+", "after/EIO"],
     "link": ["fail/EIO", "fail/EPERM+", "fail/EEXIST"], "unlink": ["fail/EIO", "fail/EACCES+"],
     "truncate": ["fail/EIO", "fail/ENOSPC+"], "mode": ["fail/EPERM", "fail/EIO+"],
-    "owner": ["fail/EPERM", "fail/EIO+"], "times": ["fail/EPERM"], "folder": ["fail/ENOSPC"],
-    "list": ["fail/EACCES", "fail/EIO+"], "memory": ["fail/ENOMEM", "fail/ENOMEM+"],
-    "map": ["fail/ENOMEM", "fail/ENOMEM+"], "fcntl": ["fail/EINVAL+"],
+    "owner": ["fail/EPERM", "fail/EIO+"], "list": ["fail/EACCES", "fail/EIO+"],
+    "memory": ["fail/ENOMEM", "fail/ENOMEM+"], "fcntl": ["fail/EINVAL+"],
     "poll": ["fail/EINTR=", "fail/ENOMEM"], "access": ["fail/EACCES"],
     "realpath": ["fail/EIO", "fail/EACCES+"], "random": ["fail/ENOSYS+"],
-    "clock": ["fail/EINVAL+"], "thread": ["fail/EAGAIN"], "pipe": ["fail/EMFILE"],
+    "clock": ["fail/EINVAL+"],
 }
+# What failcalls.c does not stand in for, since the command does not call it.
+UNWATCHED = re.compile(
+    r"\w+64(_2)?|__(p?read|readlink|realpath|poll)_chk|(__)?openat(_2)?|creat|fopen|mmap|access|"
+    "(read|write)v|statx|fstatat|fdatasync|remove|renameat|link|symlink|unlinkat|truncate|"
+    "f?chmodat|chmod|l?chown|fchownat|utimensat|futimens|mkdir|pipe2?|dup[23]?|fdopendir|"
+    "realpath|copy_file_range|sendfile|aligned_alloc|(posix_)?memalign|pthread_create")
 FILE, ROOM = 5, 6
 
 
 def codes(kind, fault):
     """The exit codes that tell of such a failure."""
-    if kind in ("memory", "map"):
+    if kind == "memory" or "ENOSPC" in fault and kind in ("write", "pwrite"):
         return {ROOM}
-    if "ENOSPC" in fault and kind in ("write", "pwrite", "copy"):
-        return {ROOM}
-    if "EMFILE" in fault:
-        return {FILE}
-    return {FILE, ROOM}
+    return {FILE} if "EMFILE" in fault else {FILE, ROOM}
 
 
 def spell(kind, way, n):
@@ -75,26 +74,23 @@ def judge(what, right, seen, whole, kind, way):
     if good and seen.got != right.got:
         wrong.append(f"exit code {seen.code} and wrong output")
     if not good and seen.code >= 0:
-        if seen.code not in codes(kind, way):
-            wrong.append(f"exit code {seen.code}, not of {sorted(codes(kind, way))}")
-        if not seen.said.strip():
-            wrong.append(f"exit code {seen.code} without a message")
+        if seen.code not in codes(kind, way) or not seen.said.strip():
+            wrong.append(f"exit code {seen.code}, not of {codes(kind, way)} and with a message")
     if good and "!" in way:
         wrong.append("claims to be done")
     if not good and way.endswith("="):
         wrong.append("gives up for nothing")
-    spared = None  # the result beside an output that could not be written over
+    spared = False  # the result lies beside an output that could not be written over
     for path in sorted(set(seen.files) | set(whole)):
-        now, old, new = seen.files.get(path), whole.get(path), right.files.get(path)
-        if path not in what.outs:
-            if path not in whole:
-                result = right.files.get(what.outs[0]) if what.outs else None
-                if not good and result and now[-1] == result[-1] and path in seen.said:
-                    spared = path
-                elif kind != "unlink":
-                    wrong.append(f"leaves {path}")
-            elif now != old:
-                wrong.append(f"changes {path}")
+        if path in what.outs or seen.files.get(path) == whole.get(path):
+            continue
+        if path in whole:
+            wrong.append(f"changes {path}")
+        elif not good and what.outs and path in seen.said and (
+                seen.files[path][-1] == right.files[what.outs[0]][-1]):
+            spared = True
+        elif kind != "unlink":
+            wrong.append(f"leaves {path}")
     for path in what.outs:
         now, old, new = (files.get(path) for files in (seen.files, whole, right.files))
         if good and now != new:
@@ -113,11 +109,10 @@ def count(table, what):
     right = table.run(what, counts=file)
     with open(file, encoding="ascii") as told:
         calls = {kind: int(number) for kind, number in (line.split() for line in told)}
-    expected = {"check-unsorted": 1}.get(what.name, 0)
-    if right.code != expected or [word for word in judge(what, right, right, table.whole, "", "")
-                                  if word != "claims to be done"]:
+    expected = 1 if what.name == "check-unsorted" else 0
+    if right.code != expected or judge(what, right, right, table.whole, "", ""):
         sys.exit(f"{what.name}: the right run ends with {right.code}: {right.said}")
-    return right, calls
+    return what, right, calls
 
 
 def places(calls, limit):
@@ -127,97 +122,70 @@ def places(calls, limit):
     return sorted({1 + at * (calls - 1) // max(limit - 1, 1) for at in range(limit)})
 
 
-# ---- in the processes that share the work -------------------------------------------
+def unwatched(command):
+    """Calls that the command and its libraries have come to make unseen."""
+    told = subprocess.run(["ldd", command], capture_output=True, text=True, check=True).stdout
+    ours = [command] + re.findall(r"(\S*libkvern\S*) \(", told)
+    names = subprocess.run(["nm", "-uD", *ours], capture_output=True, text=True, check=True).stdout
+    return sorted(name for name in re.findall(r" U (\w+)", names) if UNWATCHED.fullmatch(name))
 
-table = None
+
+# What the processes that share the work have in common: the right runs by name, and for
+# each of them its bench.
 rights = {}
+table = None
 
 
-def settle(command, library, place, numbers):
+def settle(options, place):
     global table
-    with numbers.get_lock():
-        numbers.value += 1
-        mine = numbers.value
-    table = cases.bench(command, os.path.join(place, f"run{mine}"), library)
+    table = cases.bench(options.command, f"{place}/{os.getpid()}", options.library)
 
 
 def one(case):
-    name, kind, way, n, right = case
-    if name not in rights:
-        rights.clear()
-        rights[name] = (cases.scenario(name), right)
-    what, right = rights[name]
+    """Nothing, or the case as --case takes it with what is wrong and what was said."""
+    name, kind, way, n = case
+    what, right, _ = rights[name]
     seen = table.run(what, spell(kind, way, n))
     wrong = judge(what, right, seen, table.whole, kind, way)
-    spelling = f"{name}/{kind}/{way.rstrip('+=!')}/{n}" + "+" * ("+" in way)
-    said = " | ".join(seen.said.rstrip().split("\n")[:3])
-    return (kind, way, n, spelling, "; ".join(wrong), seen.code, said) if wrong else None
+    spelling = f"{name}/{kind}/{way}/{n}"
+    return wrong and f"  {spelling}: {'; '.join(wrong)}\n    [{seen.code}] {seen.said.strip()}"
 
-
-def tell(breaches):
-    """Breaches that are alike but for names and numbers in one entry, with the first of them."""
-    groups = collections.defaultdict(list)
-    for kind, way, _, spelling, wrong, code, said in sorted(breaches, key=lambda one: one[:3]):
-        alike = re.sub(r"leaves \S+", "leaves a file", wrong)
-        key = kind, way, alike, code, re.sub(r"(?<=: ).*?: |\d+", "", said)
-        groups[key].append((spelling, said))
-    for (_, _, alike, code, _), members in sorted(groups.items(), key=lambda one: one[0][2]):
-        spelling, said = members[0]
-        where = len({name.split("/")[0] for name, _ in members})
-        print(f"{len(members)} in {where} scenarios: {alike}\n    {spelling}\n    [{code}] {said}")
-
-
-# ---- the walk ---------------------------------------------------------------------------
 
 def walk(options, place):
-    numbers = multiprocessing.Value("i", 0)
-    counter = cases.bench(options.command, os.path.join(place, "count"), options.library)
-    breaches, runs = [], 0
-    began = time.monotonic()
-    with multiprocessing.Pool(options.jobs, settle, (options.command, options.library, place,
-                                                     numbers)) as pool:
-        chosen = [cases.scenario(name) for name in cases.SCENARIOS if re.search(options.only, name)]
-        for what, (right, calls) in [(what, count(counter, what)) for what in chosen]:
+    settle(options, place)
+    rights.update((name, count(table, cases.scenario(name))) for name in cases.SCENARIOS
+                  if re.search(options.only, name))
+    began, runs, breaches = time.monotonic(), 0, 0
+    with multiprocessing.Pool(options.jobs, settle, (options, place)) as pool:
+        for name, (what, _, calls) in rights.items():
             start = time.monotonic()
-            name = what.name
             limit = options.limit if not what.every else max(calls["pread"], calls["pwrite"])
-            plan = [(name, kind, way, n, right)
-                    for kind in FAULTS if re.fullmatch(options.kind, kind)
+            plan = [(name, kind, way, n) for kind in FAULTS if re.fullmatch(options.kind, kind)
                     for way in FAULTS[kind] for n in places(calls[kind], limit)]
-            found = [one for one in pool.imap_unordered(one, plan, 32) if one]
-            told = ", ".join(f"{kind} {number}" + f" ({limit} of them)" * (
-                number > limit) for kind, number in calls.items() if number)
+            found = sorted(filter(None, pool.imap_unordered(one, plan, 32)))
+            told = ", ".join(f"{kind} {number}" + f" ({limit} of them)" * (number > limit)
+                             for kind, number in calls.items() if number)
             print(f"{name}: {told}; {len(plan)} runs, {len(found)} breaches, "
-                  f"{time.monotonic() - start:.0f} s", flush=True)
-            breaches += found
-            runs += len(plan)
-    tell(breaches)
-    if breaches:
-        print("one of them again: " + shlex.join(sys.argv[:3]) + " --case ITS/NAME/AS/TOLD/ABOVE")
-    print(f"{runs} runs in {time.monotonic() - began:.0f} s, {len(breaches)} breaches")
-    return 1 if breaches else 0
+                  f"{time.monotonic() - start:.0f} s", *found[:20], sep="\n", flush=True)
+            runs, breaches = runs + len(plan), breaches + len(found)
+    print(f"{runs} runs in {time.monotonic() - began:.0f} s, {breaches} breaches")
+    return breaches != 0
 
 
-def again(options, place):
+def again(options):
     """One case, with what it said and the command for a debugger."""
-    name, kind, how, code, n = options.case.split("/")
-    way = f"{how}/{code}" + "+" * n.endswith("+")
-    way += next((other[len(way):] for other in FAULTS[kind] if other.rstrip("=!") == way), "")
-    what = cases.scenario(name)
-    bench = cases.bench(options.command, os.path.join(place, "again"), options.library)
-    right, _ = count(bench, what)
-    fault = spell(kind, way, n.rstrip("+"))
-    seen = bench.run(what, fault)
-    print(f"exit code {seen.code}\n{seen.said}"
-          f"files: {({path: its[:-1] + (len(its[-1]),) for path, its in seen.files.items()})}")
-    wrong = judge(what, right, seen, bench.whole, kind, way)
-    print("breach: " + "; ".join(wrong) if wrong else "no breach")
-    bench.lay(what)
-    settings = [f"{key}={value}" for key, value in bench.environment(what, fault).items()]
-    print(f"by hand, in {bench.folder} (with KVERN_FAULT_TRAP=1 it stops in a debugger there):\n"
-          + shlex.join(["env", *settings, options.command, *what.arguments[1:]])
-          + (f" <{what.stdin}" if what.stdin else ""))
-    return 1 if wrong else 0
+    name, kind, *way, n = options.case.split("/")
+    settle(options, tempfile.mkdtemp(prefix="faultwalk-"))
+    what, right, _ = count(table, cases.scenario(name))
+    fault = spell(kind, "/".join(way), n)
+    seen = table.run(what, fault)
+    wrong = judge(what, right, seen, table.whole, kind, "/".join(way))
+    print(f"[{seen.code}] {seen.said}breaches: {wrong}")
+    table.lay(what)
+    settings = [f"{key}={value}" for key, value in table.environment(what, fault).items()]
+    print(f"by hand, in {table.folder} (with KVERN_FAULT_TRAP=1 it stops in a debugger there):\n"
+          + shlex.join(["env", *settings, options.command, *what.arguments[1:]]), what.stdin)
+    return bool(wrong)
 
 
 def main():
@@ -230,14 +198,12 @@ def main():
     parse.add_argument("--jobs", type=int, default=os.cpu_count())
     parse.add_argument("--case", help="one case, as a breach was spelt")
     options = parse.parse_args()
-    under = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
-    place = tempfile.mkdtemp(prefix="faultwalk-", dir=under)
+    if unseen := unwatched(options.command):
+        sys.exit(f"failcalls.c does not stand in for {', '.join(unseen)}")
     if options.case:
-        return again(options, place)
-    try:
+        return again(options)
+    with tempfile.TemporaryDirectory(prefix="faultwalk-", dir=cases.MEMORY) as place:
         return walk(options, place)
-    finally:
-        shutil.rmtree(place)
 
 
 if __name__ == "__main__":

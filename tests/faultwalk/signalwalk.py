@@ -10,9 +10,9 @@ The others end with 130 at once, also at a pipe that nobody opens, feeds or read
   signalwalk.py COMMAND LIBRARY [--moments N] [--seed N]
 """
 import argparse
+import collections
 import os
 import random
-import shutil
 import signal
 import sys
 import tempfile
@@ -85,85 +85,68 @@ def judge(what, right, seen, whole, stop, caught):
 def catches(child, stop):
     """Whether the process has said by now what is to be done at the signal."""
     try:
-        with open(f"/proc/{child}/status", encoding="ascii") as status:
+        with open(f"/proc/{child.pid}/status", encoding="ascii") as status:
             mask = next(int(line.split()[1], 16) for line in status if line.startswith("SigCgt"))
-    except (OSError, StopIteration, ValueError):
+    except (OSError, StopIteration):
         return False
     return bool(mask >> (stop - 1) & 1)
 
 
-def stopped(bench, what, stop, delay):
-    """A run with the signal; its outcome, whether it catches it, and what lay there before."""
+def moment(bench, what, stop, delay, right):
+    """One run with the signal; how it ended and what is wrong."""
     bench.lay(what)
-    child, *rest = bench.start(what, bench.environment(what))
+    child = bench.start(what)
     time.sleep(delay)
     caught = stop != signal.SIGKILL and catches(child, stop)
-    os.kill(child, stop)
-    return bench.finish(child, *rest), caught
+    child.send_signal(stop)
+    seen = bench.finish(child)
+    wrong = judge(what, right, seen, bench.whole, stop, caught)
+    if stop == signal.SIGKILL and what.place is None and set(seen.files) - set(right.files):
+        left = bench.finish(bench.start(what)).files
+        wrong += [f"the next run leaves {path}" for path in set(left) - set(right.files)]
+    return ("done" if seen.code == 0 else
+            "stopped" if seen.code == 130 or stop == signal.SIGKILL else "too early"), wrong
 
 
 def moments(bench, rng, number):
-    """The walk; how many runs of which outcome, and the breaches."""
-    told, breaches = {}, []
-    rights = {}
+    """The walk; the breaches."""
+    told, breaches, rights = collections.Counter(), [], {}
     for at in range(number):
-        name = list(SCENARIOS)[at % len(SCENARIOS)]
-        what = cases.scenario(name, SCENARIOS)
-        if name not in rights:
+        what = cases.scenario(list(SCENARIOS)[at % len(SCENARIOS)], SCENARIOS)
+        if what.name not in rights:
             began = time.monotonic()
-            right = bench.run(what)
-            rights[name] = right, time.monotonic() - began
-            if right.code != 0:
-                sys.exit(f"{name}: the right run ends with {right.code}: {right.said}")
-        right, lasts = rights[name]
+            rights[what.name] = bench.run(what), time.monotonic() - began
+        right, lasts = rights[what.name]
+        if right.code != 0:
+            sys.exit(f"{what.name}: the right run ends with {right.code}: {right.said}")
         delay = rng.random() * lasts * 1.1
         for stop in [signal.SIGKILL] + STOPS:
-            seen, caught = stopped(bench, what, stop, delay)
-            wrong = judge(what, right, seen, bench.whole, stop, caught)
-            if stop == signal.SIGKILL and what.place is None and set(seen.files) - set(right.files):
-                left = set(bench.finish(*bench.start(what, bench.environment(what))).files)
-                wrong += [f"the next run leaves {path}" for path in left - set(right.files)]
-            key = (stop.name, "done" if seen.code == 0 else
-                   "stopped" if seen.code == 130 or stop == signal.SIGKILL else "too early")
-            told[key] = told.get(key, 0) + 1
-            breaches += [f"{name}, {stop.name} after {delay:.4f} s: {word}" for word in wrong]
-    return told, breaches
-
-
-class waiting(cases.scenario):
-    def __init__(self, line, other):
-        super().__init__(line, {line: (line, {"stdout": other == "stdout"})})
-        self.outs = ["out"] if "-o out" in line else []
-        if self.outs:
-            self.before["out"] = cases.DATA["old"]
+            how, wrong = moment(bench, what, stop, delay, right)
+            told[f"{stop.name} {how}"] += 1
+            breaches += [f"{what.name}, {stop.name} after {delay:.4f} s: {word}" for word in wrong]
+    print(", ".join(f"{how} {times}" for how, times in sorted(told.items())))
+    return breaches
 
 
 def wait(bench, line, other, stop):
     """One run that waits, stopped; what is wrong."""
-    what = waiting(line, other)
+    what = cases.scenario(line, {line: (line, {"stdout": "-o out" not in line})})
     bench.lay(what)
     if not os.path.exists("fifo"):
         os.mkfifo("fifo")
         bench.whole = bench.look()
-    held = os.open("fifo", os.O_RDWR) if other == "open" else None
+    held = os.open("fifo" if other == "open" else os.devnull, os.O_RDWR)
     ends = os.pipe()
-    actions = [(os.POSIX_SPAWN_DUP2, bench.errors, 2)]
-    if other in ("stdin", "stdout"):
-        actions.append((os.POSIX_SPAWN_DUP2, *((ends[0], 0) if other == "stdin" else (ends[1], 1))))
-    os.ftruncate(bench.errors, 0)
-    child = os.posix_spawn(bench.command, what.arguments, bench.environment(what),
-                           file_actions=actions, setsigmask=[])
+    theirs = {"stdin": ends[0], "stdout": ends[1]}
+    child = bench.start(what, **{other: theirs[other]} if other in theirs else {})
     while not catches(child, stop):
         time.sleep(0.005)
     time.sleep(0.2)
-    began = time.monotonic()
-    os.kill(child, stop)
-    target = os.open(os.devnull, os.O_RDONLY)
-    seen = bench.finish(child, [], target)
-    for file in ends + ((held,) if held is not None else ()):
+    child.send_signal(stop)
+    seen = bench.finish(child)
+    for file in (*ends, held):
         os.close(file)
-    wrong = [] if seen.code == 130 else [
-        f"ends with {seen.code} after {time.monotonic() - began:.1f} s: {seen.said.strip()}"]
+    wrong = [] if seen.code == 130 else [f"ends with {seen.code}: {seen.said.strip()}"]
     return wrong + [f"leaves or changes {path}" for path in set(seen.files) | set(bench.whole)
                     if seen.files.get(path) != bench.whole.get(path)]
 
@@ -175,25 +158,16 @@ def main():
     parse.add_argument("--moments", type=int, default=200)
     parse.add_argument("--seed", type=int, default=int(time.time()))
     options = parse.parse_args()
-    under = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
-    place = tempfile.mkdtemp(prefix="signalwalk-", dir=under)
-    try:
+    with tempfile.TemporaryDirectory(prefix="signalwalk-", dir=cases.MEMORY) as place:
         bench = cases.bench(options.command, place + "/run", options.library, patience=PROMPT)
         print(f"signals at {options.moments} moments, --seed {options.seed}", flush=True)
-        told, breaches = moments(bench, random.Random(options.seed), options.moments)
-        print(", ".join(f"{stop} {how} {number}" for (stop, how), number in sorted(told.items())))
-        for line, other in WAITS:
-            for stop in STOPS:
-                breaches += [f"kvern {line} ({other or 'nobody there'}), {stop.name}: {word}"
-                             for word in wait(bench, line, other, stop)]
-        print(f"{len(WAITS)} waits at pipes, each ended by {len(STOPS)} signals")
-        for breach in breaches:
-            print("  " + breach)
-        print(f"{len(breaches)} breaches")
-    finally:
-        os.chdir("/")
-        shutil.rmtree(place)
-    return 1 if breaches else 0
+        breaches = moments(bench, random.Random(options.seed), options.moments)
+        breaches += [f"kvern {line} ({other or 'nobody there'}), {stop.name}: {word}"
+                     for line, other in WAITS for stop in STOPS
+                     for word in wait(bench, line, other, stop)]
+        print(f"{len(WAITS)} waits at pipes, each ended by {len(STOPS)} signals", *breaches,
+              f"{len(breaches)} breaches", sep="\n")
+    return bool(breaches)
 
 
 if __name__ == "__main__":

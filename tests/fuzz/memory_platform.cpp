@@ -1,28 +1,15 @@
 #include "fuzz/memory_platform.h"
 
-#include "kvern.h"
 #include "model/model.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
+#include <memory>
 #include <string>
-
-#if defined(__SANITIZE_ADDRESS__)
-#define KVERN_POISON 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define KVERN_POISON 1
-#endif
-#endif
-#ifdef KVERN_POISON
-#include <sanitizer/asan_interface.h>
-#else
-#define ASAN_POISON_MEMORY_REGION(from, bytes) ((void)(from), (void)(bytes))
-#define ASAN_UNPOISON_MEMORY_REGION(from, bytes) ((void)(from), (void)(bytes))
-#endif
+#include <utility>
 
 namespace kvern {
 
@@ -30,37 +17,32 @@ namespace test {
 
 namespace {
 
+using namespace platform;
+
 constexpr const char *directories[] = {"da", "db", "dc"};
+constexpr size_t nowhere = std::size(directories);
 constexpr size_t maxopen = 200;
+constexpr syserror err_device = 1117;
 
 struct memfile {
-    std::string name;     // empty: taken off the disk
-    size_t directory = 0; // whose room it takes
-    std::vector<uint8_t> data;
-    uint32_t opens = 0;
+    size_t directory; // whose room it takes
+    std::vector<uint8_t> data{};
 };
 
 struct openedfile {
-    intptr_t handle;
-    memfile *file;
-    size_t at;
+    std::shared_ptr<memfile> file;
     bool writes;
+    size_t at = 0;
 };
 
 memoryplan plan;
-std::array<memfile, 48> slots;
-std::vector<openedfile> opened;
-memfile standardinput;
-size_t standardat; // read so far
+std::map<std::string, std::shared_ptr<memfile>> disk;
+std::vector<std::weak_ptr<memfile>> made; // with a name, opened, or gone
+std::map<intptr_t, openedfile> opened;    // standard input among them
 intptr_t lasthandle;
 uint32_t operations, names, pieces;
 bool lostblock;
 void *words[2];
-
-// The work area, taken again by each session: no other piece of memory is as big.
-alignas(64) uint8_t area[maxgrant];
-constexpr uint32_t areaatleast = KVRN_MEM_MIN;
-bool areataken;
 
 enum operation : unsigned {
     op_other = 1,
@@ -72,215 +54,167 @@ enum operation : unsigned {
 };
 constexpr unsigned op_writes = op_write | op_writeat;
 constexpr unsigned op_moves = op_writes | op_read | op_readat;
-// By fault.
-constexpr unsigned counted[faultkinds] = {
-    ~0U, op_writes, op_moves, op_writes, op_moves & ~op_write, op_open | op_read | op_write};
+
+// By fault: operations that are counted, whether half is moved, and what is told.
+constexpr struct {
+    unsigned counted;
+    bool half;
+    syserror code;
+} ways[faultkinds] = {
+    {~0U, false, err_device},        {op_writes, false, err_diskfull},
+    {op_moves, true, err_device},    {op_writes, true, err_diskfull},
+    {op_moves & ~op_write, true, 0}, {op_open | op_read | op_write, true, err_interrupted}};
 
 bool struck(operation what = op_other) {
-    if ((counted[static_cast<size_t>(plan.how)] & what) == 0)
+    if ((ways[static_cast<size_t>(plan.how)].counted & what) == 0)
         return false;
     ++operations;
     return plan.failat != 0 && operations >= plan.failat &&
            operations <= std::max(plan.failat, plan.failto);
 }
 
+// What an operation tells by the plan; *length becomes what it moves then.
+syserror planned(operation what, uint32_t *length) {
+    if (!struck(what))
+        return 0;
+    const auto &way = ways[static_cast<size_t>(plan.how)];
+    *length = way.half ? (*length + (way.code == 0 ? 1 : 0)) / 2 : 0;
+    return way.code;
+}
+
+errnumber errnumberof(syserror code) {
+    constexpr std::pair<syserror, errnumber> numbers[] = {{0, 0},
+                                                          {2, 2},
+                                                          {3, 2},
+                                                          {4, 24},
+                                                          {80, 17},
+                                                          {err_isdirectory, 21},
+                                                          {err_device, 5},
+                                                          {err_diskfull, 28},
+                                                          {err_interrupted, errno_interrupted}};
+    return std::find_if(std::begin(numbers), std::end(numbers),
+                        [code](const auto &row) { return row.first == code; })
+        ->second;
+}
+
 size_t directoryof(const char *path) {
-    for (size_t i = 0; i < std::size(directories); ++i)
+    for (size_t i = 0; path != nullptr && i < nowhere; ++i)
         if (strncmp(path, directories[i], 2) == 0 && (path[2] == '/' || path[2] == 0))
             return i;
-    return std::size(directories);
+    return nowhere;
 }
 
-// Nothing but slashes behind the directory's name.
-bool namesdirectory(const char *path) {
-    return path[2 + strspn(path + 2, "/")] == 0;
+std::shared_ptr<memfile> find(const char *path) {
+    const auto found = disk.find(path != nullptr ? path : "");
+    return found != disk.end() ? found->second : nullptr;
 }
 
-memfile *find(const char *path) {
-    for (memfile &file : slots)
-        if (!file.name.empty() && file.name == path)
-            return &file;
-    return nullptr;
-}
-
-memfile *newfile(const char *path) {
-    for (memfile &file : slots) {
-        if (!file.name.empty() || file.opens != 0)
-            continue;
-        file.name = path;
-        file.directory = directoryof(path);
-        file.data.clear();
-        return &file;
-    }
-    return nullptr;
-}
-
-intptr_t opennew(memfile *file, bool writes) {
-    ++file->opens;
-    opened.push_back({++lasthandle, file, 0, writes});
-    return lasthandle;
+std::shared_ptr<memfile> findormake(const char *path) {
+    auto &file = disk[path];
+    if (file == nullptr)
+        made.push_back(file = std::make_shared<memfile>(memfile{directoryof(path)}));
+    return file;
 }
 
 openedfile &of(intptr_t handle) {
-    for (openedfile &file : opened)
-        if (file.handle == handle)
-            return file;
-    finding("a handle that is not open");
+    const auto found = opened.find(handle);
+    if (found == opened.end())
+        finding("a handle that is not open");
+    return found->second;
 }
 
-void close(intptr_t handle) {
-    openedfile &file = of(handle);
-    --file.file->opens;
-    file = opened.back();
-    opened.pop_back();
+// One that fails has closed all the same.
+syserror close(intptr_t handle) {
+    (void)of(handle);
+    opened.erase(handle);
+    return struck() ? err_device : 0;
 }
 
-uint32_t roomon(size_t directory) {
+syserror movein(operation what, openedfile &from, void *to, uint32_t length, uint32_t *count) {
+    const syserror code = planned(what, &length);
+    const std::vector<uint8_t> &data = from.file->data;
+    const size_t there = from.at < data.size() ? data.size() - from.at : 0;
+    *count = static_cast<uint32_t>(std::min<size_t>(there, length));
+    if (*count != 0)
+        memcpy(to, data.data() + from.at, *count);
+    from.at += *count;
+    return code;
+}
+
+size_t roomon(size_t directory) {
     size_t used = 0;
-    for (const memfile &file : slots)
-        if ((!file.name.empty() || file.opens != 0) && file.directory == directory)
-            used += file.data.size();
-    const size_t most = directory < plan.capacity.size() ? plan.capacity[directory] : 0;
-    return used < most ? static_cast<uint32_t>(most - used) : 0;
+    for (const std::weak_ptr<memfile> &one : made)
+        if (const auto file = one.lock(); file != nullptr && file->directory == directory)
+            used += file->data.size();
+    return plan.capacity[directory] - std::min<size_t>(plan.capacity[directory], used);
 }
 
-uint32_t transferin(openedfile &file, void *to, uint32_t length) {
-    const std::vector<uint8_t> &data = file.file->data;
-    const size_t there = file.at < data.size() ? data.size() - file.at : 0;
-    const auto count = static_cast<uint32_t>(std::min<size_t>(there, length));
-    if (count != 0)
-        memcpy(to, data.data() + file.at, count);
-    file.at += count;
-    return count;
-}
-
-uint32_t transferout(openedfile &file, const void *from, uint32_t length) {
-    std::vector<uint8_t> &data = file.file->data;
-    const uint64_t end = uint64_t{file.at} + length;
-    const uint64_t grown = end > data.size() ? end - data.size() : 0;
-    const uint32_t room = roomon(file.file->directory);
-    const auto lacks =
-        static_cast<uint32_t>(std::min<uint64_t>(grown > room ? grown - room : 0, length));
-    const uint32_t count = length - lacks;
-    if (count != 0) {
-        data.resize(std::max(data.size(), file.at + count));
-        memcpy(data.data() + file.at, from, count);
-    }
-    file.at += count;
-    return count;
-}
-
-// The codes of a failure in both of the platform's code spaces.
-enum class refusal : uint8_t {
-    none,
-    nofile,
-    nodirectory,
-    isdirectory,
-    toomany,
-    exists,
-    device,
-    full,
-    interrupted
-};
-
-// What a struck operation tells, and how much of `length` it moves.
-struct movement {
-    uint32_t length;
-    refusal failure;
-};
-movement planned(operation what, uint32_t length) {
-    if (!struck(what))
-        return {length, refusal::none};
-    constexpr movement struckones[faultkinds] = {{0, refusal::device}, {0, refusal::full},
-                                                 {1, refusal::device}, {1, refusal::full},
-                                                 {1, refusal::none},   {1, refusal::interrupted}};
-    const movement &row = struckones[static_cast<size_t>(plan.how)];
-    return {row.length * ((length + (row.failure == refusal::none ? 1 : 0)) / 2), row.failure};
-}
-
-refusal movein(operation what, openedfile &from, void *to, uint32_t length, uint32_t *count) {
-    const movement done = planned(what, length);
-    *count = transferin(from, to, done.length);
-    return done.failure;
-}
-
-refusal moveout(operation what, openedfile &to, const void *from, uint32_t length,
-                uint32_t *count) {
+syserror moveout(operation what, openedfile &to, const void *from, uint32_t length,
+                 uint32_t *count) {
     if (!to.writes)
         finding("a write to a file that was opened for reading");
-    const movement done = planned(what, length);
-    *count = transferout(to, from, done.length);
-    return done.failure == refusal::none && *count != done.length ? refusal::full : done.failure;
+    const syserror code = planned(what, &length);
+    std::vector<uint8_t> &data = to.file->data;
+    const size_t most = data.size() + roomon(to.file->directory), end = to.at + length;
+    *count = length - static_cast<uint32_t>(std::min<size_t>(end - std::min(end, most), length));
+    if (*count != 0) {
+        data.resize(std::max(data.size(), to.at + *count));
+        memcpy(data.data() + to.at, from, *count);
+    }
+    to.at += *count;
+    return code == 0 && *count != length ? err_diskfull : code;
 }
 
-refusal openpath(const char *path, bool writes, platform::openmode mode, intptr_t *out) {
-    using platform::openmode;
+syserror openpath(const char *path, openmode mode, intptr_t *out) {
     const bool temporary = mode == openmode::tempcreate || mode == openmode::tempreplace;
-    if (const movement start = planned(temporary ? op_other : op_open, 0);
-        start.failure != refusal::none)
-        return start.failure;
-    if (path == nullptr || directoryof(path) == std::size(directories))
-        return refusal::nodirectory;
-    if (namesdirectory(path))
-        return refusal::isdirectory;
-    if (opened.size() >= maxopen)
-        return refusal::toomany;
-    memfile *file = find(path);
+    uint32_t nothing = 0;
+    if (const syserror code = planned(temporary ? op_other : op_open, &nothing); code != 0)
+        return code;
+    if (directoryof(path) == nowhere)
+        return 3;
+    if (isdirectory(path))
+        return err_isdirectory;
+    if (opened.size() > maxopen)
+        return 4;
+    std::shared_ptr<memfile> file = find(path);
     if (file != nullptr && mode == openmode::tempcreate && !plan.deletesbyname)
-        return refusal::exists;
-    const bool makes =
-        mode == openmode::create || mode == openmode::tempcreate || mode == openmode::tempreplace;
-    if (file == nullptr && !makes)
-        return refusal::nofile;
-    if (file == nullptr && (file = newfile(path)) == nullptr)
-        return refusal::toomany;
+        return 80;
+    if (file == nullptr && (mode == openmode::input || mode == openmode::truncate))
+        return 2;
+    if (file == nullptr)
+        file = findormake(path);
     if (mode != openmode::input)
         file->data.clear();
-    *out = opennew(file, writes);
-    return refusal::none;
+    *out = ++lasthandle;
+    opened[lasthandle] = {file, mode != openmode::input};
+    return 0;
 }
 
 } // namespace
 
 void startplatform(const memoryplan &next) {
     plan = next;
-    for (memfile &file : slots) {
-        file.name.clear();
-        file.opens = 0;
-    }
-    opened.clear();
-    standardinput.data.clear();
-    standardat = 0;
+    disk.clear();
+    made.clear();
+    opened = {{stdinput, {std::make_shared<memfile>(memfile{nowhere}), false}}};
     lasthandle = 100;
     operations = names = pieces = 0;
     lostblock = false;
-    areataken = false;
     words[0] = words[1] = nullptr;
-    static const bool poisoned = (ASAN_POISON_MEMORY_REGION(area, sizeof area), true);
-    (void)poisoned;
 }
 
 std::vector<uint8_t> &makefile(const char *name) {
-    if (strcmp(name, "stdin") == 0)
-        return standardinput.data;
-    memfile *file = find(name);
-    if (file == nullptr)
-        file = newfile(name);
-    if (file == nullptr)
-        finding("no room for the harness's own files");
-    return file->data;
+    return (strcmp(name, "stdin") == 0 ? opened[stdinput].file : findormake(name))->data;
 }
 
 const std::vector<uint8_t> *filenamed(const char *name) {
-    const memfile *file = find(name);
+    const std::shared_ptr<memfile> file = find(name);
     return file != nullptr ? &file->data : nullptr;
 }
 
 platformstate held() {
-    uint32_t files = 0;
-    for (const memfile &file : slots)
-        files += file.name.empty() ? 0U : 1U;
-    return {pieces, static_cast<uint32_t>(opened.size()), files, operations, lostblock};
+    return {pieces, static_cast<uint32_t>(opened.size() - 1), static_cast<uint32_t>(disk.size()),
+            operations, lostblock};
 }
 
 void finding(const char *what) {
@@ -294,57 +228,29 @@ namespace platform {
 
 using namespace test;
 
-namespace {
-
-constexpr syserror err_device = 1117;
-constexpr syserror systemcodes[] = {
-    0, 2, 3, err_isdirectory, 4, 80, err_device, err_diskfull, err_interrupted};
-constexpr errnumber errnumbers[] = {0, 2, 2, 21, 24, 17, 5, 28, errno_interrupted};
-
-syserror systemcode(refusal why) {
-    return systemcodes[static_cast<size_t>(why)];
-}
-errnumber errnumberof(refusal why) {
-    return errnumbers[static_cast<size_t>(why)];
-}
-
-} // namespace
-
 bool takememory(uint32_t bytes, memory *out) {
     if (bytes > plan.grant || struck())
         return false;
-    if (bytes >= areaatleast && !areataken) {
-        areataken = true;
-        ASAN_UNPOISON_MEMORY_REGION(area, bytes);
-        memset(area, 0, bytes);
-        out->address = area;
-    } else {
-        out->address = calloc(1, bytes);
-    }
-    out->handle = out->address;
+    out->handle = out->address = calloc(1, bytes);
     ++pieces;
     return true;
 }
-void freememory(const memory &taken, uint32_t bytes) {
-    if (pieces == 0)
+void freememory(const memory &taken, uint32_t) {
+    if (pieces-- == 0)
         finding("memory given back twice");
-    --pieces;
-    if (taken.address != area)
-        return free(taken.address);
-    areataken = false;
-    ASAN_POISON_MEMORY_REGION(area, bytes);
+    free(taken.address);
 }
 void wantmanyfiles() {}
 
 syserror openfile(const char *path, openmode mode, filehandle *out) {
     *out = nofile;
-    return systemcode(openpath(path, mode != openmode::input, mode, out));
+    return openpath(path, mode, out);
 }
 syserror readfile(filehandle file, void *to, uint32_t length, uint32_t *count) {
-    return systemcode(movein(op_read, of(file), to, length, count));
+    return movein(op_read, of(file), to, length, count);
 }
 syserror writefile(filehandle file, const void *from, uint32_t length, uint32_t *count) {
-    return systemcode(moveout(op_write, of(file), from, length, count));
+    return moveout(op_write, of(file), from, length, count);
 }
 static blockmove placed(filehandle file, filepos place) {
     of(file).at = static_cast<size_t>(place);
@@ -354,79 +260,70 @@ static blockmove placed(filehandle file, filepos place) {
 blockmove readat(filehandle file, filepos place, void *to, uint32_t length) {
     blockmove result = placed(file, place);
     if (result.placed)
-        result.error = systemcode(movein(op_readat, of(file), to, length, &result.count));
+        result.error = movein(op_readat, of(file), to, length, &result.count);
     return result;
 }
 blockmove writeat(filehandle file, filepos place, const void *from, uint32_t length) {
     blockmove result = placed(file, place);
     if (result.placed)
-        result.error = systemcode(moveout(op_writeat, of(file), from, length, &result.count));
+        result.error = moveout(op_writeat, of(file), from, length, &result.count);
     lostblock = lostblock || result.error == err_device;
     return result;
 }
 filepos filelimit() {
     return ~filepos{0};
 }
-// A close that fails has closed all the same.
 syserror closefile(filehandle file) {
-    test::close(file);
-    return struck() ? err_device : 0;
+    return close(file);
 }
 syserror deletefile(const char *path) {
-    memfile *file = path != nullptr ? find(path) : nullptr;
-    if (file == nullptr)
+    if (find(path) == nullptr)
         return 2;
-    file->name.clear();
+    disk.erase(path);
     return struck() ? err_device : 0;
 }
 
 errnumber opendescr(const char *path, bool for_write, int *out) {
     intptr_t handle = -1;
-    const refusal code =
-        openpath(path, for_write, for_write ? openmode::create : openmode::input, &handle);
+    const syserror code = openpath(path, for_write ? openmode::create : openmode::input, &handle);
     *out = static_cast<int>(handle);
     return errnumberof(code);
 }
 errnumber readdescr(int descr, void *to, uint32_t length, uint32_t *count) {
-    openedfile input = {stdinput, &standardinput, standardat, false};
-    openedfile &from = descr != stdinput ? of(descr) : input;
-    const refusal failure = movein(op_read, from, to, length, count);
-    standardat = input.at;
-    return errnumberof(failure);
+    return errnumberof(movein(op_read, of(descr), to, length, count));
 }
 errnumber writedescr(int descr, const void *from, uint32_t length, uint32_t *count) {
     if (descr != stdinput)
         return errnumberof(moveout(op_write, of(descr), from, length, count));
-    const movement done = planned(op_write, length); // standard output goes through it too
-    *count = done.length;
-    return errnumberof(done.failure);
+    *count = length; // standard output goes through it too
+    return errnumberof(planned(op_write, count));
 }
 errnumber closedescr(int descr) {
-    test::close(descr);
-    return struck() ? errnumberof(refusal::device) : 0;
+    return errnumberof(close(descr));
 }
 
+// Nothing but slashes behind the directory's name.
 bool isdirectory(const char *path) {
-    const size_t directory = path != nullptr ? directoryof(path) : std::size(directories);
-    return directory != std::size(directories) && namesdirectory(path);
+    return directoryof(path) != nowhere && path[2 + strspn(path + 2, "/")] == 0;
 }
 bool samepath(const char *a, const char *b) {
     return a != nullptr && b != nullptr && strcmp(a, b) == 0;
 }
 bool isopenas(filehandle file, const char *path) {
-    return path != nullptr && of(file).file->name == path;
+    return of(file).file == find(path);
 }
 syserror tempname(const char *directory, char *out, uint32_t room) {
     if (struck())
         return err_device;
     if (!isdirectory(directory))
         return 3;
-    char name[16];
-    const int length = snprintf(name, sizeof name, "%.2s/QZ%u", directory, ++names);
-    if (static_cast<uint32_t>(length) >= room)
+    const std::string name = std::string(directory, 2) + "/QZ" + std::to_string(++names);
+    if (name.size() >= room)
         return 206;
-    memcpy(out, name, static_cast<size_t>(length) + 1);
-    return plan.deletesbyname && newfile(name) == nullptr ? syserror{4} : syserror{0};
+    memcpy(out, name.c_str(), name.size() + 1);
+    if (plan.deletesbyname)
+        (void)findormake(out);
+    return 0;
 }
 bool tempdirectory(char *out, uint32_t room) {
     if (struck() || room < 3)
@@ -435,27 +332,19 @@ bool tempdirectory(char *out, uint32_t room) {
     return true;
 }
 bool hidetemp(const char *path) {
-    if (plan.deletesbyname || struck())
-        return false;
-    memfile *file = find(path);
-    if (file == nullptr)
-        return false;
-    file->name.clear();
-    return true;
+    return !plan.deletesbyname && !struck() && disk.erase(path) != 0;
 }
 
 uint32_t environment(const char *, char *out, uint32_t room) {
-    const size_t length = plan.variable != nullptr ? strlen(plan.variable) : 0;
-    if (length != 0 && length < room)
-        memcpy(out, plan.variable, length + 1);
-    return static_cast<uint32_t>(length);
+    const std::string value = plan.variable != nullptr ? plan.variable : "";
+    if (!value.empty() && value.size() < room)
+        memcpy(out, value.c_str(), value.size() + 1);
+    return static_cast<uint32_t>(value.size());
 }
 uint32_t systemdirectory(char *out, uint32_t room) {
-    if (!plan.deletesbyname)
-        return 0;
-    if (room > 2)
+    if (plan.deletesbyname && room > 2)
         memcpy(out, directories[1], 3);
-    return 2;
+    return plan.deletesbyname ? 2 : 0;
 }
 bool readsetting(setting, char (&)[settingroom]) {
     return false;
@@ -468,10 +357,10 @@ library loadlibrary(const char *) {
     return nullptr;
 }
 library loadproduct(const char *, const char *) {
-    return nullptr;
+    return plan.manager != nullptr ? &plan : nullptr;
 }
-symbol findsymbol(library, const char *) {
-    return nullptr;
+symbol findsymbol(library, const char *name) {
+    return plan.manager != nullptr ? plan.manager(name) : nullptr;
 }
 void freelibrary(library) {}
 errnumber lasterror() {

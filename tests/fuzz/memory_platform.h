@@ -32,6 +32,7 @@ struct memoryplan {
     uint32_t failto = 0;            // last one that fails; below failat: that one alone
     bool deletesbyname = false;     // temporary files as on Windows, else as on POSIX
     const char *variable = nullptr; // value of all environment variables
+    platform::symbol (*manager)(const char *name) = nullptr; // the file manager's routines
 };
 constexpr uint32_t maxgrant = 2U << 20; // of memoryplan::grant
 
