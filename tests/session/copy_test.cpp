@@ -42,8 +42,10 @@ TEST(copies, broken_and_odd_inputs) {
         s.prim.reclen = c.reclen;
         if (c.form != 'f')
             s.astext(c.linedlmt, c.form == 'w' ? KVRN_FIELDS : KVRN_COLUMNS);
+        KVRNSELE other = compared(KVRN_CHAR, 1, "x", 1);
+        other.op = KVRN_OP_NE;
         if (c.kept == 'n')
-            s.keepif(KVRN_OP_NE, 0, "x");
+            s.select({other});
         if (c.kept == 'r')
             s.piece(0, 1);
         KVRNFTYP types = {1, {c.kind}};
