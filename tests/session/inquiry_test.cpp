@@ -66,6 +66,36 @@ TEST(counters, of_sessions_between_files) {
     }
 }
 
+// What no output shows: how many records the storage holds, how long the strings are,
+// and that blocks are spilled only where the merge is narrower than they are many.
+TEST(counters, strings_and_spills_at_their_borders) {
+    constexpr bool wide = sizeof(void *) == 8;
+    constexpr int64_t held = wide ? 419 : 423; // of 100 bytes, in 64 KB
+    const struct {
+        int64_t step, records; // from key to key
+        uint64_t strings, spills;
+    } rows[] = {
+        {1, held, 1, 0},          {1, held + 1, 2, 0},
+        {1, 10 * held, 2, 0},     {-1, 2 * held, 3, 0},
+        {-1, 10 * held, 11, 0},   {7919, 10 * held, 6, 0},
+        {7919, 20 * held, 12, 0}, {7919, 40 * held, 23, wide ? 173 : 212},
+    };
+    for (const auto &c : rows) {
+        handmade s;
+        s.prim.memsize = KVRN_MEM_MIN;
+        s.prim.reclen = 100;
+        s.key(0, 8);
+        strings records;
+        for (int64_t i = 0; i < c.records; ++i) {
+            const int64_t key = 10000000 + (c.records + c.step * i % c.records) % c.records;
+            records.push_back(std::to_string(key) + std::string(92, '.'));
+        }
+        EXPECT_EQ(s.sort(records).size(), records.size());
+        EXPECT_EQ(s.counters().strings, c.strings) << c.step << ' ' << c.records;
+        EXPECT_EQ(s.counters().spills, c.spills) << c.step << ' ' << c.records;
+    }
+}
+
 TEST(counters, fill_what_the_size_covers) {
     handmade s;
     ASSERT_EQ(s.play("open put"), "0 0");
