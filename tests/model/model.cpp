@@ -13,19 +13,16 @@ namespace {
 uint8_t at(const bytes &text, size_t i) {
     return static_cast<uint8_t>(text[i]);
 }
-// The conversion tables are the engine's own, which its test knows by checksum.
 bytes translated(bytes text, const uint8_t *table) {
     for (char &c : text)
         c = static_cast<char>(table[static_cast<uint8_t>(c)]);
     return text;
 }
-bytes ascii_to_ebcdic(const bytes &text, unsigned altmode) {
-    const chartable *const tables[] = {&TBL_A2E0, &TBL_A2E1, &TBL_A2E2};
-    return translated(text, tables[altmode]->code);
-}
-bytes ebcdic_to_ascii(const bytes &text, unsigned altmode) {
-    const chartable *const tables[] = {&TBL_E2A0, &TBL_E2A1, &TBL_E2A2};
-    return translated(text, tables[altmode]->code);
+// The tables are the engine's own, which its test knows by checksum.
+bytes recoded(const bytes &text, unsigned altmode, bool toebcdic) {
+    const chartable *const tables[][3] = {{&TBL_E2A0, &TBL_E2A1, &TBL_E2A2},
+                                          {&TBL_A2E0, &TBL_A2E1, &TBL_A2E2}};
+    return translated(text, tables[toebcdic ? 1 : 0][altmode]->code);
 }
 bytes reversed(const bytes &text) {
     return {text.rbegin(), text.rend()};
@@ -39,28 +36,20 @@ bool isdigit(char c) {
 // A zoned number: the sign byte is told apart by the code of the data, its
 // digit stands beside the others.
 keyvalue zoned(uint8_t cdmode, bytes field, size_t sign) {
-    const uint8_t b = at(field, sign);
-    const unsigned zone = b >> 4, digit = b & 15;
-    switch (cdmode) {
-    case KVRN_CD_EBCDIC:
-        field[sign] = static_cast<char>(0xF0 + digit);
-        return {zone == 0xB || zone == 0xD, field};
-    case KVRN_CD_OVERPUNCH: {
-        const bool letter = b >= 'J' && b <= 'R';
-        field[sign] = static_cast<char>(letter                 ? '1' + (b - 'J')
-                                        : b == '{' || b == '}' ? '0'
-                                                               : '0' + static_cast<int>(digit));
-        return {letter || b == '}', field};
-    }
-    default:
-        field[sign] = static_cast<char>('0' + digit);
-        return {zone == (cdmode == KVRN_CD_ZONE7 ? 7 : 5), field};
-    }
+    const int b = at(field, sign), zone = b >> 4;
+    const bool ebcdic = cdmode == KVRN_CD_EBCDIC, overpunch = cdmode == KVRN_CD_OVERPUNCH;
+    const bool letter = overpunch && b >= 'J' && b <= 'R';
+    const int digit = letter ? b - 'I' : overpunch && (b == '{' || b == '}') ? 0 : b & 15;
+    field[sign] = static_cast<char>((ebcdic ? 0xF0 : '0') + digit);
+    const bool negative = ebcdic      ? zone == 0xB || zone == 0xD
+                          : overpunch ? letter || b == '}'
+                                      : zone == (cdmode == KVRN_CD_ZONE7 ? 7 : 5);
+    return {negative, field};
 }
 
 keyvalue packed(bytes field) {
-    const unsigned sign = at(field, field.size() - 1) & 15;
-    field.back() = static_cast<char>(at(field, field.size() - 1) & 0xF0);
+    const int sign = field.back() & 15;
+    field.back() = static_cast<char>(field.back() & 0xF0);
     return {sign == 0xB || sign == 0xD, field};
 }
 
@@ -106,12 +95,11 @@ charclass classof(char c, bool kanji) {
 bytes cleaned(bytes text, unsigned options, bool kanji) {
     if (options & KVRN_TXT_SKIPBLANKS)
         text.erase(0, std::min(text.find_first_not_of(" \t"), text.size()));
-    if (options & KVRN_TXT_ALNUM) {
-        std::erase_if(
-            text, [=](char c) { return classof(c, kanji) != lower && classof(c, kanji) != plain; });
-    }
-    if (options & KVRN_TXT_PRINTABLE)
-        std::erase_if(text, [=](char c) { return classof(c, kanji) == control; });
+    std::erase_if(text, [=](char c) {
+        const charclass is = classof(c, kanji);
+        return (is == control && (options & (KVRN_TXT_PRINTABLE | KVRN_TXT_ALNUM))) ||
+               (is == printable && (options & KVRN_TXT_ALNUM));
+    });
     if (options & KVRN_TXT_FOLD)
         for (char &c : text)
             c = classof(c, kanji) == lower ? static_cast<char>(c - 32) : c;
@@ -134,32 +122,25 @@ keyvalue numeric(bytes text, size_t room) {
     return value;
 }
 
+bool opensjis(unsigned b) {
+    return (b >= 0x81 && b <= 0x9F) || (b >= 0xE0 && b <= 0xFC);
+}
+
 // Row and cell of each Shift-JIS character; single bytes stand in row 0.
 bytes jis(const bytes &text) {
     bytes out;
-    const auto pair = [&](unsigned row, unsigned cell) {
-        out += static_cast<char>(row);
-        out += static_cast<char>(cell);
-    };
     for (size_t i = 0; i < text.size(); ++i) {
-        unsigned b = at(text, i), beyond = 0;
-        if (b < 0x81 || (b > 0x9F && b < 0xE0) || b > 0xFC) {
-            pair(0, b);
-            continue;
+        unsigned row = 0, cell = at(text, i);
+        if (opensjis(cell) && i + 1 == text.size()) {
+            std::swap(row, cell);
+        } else if (opensjis(cell)) {
+            row = 2 * cell - (cell < 0xE0 ? 256 : 384);
+            cell = at(text, ++i);
+            const bool odd = cell >= 0x40 && cell <= 0x9E && cell != 0x7F;
+            row -= odd ? 1 : 0;
+            cell -= !odd ? 158 : cell < 0x7F ? 63 : 64;
         }
-        if (i + 1 == text.size()) {
-            pair(b, 0);
-            continue;
-        }
-        if (b >= 0xF0) {
-            b -= 111;
-            beyond = 94;
-        }
-        const unsigned row = 2 * b - (b < 0xE0 ? 256 : 384) + beyond, c = at(text, ++i);
-        if (c >= 0x40 && c <= 0x9E && c != 0x7F)
-            pair(row - 1, c - (c < 0x7F ? 63 : 64));
-        else
-            pair(row, c - 158);
+        out += {static_cast<char>(row), static_cast<char>(cell)};
     }
     return out;
 }
@@ -168,18 +149,16 @@ bytes jis(const bytes &text) {
 // and what fills the front is 0 in either order: intended, only full fields
 // compare as text.
 keyvalue kanji(const keyspec &key, const bytes &field) {
+    const bool descending = key.order == KVRN_DESCENDING;
     const bytes kept = cleaned(field, key.textoption, true);
     bytes codes = jis(kept);
     codes.resize(2 * kept.size());
-    const bool descending = key.order == KVRN_DESCENDING;
-    if (descending) {
-        std::transform(codes.begin(), codes.end(), codes.begin(),
-                       [](char c) { return static_cast<char>(~c); });
-    }
+    for (char &c : codes)
+        c = static_cast<char>(descending ? ~c : c);
     const size_t missing = 2 * key.length - codes.size();
-    codes = bytes(missing, 0) + codes;
-    codes.replace(codes.size() - missing, missing, missing, descending ? '\xFF' : '\0');
-    return {false, codes};
+    codes = bytes(missing, '\0') + codes;
+    codes.resize(codes.size() - missing);
+    return {false, codes + bytes(missing, descending ? '\xFF' : '\0')};
 }
 
 keyvalue text(const sessionspec &spec, const keyspec &key, const bytes &field) {
@@ -195,7 +174,7 @@ keyvalue text(const sessionspec &spec, const keyspec &key, const bytes &field) {
     }
     kept.resize(key.length);
     if (key.type == KVRN_CHARX)
-        kept = ascii_to_ebcdic(kept, spec.altmode);
+        kept = recoded(kept, spec.altmode, true);
     return {false, kept, descending};
 }
 
@@ -214,61 +193,13 @@ keyspec wholerecord(const sessionspec &spec) {
     return key;
 }
 
-bool splits(const bytes &line, size_t p, const bytes &separator) {
-    return line.compare(p, separator.size(), separator) == 0;
-}
-
-struct rebuilt {
-    uint32_t detail = 0;
-    bytes data{};
-    std::vector<bytes> fields{}; // by number, where keys go by number
-};
-
-rebuilt rebuild(const sessionspec &spec, const bytes &record) {
-    const bool bynumber = spec.bynumber();
-    rebuilt out;
-    if (spec.pieces.empty()) {
-        out.data = record;
-        if (bynumber)
-            out.fields = fieldsof(spec, record);
-        return out;
-    }
-    const std::vector<bytes> source = bynumber ? fieldsof(spec, record) : std::vector<bytes>{};
-    size_t highest = 0;
-    bool copies = false;
-    for (const piece &p : spec.pieces)
-        if (!p.literal) {
-            highest = std::max<size_t>(highest, bynumber ? p.position : p.position + p.length - 1);
-            copies = true;
-        }
-    // A rebuilding that needs nothing but literals still asks an empty variable
-    // record for its first byte: intended.
-    const bool missing = bynumber           ? source.size() <= highest
-                         : spec.form == 'f' ? false
-                         : spec.form == 'v' ? record.size() <= highest
-                                            : copies && record.size() <= highest;
-    if (missing) {
-        out.detail = KVRN_D_NORCNFIELD;
-        return out;
-    }
-    for (const piece &p : spec.pieces) {
-        const bytes part = p.literal  ? p.text
-                           : bynumber ? source[p.position].substr(0, p.length)
-                                      : record.substr(p.position, p.length);
-        out.data += (bynumber && !out.fields.empty() ? spec.separator.value_or(" ") : "") + part;
-        out.fields.push_back(part);
-    }
-    return out;
-}
-
 } // namespace
 
 bool leadbyte(char byte) {
 #ifdef _WIN32
     return IsDBCSLeadByte(static_cast<BYTE>(byte)) != 0;
 #else
-    const auto b = static_cast<uint8_t>(byte);
-    return (b >= 0x81 && b <= 0x9F) || (b >= 0xE0 && b <= 0xFC);
+    return opensjis(static_cast<uint8_t>(byte));
 #endif
 }
 
@@ -293,20 +224,18 @@ keyvalue valueof(const sessionspec &spec, const keyspec &key, const bytes &field
     const auto decoded = [&]() -> keyvalue {
         switch (type) {
         case KVRN_CHAR:
-            return {false, ebcdic ? ebcdic_to_ascii(field, spec.altmode) : field};
+            return {false, ebcdic ? recoded(field, spec.altmode, false) : field};
         case KVRN_CHARX:
-            return {false, ebcdic ? field : ascii_to_ebcdic(field, spec.altmode)};
+            return {false, ebcdic ? field : recoded(field, spec.altmode, true)};
         case KVRN_TABLED:
             return {false, translated(field, reinterpret_cast<const uint8_t *>(key.table.data()))};
         case KVRN_ZONED:
         case KVRN_ZONEDU:
-            return zoned(cdmode, field, last);
         case KVRN_ZONEDLEAD:
-            return zoned(cdmode, field, 0);
+            return zoned(cdmode, field, type == KVRN_ZONEDLEAD ? 0 : last);
         case KVRN_SIGNLEAD:
-            return separatesign(cdmode, field, 0);
         case KVRN_SIGNTRAIL:
-            return separatesign(cdmode, field, last);
+            return separatesign(cdmode, field, type == KVRN_SIGNLEAD ? 0 : last);
         case KVRN_PACKED:
             return packed(field);
         case KVRN_SBEBIN:
@@ -329,56 +258,83 @@ keyvalue valueof(const sessionspec &spec, const keyspec &key, const bytes &field
     return value;
 }
 
+keyvalue bydigits(const sessionspec &spec, uint8_t type, const bytes &field) {
+    const keyvalue value = valueof(spec, {0, 0, type}, field);
+    keyvalue out{value.negative, {}};
+    for (const char c : value.magnitude) {
+        if (type == KVRN_PACKED)
+            out.magnitude += static_cast<char>(static_cast<uint8_t>(c) >> 4);
+        out.magnitude += static_cast<char>(c & 15);
+    }
+    if (type == KVRN_PACKED)
+        out.magnitude.pop_back(); // where the sign stood
+    return out;
+}
+
 std::vector<bytes> fieldsof(const sessionspec &spec, const bytes &line) {
     std::vector<bytes> fields;
-    const auto white = [&](size_t p) { return line[p] == ' ' || line[p] == '\t'; };
-    const bytes separator = spec.separator.value_or("");
-    const uint8_t first = separator.empty() ? uint8_t{0} : at(separator, 0);
+    const bytes separator = spec.separator.value_or(" ");
+    if (separator.empty() && !line.empty()) // every field is empty, without end
+        return std::vector<bytes>(256);
+    const int first = separator.empty() ? 0 : at(separator, 0);
     const bool pairs =
         spec.doublebyte() && ((first >= 64 && first <= 126) || (first >= 161 && first <= 223));
-    for (size_t p = 0;; p += spec.separator ? separator.size() : 1) {
+    const auto ends = [&](size_t p) {
+        if (!spec.separator)
+            return line[p] == ' ' || line[p] == '\t';
+        const bool lead = pairs && separator.size() == 1 && leadbyte(line[p]);
+        return line.compare(p, separator.size(), separator) == 0 && !lead;
+    };
+    for (size_t p = 0;; p += separator.size()) {
         const size_t start = p;
-        if (!spec.separator) // white space in front belongs to the field
-            while (p < line.size() && white(p))
-                ++p;
-        while (p < line.size()) {
-            const bool lead = pairs && leadbyte(line[p]);
-            const bool stop = !spec.separator
-                                  ? white(p)
-                                  : splits(line, p, separator) && !(lead && separator.size() == 1);
-            if (stop)
-                break;
-            p += lead && p + 1 < line.size() ? 2U : 1U;
-        }
+        while (!spec.separator && p < line.size() && ends(p)) // white space in front belongs to it
+            ++p;
+        while (p < line.size() && !ends(p))
+            p += pairs && leadbyte(line[p]) && p + 1 < line.size() ? 2U : 1U;
         fields.push_back(line.substr(start, p - start));
         if (p == line.size())
             return fields;
-        if (spec.separator && separator.empty()) // every field is empty, without end
-            return std::vector<bytes>(256);
     }
 }
 
 modelrecord taken(const sessionspec &spec, const bytes &record) {
-    const rebuilt source = rebuild(spec, record);
-    modelrecord made{source.data, {}, source.detail};
-    if (made.detail != 0 || spec.function == KVRN_COPY)
+    const bool bynumber = spec.bynumber();
+    std::vector<bytes> fields = bynumber ? fieldsof(spec, record) : std::vector<bytes>{};
+    modelrecord made{record, {}, 0};
+    if (!spec.pieces.empty()) {
+        // A rebuilding that needs nothing but literals still asks an empty variable
+        // record for its first byte: intended.
+        const uint32_t needs = std::max(spec.rebuildingneeds(), spec.form == 'v' ? 1U : 0U);
+        made.data.clear();
+        if (spec.form != 'f' && (bynumber ? fields.size() : record.size()) < needs) {
+            made.detail = KVRN_D_NORCNFIELD;
+            return made;
+        }
+        std::vector<bytes> parts;
+        for (const piece &p : spec.pieces) {
+            made.data += bynumber && !parts.empty() ? spec.separator.value_or(" ") : "";
+            parts.push_back(p.literal  ? p.text
+                            : bynumber ? fields[p.position].substr(0, p.length)
+                                       : record.substr(p.position, p.length));
+            made.data += parts.back();
+        }
+        fields = parts;
+    }
+    if (spec.function == KVRN_COPY)
         return made;
     // Short records read as zero behind their end.
-    bytes padded = source.data;
+    bytes padded = made.data;
     padded.resize(std::max<size_t>(padded.size(), spec.outlength()));
-    for (const keyspec &key :
-         spec.keys.empty() ? std::vector<keyspec>{wholerecord(spec)} : spec.keys) {
-        bytes field;
-        if (spec.bynumber() && !spec.keys.empty()) {
-            if (key.position >= source.fields.size()) {
-                made.detail = KVRN_D_NOKEYFIELD;
-                return made;
-            }
-            field = source.fields[key.position].substr(0, key.length);
-        } else {
-            field = padded.substr(key.position, key.type == KVRN_MASKBYTE ? 1 : key.length);
+    if (spec.keys.empty())
+        made.key.push_back(valueof(spec, wholerecord(spec), padded.substr(0, spec.outlength())));
+    for (const keyspec &key : spec.keys) {
+        if (bynumber && key.position >= fields.size()) {
+            made.detail = KVRN_D_NOKEYFIELD;
+            return made;
         }
-        made.key.push_back(valueof(spec, key, field));
+        made.key.push_back(valueof(spec, key,
+                                   bynumber ? fields[key.position].substr(0, key.length)
+                                            : padded.substr(key.position, key.width())));
     }
     return made;
 }

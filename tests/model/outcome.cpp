@@ -1,6 +1,5 @@
 #include "model/model.h"
-#include "model/selection.h"
-#include "model/totals.h"
+#include "support/fieldvalues.h"
 
 #include <algorithm>
 #include <set>
@@ -47,36 +46,20 @@ modelresult takeall(const sessionspec &spec) {
 
 // What may stop the summation of a sort: in which order the pairs meet is open.
 void foretellstops(const sessionspec &spec, modelresult &result) {
-    std::set<uint32_t> stops;
-    bool certain = false;
+    bool stops = false;
     const auto end = result.records.cend();
     for (auto begin = result.records.cbegin(), next = begin; begin != end; begin = next) {
         next = endofgroup(begin, end);
-        if (next - begin < 2)
-            continue;
-        std::vector<bytes> members;
-        uint32_t worst = 0;
-        for (auto r = begin; r != next; ++r) {
-            const uint32_t fault = accountof(spec, r->data).fault;
-            if (fault == 0)
-                members.push_back(r->data);
-            else
-                stops.insert(fault == rubbishdigits ? uint32_t{KVRN_D_SUMOVERFLOW} : fault);
-            worst = std::max(worst, fault);
-        }
-        certain = certain || worst > rubbishdigits;
-        if ((worst != 0 && spec.sums.size() > 1) || !roomforall(spec, members))
-            stops.insert(KVRN_D_SUMOVERFLOW);
+        std::vector<account> members;
+        for (auto r = begin; r != next; ++r)
+            members.push_back(accountof(spec, r->data));
+        stops = stops || (members.size() > 1 && !roomforall(spec, members));
     }
-    if (stops.empty())
-        return;
-    // A stop may cost the held record of an external sort, which the balance tells:
-    // intended.  And rubbish may have a sum, so that the next field is reached.
-    if (spec.external || !addable(spec))
-        stops.insert(KVRN_D_LOGIC);
-    if (!certain)
-        stops.insert(0);
-    result.details.assign(stops.begin(), stops.end());
+    if (stops)
+        result.details = {KVRN_D_SUMOVERFLOW, KVRN_D_SUMMISSING, KVRN_D_SUMOPERAND, 0};
+    // A stop may cost the held record of an external sort, which the balance tells: intended.
+    if (stops && spec.external)
+        result.details.push_back(KVRN_D_LOGIC);
 }
 
 // The merge at its slowest: all heads are looked at for every record.
@@ -122,7 +105,7 @@ class merging {
     std::vector<size_t> at;
     std::vector<head> heads{};
     std::optional<modelrecord> held{};
-    uint64_t taken = 0;
+    int64_t taken = 0;
     bool goeson = true;
     modelresult result{};
 
@@ -132,42 +115,34 @@ class merging {
         held.reset();
     }
 
-    void fail(uint32_t detail, bool fatal) {
+    void fail(uint32_t detail) {
         uint32_t &known = result.details.front();
         known = known == KVRN_D_SUMOPERAND ? known : detail;
-        goeson = !fatal;
     }
 
     void fetch(size_t input, const modelrecord *before) {
         auto record = nextrecord(s, s.inputs[input], at[input]);
         if (!record)
             return;
-        if (s.keeporder) { // in the order of reading
-            ++taken;
-            bytes sequence;
-            for (int shift = 56; shift >= 0; shift -= 8)
-                sequence += static_cast<char>(taken >> shift);
-            record->key.push_back({false, sequence});
-        }
+        if (s.keeporder) // in the order of reading
+            record->key.push_back({false, bigendian(++taken, 8)});
         if (record->detail == 0 && before != nullptr && compare(*record, *before) < 0)
             record->detail = KVRN_D_ORDER;
-        if (record->detail != 0)
-            fail(record->detail, true);
+        goeson = record->detail == 0;
+        if (!goeson)
+            fail(record->detail);
         heads.push_back({*std::move(record), input});
     }
 
     // The later record takes the sum.  False: no more is folded.
     bool foldheld(modelrecord &later) {
         const uint32_t fault = fold(s, later.data, held->data);
-        if (fault == 0) {
+        if (fault == 0)
             held.reset();
-            return true;
-        }
+        else
+            fail(fault);
         result.open = fault == rubbishdigits;
-        if (result.open && !addable(s)) // rubbish may have a sum, and the next field comes
-            result.details.push_back(KVRN_D_LOGIC);
-        fail(fault, fault == KVRN_D_LOGIC);
-        return false;
+        return fault == 0;
     }
 };
 
@@ -180,112 +155,106 @@ std::string told(size_t number, const std::vector<bytes> &wanted, const std::vec
     return text;
 }
 
-// The accounts of summation in a sort: each group comes out as one record with
-// the totals and the other bytes of a member; from a stop on, groups come out
-// unfolded, and the one at the stop in part.
-std::string sumdifference(const sessionspec &spec, const modelresult &expected,
-                          const std::vector<bytes> &output, uint32_t detail) {
-    const auto total = [](std::vector<number> &sums, const account &a) {
-        for (size_t i = 0; i < sums.size() && a.fault == 0; ++i)
-            sums[i] = plus(sums[i], a.amounts[i]);
-    };
-    bool stopped = false;
-    size_t taken = 0;
-    const auto end = expected.records.cend();
-    for (auto begin = expected.records.cbegin(), next = begin; begin != end; begin = next) {
-        next = endofgroup(begin, end);
-        std::vector<bytes> group;
-        std::multiset<bytes> rests;
-        std::vector<number> before(spec.sums.size()), after = before;
-        bool known = true;
-        for (auto r = begin; r != next; ++r) {
-            const account a = accountof(spec, r->data);
-            group.push_back(r->data);
-            rests.insert(a.rest);
-            known = known && a.fault == 0;
-            total(before, a);
-        }
-        const size_t first = taken;
-        for (; taken < output.size(); ++taken) {
-            const account a = accountof(spec, output[taken]);
-            const auto rest = rests.find(a.rest);
-            if (rest == rests.end())
-                break;
-            rests.erase(rest);
-            total(after, a);
-        }
-        const auto sametotal = [](const number &a, const number &b) {
-            return a.digits == b.digits && (a.digits.empty() || (a.mark == '-') == (b.mark == '-'));
-        };
-        const size_t count = taken - first;
-        const bool partly = !stopped && count > 1 && detail != 0;
-        if ((count != (stopped ? group.size() : 1) && !partly) ||
-            (known && !std::equal(before.begin(), before.end(), after.begin(), sametotal))) {
-            return "summed " + told(first, group,
-                                    {output.begin() + static_cast<ptrdiff_t>(first), output.end()});
-        }
-        stopped = stopped || partly;
+// What stands in the summation fields of records; not known: one cannot be summed.
+struct books {
+    std::vector<number> totals;
+    bool known = true;
+
+    explicit books(size_t fields) : totals(fields) {}
+    void enter(const account &a) {
+        known = known && a.fault == 0;
+        for (size_t i = 0; i < totals.size() && a.fault == 0; ++i)
+            totals[i] = plus(totals[i], a.amounts[i]);
     }
-    return taken == output.size() ? "" : "more records come out than the model has";
+    [[nodiscard]] bool balances(const books &other) const {
+        return !known || std::equal(totals.begin(), totals.end(), other.totals.begin(), isequal);
+    }
+};
+
+// In order; those that cannot be taken stand last.
+void orderbykeys(const sessionspec &spec, std::vector<bytes> &records) {
+    std::vector<std::pair<modelrecord, bytes>> all;
+    for (const bytes &record : records)
+        all.emplace_back(taken(spec, record), record);
+    std::stable_sort(all.begin(), all.end(), [](const auto &a, const auto &b) {
+        const bool good = a.first.detail == 0, other = b.first.detail == 0;
+        return good != other ? good : good && compare(a.first, b.first) < 0;
+    });
+    std::transform(all.begin(), all.end(), records.begin(), [](const auto &r) { return r.second; });
 }
 
 } // namespace
 
 modelresult outcomeof(const sessionspec &spec) {
-    if (spec.function == KVRN_MERGE)
-        return merging(spec).run();
-    modelresult result = takeall(spec);
+    modelresult result = spec.function == KVRN_MERGE ? merging(spec).run() : takeall(spec);
+    const auto order = [&](const auto &lower) {
+        std::stable_sort(result.records.begin(), result.records.end(), lower);
+    };
     if (spec.function == KVRN_SORT) {
-        std::stable_sort(result.records.begin(), result.records.end(),
-                         [](const auto &a, const auto &b) { return compare(a, b) < 0; });
+        order([](const auto &a, const auto &b) { return compare(a, b) < 0; });
         if (result.details.front() == 0 && !spec.sums.empty())
             foretellstops(spec, result);
+    } else if (spec.output == exchange::indexedfile) { // the file has an order of its own
+        order(
+            [](const auto &a, const auto &b) { return a.data.substr(0, 1) < b.data.substr(0, 1); });
     }
     return result;
 }
 
 void orderinputs(sessionspec &spec) {
-    for (auto &file : spec.inputs) {
-        std::vector<std::pair<modelrecord, bytes>> records;
-        for (const bytes &record : file) // those that cannot be taken stand last
-            records.emplace_back(taken(spec, record), record);
-        std::stable_sort(records.begin(), records.end(), [](const auto &a, const auto &b) {
-            const bool good = a.first.detail == 0, other = b.first.detail == 0;
-            return good != other ? good : good && compare(a.first, b.first) < 0;
-        });
-        std::transform(records.begin(), records.end(), file.begin(),
-                       [](const auto &r) { return r.second; });
-    }
+    for (auto &records : spec.inputs)
+        orderbykeys(spec, records);
 }
 
+// A group of a sort comes out whole, as one of its records, or summed: as one record with
+// the totals and the other bytes of a member.  From a stop of the summation on, groups
+// come out unfolded, and the one at the stop in part.
 std::string difference(const sessionspec &spec, const modelresult &expected,
-                       const std::vector<bytes> &output, uint32_t detail) {
-    const auto &sorted = expected.records;
-    if (!expected.exact && !spec.sums.empty())
-        return sumdifference(spec, expected, output, detail);
-    size_t taken = 0;
-    for (auto begin = sorted.cbegin(), next = begin; begin != sorted.cend(); begin = next) {
-        next = expected.exact ? begin + 1 : endofgroup(begin, sorted.cend());
-        std::vector<bytes> group;
-        for (auto r = begin; r != next; ++r)
-            group.push_back(r->data);
-        const bool one = !expected.exact && spec.suppress;
-        const size_t wanted = one ? 1 : group.size();
-        if (output.size() - taken < wanted) {
-            return "output ends at record " + std::to_string(output.size()) +
-                   ", model goes on with " + visible(group.front());
-        }
-        std::vector<bytes> got(output.begin() + static_cast<ptrdiff_t>(taken),
-                               output.begin() + static_cast<ptrdiff_t>(taken + wanted));
-        if (!spec.keeporder) {
-            std::sort(group.begin(), group.end());
-            std::sort(got.begin(), got.end());
-        }
-        if (one ? !std::binary_search(group.begin(), group.end(), got.front()) : got != group)
-            return told(taken, group, got);
-        taken += wanted;
+                       std::vector<bytes> output, uint32_t detail) {
+    if (!expected.exact && spec.output == exchange::indexedfile) {
+        sessionspec rebuilt = spec;
+        rebuilt.reclen = spec.outlength();
+        rebuilt.pieces.clear();
+        orderbykeys(rebuilt, output); // the file gives them in an order of its own
     }
-    return taken == output.size() ? "" : "more records come out than the model has";
+    const size_t sums = expected.exact ? 0 : spec.sums.size();
+    const auto booked = [&](const bytes &record) {
+        return sums == 0 ? account{0, record, {}, {}} : accountof(spec, record);
+    };
+    bool folds = sums != 0;
+    auto out = output.cbegin();
+    const auto end = expected.records.cend();
+    for (auto begin = expected.records.cbegin(), next = begin; begin != end; begin = next) {
+        next = expected.exact ? begin + 1 : endofgroup(begin, end);
+        std::vector<bytes> group;
+        std::multiset<bytes> rests;
+        books before(sums), after(sums);
+        for (auto r = begin; r != next; ++r) {
+            const account a = booked(r->data);
+            group.push_back(r->data);
+            rests.insert(a.rest);
+            before.enter(a);
+        }
+        const auto first = out;
+        for (; out != output.cend(); ++out) {
+            const account a = booked(*out);
+            const auto rest = rests.find(a.rest);
+            if (rest == rests.end())
+                break;
+            rests.erase(rest);
+            after.enter(a);
+        }
+        const auto count = static_cast<size_t>(out - first);
+        const bool partly = folds && count > 1 && detail != 0;
+        const bool one = folds || spec.suppress;
+        if ((count != (one ? 1 : group.size()) && !partly) || !before.balances(after) ||
+            (spec.keeporder && !one && !std::equal(first, out, group.begin()))) {
+            const auto number = static_cast<size_t>(first - output.cbegin());
+            return told(number, group, {first, output.cend()});
+        }
+        folds = folds && !partly;
+    }
+    return out == output.cend() ? "" : "more records come out than the model has";
 }
 
 } // namespace kvern::test

@@ -1,4 +1,3 @@
-#include "model/selection.h"
 #include "model/model.h"
 
 #include <algorithm>
@@ -11,72 +10,43 @@ bool isone(uint8_t type, std::initializer_list<int> types) {
     return std::find(types.begin(), types.end(), type) != types.end();
 }
 
-// The field in `length` bytes, as a longer field of its type would hold it.
-bytes widened(uint8_t type, uint8_t cdmode, const bytes &field, size_t length) {
-    const size_t more = length - field.size();
-    const bytes pad(more, cdmode == KVRN_CD_EBCDIC ? '\xF0' : '0');
-    if (more == 0)
-        return field;
-    switch (type) {
-    case KVRN_ZONED:
-    case KVRN_SIGNTRAIL:
-    case KVRN_ZONEDU:
-        return pad + field;
-    case KVRN_SIGNLEAD:
-        return field[0] + pad + field.substr(1);
-    case KVRN_ZONEDLEAD: {
-        // The zone stays in front and the digit goes behind it, which tears
-        // overpunched letters: intended.
-        bytes out = static_cast<char>(field[0] & 0xF0) + pad + field.substr(1);
-        out[more] = static_cast<char>(out[more] | (field[0] & 0x0F));
-        return out;
-    }
-    case KVRN_SBEBIN:
-        return bytes(more, field[0] & 0x80 ? '\xFF' : '\0') + field;
-    default:
-        return bytes(more, '\0') + field;
-    }
+// The shorter magnitude takes zeros in front.
+void align(keyvalue &a, keyvalue &b, char zero) {
+    for (keyvalue *one : {&a, &b})
+        one->magnitude.insert(
+            0, std::max(a.magnitude.size(), b.magnitude.size()) - one->magnitude.size(), zero);
 }
 
-// Zoned and packed numbers of `length` bytes compare by digits, a nibble each.
-keyvalue bydigits(const sessionspec &spec, uint8_t type, const bytes &field, size_t length) {
-    keyvalue value = valueof(spec, {0, 0, type}, field), out{value.negative, {}};
-    for (const char c : value.magnitude) {
-        if (type == KVRN_PACKED)
-            out.magnitude += static_cast<char>(static_cast<uint8_t>(c) >> 4);
-        out.magnitude += static_cast<char>(c & 15);
-    }
-    if (type == KVRN_PACKED)
-        out.magnitude.pop_back();
-    out.magnitude.insert(0, 2 * length - 1 - out.magnitude.size(), '\0');
-    return out;
+// A leading zone stays in front and its digit goes behind the zeros, which tears
+// overpunched letters: intended.
+bytes torn(const bytes &field, size_t length) {
+    bytes out = static_cast<char>(field[0] & 0xF0) + bytes(length - field.size(), '0');
+    out += static_cast<char>('0' | (field[0] & 0x0F));
+    return length == field.size() ? field : out + field.substr(1);
 }
 
 // With overpunched letters a zoned number has its last digit in front and no
 // sign: intended.  Beside it a packed number stands as its bytes do.
-bytes lastdigitfirst(const bytes &field, uint8_t type, const keyvalue &digits) {
-    const size_t n = field.size();
-    bytes out;
+bytes lastdigitfirst(const bytes &field, uint8_t type, const keyvalue &digits, size_t length) {
     if (type == KVRN_PACKED) {
-        const bool negative = digits.negative;
-        out = bytes(1, negative ? '\0' : '\xFF') + field;
-        for (size_t i = 1; i <= n; ++i)
-            out[i] = static_cast<char>(negative ? ~out[i] : out[i]);
-        out[n] = static_cast<char>(out[n] & 0xF0);
+        bytes out = '\xFF' + bytes(length - field.size(), '\0') + field;
+        for (char &c : out)
+            c = static_cast<char>(digits.negative ? ~c : c);
+        out.back() = static_cast<char>(out.back() & 0xF0);
         return out;
     }
-    const bytes &d = digits.magnitude; // 2n - 1 digits
-    out = bytes(1, static_cast<char>(d.back() << 4));
-    for (size_t i = d.size() - 1; out.size() < n; i -= 2)
+    const bytes d = bytes(2 * length, '\0') + digits.magnitude;
+    bytes out(1, static_cast<char>(d.back() << 4));
+    for (size_t i = d.size() - 1; out.size() < length; i -= 2)
         out += static_cast<char>(d[i - 2] << 4 | d[i - 1]);
     return out + '\xFF';
 }
 
 int comparedfields(const sessionspec &spec, const condition &c, bytes left, bytes right) {
     const uint8_t type = c.isliteral() ? c.ltype : c.rtype;
-    if (spec.form == 'r') {
-        const keyspec key{0, static_cast<uint32_t>(std::max(left.size(), right.size())), KVRN_CHAR,
-                          KVRN_ASCENDING, c.options};
+    const size_t length = std::max(left.size(), right.size());
+    if (spec.text()) {
+        const keyspec key{0, static_cast<uint32_t>(length), KVRN_CHAR, KVRN_ASCENDING, c.options};
         return compare(valueof(spec, key, left), valueof(spec, key, right));
     }
     if (isone(c.ltype, {KVRN_CHAR, KVRN_CHARX})) {
@@ -88,33 +58,31 @@ int comparedfields(const sessionspec &spec, const condition &c, bytes left, byte
         return (static_cast<uint8_t>(left[0]) & mask) -
                (static_cast<uint8_t>(right[0]) & (c.isliteral() ? 0xFF : mask));
     }
-    const size_t length = std::max(left.size(), right.size());
-    left = widened(c.ltype, spec.cdmode, left, length);
-    right = widened(type, spec.cdmode, right, length);
-    if (!isone(c.ltype, {KVRN_ZONED, KVRN_PACKED}))
-        return compare(valueof(spec, {0, 0, c.ltype}, left), valueof(spec, {0, 0, type}, right));
-    const keyvalue l = bydigits(spec, c.ltype, left, length);
-    const keyvalue r = bydigits(spec, type, right, length);
-    if (spec.cdmode == KVRN_CD_OVERPUNCH && (c.ltype == KVRN_ZONED || type == KVRN_ZONED))
-        return lastdigitfirst(left, c.ltype, l).compare(lastdigitfirst(right, type, r));
+    if (isone(c.ltype, {KVRN_ZONED, KVRN_PACKED})) {
+        keyvalue l = bydigits(spec, c.ltype, left), r = bydigits(spec, type, right);
+        if (spec.cdmode == KVRN_CD_OVERPUNCH && (c.ltype == KVRN_ZONED || type == KVRN_ZONED))
+            return lastdigitfirst(left, c.ltype, l, length)
+                .compare(lastdigitfirst(right, type, r, length));
+        align(l, r, '\0');
+        return compare(l, r);
+    }
+    if (spec.cdmode == KVRN_CD_OVERPUNCH) {
+        left = c.ltype == KVRN_ZONEDLEAD ? torn(left, length) : left;
+        right = type == KVRN_ZONEDLEAD ? torn(right, length) : right;
+    }
+    keyvalue l = valueof(spec, {0, 0, c.ltype}, left), r = valueof(spec, {0, 0, type}, right);
+    const bool binary = isone(c.ltype, {KVRN_SBEBIN, KVRN_UBEBIN});
+    align(l, r, binary ? '\0' : spec.cdmode == KVRN_CD_EBCDIC ? '\xF0' : '0');
     return compare(l, r);
 }
 
 bool holds(uint8_t op, int order) {
-    switch (op) {
-    case KVRN_OP_EQ:
-        return order == 0;
-    case KVRN_OP_NE:
-        return order != 0;
-    case KVRN_OP_GT:
-        return order > 0;
-    case KVRN_OP_GE:
-        return order >= 0;
-    case KVRN_OP_LT:
-        return order < 0;
-    default:
-        return order <= 0;
-    }
+    return op == KVRN_OP_EQ   ? order == 0
+           : op == KVRN_OP_NE ? order != 0
+           : op == KVRN_OP_GT ? order > 0
+           : op == KVRN_OP_GE ? order >= 0
+           : op == KVRN_OP_LT ? order < 0
+                              : order <= 0;
 }
 
 } // namespace
@@ -125,7 +93,7 @@ verdict selected(const sessionspec &spec, const bytes &record) {
     const std::vector<bytes> fields =
         spec.bynumber() ? fieldsof(spec, record) : std::vector<bytes>{};
     if (spec.form != 'f' &&
-        (spec.bynumber() ? fields.size() : record.size()) <= spec.selectiontop())
+        (spec.bynumber() ? fields.size() : record.size()) < spec.selectionneeds())
         return {KVRN_D_NOSELFIELD};
     const auto field = [&](uint32_t position, uint32_t length) {
         return spec.bynumber() ? fields[position].substr(0, length)

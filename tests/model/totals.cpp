@@ -1,29 +1,23 @@
-#include "model/totals.h"
 #include "model/model.h"
+#include "support/fieldvalues.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace kvern::test {
 
 namespace {
 
-struct place {
-    size_t at = 0;
-    size_t length = 0; // bytes that are there
-};
-
-// Empty: the record is too short for its summation fields.
-std::vector<place> placesof(const sessionspec &spec, const bytes &record) {
-    const bool bynumber = spec.bynumber();
+std::vector<account::place> placesof(const sessionspec &spec, const bytes &record) {
     std::vector<bytes> fields;
-    if (bynumber && spec.separator == "") // an empty line has fields without end too
+    if (spec.bynumber() && spec.separator == "") // an empty line has fields without end too
         fields.resize(256);
-    else if (bynumber)
+    else if (spec.bynumber())
         fields = fieldsof(spec, record);
-    std::vector<place> places;
+    std::vector<account::place> places;
     for (const sumfield &f : spec.sums) {
-        place p{f.position, f.length};
-        if (bynumber) {
+        account::place p{f.position, f.length};
+        if (spec.bynumber()) {
             if (f.position >= fields.size())
                 return {};
             p.at = f.position * spec.separator.value_or(" ").size();
@@ -36,6 +30,15 @@ std::vector<place> placesof(const sessionspec &spec, const bytes &record) {
         places.push_back(p);
     }
     return places;
+}
+
+// The fields from the last one of a record to the first, so that each can be replaced.
+std::vector<size_t> backwards(const std::vector<account::place> &places) {
+    std::vector<size_t> order(places.size());
+    std::iota(order.begin(), order.end(), size_t{0});
+    std::sort(order.begin(), order.end(),
+              [&](size_t i, size_t j) { return places[i].at > places[j].at; });
+    return order;
 }
 
 bytes stripped(const bytes &digits) {
@@ -59,16 +62,10 @@ number textnumber(const bytes &field) {
     return n;
 }
 
-number decimalnumber(const sessionspec &spec, const sumfield &f, const bytes &field) {
-    const keyvalue value = valueof(spec, {0, f.length, f.type}, field);
+number decimalnumber(const keyvalue &value) {
     number n{0, value.negative ? '-' : '+', {}};
-    for (const char c : value.magnitude) {
-        if (f.type == KVRN_PACKED)
-            n.digits += static_cast<char>('0' + (static_cast<uint8_t>(c) >> 4));
-        n.digits += static_cast<char>('0' + (c & 15));
-    }
-    if (f.type == KVRN_PACKED)
-        n.digits.pop_back(); // where the sign stood
+    for (const char c : value.magnitude)
+        n.digits += static_cast<char>('0' + c);
     if (n.digits.find_first_not_of("0123456789") != bytes::npos)
         n.fault = rubbishdigits;
     n.digits = stripped(n.digits);
@@ -88,13 +85,9 @@ number numberof(const sessionspec &spec, const sumfield &f, const bytes &field) 
         return textnumber(field);
     case KVRN_ZONED:
     case KVRN_PACKED:
-        return decimalnumber(spec, f, field);
-    case KVRN_SBEBIN:
-        return binarynumber(field, (field[0] & 0x80) != 0);
-    case KVRN_UBEBIN:
-        return binarynumber(field, false);
+        return decimalnumber(bydigits(spec, f.type, field));
     default:
-        return {KVRN_D_LOGIC}; // passes the analysis, and no routine adds it
+        return binarynumber(field, f.type == KVRN_SBEBIN && (field[0] & 0x80) != 0);
     }
 }
 
@@ -105,8 +98,8 @@ bool isless(const bytes &a, const bytes &b) {
 // a + b, or a - b for a not below b.
 bytes combined(bytes a, bytes b, bool subtract) {
     const size_t room = std::max(a.size(), b.size()) + 1;
-    a.insert(0, room - a.size(), '0');
-    b.insert(0, room - b.size(), '0');
+    a = padded(a, room);
+    b = padded(b, room);
     for (size_t i = room; i-- > 0;) {
         const int sum = a[i] - '0' + (subtract ? '0' - b[i] : b[i] - '0');
         a[i] = static_cast<char>('0' + (sum + 10) % 10);
@@ -118,7 +111,45 @@ bytes combined(bytes a, bytes b, bool subtract) {
     return stripped(a);
 }
 
-number added(const number &a, const number &b, bool istext) {
+bytes written(const sessionspec &spec, const sumfield &f, const number &n) {
+    const bool negative = n.mark == '-';
+    if (f.type == KVRN_SBEBIN || f.type == KVRN_UBEBIN) {
+        uint64_t v = 0;
+        for (const char digit : n.digits)
+            v = v * 10 + static_cast<uint64_t>(digit - '0');
+        return bigendian(static_cast<int64_t>(negative ? ~v + 1 : v), f.length);
+    }
+    if (f.type != KVRN_CHAR)
+        return decimalfield(f.type, f.length, spec.cdmode, n.digits, negative);
+    bytes out = padded(n.digits, f.length);
+    if (n.mark != 0)
+        out[0] = n.mark;
+    return out;
+}
+
+bool fits(const sessionspec &spec, const sumfield &f, const number &n) {
+    return isequal(numberof(spec, f, written(spec, f, n)), n);
+}
+
+} // namespace
+
+account accountof(const sessionspec &spec, const bytes &record) {
+    account a{0, record, placesof(spec, record), {}};
+    if (a.places.size() < spec.sums.size()) {
+        a.fault = KVRN_D_SUMMISSING;
+        return a;
+    }
+    for (size_t i = 0; i < a.places.size(); ++i) {
+        const bytes field = record.substr(a.places[i].at, a.places[i].length);
+        a.amounts.push_back(numberof(spec, spec.sums[i], field));
+        a.fault = a.fault == 0 ? a.amounts.back().fault : a.fault;
+    }
+    for (const size_t i : backwards(a.places))
+        a.rest.erase(a.places[i].at, a.places[i].length);
+    return a;
+}
+
+number plus(const number &a, const number &b, bool istext) {
     const bool unlike = (a.mark == '-') != (b.mark == '-');
     const bool second = unlike && isless(a.digits, b.digits);
     number sum{0, second ? b.mark : a.mark,
@@ -129,147 +160,44 @@ number added(const number &a, const number &b, bool istext) {
     return sum;
 }
 
-// What a field holds at most, for a sum of this mark.
-bytes capacity(const sumfield &f, char mark) {
-    const uint64_t all = ~uint64_t{0} >> (64 - 8 * std::min(f.length, 8U));
-    switch (f.type) {
-    case KVRN_CHAR:
-        return bytes(f.length - (mark == 0 ? 0 : 1), '9');
-    case KVRN_PACKED:
-        return bytes(2 * f.length - 1, '9');
-    case KVRN_SBEBIN:
-        return std::to_string(all / 2 + (mark == '-' ? 1 : 0));
-    case KVRN_UBEBIN:
-        return std::to_string(all);
-    default:
-        return bytes(f.length, '9');
-    }
-}
-
-char zonedsign(uint8_t cdmode, char digit, bool negative) {
-    const int d = digit & 15;
-    switch (cdmode) {
-    case KVRN_CD_EBCDIC:
-        return static_cast<char>((negative ? 0xD0 : 0xC0) + d);
-    case KVRN_CD_ZONE7:
-        return static_cast<char>((negative ? 0x70 : 0x30) + d);
-    case KVRN_CD_OVERPUNCH:
-        return d == 0 ? (negative ? '}' : '{') : static_cast<char>((negative ? 'J' : 'A') + d - 1);
-    default:
-        return static_cast<char>((negative ? 0x50 : 0x40) + d);
-    }
-}
-
-bytes written(const sessionspec &spec, const sumfield &f, const number &n) {
-    const bool negative = n.mark == '-';
-    const size_t room = f.type == KVRN_PACKED ? 2 * f.length : f.length;
-    bytes out = n.digits;
-    switch (f.type) {
-    case KVRN_SBEBIN:
-    case KVRN_UBEBIN: {
-        uint64_t v = n.digits.empty() ? 0 : std::stoull(n.digits);
-        v = negative ? ~v + 1 : v;
-        for (out.clear(); out.size() < room; v >>= 8)
-            out.insert(0, 1, static_cast<char>(v));
-        return out;
-    }
-    case KVRN_PACKED: {
-        out = bytes(room - 1 - out.size(), '0') + out + '0';
-        bytes packed;
-        for (size_t i = 0; i < room; i += 2)
-            packed += static_cast<char>((out[i] & 15) << 4 | (out[i + 1] & 15));
-        packed.back() = static_cast<char>(packed.back() | (negative ? 0xD : 0xC));
-        return packed;
-    }
-    case KVRN_ZONED:
-        out.insert(0, room - out.size(), '0');
-        for (char &c : out)
-            c = spec.cdmode == KVRN_CD_EBCDIC ? static_cast<char>(c | 0xF0) : c;
-        out.back() = zonedsign(spec.cdmode, out.back(), negative);
-        return out;
-    default:
-        out.insert(0, room - out.size(), '0');
-        if (n.mark != 0)
-            out[0] = n.mark;
-        return out;
-    }
-}
-
-} // namespace
-
-account accountof(const sessionspec &spec, const bytes &record) {
-    account a{0, record, {}};
-    std::vector<place> places = placesof(spec, record);
-    if (places.size() < spec.sums.size()) {
-        a.fault = KVRN_D_SUMMISSING;
-        return a;
-    }
-    for (size_t i = 0; i < places.size(); ++i) {
-        a.amounts.push_back(
-            numberof(spec, spec.sums[i], record.substr(places[i].at, places[i].length)));
-        a.fault = a.fault == 0 ? a.amounts.back().fault : a.fault;
-    }
-    std::sort(places.begin(), places.end(), [](place p, place q) { return p.at > q.at; });
-    for (const place &p : places)
-        a.rest.erase(p.at, p.length);
-    return a;
-}
-
-number plus(const number &a, const number &b) {
-    return added(a, b, true);
+bool isequal(const number &a, const number &b) {
+    return a.digits == b.digits && (a.digits.empty() || (a.mark == '-') == (b.mark == '-'));
 }
 
 uint32_t fold(const sessionspec &spec, bytes &first, const bytes &second) {
-    const std::vector<place> places = placesof(spec, first), others = placesof(spec, second);
-    if (std::min(places.size(), others.size()) < spec.sums.size())
+    const account a = accountof(spec, first), b = accountof(spec, second);
+    if (a.places.empty() || b.places.empty())
         return KVRN_D_SUMMISSING;
-    std::vector<std::pair<size_t, bytes>> sums; // field of `first`, and what replaces it
-    for (size_t i = 0; i < places.size(); ++i) {
-        const sumfield &f = spec.sums[i];
-        const number a = numberof(spec, f, first.substr(places[i].at, places[i].length));
-        const number b = numberof(spec, f, second.substr(others[i].at, others[i].length));
-        if (const uint32_t fault = std::max(a.fault, b.fault); fault != 0)
+    std::vector<bytes> sums;
+    for (size_t i = 0; i < spec.sums.size(); ++i) {
+        if (const uint32_t fault = std::max(a.amounts[i].fault, b.amounts[i].fault); fault != 0)
             return fault;
-        const number sum = added(a, b, f.type == KVRN_CHAR);
-        if (isless(capacity(f, sum.mark), sum.digits))
+        const sumfield &f = spec.sums[i];
+        const number sum = plus(a.amounts[i], b.amounts[i], f.type == KVRN_CHAR);
+        if (!fits(spec, f, sum))
             return KVRN_D_SUMOVERFLOW;
-        sums.emplace_back(i, written(spec, f, sum));
+        sums.push_back(written(spec, f, sum));
     }
-    std::sort(sums.begin(), sums.end(), [&](const auto &p, const auto &q) {
-        return places[p.first].at > places[q.first].at;
-    });
     bytes folded = first;
-    for (const auto &[i, sum] : sums)
-        folded.replace(places[i].at, places[i].length, sum);
+    for (const size_t i : backwards(a.places))
+        folded.replace(a.places[i].at, a.places[i].length, sums[i]);
     if (folded.size() > spec.outlength())
         return KVRN_D_SUMOVERFLOW;
     first = folded;
     return 0;
 }
 
-bool addable(const sessionspec &spec) {
-    return std::none_of(spec.sums.begin(), spec.sums.end(), [&](const sumfield &f) {
-        return numberof(spec, f, bytes(f.length, '0')).fault == KVRN_D_LOGIC;
-    });
-}
-
-bool roomforall(const sessionspec &spec, const std::vector<bytes> &members) {
-    for (const bytes &member : members) {
-        size_t grown = member.size();
-        const std::vector<place> places = placesof(spec, member);
-        for (size_t i = 0; i < places.size(); ++i)
-            grown += spec.sums[i].length - places[i].length;
-        if (grown > spec.outlength())
-            return false;
-    }
-    for (size_t i = 0; i < spec.sums.size(); ++i) {
-        number total;
-        for (const bytes &member : members) {
-            const account a = accountof(spec, member);
-            total.digits = combined(total.digits, a.amounts[i].digits, false);
+bool roomforall(const sessionspec &spec, const std::vector<account> &members) {
+    std::vector<number> totals(spec.sums.size(), {0, '+', {}});
+    for (const account &member : members) {
+        size_t grown = member.rest.size();
+        for (size_t i = 0; i < totals.size() && member.fault == 0; ++i) {
+            grown += spec.sums[i].length;
+            totals[i].digits = combined(totals[i].digits, member.amounts[i].digits, false);
+            if (!fits(spec, spec.sums[i], totals[i]))
+                return false;
         }
-        if (isless(capacity(spec.sums[i], spec.sums[i].type == KVRN_CHAR ? '-' : '+'),
-                   total.digits))
+        if (member.fault != 0 || grown > spec.outlength())
             return false;
     }
     return true;

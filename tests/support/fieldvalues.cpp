@@ -2,18 +2,44 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 
 namespace kvern::test {
 
 namespace {
 
-// The last n decimal digits, each as `zone` above its value.
-bytes digitsof(uint64_t v, size_t n, unsigned zone) {
-    bytes out(n, static_cast<char>(zone));
-    for (size_t i = n; i-- > 0 && v != 0; v /= 10)
-        out[i] = static_cast<char>(zone + v % 10);
+int spelling(std::initializer_list<int> all, randomness *r) {
+    return r != nullptr ? r->pick(all) : *all.begin();
+}
+
+char zonedsign(char digit, bool negative, unsigned cdmode, randomness *r) {
+    const int d = digit & 15;
+    switch (cdmode) {
+    case KVRN_CD_EBCDIC:
+        return static_cast<char>(spelling({negative ? 0xD0 : 0xC0, negative ? 0xB0 : 0xF0}, r) + d);
+    case KVRN_CD_OVERPUNCH:
+        if (!negative && r != nullptr && r->onein(2))
+            return static_cast<char>('0' + d);
+        return d == 0 ? (negative ? '}' : '{') : static_cast<char>((negative ? 'J' : 'A') + d - 1);
+    case KVRN_CD_ZONE7:
+        return static_cast<char>((negative ? 0x70 : spelling({0x30, 0x50}, r)) + d);
+    default:
+        return static_cast<char>((negative ? 0x50 : spelling({0x40, 0x30, 0x70}, r)) + d);
+    }
+}
+
+bytes packed(const bytes &value, bool negative, uint32_t length, randomness *r) {
+    bytes digits = padded(value, 2 * length - 1), out;
+    digits +=
+        static_cast<char>(negative ? spelling({0xD, 0xB}, r) : spelling({0xC, 0xA, 0xE, 0xF}, r));
+    for (size_t i = 0; i < digits.size(); i += 2)
+        out += static_cast<char>(digits[i] << 4 | (digits[i + 1] & 15));
     return out;
+}
+
+} // namespace
+
+bytes padded(const bytes &digits, size_t n) {
+    return (bytes(n, '0') + digits).substr(digits.size());
 }
 
 bytes bigendian(int64_t v, size_t n) {
@@ -23,82 +49,28 @@ bytes bigendian(int64_t v, size_t n) {
     return out;
 }
 
-char zonedsign(char digit, bool negative, unsigned cdmode, randomness &r) {
-    const int d = digit & 15;
-    switch (cdmode) {
-    case KVRN_CD_EBCDIC:
-        return static_cast<char>((negative ? r.pick({0xB0, 0xD0}) : r.pick({0xC0, 0xF0})) + d);
-    case KVRN_CD_OVERPUNCH:
-        if (!negative && r.onein(2))
-            return static_cast<char>('0' + d);
-        return d == 0 ? (negative ? '}' : '{') : static_cast<char>((negative ? 'J' : 'A') + d - 1);
-    case KVRN_CD_ZONE7:
-        return static_cast<char>((negative ? 0x70 : r.pick({0x30, 0x50})) + d);
-    default:
-        return static_cast<char>((negative ? 0x50 : r.pick({0x30, 0x40, 0x70})) + d);
-    }
-}
-
-bytes packeddecimal(uint64_t magnitude, bool negative, uint32_t length, randomness &r) {
-    const bytes digits = digitsof(magnitude, 2 * length - 1, 0);
-    bytes out(length, '\0');
-    for (size_t i = 0; i < digits.size(); ++i)
-        out[i / 2] = static_cast<char>(out[i / 2] | (digits[i] << (i % 2 == 0 ? 4 : 0)));
-    const int sign = negative ? r.pick({0xB, 0xD}) : r.pick({0xA, 0xC, 0xE, 0xF});
-    out.back() = static_cast<char>(out.back() | sign);
+bytes decimalfield(unsigned type, uint32_t length, unsigned cdmode, const bytes &digits,
+                   bool negative, randomness *r) {
+    const bool ebcdic = cdmode == KVRN_CD_EBCDIC;
+    const int plus = ebcdic ? 0x4E : spelling({'+', ' ', '0'}, r), minus = ebcdic ? 0x60 : '-';
+    const auto sign = static_cast<char>(negative ? minus : plus);
+    if (type == KVRN_PACKED)
+        return packed(digits, negative, length, r);
+    bytes out = padded(digits, length);
+    for (char &c : out)
+        c = static_cast<char>(ebcdic ? c | 0xF0 : c);
+    if (type == KVRN_SIGNTRAIL)
+        return out.substr(1) + sign;
+    if (type == KVRN_SIGNLEAD)
+        out.front() = sign;
+    else if (type == KVRN_ZONEDLEAD)
+        out.front() = zonedsign(out.front(), negative, cdmode, r);
+    else if (type == KVRN_ZONED || type == KVRN_ZONEDU)
+        out.back() = zonedsign(out.back(), negative, cdmode, r);
     return out;
 }
 
-bytes number(unsigned type, uint32_t length, unsigned cdmode, uint64_t magnitude, bool negative,
-             randomness &r) {
-    const bool ebcdic = cdmode == KVRN_CD_EBCDIC;
-    const unsigned zone = ebcdic ? 0xF0 : 0x30;
-    bytes digits = digitsof(magnitude, length, zone);
-    const char minus = ebcdic ? '\x60' : '-', plus = ebcdic ? '\x4E' : r.pick({'+', ' ', '0'});
-    switch (type) {
-    case KVRN_PACKED:
-        return packeddecimal(magnitude, negative, length, r);
-    case KVRN_SIGNLEAD:
-        digits.front() = negative ? minus : plus;
-        return digits;
-    case KVRN_SIGNTRAIL:
-        return digits.substr(1) + (negative ? minus : plus);
-    case KVRN_ZONEDLEAD:
-        digits.front() = zonedsign(digits.front(), negative, cdmode, r);
-        return digits;
-    case KVRN_ZONED:
-    case KVRN_ZONEDU:
-        digits.back() = zonedsign(digits.back(), negative, cdmode, r);
-        return digits;
-    default:
-        return digits;
-    }
-}
-
-} // namespace
-
-int64_t rankof(distribution d, size_t i, size_t n, randomness &r) {
-    const auto at = static_cast<int64_t>(i), size = static_cast<int64_t>(n);
-    switch (d) {
-    case distribution::ascending:
-        return at - size / 2;
-    case distribution::descending:
-        return size / 2 - at;
-    case distribution::equal:
-        return 7;
-    case distribution::twovalues:
-        return r.onein(2) ? -1 : 1;
-    case distribution::sawtooth:
-        return at % 17;
-    case distribution::organpipe:
-        return std::min(at, size - at);
-    default:
-        return static_cast<int64_t>(r.bits() >> r.between(1, 62)) * (r.onein(2) ? -1 : 1);
-    }
-}
-
 bytes fieldof(unsigned type, uint32_t length, unsigned cdmode, int64_t v, randomness &r) {
-    const uint64_t magnitude = static_cast<uint64_t>(v < 0 ? -v : v);
     bytes out;
     switch (type) {
     case KVRN_UBIN1:
@@ -125,29 +97,27 @@ bytes fieldof(unsigned type, uint32_t length, unsigned cdmode, int64_t v, random
     case KVRN_MASKBYTE:
         return bytes(1, static_cast<char>(v));
     default:
-        return number(type, length, cdmode, magnitude, v < 0, r);
+        return decimalfield(type, length, cdmode, std::to_string(v < 0 ? -v : v), v < 0, &r);
     }
 }
 
 bytes edgefield(unsigned type, uint32_t length, unsigned cdmode, randomness &r) {
-    const uint32_t size = type == KVRN_MASKBYTE ? 1 : length;
+    bytes out(bytesof(static_cast<uint8_t>(type), length), '\0');
+    const auto size = static_cast<uint32_t>(out.size());
     switch (r.below(5)) {
     case 0: // minus zero
-        return number(type, size, cdmode, 0, true, r);
+        return decimalfield(type, size, cdmode, "", true, &r);
     case 1: // greatest magnitude: all nines, or what is nearest to them
-        return number(type, size, cdmode, std::numeric_limits<uint64_t>::max(), r.onein(2), r);
-    case 2: { // smallest and greatest of the binary types, in either byte order
-        bytes out(size, r.onein(2) ? '\0' : '\xFF');
+        return decimalfield(type, size, cdmode, std::to_string(UINT64_MAX), r.onein(2), &r);
+    case 2: // smallest and greatest of the binary types, in either byte order
+        out.assign(size, r.onein(2) ? '\0' : '\xFF');
         out[r.onein(2) ? 0 : size - 1] = r.pick({'\x80', '\x7F'});
         return out;
-    }
     case 3:
         return bytes(size, r.pick({'\0', '\xFF', ' ', '0'}));
-    default: {
-        bytes out(size, '\0');
+    default:
         std::generate(out.begin(), out.end(), [&] { return r.byte(); });
         return out;
-    }
     }
 }
 

@@ -7,22 +7,15 @@
 
 namespace kvern::test {
 
-// How the ranks of records run: the named inputs of sort tests.
-enum class distribution : uint8_t {
-    ascending,
-    descending,
-    equal,
-    twovalues,
-    sawtooth,
-    organpipe,
-    random,
-};
-constexpr uint32_t distributions = 7;
-
-[[nodiscard]] int64_t rankof(distribution d, size_t i, size_t n, randomness &r);
-
+// The last n digits, with zeros in front.
+[[nodiscard]] bytes padded(const bytes &digits, size_t n);
+[[nodiscard]] bytes bigendian(int64_t v, size_t n);
+// A field of a decimal type.  A sign takes one of its legal spellings; without a choice
+// the one that the engine writes.
+[[nodiscard]] bytes decimalfield(unsigned type, uint32_t length, unsigned cdmode,
+                                 const bytes &digits, bool negative, randomness *r = nullptr);
 // The field of `length` bytes of a key type (forms 'f' and 'v') that holds v,
-// as far as it has room.  A sign takes one of its legal spellings.
+// as far as it has room.
 [[nodiscard]] bytes fieldof(unsigned type, uint32_t length, unsigned cdmode, int64_t v,
                             randomness &r);
 // Minus zero, greatest and smallest values, rubbish.

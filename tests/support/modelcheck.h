@@ -7,7 +7,7 @@
 namespace kvern::test {
 
 // What the model has against the end of a run; empty: nothing.
-[[nodiscard]] std::string judged(const sessionspec &spec, runresult &got);
+[[nodiscard]] std::string judged(const sessionspec &spec, const runresult &got);
 // What is wrong with a run of the session; empty: nothing.
 [[nodiscard]] std::string faultof(const sessionspec &spec);
 

@@ -32,6 +32,8 @@ class randomness {
     T pick(std::initializer_list<T> list) {
         return list.begin()[below(static_cast<uint32_t>(list.size()))];
     }
+    uint8_t code(std::initializer_list<int> list) { return static_cast<uint8_t>(pick(list)); }
+    uint8_t flags(uint64_t mask) { return static_cast<uint8_t>(bits() & mask); }
     template <class C>
     const auto &pickof(const C &list) {
         return list[below(static_cast<uint32_t>(std::size(list)))];

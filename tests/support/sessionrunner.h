@@ -59,7 +59,4 @@ struct mischief {
 [[nodiscard]] runresult run(const sessionspec &spec, const sessiondisk &disk,
                             mischief *by = nullptr);
 
-// Unframes what a session wrote.  False: it is not whole records.
-[[nodiscard]] bool unframe(const sessionspec &spec, const bytes &data, std::vector<bytes> *out);
-
 } // namespace kvern::test

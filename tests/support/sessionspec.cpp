@@ -7,22 +7,12 @@
 namespace kvern::test {
 
 unsigned sessionspec::level() const {
-    switch (version >> 16) {
-    case 0x0110:
-        return 0;
-    case 0x1010:
-        return 1;
-    case 0x1110:
-        return 2;
-    case 0x1120:
-        return 3;
-    default:
-        return 4;
-    }
+    const uint32_t first[] = {0x0110, 0x1010, 0x1110, 0x1120}; // of the version
+    return static_cast<unsigned>(std::find(first, std::end(first), version >> 16) - first);
 }
 
 bytes sessionspec::delimiter() const {
-    return form != 'r'                ? ""
+    return !text()                    ? ""
            : linedlmt == KVRN_DLMT_LF ? "\n"
            : linedlmt == KVRN_DLMT_CR ? "\r"
                                       : "\r\n";
@@ -35,19 +25,27 @@ size_t sessionspec::records() const {
     return n;
 }
 
-uint32_t sessionspec::selectiontop() const {
-    uint32_t top = 0;
+uint32_t sessionspec::selectionneeds() const {
+    uint32_t needs = 0;
     for (const condition &c : conditions) {
-        top = std::max(top, c.lpos + (bynumber() ? 0 : c.leftlength() - 1));
+        needs = std::max(needs, c.lpos + (bynumber() ? 1 : c.leftlength()));
         if (!c.isliteral())
-            top = std::max(top, c.rpos + (bynumber() ? 0 : c.rightlength() - 1));
+            needs = std::max(needs, c.rpos + (bynumber() ? 1 : c.rightlength()));
     }
-    return top;
+    return needs;
+}
+
+uint32_t sessionspec::rebuildingneeds() const {
+    uint32_t needs = 0;
+    for (const piece &p : pieces)
+        if (!p.literal)
+            needs = std::max(needs, p.position + (bynumber() ? 1 : p.length));
+    return needs;
 }
 
 uint32_t sessionspec::outlength() const {
     if (pieces.empty())
-        return reclen - static_cast<uint32_t>(delimiter().size());
+        return inlength();
     uint32_t n = 0;
     for (const piece &p : pieces)
         n += p.length;
@@ -56,15 +54,10 @@ uint32_t sessionspec::outlength() const {
     return n;
 }
 
-uint8_t sessionspec::byte39() const {
-    return version == KVRN_VERSION_L2_OLDDLMT ? linedlmt : keyoption2;
-}
-
 bool sessionspec::doublebyte() const {
-    bool yes = level() >= 2 && (byte39() & 2) != 0;
-    for (const keyspec &key : keys)
-        yes = yes || key.kanjiconv == KVRN_KANJI_JIS;
-    return yes;
+    return (level() >= 2 && (byte39() & 2) != 0) ||
+           std::any_of(keys.begin(), keys.end(),
+                       [](const keyspec &k) { return k.kanjiconv == KVRN_KANJI_JIS; });
 }
 
 void orderbyprimary(std::vector<bytes> &records) {
@@ -76,57 +69,48 @@ void orderbyprimary(std::vector<bytes> &records) {
 std::string visible(const bytes &text) {
     std::string out = "\"";
     for (const char c : text) {
-        const auto b = static_cast<unsigned char>(c);
-        if (b >= 32 && b < 127 && c != '"' && c != '\\') {
-            out += c;
-        } else {
-            char code[8];
-            std::snprintf(code, sizeof code, "\\x%02X", b);
-            out += code;
-        }
+        char code[8];
+        const bool plain = c >= ' ' && c <= '~' && c != '"' && c != '\\';
+        std::snprintf(code, sizeof code, plain ? "%c" : "\\x%02X", static_cast<unsigned char>(c));
+        out += code;
     }
     return out + "\"";
 }
 
 std::string describe(const sessionspec &s) {
-    constexpr const char *ways[] = {"record",      "block",        "plainfile",  "descriptorfile",
-                                    "managerfile", "relativefile", "indexedfile"};
     std::ostringstream out;
-    out << "function " << s.function << " version 0x" << std::hex << s.version << std::dec
-        << " form " << s.form << " reclen " << s.reclen << " memsize " << s.memsize << " cdmode "
-        << +s.cdmode << " altmode " << +s.altmode << "\n  in " << ways[static_cast<int>(s.input)]
-        << " out " << ways[static_cast<int>(s.output)];
-    if (s.form == 'r') {
-        out << "\n  fieldmode " << +s.fieldmode << " linedlmt " << +s.linedlmt << " separator "
-            << (s.separator ? visible(*s.separator) : "none") << " keyoption " << +s.keyoption
-            << " keyoption2 " << +s.keyoption2;
-    }
-    const std::pair<bool, const char *> flags[] = {
-        {s.keeporder, "keeporder"},       {s.suppress, "suppress"},     {s.descall, "descall"},
-        {s.checked, "checked"},           {s.onto_input, "onto_input"}, {s.endmark, "endmark"},
-        {s.unterminated, "unterminated"}, {s.external, "external"}};
-    for (const auto &[set, name] : flags)
-        out << (set ? std::string("\n  ") + name : "");
-    for (const keyspec &k : s.keys) {
-        out << "\n  key position " << k.position << " length " << k.length << " type " << +k.type
-            << " order " << +k.order << " textoption " << +k.textoption << " kanjiconv "
-            << +k.kanjiconv;
-    }
+    const auto line = [&](const char *names, std::initializer_list<uint32_t> values) {
+        out << "\n  " << names << ':';
+        for (const uint32_t value : values)
+            out << ' ' << value;
+    };
+    out << "function " << s.function << " form " << s.form << " separator "
+        << (s.separator ? visible(*s.separator) : "none");
+    line("version, reclen, memsize, cdmode, altmode, ways in, out",
+         {s.version, s.reclen, s.memsize, s.cdmode, s.altmode, static_cast<uint32_t>(s.input),
+          static_cast<uint32_t>(s.output)});
+    line("fieldmode, linedlmt, keyoption, keyoption2",
+         {s.fieldmode, s.linedlmt, s.keyoption, s.keyoption2});
+    line("keeporder, suppress, descall, external, checked, onto_input, unterminated, endmark",
+         {s.keeporder, s.suppress, s.descall, s.external, s.checked, s.onto_input, s.unterminated,
+          s.endmark});
+    for (const keyspec &k : s.keys)
+        line("key position, length, type, order, textoption, kanjiconv",
+             {k.position, k.length, k.type, k.order, k.textoption, k.kanjiconv});
     for (const piece &p : s.pieces) {
-        out << "\n  piece " << (p.literal ? visible(p.text) : std::to_string(p.position))
-            << " length " << p.length;
+        line("piece position, length", {p.position, p.length});
+        out << (p.literal ? " or " + visible(p.text) : "");
     }
     for (const sumfield &f : s.sums)
-        out << "\n  sum position " << f.position << " length " << f.length << " type " << +f.type;
+        line("sum position, length, type", {f.position, f.length, f.type});
     for (const condition &c : s.conditions) {
-        out << "\n  condition " << +c.op << " left " << +c.ltype << " at " << c.lpos << " of "
-            << c.llen << " right " << +c.rtype << " at " << c.rpos << " of " << c.rlen
-            << " literal " << visible(c.literal) << " options " << +c.options << " true "
-            << +c.iftrue << " to " << c.truejump << " false " << +c.iffalse << " to "
-            << c.falsejump;
+        line("condition op, options, left type, position, length, right ones",
+             {c.op, c.options, c.ltype, c.lpos, c.llen, c.rtype, c.rpos, c.rlen});
+        out << ' ' << visible(c.literal);
+        line("  if true, to, if false, to", {c.iftrue, c.truejump, c.iffalse, c.falsejump});
     }
     for (const auto &file : s.inputs) {
-        out << "\n  input of " << file.size() << " records";
+        line("input of records", {static_cast<uint32_t>(file.size())});
         for (size_t i = 0; i < file.size() && i < 8; ++i)
             out << "\n    " << visible(file[i]);
     }

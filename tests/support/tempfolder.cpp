@@ -1,9 +1,8 @@
 #include "support/tempfolder.h"
 
-#include <atomic>
-#include <chrono>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <stdexcept>
 
 namespace kvern::test {
@@ -11,11 +10,9 @@ namespace kvern::test {
 namespace fs = std::filesystem;
 
 tempfolder::tempfolder() {
-    static std::atomic<unsigned> number{0};
-    const auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
+    std::random_device number;
     do {
-        root = fs::temp_directory_path() /
-               ("kvern-test-" + std::to_string(stamp) + "-" + std::to_string(number++));
+        root = fs::temp_directory_path() / ("kvern-test-" + std::to_string(number()));
     } while (!fs::create_directory(root));
 }
 
@@ -31,8 +28,7 @@ size_t tempfolder::entries() const {
 
 void writefile(const std::string &path, const std::string &bytes) {
     std::ofstream out(path, std::ios::binary);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    if (!out.flush())
+    if (!out.write(bytes.data(), static_cast<std::streamsize>(bytes.size())).flush())
         throw std::runtime_error("cannot write " + path);
 }
 
