@@ -18,14 +18,21 @@
 
 namespace kvern::test {
 
+// Loaded once: under Windows a library that is loaded later may answer to its name.
+inline auto managerlibrary() {
+#ifdef _WIN32
+    static const HMODULE library = LoadLibraryA("m7hxfmg.dll");
+#else
+    static void *const library = dlopen(KVERN_BINARY_DIR "/libm7hxfmg.so", RTLD_NOW | RTLD_LOCAL);
+#endif
+    return library;
+}
 template <class F>
 F managerfn(const char *name) {
 #ifdef _WIN32
-    static const HMODULE library = LoadLibraryA("m7hxfmg.dll");
-    const auto address = reinterpret_cast<void *>(GetProcAddress(library, name));
+    const auto address = reinterpret_cast<void *>(GetProcAddress(managerlibrary(), name));
 #else
-    static void *const library = dlopen(KVERN_BINARY_DIR "/libm7hxfmg.so", RTLD_NOW | RTLD_LOCAL);
-    void *const address = dlsym(library, name);
+    void *const address = dlsym(managerlibrary(), name);
 #endif
     if (!address)
         throw std::runtime_error(std::string("file manager without ") + name);

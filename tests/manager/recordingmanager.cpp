@@ -82,6 +82,7 @@ std::string hexadecimal(const std::string &bytes) {
 } // namespace
 
 recordingmanager::recordingmanager() {
+    (void)managerlibrary(); // before the shim
     char digits[32];
     const auto address = reinterpret_cast<uintptr_t>(static_cast<fmgrstage *>(this));
     std::snprintf(digits, sizeof digits, "%llx", static_cast<unsigned long long>(address));
