@@ -58,6 +58,16 @@ TEST(open, storage_sizes) {
     }
 }
 
+// A block of one record, which is not rounded down to what suits shorter output records.
+TEST(open, storage_for_one_long_record) {
+    handmade s;
+    s.prim.memsize = KVRN_MEM_MIN;
+    s.prim.reclen = 3501;
+    s.key(0, 4);
+    s.piece(0, 4);
+    EXPECT_EQ(s.sort({std::string(3501, 'b'), std::string(3501, 'a')}), (strings{"aaaa", "bbbb"}));
+}
+
 TEST(control, needs_a_session) {
     handmade s;
     KVRNSTAT stat = {};
