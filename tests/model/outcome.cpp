@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 namespace kvern::test {
 
@@ -63,88 +64,65 @@ void foretellstops(const sessionspec &spec, modelresult &result) {
 }
 
 // The merge at its slowest: all heads are looked at for every record.
-class merging {
-  public:
-    explicit merging(const sessionspec &spec) : s(spec), at(spec.inputs.size()) {
-        result.exact = true;
-    }
-
-    modelresult run() {
-        for (size_t i = 0; i < at.size() && goeson; ++i)
-            fetch(i, nullptr);
-        bool folds = !s.sums.empty();
-        while (!heads.empty() && goeson) {
-            const auto lowest =
-                std::min_element(heads.begin(), heads.end(), [](const head &a, const head &b) {
-                    const int order = compare(a.record, b.record);
-                    return order != 0 ? order < 0 : a.input < b.input;
-                });
-            const head next = std::move(*lowest);
-            heads.erase(lowest);
-            modelrecord out = next.record;
-            const bool same = held && compare(*held, out) == 0;
-            if (same && s.suppress)
-                held.reset(); // the last of a group stays
-            else if (same && folds)
-                folds = foldheld(out);
-            flush();
-            held = std::move(out);
-            if (goeson)
-                fetch(next.input, &next.record);
-        }
-        flush();
-        return result;
-    }
-
-  private:
-    struct head {
-        modelrecord record;
-        size_t input;
-    };
-    const sessionspec &s;
-    std::vector<size_t> at;
-    std::vector<head> heads{};
-    std::optional<modelrecord> held{};
-    int64_t taken = 0;
-    bool goeson = true;
-    modelresult result{};
-
-    void flush() {
-        if (held)
-            result.records.push_back(*std::move(held));
-        held.reset();
-    }
-
-    void fail(uint32_t detail) {
+modelresult mergeall(const sessionspec &spec) {
+    modelresult result;
+    result.exact = true;
+    const size_t inputs = spec.inputs.size();
+    std::vector<size_t> at(inputs);
+    std::vector<std::optional<modelrecord>> heads(inputs);
+    std::optional<modelrecord> held;
+    bool folds = !spec.sums.empty(), goeson = true;
+    int64_t read = 0;
+    const auto fail = [&](uint32_t detail) {
         uint32_t &known = result.details.front();
         known = known == KVRN_D_SUMOPERAND ? known : detail;
-    }
-
-    void fetch(size_t input, const modelrecord *before) {
-        auto record = nextrecord(s, s.inputs[input], at[input]);
-        if (!record)
+    };
+    const auto fetch = [&](size_t input) {
+        auto &head = heads[input];
+        const auto before = std::exchange(head, nextrecord(spec, spec.inputs[input], at[input]));
+        if (!head)
             return;
-        if (s.keeporder) // in the order of reading
-            record->key.push_back({false, bigendian(++taken, 8)});
-        if (record->detail == 0 && before != nullptr && compare(*record, *before) < 0)
-            record->detail = KVRN_D_ORDER;
-        goeson = record->detail == 0;
+        if (spec.keeporder) // in the order of reading
+            head->key.push_back({false, bigendian(++read, 8)});
+        if (head->detail == 0 && before && compare(*head, *before) < 0)
+            head->detail = KVRN_D_ORDER;
+        goeson = head->detail == 0;
         if (!goeson)
-            fail(record->detail);
-        heads.push_back({*std::move(record), input});
+            fail(head->detail);
+    };
+    const auto flush = [&] {
+        if (held)
+            result.records.push_back(*held);
+    };
+    for (size_t i = 0; i < inputs && goeson; ++i)
+        fetch(i);
+    while (goeson) {
+        size_t lowest = inputs;
+        for (size_t i = 0; i < inputs; ++i)
+            if (heads[i] && (lowest == inputs || compare(*heads[i], *heads[lowest]) < 0))
+                lowest = i;
+        if (lowest == inputs)
+            break;
+        modelrecord out = *heads[lowest];
+        const bool same = held && compare(*held, out) == 0;
+        if (same && spec.suppress) {
+            held.reset(); // the last of a group stays
+        } else if (same && folds) {
+            const uint32_t fault = fold(spec, out.data, held->data); // the later one takes the sum
+            folds = fault == 0;
+            if (folds)
+                held.reset();
+            else
+                fail(fault);
+            result.open = fault == rubbishdigits;
+        }
+        flush();
+        held = out;
+        fetch(lowest);
     }
-
-    // The later record takes the sum.  False: no more is folded.
-    bool foldheld(modelrecord &later) {
-        const uint32_t fault = fold(s, later.data, held->data);
-        if (fault == 0)
-            held.reset();
-        else
-            fail(fault);
-        result.open = fault == rubbishdigits;
-        return fault == 0;
-    }
-};
+    flush();
+    return result;
+}
 
 std::string told(size_t number, const std::vector<bytes> &wanted, const std::vector<bytes> &got) {
     std::string text = "records from number " + std::to_string(number) + " on:";
@@ -186,7 +164,7 @@ void orderbykeys(const sessionspec &spec, std::vector<bytes> &records) {
 } // namespace
 
 modelresult outcomeof(const sessionspec &spec) {
-    modelresult result = spec.function == KVRN_MERGE ? merging(spec).run() : takeall(spec);
+    modelresult result = spec.function == KVRN_MERGE ? mergeall(spec) : takeall(spec);
     const auto order = [&](const auto &lower) {
         std::stable_sort(result.records.begin(), result.records.end(), lower);
     };

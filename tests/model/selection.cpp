@@ -20,9 +20,11 @@ void align(keyvalue &a, keyvalue &b, char zero) {
 // A leading zone stays in front and its digit goes behind the zeros, which tears
 // overpunched letters: intended.
 bytes torn(const bytes &field, size_t length) {
-    bytes out = static_cast<char>(field[0] & 0xF0) + bytes(length - field.size(), '0');
-    out += static_cast<char>('0' | (field[0] & 0x0F));
-    return length == field.size() ? field : out + field.substr(1);
+    if (length == field.size())
+        return field;
+    const bytes zeros(length - field.size() - 1, '0');
+    return static_cast<char>(field[0] & 0xF0) + zeros + static_cast<char>('0' | (field[0] & 15)) +
+           field.substr(1);
 }
 
 // With overpunched letters a zoned number has its last digit in front and no
