@@ -4,6 +4,7 @@
 #include "fuzz/memorydisk.h"
 #include "model/model.h"
 #include "session/context.h"
+#include "session/handmade.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -15,9 +16,9 @@ namespace {
 
 // Under Wine a session takes several times as long as natively.
 #ifdef _WIN32
-constexpr uint64_t case_step = 3;
+constexpr uint32_t case_step = 3;
 #else
-constexpr uint64_t case_step = 1;
+constexpr uint32_t case_step = 1;
 #endif
 
 constexpr uint32_t roomy = 1U << 30;
@@ -27,18 +28,16 @@ constexpr uint32_t namelength = sizeof(void *) == 4 ? 1050 : 950;
 constexpr uint32_t storage = 18000; // that is left for records then
 
 struct scenario {
-    const char *name;
     uint8_t function = KVRN_SORT;
     char form = 'f';
     exchange input = exchange::plainfile, output = exchange::plainfile;
     uint32_t inputs = 1, records = 60; // of each input
     uint32_t keylength = 10, reclen = 100;
     bool suppress = false;
-    char places = 'd';     // work directories, 'p' paths, 0 the system's default
-    uint32_t room = roomy; // in each of the first two directories of three
-    bool windows = false;  // how temporary files are named and deleted
-    // What it is there for.
-    uint64_t spills = 0, evictions = 0, tempfiles = 0;
+    char places = 'd';      // work directories, 'p' paths, 0 the system's default
+    uint32_t room = roomy;  // in each of the first two directories of three
+    bool windows = false;   // how temporary files are named and deleted
+    uint32_t tempfiles = 0; // what it is there for
 };
 
 constexpr auto descr = exchange::descriptorfile;
@@ -47,78 +46,33 @@ constexpr auto call = exchange::record;
 // What goes to temporary files has strings enough to spill, keys long enough to crowd the
 // list of WBs to come, or directories too small for it.
 constexpr scenario scenarios[] = {
-    {.name = "fixed, in core, files"},
-    {.name = "text, in core, descriptors", .form = 'r', .input = descr, .output = descr},
-    {.name = "fixed, files", .records = 1500, .spills = 4, .tempfiles = 1},
-    {.name = "fixed, long keys, calls, disks fill up",
-     .input = call,
+    {}, // in core, from file to file
+    {.form = 'r', .input = descr, .output = descr},
+    {.records = 1500, .tempfiles = 1},
+    {.input = call,
      .output = call,
      .records = 1200,
      .keylength = 300,
      .reclen = 300,
      .room = 100000,
      .windows = true,
-     .spills = 4,
-     .evictions = 2,
      .tempfiles = 3},
-    {.name = "variable, calls",
-     .form = 'v',
-     .input = call,
-     .output = call,
-     .records = 1300,
-     .suppress = true,
-     .spills = 4,
-     .tempfiles = 1},
-    {.name = "text, from files to calls, disks fill up",
-     .form = 'r',
-     .output = call,
-     .inputs = 2,
-     .records = 700,
-     .room = 50000,
-     .spills = 4,
-     .tempfiles = 3},
-    {.name = "fixed, from calls to a descriptor, paths, disks fill up",
-     .input = call,
-     .output = descr,
-     .records = 700,
-     .places = 'p',
-     .room = 12000,
-     .tempfiles = 3},
-    {.name = "text, from a descriptor to calls, the default place",
-     .form = 'r',
+    {.form = 'v', .input = call, .output = call, .records = 1300, .suppress = true, .tempfiles = 1},
+    {.form = 'r', .output = call, .inputs = 2, .records = 700, .room = 50000, .tempfiles = 3},
+    {.input = call, .output = descr, .records = 700, .places = 'p', .room = 12000, .tempfiles = 3},
+    {.form = 'r',
      .input = descr,
      .output = call,
      .records = 700,
      .places = 0,
      .windows = true,
      .tempfiles = 1},
-    {.name = "merge, fixed, files", .function = KVRN_MERGE, .inputs = 3, .records = 200},
-    {.name = "merge, variable, calls",
-     .function = KVRN_MERGE,
-     .form = 'v',
-     .input = call,
-     .output = call,
-     .inputs = 3},
-    {.name = "merge, text, from files to calls",
-     .function = KVRN_MERGE,
-     .form = 'r',
-     .output = call,
-     .inputs = 2,
-     .records = 200},
-    {.name = "merge, text, from calls to a descriptor",
-     .function = KVRN_MERGE,
-     .form = 'r',
-     .input = call,
-     .output = descr,
-     .inputs = 2,
-     .records = 200},
-    {.name = "copy, fixed, files", .function = KVRN_COPY, .inputs = 2, .records = 400},
-    {.name = "copy, text, from descriptors to a file",
-     .function = KVRN_COPY,
-     .form = 'r',
-     .input = descr,
-     .inputs = 2,
-     .records = 400},
+    {.function = KVRN_MERGE, .inputs = 3, .records = 200},
+    {.function = KVRN_MERGE, .form = 'v', .input = call, .output = call, .inputs = 3},
+    {.function = KVRN_MERGE, .form = 'r', .output = call, .inputs = 2, .records = 200},
+    {.function = KVRN_MERGE, .form = 'r', .input = call, .output = descr, .inputs = 3},
+    {.function = KVRN_COPY, .inputs = 2, .records = 400},
+    {.function = KVRN_COPY, .form = 'r', .input = descr, .inputs = 2, .records = 400},
 };
 
 // Runs that rise over about as many records as the storage holds, each just below the one
@@ -172,33 +126,26 @@ std::vector<std::string> placesof(char kind) {
     return {"da" + slashes, "db" + slashes, "dc" + slashes};
 }
 
-void PrintTo(const scenario &one, std::ostream *out) {
-    *out << one.name;
-}
-
-struct stage {
-    scenario what;
-    sessionspec spec;
+class faults : public ::testing::TestWithParam<scenario> {
+  protected:
+    const scenario &what = GetParam();
+    const sessionspec spec = specof(what);
     std::vector<bytes> expected{};
 
-    explicit stage(const scenario &one) : what(one), spec(specof(one)) {}
-
-    [[nodiscard]] memoryplan plan(fault how, uint64_t first, uint64_t last) const {
-        memoryplan made;
-        made.grant = maxgrant;
-        made.capacity = {what.room, what.room, roomy};
-        made.deletesbyname = what.windows;
-        made.how = how;
-        made.failat = static_cast<uint32_t>(first);
-        made.failto = static_cast<uint32_t>(last);
-        return made;
+    [[nodiscard]] memoryplan plan(fault how, uint32_t first, uint32_t last) const {
+        return {.grant = maxgrant,
+                .capacity = {what.room, what.room, roomy},
+                .how = how,
+                .failat = first,
+                .failto = last,
+                .deletesbyname = what.windows};
     }
 
     // The hook is a word of the platform's, which begins anew with each session.
-    [[nodiscard]] runresult play(const memoryplan &plan,
+    [[nodiscard]] runresult play(const memoryplan &by,
                                  int(KVRN_CALL *hook)(KVRNSESS *, void *) = nullptr,
                                  void *arg = nullptr) const {
-        const memorydisk disk(plan, placesof(what.places));
+        const memorydisk disk(by, placesof(what.places));
         kvrnhook(hook, arg);
         return run(spec, disk);
     }
@@ -218,7 +165,7 @@ struct stage {
         return right ? "" : "wrong records";
     }
 
-    [[nodiscard]] std::string outcome(fault how, uint64_t first, uint64_t last) const {
+    [[nodiscard]] std::string outcome(fault how, uint32_t first, uint32_t last) const {
         const runresult got = play(plan(how, first, last));
         if (const std::string wrong = leftovers(got); !wrong.empty())
             return wrong;
@@ -234,7 +181,7 @@ struct stage {
     }
 
     // All goes well, so that the rest of the walk has something to compare with.
-    void rehearse() {
+    void SetUp() override {
         uint64_t evictions = 0;
         const auto look = [](KVRNSESS *sess, void *arg) {
             *static_cast<uint64_t *>(arg) = static_cast<qha5ctx *>(sess->ctx)->idxspills[2];
@@ -245,20 +192,18 @@ struct stage {
         ASSERT_EQ(difference(spec, outcomeof(spec), got.records), "");
         expected = got.records;
         ASSERT_EQ(leftovers(got), "");
-        EXPECT_GE(got.counters.spills, what.spills);
-        EXPECT_GE(evictions, what.evictions);
+        EXPECT_GE(evictions, what.keylength < what.reclen ? 0U : 2U);
         EXPECT_EQ(got.counters.tempfiles, what.tempfiles);
     }
 
-    [[nodiscard]] uint64_t operations(fault how) const {
+    [[nodiscard]] uint32_t operations(fault how) const {
         (void)play(plan(how, 0, 0));
         return held().operations;
     }
 };
 
 struct countdown {
-    uint64_t left;
-    uint64_t rounds;
+    uint32_t left, rounds;
 };
 int KVRN_CALL stopatzero(KVRNSESS *, void *arg) {
     auto *count = static_cast<countdown *>(arg);
@@ -266,58 +211,64 @@ int KVRN_CALL stopatzero(KVRNSESS *, void *arg) {
     return count->left != 0 && --count->left == 0 ? 1 : 0;
 }
 
-class faults : public ::testing::TestWithParam<scenario> {
-  protected:
-    faults() : on(GetParam()) {}
-    void SetUp() override { ASSERT_NO_FATAL_FAILURE(on.rehearse()); }
-    stage on;
-};
-
 } // namespace
 
 TEST_P(faults, each_operation) {
     constexpr struct {
         const char *what;
         fault how;
-        bool once, forgood;
+        bool forgood;
     } walks[] = {
-        {"the device fails", fault::device, true, true},
-        {"the disk is full", fault::full, true, true},
-        {"torn", fault::torn, true, false},
-        {"torn by a full disk", fault::tornfull, true, false},
-        {"short", fault::cut, true, true},
-        {"interrupted", fault::interrupted, true, false},
+        {"the device fails", fault::device, true},
+        {"the disk is full", fault::full, true},
+        {"torn", fault::torn, false},
+        {"torn by a full disk", fault::tornfull, false},
+        {"short", fault::cut, true},
+        {"interrupted", fault::interrupted, false},
     };
     for (const auto &walk : walks) {
-        const uint64_t total = on.operations(walk.how);
-        uint64_t wrong = 0;
-        std::string first;
+        const uint32_t total = operations(walk.how);
         for (const bool forgood : {false, true})
-            for (uint64_t at = 1; (forgood ? walk.forgood : walk.once) && at <= total;
-                 at += case_step) {
-                const std::string result = on.outcome(walk.how, at, forgood ? total : at);
-                if (!result.empty() && wrong++ == 0)
-                    first = "operation " + std::to_string(at) + ": " + result;
-            }
-        EXPECT_EQ(wrong, 0U) << "of " << total << ", " << walk.what << "; " << first;
+            for (uint32_t at = 1; (walk.forgood || !forgood) && at <= total; at += case_step)
+                ASSERT_EQ(outcome(walk.how, at, forgood ? total : at), "")
+                    << walk.what << (forgood ? " from operation " : " at operation ") << at;
     }
 }
 
 TEST_P(faults, a_stop_in_each_pump_round) {
-    constexpr uint64_t startup = 1000; // rounds of the start-up pump, all alike
+    constexpr uint32_t startup = 1000; // rounds of the start-up pump, all alike
     countdown all{0, 0};
-    const memoryplan plan = on.plan(fault::device, 0, 0);
-    (void)on.play(plan, stopatzero, &all);
-    for (uint64_t at = 1; at <= all.rounds; at += at < startup - 1 ? 333 : case_step) {
+    const memoryplan allwell = plan(fault::device, 0, 0);
+    (void)play(allwell, stopatzero, &all);
+    for (uint32_t at = 1; at <= all.rounds; at += at < startup - 1 ? 333 : case_step) {
         countdown count{at, 0};
-        const runresult got = on.play(plan, stopatzero, &count);
+        const runresult got = play(allwell, stopatzero, &count);
         EXPECT_NE(got.failed, "") << "round " << at;
         EXPECT_EQ(got.detail, 0U) << "a stop is no failure, round " << at;
-        ASSERT_EQ(on.leftovers(got), "") << "round " << at;
+        ASSERT_EQ(leftovers(got), "") << "round " << at;
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(of, faults, ::testing::ValuesIn(scenarios),
                          [](const auto &one) { return std::to_string(one.index); });
+
+// A clock that fails costs the session nothing, and the message bears its error.
+TEST(fault, a_clock) {
+    int failed = 0;
+    bool more = true;
+    for (uint32_t at = 1; more; ++at) {
+        startplatform({.grant = maxgrant, .failat = at});
+        handmade s;
+        kvrnhook([](KVRNSESS *sess, void *) { return kvrnlevl(sess, 3); }, nullptr);
+        const bool sorted = s.open() == 0 && s.put("12345678") == 0 && s.end() == 1;
+        more = held().operations >= at;
+        const std::string text = s.message();
+        if (text.find("(time)") == std::string::npos)
+            continue;
+        EXPECT_TRUE(sorted && text.find("(time)(1117)") != std::string::npos) << text;
+        ++failed;
+    }
+    EXPECT_EQ(failed, 3); // at the start, before the input, behind it
+}
 
 } // namespace kvern::test
