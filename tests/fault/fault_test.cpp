@@ -1,7 +1,7 @@
 // Every operation on the system fails, in every kind of session and in every way: the
 // records that come out are right, or a detail code says why there are none, and no call
 // claims a good end; nothing is left open, held or on disk.
-#include "fuzz/memorydisk.h"
+#include "fuzz/memory_platform.h"
 #include "model/model.h"
 #include "session/context.h"
 #include "session/handmade.h"

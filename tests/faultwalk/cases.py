@@ -6,6 +6,7 @@ before.  A bench is a folder in which scenarios run; it knows what every file mu
 import collections
 import contextlib
 import os
+import pathlib
 import random
 import shlex
 import shutil
@@ -177,10 +178,9 @@ class bench:
         os.makedirs(self.folder + "/t")
         os.makedirs(self.folder + "/d")
         os.chdir(self.folder)
-        for name, data in what.before.items():
-            with open(name, "wb") as file:
-                file.write(data)
-            os.chmod(name, 0o640)
+        for path, data in ((pathlib.Path(name), data) for name, data in what.before.items()):
+            path.write_bytes(data)
+            path.chmod(0o640)
         if what.place == "hard":
             os.link(*what.outs)
         elif what.place in ("link", "dangling"):
@@ -190,15 +190,12 @@ class bench:
     def look(self):
         """Path to kind, permissions, links and content of all that lies there."""
         found = {}
-        for folder, _, files in os.walk("."):
-            for name in files:
-                path = os.path.join(folder, name)[2:]
-                its = os.lstat(path)
-                if stat.S_ISREG(its.st_mode):
-                    with open(path, "rb") as file:
-                        found[path] = (stat.S_IMODE(its.st_mode), its.st_nlink, file.read())
-                else:
-                    found[path] = (its.st_mode, its.st_ino)
+        for path in pathlib.Path().rglob("*"):
+            its = path.lstat()
+            if stat.S_ISREG(its.st_mode):
+                found[str(path)] = (stat.S_IMODE(its.st_mode), its.st_nlink, path.read_bytes())
+            elif not stat.S_ISDIR(its.st_mode):
+                found[str(path)] = (its.st_mode, its.st_ino)
         return found
 
     def environment(self, what, fault="", counts=""):
@@ -225,11 +222,8 @@ class bench:
         except subprocess.TimeoutExpired:
             child.kill()
             piped, _ = child.communicate()
-        with self.got, self.said:
-            self.got.seek(0)
-            self.said.seek(0)
-            return outcome(code, self.said.read().decode(errors="replace"),
-                           piped or self.got.read(), self.look())
+        got, said = (os.pread(end.fileno(), 1 << 24, 0) for end in (self.got, self.said))
+        return outcome(code, said.decode(errors="replace"), piped or got, self.look())
 
     def run(self, what, fault="", counts=""):
         self.lay(what)

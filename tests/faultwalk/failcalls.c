@@ -9,7 +9,6 @@
 //     with `on` all calls behind it do the same (behind a torn one all fail)
 //   KVERN_FAULT_COUNTS=FILE  the counts are left there, a line a kind
 //   KVERN_FAULT_NAMED=1      no file can be made without a name
-//   KVERN_FAULT_TRAP=1       a debugger is called where the fault strikes
 //
 // The loader and the C library call each other by other ways and are not seen, so that a
 // call of the command is one call here.  What it does not call is not here either;
@@ -20,7 +19,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
 #include <stdarg.h>
 #include <stdbool.h>
 #include <stdio.h>
@@ -48,7 +46,7 @@ enum how { none, fail, after, tear, shorten, hows };
 static const char *const hownames[] = {"", "fail", "after", "tear", "short"};
 
 static unsigned long counts[kinds];
-static bool counting, goingon, named, trapping;
+static bool counting, goingon, named;
 static enum kind watched = kinds;
 static enum how chosen;
 static unsigned long at;
@@ -66,13 +64,7 @@ static enum how strike(enum kind kind) {
         what = n == at ? shorten : goingon || n == at + 1 ? fail : none;
     else if (n > at && !goingon)
         what = none;
-    if (trapping && what != none)
-        raise(SIGTRAP);
     return what;
-}
-
-static size_t half(size_t length) {
-    return length > 1 ? length / 2 : length;
 }
 
 // ---- from where on ------------------------------------------------------------
@@ -96,7 +88,6 @@ static int watchedmain(int argc, char **argv, char **environment) {
         if (getenv("KVERN_FAULT") != NULL)
             choose(getenv("KVERN_FAULT"));
         named = getenv("KVERN_FAULT_NAMED") != NULL;
-        trapping = getenv("KVERN_FAULT_TRAP") != NULL;
         counting = true;
     }
     return realmain(argc, argv, environment);
@@ -204,7 +195,7 @@ int fcntl(int file, int command, ...) {
     ssize_t name parameters {                                                                      \
         REAL(name);                                                                                \
         const enum how what = strike(kind);                                                        \
-        length = what == shorten ? half(length) : length;                                          \
+        length = what == shorten && length > 1 ? length / 2 : length;                              \
         errno = what == fail ? error : errno;                                                      \
         return what == fail ? -1 : real arguments;                                                 \
     }

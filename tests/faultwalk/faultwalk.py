@@ -7,14 +7,14 @@ exit code 0 and the right output, or another one with a message and the old outp
 complete new one); no death by a signal, no hang, no file left, no input changed.
 
   faultwalk.py COMMAND LIBRARY [--only REGEX] [--limit N] [--jobs N]
-  faultwalk.py COMMAND LIBRARY --case SCENARIO/KIND/HOW/ERROR/N
+A breach is told by its scenario and what KVERN_FAULT was.
 """
 import argparse
 import errno
 import multiprocessing
 import os
+import pathlib
 import re
-import shlex
 import subprocess
 import sys
 import tempfile
@@ -66,20 +66,15 @@ def spell(kind, way, n):
 def judge(what, right, seen, whole, kind, way):
     """What is wrong with a run, in a list of words."""
     wrong = []
-    if seen.code is None:
-        return ["hangs"]
-    if seen.code < 0:
-        wrong.append(f"ends by signal {-seen.code}")
     good = seen.code == right.code
+    if seen.code is None or seen.code < 0:
+        wrong.append(f"hangs, or ends by signal: {seen.code}")
+    elif not good and (seen.code not in codes(kind, way) or not seen.said.strip()):
+        wrong.append(f"exit code {seen.code}, not of {codes(kind, way)} and with a message")
+    elif way.endswith("!" if good else "="):
+        wrong.append("claims to be done" if good else "gives up for nothing")
     if good and seen.got != right.got:
-        wrong.append(f"exit code {seen.code} and wrong output")
-    if not good and seen.code >= 0:
-        if seen.code not in codes(kind, way) or not seen.said.strip():
-            wrong.append(f"exit code {seen.code}, not of {codes(kind, way)} and with a message")
-    if good and "!" in way:
-        wrong.append("claims to be done")
-    if not good and way.endswith("="):
-        wrong.append("gives up for nothing")
+        wrong.append("wrong output")
     spared = False  # the result lies beside an output that could not be written over
     for path in sorted(set(seen.files) | set(whole)):
         if path in what.outs or seen.files.get(path) == whole.get(path):
@@ -93,13 +88,11 @@ def judge(what, right, seen, whole, kind, way):
             wrong.append(f"leaves {path}")
     for path in what.outs:
         now, old, new = (files.get(path) for files in (seen.files, whole, right.files))
-        if good and now != new:
-            same = now and now[-1] == new[-1]
-            if not same or kind not in ("mode", "owner") or now[0] & ~new[0]:
-                wrong.append(f"done, and the output stands otherwise: {now[:2]} for {new[:2]}"
-                             if same else "done, and wrong output")
-        elif not good and now != old and now != new and not spared:
-            wrong.append(f"the old output is gone: {len(now[-1]) if now else 'no'} bytes")
+        if good and now != new and (not now or now[-1] != new[-1] or now[0] & ~new[0]
+                                    or kind not in ("mode", "owner")):
+            wrong.append(f"done, and the output stands otherwise: {now and now[:2]} for {new[:2]}")
+        elif not good and now not in (old, new) and not spared:
+            wrong.append("the old output is gone")
     return wrong
 
 
@@ -107,8 +100,8 @@ def count(table, what):
     """The right run: its outcome and the calls of each kind."""
     file = table.folder + ".counts"
     right = table.run(what, counts=file)
-    with open(file, encoding="ascii") as told:
-        calls = {kind: int(number) for kind, number in (line.split() for line in told)}
+    told = pathlib.Path(file).read_text(encoding="ascii").split()
+    calls = dict(zip(told[::2], map(int, told[1::2])))
     expected = 1 if what.name == "check-unsorted" else 0
     if right.code != expected or judge(what, right, right, table.whole, "", ""):
         sys.exit(f"{what.name}: the right run ends with {right.code}: {right.said}")
@@ -142,13 +135,13 @@ def settle(options, place):
 
 
 def one(case):
-    """Nothing, or the case as --case takes it with what is wrong and what was said."""
+    """Nothing, or the case with what is wrong and what was said."""
     name, kind, way, n = case
     what, right, _ = rights[name]
-    seen = table.run(what, spell(kind, way, n))
+    fault = spell(kind, way, n)
+    seen = table.run(what, fault)
     wrong = judge(what, right, seen, table.whole, kind, way)
-    spelling = f"{name}/{kind}/{way}/{n}"
-    return wrong and f"  {spelling}: {'; '.join(wrong)}\n    [{seen.code}] {seen.said.strip()}"
+    return wrong and f"  {name} {fault}: {'; '.join(wrong)}\n    [{seen.code}] {seen.said.strip()}"
 
 
 def walk(options, place):
@@ -172,22 +165,6 @@ def walk(options, place):
     return breaches != 0
 
 
-def again(options):
-    """One case, with what it said and the command for a debugger."""
-    name, kind, *way, n = options.case.split("/")
-    settle(options, tempfile.mkdtemp(prefix="faultwalk-"))
-    what, right, _ = count(table, cases.scenario(name))
-    fault = spell(kind, "/".join(way), n)
-    seen = table.run(what, fault)
-    wrong = judge(what, right, seen, table.whole, kind, "/".join(way))
-    print(f"[{seen.code}] {seen.said}breaches: {wrong}")
-    table.lay(what)
-    settings = [f"{key}={value}" for key, value in table.environment(what, fault).items()]
-    print(f"by hand, in {table.folder} (with KVERN_FAULT_TRAP=1 it stops in a debugger there):\n"
-          + shlex.join(["env", *settings, options.command, *what.arguments[1:]]), what.stdin)
-    return bool(wrong)
-
-
 def main():
     parse = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
     parse.add_argument("command", type=os.path.abspath)
@@ -196,12 +173,9 @@ def main():
     parse.add_argument("--kind", default=".*", help="kinds of call that this matches")
     parse.add_argument("--limit", type=int, default=80, help="places of one kind and way")
     parse.add_argument("--jobs", type=int, default=os.cpu_count())
-    parse.add_argument("--case", help="one case, as a breach was spelt")
     options = parse.parse_args()
     if unseen := unwatched(options.command):
         sys.exit(f"failcalls.c does not stand in for {', '.join(unseen)}")
-    if options.case:
-        return again(options)
     with tempfile.TemporaryDirectory(prefix="faultwalk-", dir=cases.MEMORY) as place:
         return walk(options, place)
 

@@ -1,13 +1,13 @@
 // A session from bytes: the generator's of the random tests, on the platform layer in
 // memory.  As a rule the caller does as he should, and the model foretells the end.  Else
 // the blocks are bent, calls come out of order, the hook stops the session, an operation
-// fails or the disks are small.
+// fails, the disks are small, or a file of the file manager is damaged.
 //
 // Beside what the sanitizers see these are findings, whatever was done: memory or files
 // that are held after the close, temporary files that stay, a session that never ends,
 // counts that do not balance at its end, a failure that is forgotten.  With KVERN_SHOW
 // each session is told.
-#include "fuzz/memorydisk.h"
+#include "fuzz/memory_platform.h"
 #include "fuzz/spoiler.h"
 #include "support/modelcheck.h"
 
@@ -24,22 +24,8 @@ constexpr size_t controls = 24; // bytes of the input that rule all but the sess
 constexpr uint32_t never = UINT32_MAX;
 constexpr uint32_t roomy = 0x200000;
 
-// What a caller may do beside the usual calls.
-enum class oddity : uint8_t {
-    get,
-    merge,
-    wrongcode,
-    noaddress,
-    longer,
-    raw,
-    end,
-    close,
-    otherblock,
-    wronginput,
-    wrongstate,
-    stop,
-    none
-};
+constexpr uint32_t oddities = 13; // what a caller may do beside the usual calls: before()
+constexpr uint32_t none = oddities;
 
 class fuzzedsession : mischief {
   public:
@@ -54,14 +40,11 @@ class fuzzedsession : mischief {
         const memorydisk disk(plan, workfolders);
         if (getenv("KVERN_SHOW") != nullptr)
             fprintf(stderr, "bends %u, oddity %u at %u, stop at %u, fault %u at %u\n%s\n", bends,
-                    static_cast<unsigned>(odd), oddat, stopat, static_cast<unsigned>(plan.how),
-                    plan.failat, describe(spec).c_str());
+                    odd, oddat, stopat, static_cast<unsigned>(plan.how), plan.failat,
+                    describe(spec).c_str());
         kvrnhook(hook, this);
         runresult got = test::run(spec, disk, this);
         kvrnhook(nullptr, nullptr);
-        if (getenv("KVERN_SHOW") != nullptr)
-            fprintf(stderr, "%zu records, detail %u %s\n", got.records.size(), got.detail,
-                    got.failed.c_str());
         checkheld();
         checkend(got);
     }
@@ -71,27 +54,23 @@ class fuzzedsession : mischief {
     memoryplan plan;
     sessionspec spec{};
     std::vector<std::string> workfolders{};
-    uint32_t bends = 0, oddat = 0, stopat = never, round = 0, number = 0;
+    uint32_t bends = 0, odd = none, oddat = 0, stopat = never, round = 0, number = 0;
     uint8_t message = 0;
-    oddity odd = oddity::none;
     bool nested = false, failing = false, sound = true;
 
     callerblocks blocks{};
-    platformstate atstart{};
+    uint32_t filesatstart = 0;
 
     void makeplan() {
-        constexpr const char *variables[] = {nullptr, nullptr, nullptr, "da",  "da;db",
-                                             "da/",   ";",     " da",   "da;", "no/where"};
         bends = control.onein(3) ? control.between(1, 3) : 0;
-        odd = control.onein(5)
-                  ? static_cast<oddity>(control.below(static_cast<uint32_t>(oddity::none)))
-                  : oddity::none;
+        odd = control.onein(5) ? control.below(oddities) : none;
         oddat = control.below(control.onein(3) ? 64 : 6);
         stopat = control.onein(12) ? control.below(40) : never;
         failing = control.onein(6);
         plan.grant = maxgrant;
         plan.capacity.fill(roomy);
         plan.deletesbyname = control.onein(3);
+        plan.manager = managerroutine;
         if (failing) {
             plan.how = static_cast<fault>(control.below(faultkinds));
             plan.failat = control.below(200) + 1;
@@ -105,13 +84,12 @@ class fuzzedsession : mischief {
         }
         message = static_cast<uint8_t>(control.below(8));
         nested = control.onein(8);
-        const bool astray = control.onein(12);
-        plan.variable = astray ? control.pickof(variables) : nullptr;
-        workfolders = control.onein(2) ? std::vector<std::string>{"da"}
-                      : control.onein(2) || astray
-                          ? std::vector<std::string>{}
-                          : std::vector<std::string>{"da/t0", "da/t1", "db/t2", "db/t3"};
-        sound = bends == 0 && odd == oddity::none && stopat == never && !failing && !astray;
+        const uint32_t places = control.below(4);
+        if (places != 0)
+            workfolders = {"da"};
+        if (places == 1)
+            workfolders = {"da/t0", "da/t1", "db/t2", "db/t3"};
+        sound = bends == 0 && odd == none && stopat == never && !failing;
     }
 
     void makespec() {
@@ -119,6 +97,7 @@ class fuzzedsession : mischief {
         size.function = static_cast<uint8_t>(control.pick({'s', 's', 'm', 'c'}));
         size.external = size.function == KVRN_SORT && control.onein(10);
         size.maxrecords = size.external ? 2500 : control.onein(8) ? 400 : 40;
+        size.managed = !size.external && control.onein(4);
         size.storage = 1000000;
         spec = randomsession(made, size);
         if (spec.level() == 2 && control.onein(3)) {
@@ -126,7 +105,7 @@ class fuzzedsession : mischief {
             spec.keyoption = spec.keyoption2 = 0;
         }
         for (uint32_t i = 1; i < bends; ++i)
-            spoiler(control).bend(spec);
+            test::bend(spec, control);
     }
 
     // ---- the hook ----------------------------------------------------------------
@@ -135,9 +114,9 @@ class fuzzedsession : mischief {
     // none, which spares the session a thousand rounds.
     static int KVRN_CALL hook(KVRNSESS *sess, void *arg) {
         auto &run = *static_cast<fuzzedsession *>(arg);
-        static char none[] = {3, 0};
+        static char nowhere[] = {3, 0};
         if (run.round == 0 && !run.nested)
-            (void)kvrntmpd(sess, none);
+            (void)kvrntmpd(sess, nowhere);
         if (run.round == 0)
             (void)kvrnlevl(sess, run.message);
         if (run.nested && run.round % 64 == 63 && kvrnput(sess) != KVRN_FAILED)
@@ -148,59 +127,54 @@ class fuzzedsession : mischief {
     // ---- mischief ----------------------------------------------------------------
 
     void bend(callerblocks &given) override {
-        if (bends != 0)
-            spoiler(control).bend(given);
+        if (bends != 0 && ismanaged(spec.input) && !control.onein(3))
+            damage(makefile("dc/input0"));
+        else if (bends != 0)
+            test::bend(given, control);
         blocks = given;
-        atstart = held();
+        filesatstart = held().files;
+    }
+
+    void damage(std::vector<uint8_t> &data) {
+        constexpr uint32_t heads = 1024; // what an indexed file says of itself lies there
+        const auto all = static_cast<uint32_t>(data.size());
+        if (control.onein(8))
+            data.resize(control.below(all + 1));
+        for (uint32_t i = 0; i < bends && !data.empty(); ++i)
+            data[control.below(control.onein(2) ? std::min(all, heads) : all) % data.size()] =
+                static_cast<uint8_t>(control.byte());
     }
 
     bool before(KVRNSESS &sess, const KVRNLINK &link) override {
-        if (odd == oddity::none || number++ != oddat)
+        if (odd == none || number++ != oddat)
             return true;
-        const auto put = [&](void *address, uint32_t length) {
-            sess.code = KVRN_RECORD;
-            sess.recaddr = address;
-            sess.reclen = length;
+        std::vector<char> record;
+        const auto put = [&](uint8_t code, uint32_t length) {
+            record.resize(std::min(length, 70000U));
+            std::generate(record.begin(), record.end(), [&] { return control.byte(); });
+            sess.code = code;
+            sess.recaddr = nested ? nullptr : record.data();
+            sess.reclen = static_cast<uint32_t>(record.size());
             (void)kvrnput(&sess);
         };
-        const uint32_t length = odd == oddity::longer ? sess.reclen + 1 + oddat : oddat;
-        switch (odd) {
-        case oddity::get:
-            (void)(link.chkg != nullptr && nested ? link.chkg : kvrnget)(&sess);
-            break;
-        case oddity::merge:
-            (void)(link.chkm != nullptr && nested ? link.chkm : kvrnmrge)(&sess);
-            break;
-        case oddity::wrongcode:
-        case oddity::end:
-            sess.code = odd == oddity::end ? uint8_t{KVRN_END} : uint8_t{99};
-            (void)kvrnput(&sess);
-            break;
-        case oddity::noaddress:
-            put(nullptr, sess.reclen);
-            break;
-        case oddity::longer:
-        case oddity::raw: {
-            std::vector<char> record(std::min(length, 70000U));
-            std::generate(record.begin(), record.end(), [&] { return control.byte(); });
-            put(record.data(), static_cast<uint32_t>(record.size()));
-            break;
-        }
-        case oddity::close:
-            return false;
-        case oddity::otherblock:
+        using call = int(KVRN_CALL *)(KVRNSESS *);
+        const call calls[] = {kvrnget, kvrnmrge, kvrnstop, link.chkg, link.chkm};
+        if (odd < std::size(calls)) {
+            if (calls[odd] != nullptr)
+                (void)calls[odd](&sess);
+        } else if (odd == 5 || odd == 6) {
+            put(odd == 5 ? KVRN_END : 99, sess.reclen);
+        } else if (odd == 7 || odd == 8) {
+            put(KVRN_RECORD, sess.reclen + (odd == 8 ? 1 + oddat : 0));
+        } else if (odd == 9) {
+            put(KVRN_RECORD, oddat);
+        } else if (odd == 10) {
             useotherblock();
-            break;
-        case oddity::wronginput:
+        } else if (odd == 11) {
             sess.inputno = static_cast<uint16_t>(oddat);
-            break;
-        case oddity::wrongstate:
-            sess.mergestat = static_cast<uint8_t>(oddat);
-            break;
-        default:
-            (void)kvrnstop(&sess);
+            sess.mergestat = static_cast<uint8_t>(control.byte());
         }
-        return true;
+        return odd != 12;
     }
 
     void useotherblock() const {
@@ -209,9 +183,8 @@ class fuzzedsession : mischief {
         std::vector<char> copy(bytes);
         memcpy(copy.data(), blocks.sess, bytes);
         auto *other = reinterpret_cast<KVRNSESS *>(copy.data());
-        (void)qha5chkp(other);
-        (void)qha5chkg(other);
-        (void)qha5chkm(other);
+        for (const auto call : {qha5chkp, qha5chkg, qha5chkm})
+            (void)call(other);
         if (qha5term(blocks.prim, other) != KVRN_FAILED)
             finding("a close by another's block");
     }
@@ -220,34 +193,30 @@ class fuzzedsession : mischief {
 
     void checkheld() const {
         const platformstate after = held();
-        if (after.memory != 0)
-            finding("memory that is held after the close");
-        if (after.handles != 0)
-            finding("a file that is open after the close");
+        if (after.memory != 0 || after.handles != 0)
+            finding("memory or a file that is held after the close");
         const bool keeps = bends != 0 || failing; // to keep them may be asked for
-        if (!keeps && after.files > atstart.files + (spec.fileout() ? 1 : 0))
+        if (!keeps && after.files > filesatstart + (spec.fileout() ? 1 : 0))
             finding("a temporary file that stays");
     }
 
     void checkend(runresult &got) {
         if (!got.broken.empty())
             fail(got.broken);
-        // Without a detail the session was left, or did as the bent blocks told it; a call
-        // that is refused leaves one in a session that goes on.
-        const bool refused = got.detail >= KVRN_D_PUTUSE && got.detail <= KVRN_D_RECLEN;
-        if (odd == oddity::none && got.detail != 0 && !refused && !foldingstopped(got.detail) &&
-            !got.pretends.empty())
+        // Without a detail the session was left, or did as the bent blocks told it; what is
+        // refused, or cannot be summed, leaves one in a session that goes on.
+        const bool goeson = (got.detail >= KVRN_D_PUTUSE && got.detail <= KVRN_D_RECLEN) ||
+                            foldingstopped(got.detail) || got.detail == KVRN_D_SUMOPERAND;
+        if (odd == none && got.detail != 0 && !goeson && !got.pretends.empty())
             fail(got.pretends + " succeeds after a failure");
         const KVRNSTAT &n = got.counters;
         if (got.failed.empty() && got.detail == 0 && n.phase == KVRN_PHASE_DONE &&
             n.taken != n.delivered + n.rejected + n.suppressed + n.summed)
             fail("counters that do not balance");
-        const bool faultalone = bends == 0 && odd == oddity::none && stopat == never;
-        if (sound || (faultalone && got.failed.empty())) {
-            const std::string fault = judged(spec, got);
-            if (!fault.empty())
-                fail(fault);
-        }
+        const bool faultalone = bends == 0 && odd == none && stopat == never;
+        if (sound || (faultalone && got.failed.empty()))
+            if (const std::string wrong = judged(spec, got); !wrong.empty())
+                fail(wrong);
     }
 
     [[noreturn]] void fail(const std::string &why) const {

@@ -21,7 +21,6 @@ using namespace platform;
 
 constexpr const char *directories[] = {"da", "db", "dc"};
 constexpr size_t nowhere = std::size(directories);
-constexpr size_t maxopen = 200;
 constexpr syserror err_device = 1117;
 
 struct memfile {
@@ -86,7 +85,7 @@ errnumber errnumberof(syserror code) {
     constexpr std::pair<syserror, errnumber> numbers[] = {{0, 0},
                                                           {2, 2},
                                                           {3, 2},
-                                                          {4, 24},
+
                                                           {80, 17},
                                                           {err_isdirectory, 21},
                                                           {err_device, 5},
@@ -174,8 +173,6 @@ syserror openpath(const char *path, openmode mode, intptr_t *out) {
         return 3;
     if (isdirectory(path))
         return err_isdirectory;
-    if (opened.size() > maxopen)
-        return 4;
     std::shared_ptr<memfile> file = find(path);
     if (file != nullptr && mode == openmode::tempcreate && !plan.deletesbyname)
         return 80;
@@ -252,19 +249,16 @@ syserror readfile(filehandle file, void *to, uint32_t length, uint32_t *count) {
 syserror writefile(filehandle file, const void *from, uint32_t length, uint32_t *count) {
     return moveout(op_write, of(file), from, length, count);
 }
-static blockmove placed(filehandle file, filepos place) {
-    of(file).at = static_cast<size_t>(place);
-    const syserror error = struck() ? err_device : 0;
-    return {error, error == 0, 0};
-}
 blockmove readat(filehandle file, filepos place, void *to, uint32_t length) {
-    blockmove result = placed(file, place);
+    of(file).at = static_cast<size_t>(place);
+    blockmove result = {err_device, !struck(), 0};
     if (result.placed)
         result.error = movein(op_readat, of(file), to, length, &result.count);
     return result;
 }
 blockmove writeat(filehandle file, filepos place, const void *from, uint32_t length) {
-    blockmove result = placed(file, place);
+    of(file).at = static_cast<size_t>(place);
+    blockmove result = {err_device, !struck(), 0};
     if (result.placed)
         result.error = moveout(op_writeat, of(file), from, length, &result.count);
     lostblock = lostblock || result.error == err_device;
@@ -335,11 +329,8 @@ bool hidetemp(const char *path) {
     return !plan.deletesbyname && !struck() && disk.erase(path) != 0;
 }
 
-uint32_t environment(const char *, char *out, uint32_t room) {
-    const std::string value = plan.variable != nullptr ? plan.variable : "";
-    if (!value.empty() && value.size() < room)
-        memcpy(out, value.c_str(), value.size() + 1);
-    return static_cast<uint32_t>(value.size());
+uint32_t environment(const char *, char *, uint32_t) {
+    return 0;
 }
 uint32_t systemdirectory(char *out, uint32_t room) {
     if (plan.deletesbyname && room > 2)

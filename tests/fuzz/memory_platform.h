@@ -6,6 +6,7 @@
 #pragma once
 
 #include "platform/platform.h"
+#include "support/sessionrunner.h"
 
 #include <array>
 #include <cstdint>
@@ -28,10 +29,9 @@ struct memoryplan {
     uint32_t grant = 0;                 // greatest piece of memory that can be had
     std::array<uint32_t, 3> capacity{}; // bytes of files that the directories hold
     fault how = fault::device;
-    uint32_t failat = 0;            // number of the operation that fails, from 1
-    uint32_t failto = 0;            // last one that fails; below failat: that one alone
-    bool deletesbyname = false;     // temporary files as on Windows, else as on POSIX
-    const char *variable = nullptr; // value of all environment variables
+    uint32_t failat = 0;        // number of the operation that fails, from 1
+    uint32_t failto = 0;        // last one that fails; below failat: that one alone
+    bool deletesbyname = false; // temporary files as on Windows, else as on POSIX
     platform::symbol (*manager)(const char *name) = nullptr; // the file manager's routines
 };
 constexpr uint32_t maxgrant = 2U << 20; // of memoryplan::grant
@@ -52,6 +52,31 @@ struct platformstate {
     bool lostblock;      // the device failed as a block was written: no session gets over that
 };
 [[nodiscard]] platformstate held();
+
+// For memoryplan::manager: the manager that is linked with memory_manager.cpp.
+[[nodiscard]] platform::symbol managerroutine(const char *name);
+
+// The place of a session's files.
+class memorydisk : public sessiondisk {
+  public:
+    memorydisk(const memoryplan &plan, std::vector<std::string> workfolders)
+        : places(std::move(workfolders)) {
+        startplatform(plan);
+    }
+    std::string file(const std::string &name) const override { return "dc/" + name; }
+    std::vector<std::string> workplaces() const override { return places; }
+    void write(const std::string &path, const bytes &data) const override {
+        makefile(path.c_str()).assign(data.begin(), data.end());
+    }
+    bytes read(const std::string &path) const override {
+        const std::vector<uint8_t> *data = filenamed(path.c_str());
+        return data == nullptr ? bytes() : bytes(data->begin(), data->end());
+    }
+    bool sound() const override { return !held().lostblock; }
+
+  private:
+    std::vector<std::string> places;
+};
 
 // Says what is wrong and ends the program.
 [[noreturn]] void finding(const char *what);

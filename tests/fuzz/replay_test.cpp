@@ -1,4 +1,4 @@
-// The packed corpus of a fuzz target as an ordinary test, for compilers without it.
+// The packed corpus of the fuzz target as an ordinary test, for compilers without it.
 // The program ends at a finding; the last number printed is that of the input, which
 // `scripts/corpus.py unpack` names by it.
 #include "support/tempfolder.h"
@@ -10,8 +10,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
 TEST(fuzz, corpus_has_no_finding) {
-    const std::string pack =
-        kvern::test::readfile(KVERN_SOURCE_DIR "/tests/fuzz/" KVERN_CORPUS ".pack");
+    const std::string pack = kvern::test::readfile(KVERN_SOURCE_DIR "/tests/fuzz/session.pack");
     const auto at = [&](size_t i) { return static_cast<uint8_t>(pack.at(i)); };
     int count = 0;
     for (size_t next = 0; next < pack.size(); ++count) {

@@ -10,22 +10,7 @@
 
 namespace kvern::test {
 
-class spoiler {
-  public:
-    explicit spoiler(randomness &choices) : r(choices) {}
-    void bend(sessionspec &spec);
-    void bend(callerblocks &blocks);
-
-  private:
-    randomness &r;
-
-    uint32_t number();
-    uint8_t code();
-    void oneof(std::initializer_list<uint32_t *> numbers, std::initializer_list<uint8_t *> codes);
-    void bendprim(const callerblocks &blocks);
-    void bendcount(const callerblocks &blocks);
-    void takeaway(callerblocks &blocks);
-    void bendfiles(KVRNFILE &files);
-};
+void bend(sessionspec &spec, randomness &r);
+void bend(callerblocks &blocks, randomness &r);
 
 } // namespace kvern::test

@@ -1,5 +1,5 @@
-// A client of the file manager: loads its library as the engine does, and makes one
-// request at a time.
+// A client of the file manager: loads its library as the engine does, if the program does
+// not hold it itself, and makes one request at a time.
 #pragma once
 
 #include "fmgr/ninecalls.h"
@@ -21,9 +21,14 @@ namespace kvern::test {
 // Loaded once: under Windows a library that is loaded later may answer to its name.
 inline auto managerlibrary() {
 #ifdef _WIN32
-    static const HMODULE library = LoadLibraryA("m7hxfmg.dll");
+    static const HMODULE program = GetModuleHandleA(nullptr),
+                         library = GetProcAddress(program, "FileManager")
+                                       ? program
+                                       : LoadLibraryA("m7hxfmg.dll");
 #else
-    static void *const library = dlopen(KVERN_BINARY_DIR "/libm7hxfmg.so", RTLD_NOW | RTLD_LOCAL);
+    static void *const library =
+        dlopen(dlsym(RTLD_DEFAULT, "FileManager") ? nullptr : KVERN_BINARY_DIR "/libm7hxfmg.so",
+               RTLD_NOW | RTLD_LOCAL);
 #endif
     return library;
 }
