@@ -21,10 +21,9 @@ namespace kvern::test {
 // Loaded once: under Windows a library that is loaded later may answer to its name.
 inline auto managerlibrary() {
 #ifdef _WIN32
-    static const HMODULE program = GetModuleHandleA(nullptr),
-                         library = GetProcAddress(program, "FileManager")
-                                       ? program
-                                       : LoadLibraryA("m7hxfmg.dll");
+    static const HMODULE program = GetModuleHandleA(nullptr);
+    static const bool within = GetProcAddress(program, "FileManager") != nullptr;
+    static const HMODULE library = within ? program : LoadLibraryA("m7hxfmg.dll");
 #else
     static void *const library =
         dlopen(dlsym(RTLD_DEFAULT, "FileManager") ? nullptr : KVERN_BINARY_DIR "/libm7hxfmg.so",
