@@ -4,8 +4,7 @@
 
 #include <cstdlib>
 
-#if defined(_WIN32)
-#include <windows.h>
+#ifdef _WIN32
 #define EXPORTED extern "C" __declspec(dllexport)
 #else
 #define EXPORTED extern "C" __attribute__((visibility("default")))
@@ -14,23 +13,14 @@
 namespace {
 
 kvern::test::fmgrstage *stage() {
-#if defined(_WIN32)
-    char text[32] = "";
-    GetEnvironmentVariableA(kvern::test::stagevariable, text, sizeof text);
-#else
-    const char *set = std::getenv(kvern::test::stagevariable), *text = set != nullptr ? set : "";
-#endif
-    const auto address = static_cast<uintptr_t>(std::strtoull(text, nullptr, 16));
+    const char *text = std::getenv(kvern::test::stagevariable);
+    const auto address = static_cast<uintptr_t>(std::strtoull(text, nullptr, 10));
     return reinterpret_cast<kvern::test::fmgrstage *>(address);
 }
 
 struct presence {
-    presence() { tell(true); }
-    ~presence() { tell(false); }
-    static void tell(bool loaded) {
-        if (stage() != nullptr)
-            stage()->present(loaded);
-    }
+    presence() { stage()->present(true); }
+    ~presence() { stage()->present(false); }
 } const here;
 
 } // namespace

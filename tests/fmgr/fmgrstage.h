@@ -7,26 +7,21 @@
 // Result, name, parameters and arguments of the manager's functions.
 #define FMGR_CALLS(row)                                                                            \
     row(uintptr_t, InitFileManager, (), ());                                                       \
-    row(uint32_t, InitReqMsgBuild, (void *buffer, uint32_t length), (buffer, length));             \
+    row(uint32_t, InitReqMsgBuild, (void *buffer, uint32_t room), (buffer, room));                 \
     row(uint32_t, BldNumParm, (uint32_t parm, uint32_t value), (parm, value));                     \
-    row(uint32_t, BldStrParm, (uint32_t parm, uint32_t length, const void *bytes),                 \
-        (parm, length, bytes));                                                                    \
-    row(uint32_t, BldFlagParm, (uint32_t parm, uint32_t length, const void *bytes),                \
-        (parm, length, bytes));                                                                    \
-    row(uint32_t, FileManager,                                                                     \
-        (uintptr_t session, void *data, void *buffer, uint32_t length, uint32_t zero),             \
-        (session, data, buffer, length, zero));                                                    \
-    row(uint32_t, InitMsgScan, (void *buffer, uint32_t two, uint32_t length),                      \
-        (buffer, two, length));                                                                    \
-    row(uint32_t, ScanParmType,                                                                    \
-        (uint32_t parm, uint32_t * length, const void **value, uint32_t *number),                  \
-        (parm, length, value, number));                                                            \
+    row(uint32_t, BldStrParm, (uint32_t parm, uint32_t n, const void *from), (parm, n, from));     \
+    row(uint32_t, BldFlagParm, (uint32_t parm, uint32_t n, const void *from), (parm, n, from));    \
+    row(uint32_t, FileManager, (uintptr_t in, void *data, void *buffer, uint32_t n, uint32_t z),   \
+        (in, data, buffer, n, z));                                                                 \
+    row(uint32_t, InitMsgScan, (void *buffer, uint32_t two, uint32_t n), (buffer, two, n));        \
+    row(uint32_t, ScanParmType, (uint32_t parm, uint32_t * n, const void **at, uint32_t *number),  \
+        (parm, n, at, number));                                                                    \
     row(uint32_t, TermFileManager, (uintptr_t session), (session));                                \
     row(uint32_t, FailFileManager, (uintptr_t session), (session))
 
 namespace kvern::test {
 
-// Environment variable that holds the object's address in hexadecimal digits.
+// Environment variable that holds the object's address.
 constexpr const char *stagevariable = "KVERN_TEST_FMGRSTAGE";
 
 class fmgrstage {

@@ -14,8 +14,7 @@ namespace {
 // The request that opens the file named "indexed", or message and detail where the engine
 // itself refuses the file.
 std::string opening(handmade &s) {
-    const productdirectory product(KVERN_BINARY_DIR "/fmgr_shim");
-    recordingmanager manager;
+    recordingmanager manager(fmgruntold);
     s.prim.function = KVRN_COPY;
     (void)s.open();
     const std::string text = s.message(); // "KVERN:32:..."

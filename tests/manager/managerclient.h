@@ -5,9 +5,7 @@
 #include "fmgr/ninecalls.h"
 
 #include <array>
-#include <cstring>
 #include <gtest/gtest.h>
-#include <stdexcept>
 #include <string>
 #include <vector>
 #ifdef _WIN32
@@ -34,21 +32,14 @@ inline auto managerlibrary() {
 template <class F>
 F managerfn(const char *name) {
 #ifdef _WIN32
-    const auto address = reinterpret_cast<void *>(GetProcAddress(managerlibrary(), name));
+    return reinterpret_cast<F>(reinterpret_cast<void *>(GetProcAddress(managerlibrary(), name)));
 #else
-    void *const address = dlsym(managerlibrary(), name);
+    return reinterpret_cast<F>(dlsym(managerlibrary(), name));
 #endif
-    if (!address)
-        throw std::runtime_error(std::string("file manager without ") + name);
-    return reinterpret_cast<F>(address);
 }
-#define MANAGER(name)                                                                              \
-    ([] {                                                                                          \
-        static const auto loaded = managerfn<decltype(&::name)>(#name);                            \
-        return loaded;                                                                             \
-    }())
+#define MANAGER(name) managerfn<decltype(&::name)>(#name)
 
-using records = std::vector<std::string>;
+using strings = std::vector<std::string>;
 
 struct filekind {
     uint32_t organisation;
@@ -71,7 +62,6 @@ class managerclient {
     }
     ~managerclient() { EXPECT_EQ(MANAGER(TermFileManager)(session), 0U); }
     managerclient(const managerclient &) = delete;
-    managerclient &operator=(const managerclient &) = delete;
 
     struct parameter {
         uint32_t number, value;
@@ -80,54 +70,51 @@ class managerclient {
 
     void build(const std::vector<parameter> &parameters) {
         MANAGER(InitReqMsgBuild)(message.data(), size());
-        for (const parameter &p : parameters) {
-            const auto length = static_cast<uint32_t>(p.text.size());
-            EXPECT_NE(length == 0 ? MANAGER(BldNumParm)(p.number, p.value)
-                                  : MANAGER(BldStrParm)(p.number, length, p.text.data()),
-                      0U);
-        }
+        add(parameters);
+    }
+    void add(const std::vector<parameter> &parameters) {
+        for (const auto &[number, value, text] : parameters)
+            EXPECT_TRUE(text.empty()
+                            ? MANAGER(BldNumParm)(number, value)
+                            : MANAGER(BldStrParm)(number, uint32_t(text.size()), text.data()));
     }
     // The status, or -1: no reply.  `code` is set to the further number.
+    int perform(void *data) {
+        const void *value = nullptr;
+        const bool replied = MANAGER(FileManager)(session, data, message.data(), size(), 0) == 0 &&
+                             MANAGER(InitMsgScan)(message.data(), 2, size()) != 0 &&
+                             MANAGER(ScanParmType)(1, nullptr, &value, &code) != 0;
+        return replied ? *static_cast<const uint8_t *>(value) : -1;
+    }
     int ask(const std::vector<parameter> &parameters, void *data = nullptr) {
         build(parameters);
         return perform(data);
     }
-    int perform(void *data) {
+    // Of the reply; empty: it is not there.
+    std::string text(uint32_t number) {
         uint32_t length = 0;
-        const void *value = nullptr;
-        if (MANAGER(FileManager)(session, data, message.data(), size(), 0) != 0 ||
-            MANAGER(InitMsgScan)(message.data(), 2, size()) == 0 ||
-            MANAGER(ScanParmType)(1, &length, &value, &code) == 0 || length == 0)
-            return -1;
-        return *static_cast<const uint8_t *>(value);
+        const void *value = "";
+        (void)MANAGER(ScanParmType)(number, &length, &value, nullptr);
+        return {static_cast<const char *>(value), length};
     }
 
     int open(const std::string &path, const filekind &kind, bool output) {
-        const uint32_t flags = (output ? 0x96080U : 0x8C900U) | (kind.variable ? 0x400000U : 0U);
-        const uint32_t shortest = kind.variable ? 0 : kind.longest; // from here on: indexed files
-        const int status = ask({{0, 1},
-                                {3, kind.organisation},
-                                {6, 0, path},
-                                {22, flags},
-                                {10, kind.longest},
-                                {9, shortest},
-                                {18, 0, kind.keyparts},
-                                {42, kind.blocksize},
-                                {46, 1},
-                                {47, 2}});
+        const uint32_t flags = (output ? 0x96080U : 0x8C900U) | (kind.variable ? 0x400000U : 0U),
+                       shortest = kind.variable ? 0 : kind.longest;
         organisation = kind.organisation;
-        uint32_t length = 0;
-        const void *value = nullptr;
-        if (MANAGER(ScanParmType)(5, &length, &value, nullptr) != 0)
-            handle.assign(static_cast<const char *>(value), length);
+        build({{0, 1}, {3, organisation}, {6, 0, path}, {22, flags}, {10, kind.longest}});
+        if (organisation == 6)
+            add({{9, shortest}, {18, 0, kind.keyparts}, {42, kind.blocksize}, {46, 1}, {47, 2}});
+        const int status = perform(nullptr);
+        if (status == 0)
+            handle = text(5);
         EXPECT_LE(handle.size(), 12U);
         return status;
     }
     int read(std::string *record, uint32_t room) {
         record->assign(room, '\0');
         const int status =
-            ask({{0, 10}, {3, organisation}, {5, 0, handle}, {25, 0, "\x80"}, {30, room}},
-                record->data());
+            ask({{0, 10}, {3, organisation}, {5, 0, handle}, {30, room}}, record->data());
         uint32_t length = 0;
         EXPECT_EQ(MANAGER(ScanParmType)(30, nullptr, nullptr, &length) != 0, status == 0);
         record->resize(length);
@@ -135,22 +122,20 @@ class managerclient {
     }
     int write(const std::string &record) {
         std::string own = record; // at its own end: the sanitizer sees what is read beyond
-        const uint32_t request = organisation == 6 ? 14 : 15,
-                       length = static_cast<uint32_t>(own.size());
-        return ask({{0, request}, {3, organisation}, {5, 0, handle}, {30, length}, {37, 2}},
-                   own.data());
+        const uint32_t request = organisation == 6 ? 14 : 15, length = uint32_t(own.size());
+        return ask({{0, request}, {3, organisation}, {5, 0, handle}, {30, length}}, own.data());
     }
     int close() { return ask({{0, 3}, {3, organisation}, {5, 0, handle}}); }
 
     // The first status that is not 0, of all the requests together.
-    int writeall(const std::string &path, const filekind &kind, const records &all) {
+    int writeall(const std::string &path, const filekind &kind, const strings &all) {
         int status = open(path, kind, true);
         for (size_t i = 0; i < all.size() && status == 0; ++i)
             status = write(all[i]);
         return status != 0 ? status : close();
     }
     // The status that reading ended with: 0x10 is the regular one.
-    int readall(const std::string &path, const filekind &kind, records *out) {
+    int readall(const std::string &path, const filekind &kind, strings *out) {
         out->clear();
         int status = open(path, kind, false);
         const bool opened = status == 0;
@@ -161,7 +146,7 @@ class managerclient {
         return status;
     }
 
-    uint32_t size() const { return static_cast<uint32_t>(message.size()); }
+    uint32_t size() const { return uint32_t(message.size()); }
 
     uintptr_t session;
     std::array<uint8_t, 2051> message{};

@@ -1,5 +1,5 @@
-// The file manager with a listener before it: every request that comes through the
-// shim's library is written down as a line of text and handed on, and any call can fail.
+// The file manager with a listener before it: every request that comes through a library
+// of tests/fmgr is written down as a line of text and handed on, and any call can fail.
 #pragma once
 
 #include "fmgr/fmgrstage.h"
@@ -10,15 +10,9 @@
 
 namespace kvern::test {
 
-// Names the folder of the file manager's library to the engine while it lives, instead of
-// that of the manager of this tree.
-class productdirectory {
-  public:
-    explicit productdirectory(const std::string &folder); // empty: none is named
-    ~productdirectory();
-    productdirectory(const productdirectory &) = delete;
-    productdirectory &operator=(const productdirectory &) = delete;
-};
+// The folders of those libraries: all ten functions, without the one that is fmgrtold of
+// failures, without one that it needs.
+extern const std::string fmgrtold, fmgruntold, fmgrlacking;
 
 // What replies say instead of what they did, of requests that were done.
 struct changedreply {
@@ -34,10 +28,9 @@ struct changedreply {
 
 class recordingmanager final : public fmgrstage {
   public:
-    recordingmanager();
+    // Names the folder to the engine while it lives; empty: none.
+    explicit recordingmanager(const std::string &folder);
     ~recordingmanager();
-    recordingmanager(const recordingmanager &) = delete;
-    recordingmanager &operator=(const recordingmanager &) = delete;
 
     changedreply changed{0xFFFF};
     size_t failat = SIZE_MAX; // place of the call that fails
@@ -53,15 +46,14 @@ class recordingmanager final : public fmgrstage {
     };
     std::vector<place> places{};
 
-    void present(bool loaded) override;
+    void present(bool loaded) override { lines.emplace_back(loaded ? "load" : "unload"); }
 #define FMGR_RECORDED(type, name, parameters, arguments) type name parameters override
     FMGR_CALLS(FMGR_RECORDED);
 #undef FMGR_RECORDED
 
   private:
     bool fails(const char *function);
-    uint32_t build(uint32_t parm, const std::string &text, bool failed, uint32_t built);
-    bool changes(uint32_t parm) const;
+    uint32_t built(const char *function, uint32_t result, uint32_t parm, const std::string &text);
 
     std::map<std::string, std::string> names{}; // of open files, by their handles
     std::string line{}, file{}, bytes{};
