@@ -13,6 +13,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 #endif
 
@@ -183,6 +184,23 @@ TEST(platform, new_files_are_safe) {
     check(file, 0640);
     check(descr, 0640);
     umask(before);
+}
+
+// Nothing but the other end makes a transfer end, though the descriptors do not wait.
+TEST(platform, pipes_are_waited_for) {
+    constexpr uint32_t much = 1 << 20;
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
+    const std::string sent(much, 'x');
+    std::string got(much, ' ');
+    uint32_t in, out;
+    std::thread reader([&] { EXPECT_EQ(readdescr(ends[0], got.data(), much, &in), 0); });
+    usleep(20000);
+    EXPECT_EQ(writedescr(ends[1], sent.data(), much, &out), 0);
+    close(ends[1]);
+    reader.join();
+    EXPECT_TRUE(got == sent);
+    close(ends[0]);
 }
 
 // A closed pipe is an error number, whatever the host does with the signal; what
