@@ -105,7 +105,7 @@ struct speaker {
     }
     operand field(size_t which) {
         const std::string place = places[which].text;
-        return {r.onein(2) ? place : "[" + place + "]", values[which]};
+        return {r.pick({place, "[" + place + "]", "f-" + std::to_string(which)}), values[which]};
     }
 
     phrase factor(int depth) {
@@ -141,6 +141,12 @@ struct speaker {
 };
 
 TEST(condition, random_expressions_keep_what_they_say) {
+    const tempfolder folder;
+    std::string layout;
+    for (const place &one : places)
+        layout += "f-" + std::to_string(&one - places) + " = " + one.text + "\n";
+    writefile(folder.file("lay"), layout);
+    const command::layout names(folder.file("lay"));
     randomness r(11);
     // A session takes its time under Wine.
     for (size_t left = sizeof(void *) == 4 ? 400 : 4000; left > 0 && !HasFailure(); --left) {
@@ -149,7 +155,7 @@ TEST(condition, random_expressions_keep_what_they_say) {
         speaker one(r, view.cdmode);
         const phrase said = one.expression(3);
         SCOPED_TRACE(said.text + ", code " + std::to_string(view.cdmode));
-        const auto table = command::parsecondition({said.text, "test"}, view, {});
+        const auto table = command::parsecondition({said.text, "test"}, view, names);
         handmade s;
         s.prim.options = KVRN_SELECT;
         s.prim.cdmode = view.cdmode;
