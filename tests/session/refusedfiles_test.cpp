@@ -53,7 +53,6 @@ TEST(refusal, storage) {
         ROW(nosetup, r.form(toomany, most), r.prim.recform = 'v'),
         ROW(noroom, r.form(toomany, least), r.piece(0, 4), r.key(0, 4)),
         ROW(noroom, r.form(30000, least), r.key(0, 4)),
-        ROW(noroom, r.form(1700, least), r.text(244), r.key(0, 4)),
         // A place far away is a gap beyond any record.
         ROW(nosetup, r.key(0, 4), r.sum(0x10000000, 4, KVRN_ZONED)),
         ROW(nosetup, r.piece(0, toomany), r.piece(0, toomany)),

@@ -55,10 +55,7 @@ TEST(refusal, options_together) {
         ROW(badprim + "linedlmt", r.prim.separator = "a\r\nb"),
         ROW(badprim + "recform", r.prim.fieldmode = 243), // text asked for with 'f'
         ROW(badprim + "cdmode", r.text(243), r.prim.cdmode = 236),
-        // Of two faults the first is told.
-        ROW(badprim + "function", r.prim.function = 0, r.prim.recform = 'r'),
-        ROW(badprim + "fileoprat", r.prim.fileoprat = 1, r.prim.recoprat = 5),
-        ROW(badprim + "cdmode", r.prim.cdmode = 1, r.prim.altmode = 3, r.prim.fieldmode = 1),
+        ROW(badprim + "cdmode", r.prim.cdmode = 1, r.prim.fieldmode = 1), // the first is told
         // Bytes that older callers' blocks do not have.
         ROW(accepted, r.version = L3, r.prim.altmode = 3),
         ROW(accepted, r.version = L0, r.prim.keyoption2 = 2, r.prim.keyoption = 16),
