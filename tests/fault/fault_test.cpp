@@ -34,9 +34,8 @@ struct scenario {
     uint32_t inputs = 1, records = 60; // of each input
     uint32_t keylength = 10, reclen = 100;
     bool suppress = false;
-    char places = 'd';      // work directories, 'p' paths, 0 the system's default
+    char places = 'd';      // work directories, 'p' paths, 'S' the system's; capitals: Windows'
     uint32_t room = roomy;  // in each of the first two directories of three
-    bool windows = false;   // how temporary files are named and deleted
     uint32_t tempfiles = 0; // what it is there for
 };
 
@@ -54,19 +53,13 @@ constexpr scenario scenarios[] = {
      .records = 1200,
      .keylength = 300,
      .reclen = 300,
+     .places = 'D',
      .room = 100000,
-     .windows = true,
      .tempfiles = 3},
     {.form = 'v', .input = call, .output = call, .records = 1300, .suppress = true, .tempfiles = 1},
     {.form = 'r', .output = call, .inputs = 2, .records = 700, .room = 50000, .tempfiles = 3},
     {.input = call, .output = descr, .records = 700, .places = 'p', .room = 12000, .tempfiles = 3},
-    {.form = 'r',
-     .input = descr,
-     .output = call,
-     .records = 700,
-     .places = 0,
-     .windows = true,
-     .tempfiles = 1},
+    {.form = 'r', .input = descr, .output = call, .records = 700, .places = 'S', .tempfiles = 1},
     {.function = KVRN_MERGE, .inputs = 3, .records = 200},
     {.function = KVRN_MERGE, .form = 'v', .input = call, .output = call, .inputs = 3},
     {.function = KVRN_MERGE, .form = 'r', .output = call, .inputs = 2, .records = 200},
@@ -119,7 +112,7 @@ sessionspec specof(const scenario &what) {
 
 std::vector<std::string> placesof(char kind) {
     const std::string slashes(namelength, '/');
-    if (kind == 0)
+    if (kind == 'S')
         return {};
     if (kind == 'p') // every second one is used
         return {"da/1", "da/2", "db/3", "db/4", "dc/5"};
@@ -138,7 +131,7 @@ class faults : public ::testing::TestWithParam<scenario> {
                 .how = how,
                 .failat = first,
                 .failto = last,
-                .deletesbyname = what.windows};
+                .deletesbyname = what.places < 'a'};
     }
 
     // The hook is a word of the platform's, which begins anew with each session.

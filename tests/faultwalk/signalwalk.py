@@ -63,13 +63,12 @@ def judge(what, right, seen, whole, stop, caught):
     kept = [path for path in seen.files if path not in whole and what.outs and
             (what.place or seen.code == killed) and
             seen.files[path][-1] == right.files[what.outs[0]][-1]]
-    if seen.code == 0:
-        if seen.got != right.got or any(seen.files.get(out) != right.files[out]
-                                        for out in what.outs):
-            wrong.append("done, and wrong output")
+    if seen.code == 0 and (seen.got != right.got or
+                           any(seen.files.get(out) != right.files[out] for out in what.outs)):
+        wrong.append("done, and wrong output")
     elif seen.code is None:
         wrong.append(f"does not end within {PROMPT:.0f} s")
-    elif seen.code != 130 and (caught or seen.code != killed):
+    elif seen.code not in (0, 130) and (caught or seen.code != killed):
         wrong.append(f"ends with {seen.code}: {seen.said.strip()}")
     for path in set(seen.files) | set(whole):
         now, old = seen.files.get(path), whole.get(path)
@@ -84,12 +83,9 @@ def judge(what, right, seen, whole, stop, caught):
 
 def catches(child, stop):
     """Whether the process has said by now what is to be done at the signal."""
-    try:
-        with open(f"/proc/{child.pid}/status", encoding="ascii") as status:
-            mask = next(int(line.split()[1], 16) for line in status if line.startswith("SigCgt"))
-    except (OSError, StopIteration):
-        return False
-    return bool(mask >> (stop - 1) & 1)
+    with open(f"/proc/{child.pid}/status", encoding="ascii") as status:
+        masks = [int(line.split()[1], 16) for line in status if line.startswith("SigCgt")]
+    return bool(masks and masks[0] >> (stop - 1) & 1)
 
 
 def moment(bench, what, stop, delay, right):

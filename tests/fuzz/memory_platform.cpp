@@ -9,7 +9,6 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <utility>
 
 namespace kvern {
 
@@ -43,16 +42,9 @@ uint32_t operations, names, pieces;
 bool lostblock;
 void *words[2];
 
-enum operation : unsigned {
-    op_other = 1,
-    op_open = 2,
-    op_read = 4,
-    op_write = 8,
-    op_readat = 16,
-    op_writeat = 32
-};
-constexpr unsigned op_writes = op_write | op_writeat;
-constexpr unsigned op_moves = op_writes | op_read | op_readat;
+enum : unsigned { op_other = 1, op_open = 2, op_read = 4, op_write = 8, op_get = 16, op_put = 32 };
+constexpr unsigned op_writes = op_write | op_put;
+constexpr unsigned op_moves = op_writes | op_read | op_get;
 
 // By fault: operations that are counted, whether half is moved, and what is told.
 constexpr struct {
@@ -64,7 +56,7 @@ constexpr struct {
     {op_moves, true, err_device},    {op_writes, true, err_diskfull},
     {op_moves & ~op_write, true, 0}, {op_open | op_read | op_write, true, err_interrupted}};
 
-bool struck(operation what = op_other) {
+bool struck(unsigned what = op_other) {
     if ((ways[static_cast<size_t>(plan.how)].counted & what) == 0)
         return false;
     ++operations;
@@ -73,7 +65,7 @@ bool struck(operation what = op_other) {
 }
 
 // What an operation tells by the plan; *length becomes what it moves then.
-syserror planned(operation what, uint32_t *length) {
+syserror planned(unsigned what, uint32_t *length) {
     if (!struck(what))
         return 0;
     const auto &way = ways[static_cast<size_t>(plan.how)];
@@ -82,18 +74,10 @@ syserror planned(operation what, uint32_t *length) {
 }
 
 errnumber errnumberof(syserror code) {
-    constexpr std::pair<syserror, errnumber> numbers[] = {{0, 0},
-                                                          {2, 2},
-                                                          {3, 2},
-
-                                                          {80, 17},
-                                                          {err_isdirectory, 21},
-                                                          {err_device, 5},
-                                                          {err_diskfull, 28},
-                                                          {err_interrupted, errno_interrupted}};
-    return std::find_if(std::begin(numbers), std::end(numbers),
-                        [code](const auto &row) { return row.first == code; })
-        ->second;
+    constexpr syserror codes[] = {
+        0, 2, 3, 80, err_isdirectory, err_device, err_diskfull, err_interrupted};
+    constexpr errnumber numbers[] = {0, 2, 2, 17, 21, 5, 28, errno_interrupted};
+    return numbers[std::find(std::begin(codes), std::end(codes), code) - std::begin(codes)];
 }
 
 size_t directoryof(const char *path) {
@@ -129,7 +113,7 @@ syserror close(intptr_t handle) {
     return struck() ? err_device : 0;
 }
 
-syserror movein(operation what, openedfile &from, void *to, uint32_t length, uint32_t *count) {
+syserror movein(unsigned what, openedfile &from, void *to, uint32_t length, uint32_t *count) {
     const syserror code = planned(what, &length);
     const std::vector<uint8_t> &data = from.file->data;
     const size_t there = from.at < data.size() ? data.size() - from.at : 0;
@@ -148,7 +132,7 @@ size_t roomon(size_t directory) {
     return plan.capacity[directory] - std::min<size_t>(plan.capacity[directory], used);
 }
 
-syserror moveout(operation what, openedfile &to, const void *from, uint32_t length,
+syserror moveout(unsigned what, openedfile &to, const void *from, uint32_t length,
                  uint32_t *count) {
     if (!to.writes)
         finding("a write to a file that was opened for reading");
@@ -253,14 +237,14 @@ blockmove readat(filehandle file, filepos place, void *to, uint32_t length) {
     of(file).at = static_cast<size_t>(place);
     blockmove result = {err_device, !struck(), 0};
     if (result.placed)
-        result.error = movein(op_readat, of(file), to, length, &result.count);
+        result.error = movein(op_get, of(file), to, length, &result.count);
     return result;
 }
 blockmove writeat(filehandle file, filepos place, const void *from, uint32_t length) {
     of(file).at = static_cast<size_t>(place);
     blockmove result = {err_device, !struck(), 0};
     if (result.placed)
-        result.error = moveout(op_writeat, of(file), from, length, &result.count);
+        result.error = moveout(op_put, of(file), from, length, &result.count);
     lostblock = lostblock || result.error == err_device;
     return result;
 }
