@@ -58,7 +58,6 @@ class fuzzedsession : mischief {
     uint8_t message = 0;
     bool nested = false, failing = false, sound = true;
 
-    callerblocks blocks{};
     uint32_t filesatstart = 0;
 
     void makeplan() {
@@ -131,7 +130,6 @@ class fuzzedsession : mischief {
             damage(makefile("dc/input0"));
         else if (bends != 0)
             test::bend(given, control);
-        blocks = given;
         filesatstart = held().files;
     }
 
@@ -168,25 +166,11 @@ class fuzzedsession : mischief {
             put(KVRN_RECORD, sess.reclen + (odd == 8 ? 1 + oddat : 0));
         } else if (odd == 9) {
             put(KVRN_RECORD, oddat);
-        } else if (odd == 10) {
-            useotherblock();
-        } else if (odd == 11) {
+        } else if (odd == 10 || odd == 11) {
             sess.inputno = static_cast<uint16_t>(oddat);
             sess.mergestat = static_cast<uint8_t>(control.byte());
         }
         return odd != 12;
-    }
-
-    void useotherblock() const {
-        const size_t bytes =
-            spec.version >= KVRN_VERSION_L3 ? sizeof(KVRNSESS) : offsetof(KVRNSESS, syserr);
-        std::vector<char> copy(bytes);
-        memcpy(copy.data(), blocks.sess, bytes);
-        auto *other = reinterpret_cast<KVRNSESS *>(copy.data());
-        for (const auto call : {qha5chkp, qha5chkg, qha5chkm})
-            (void)call(other);
-        if (qha5term(blocks.prim, other) != KVRN_FAILED)
-            finding("a close by another's block");
     }
 
     // ---- checks ------------------------------------------------------------------
