@@ -7,17 +7,12 @@
 //
 // from top to bottom, in one folder for each page.
 
-#include "support/tempfolder.h"
+#include "commandrun.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <filesystem>
 #include <sstream>
-#include <string>
-#include <vector>
 
 using namespace kvern::test;
+using namespace std::string_literals;
 
 namespace {
 
@@ -25,36 +20,37 @@ namespace fs = std::filesystem;
 
 struct block {
     std::string kind, text; // kind: what stands behind the fence
+    std::string told;       // the text block next to it
     size_t line;
-    bool adjoins; // nothing but blank lines between the block ahead and this one
 };
 
 std::vector<block> blocksof(const std::string &page) {
     std::vector<block> out;
     std::istringstream in(page);
+    std::string *into = nullptr;
     size_t number = 0;
-    bool inside = false, adjoins = false;
+    bool adjoins = false; // nothing but blank lines since the last block
     for (std::string line; std::getline(in, line);) {
         ++number;
         if (line.rfind("```", 0) == 0) {
-            if (!inside)
-                out.push_back({line.substr(3), "", number, adjoins});
-            inside = !inside;
+            const bool tells = line == "```text" && adjoins;
+            if (!into && !tells)
+                out.push_back({line.substr(3), "", "", number});
+            into = into ? nullptr : tells ? &out.back().told : &out.back().text;
             adjoins = true;
-        } else if (inside) {
-            out.back().text += line + "\n";
+        } else if (into) {
+            *into += line + "\n";
         } else if (!line.empty()) {
             adjoins = false;
         }
     }
-    EXPECT_FALSE(inside) << "a fence is not closed";
+    EXPECT_EQ(into, nullptr) << "a fence is not closed";
     return out;
 }
 
-class pages : public ::testing::TestWithParam<const char *> {
+class pages : public commandrun, public ::testing::WithParamInterface<const char *> {
   protected:
-    tempfolder bin, folder;
-    fs::path before = fs::current_path();
+    tempfolder bin;
 
     // The built command and the built library, as if they were installed.
     void SetUp() override {
@@ -63,38 +59,32 @@ class pages : public ::testing::TestWithParam<const char *> {
                   "echo " KVERN_EXAMPLE_FLAGS " -I" KVERN_SOURCE_DIR "/include -L" KVERN_BINARY_DIR
                   " -Wl,-rpath," KVERN_BINARY_DIR " -lkvern\n");
         fs::permissions(bin.file("pkg-config"), fs::perms::owner_all);
-        fs::current_path(folder.path());
+        commandrun::SetUp();
     }
-    void TearDown() override { fs::current_path(before); }
 
-    std::string run(const std::string &lines) {
+    std::string bash(const std::string &lines) {
         writefile(bin.file("lines"), lines);
-        const std::string said = bin.file("said");
-        const std::string whole = "PATH=" + bin.path() + ":$PATH LC_ALL=C bash -e -o pipefail " +
-                                  bin.file("lines") + " > " + said + " 2>&1 < /dev/null";
-        EXPECT_EQ(std::system(whole.c_str()), 0) << lines << readfile(said);
-        return readfile(said);
+        const outcome got = shell("PATH=" + bin.path() + ":$PATH LC_ALL=C bash -e -o pipefail " +
+                                  bin.file("lines") + " 2>&1 < /dev/null");
+        EXPECT_EQ(got.code, 0) << lines << got.out;
+        return got.out;
     }
 };
 
 TEST_P(pages, examples_say_what_stands_there) {
-    const auto all = blocksof(readfile(KVERN_SOURCE_DIR "/docs/" + std::string(GetParam())));
     size_t count = 0;
-    for (size_t i = 0; i < all.size(); ++i) {
-        const block &one = all[i];
+    for (const block &one : blocksof(readfile(KVERN_SOURCE_DIR "/docs/"s + GetParam()))) {
         SCOPED_TRACE(GetParam() + (", line " + std::to_string(one.line)));
         count += one.kind.rfind("sh", 0) == 0 ? 1 : 0;
         if (one.kind == "sh") {
-            const std::string said = run(one.text);
-            if (i + 1 < all.size() && all[i + 1].kind == "text" && all[i + 1].adjoins) {
-                EXPECT_EQ(said, all[i + 1].text);
-            }
+            const std::string said = bash(one.text);
+            EXPECT_EQ(said, one.told.empty() ? said : one.told);
         } else if (one.kind == "sh same") {
             std::istringstream in(one.text);
             std::string line;
             std::getline(in, line);
-            for (const std::string first = run(line); std::getline(in, line);)
-                EXPECT_EQ(first, run(line)) << line;
+            for (const std::string first = bash(line); std::getline(in, line);)
+                EXPECT_EQ(first, bash(line)) << line;
         } else if (one.kind.rfind("c ", 0) == 0) {
             writefile(one.kind.substr(2), one.text);
         }
