@@ -21,13 +21,12 @@ bool starts(const std::string &text, const std::string &with) {
     return text.rfind(with, 0) == 0;
 }
 
-std::vector<source> readsources() {
+const std::vector<source> sources = [] {
     std::vector<source> out;
     const fs::path root = KVERN_SOURCE_DIR;
     for (const char *folder : {"include", "src", "tools", "tests", "bench", "examples"})
         for (const auto &entry : fs::recursive_directory_iterator(root / folder)) {
-            const std::string kind = entry.path().extension().string();
-            if (kind != ".cpp" && kind != ".h" && kind != ".hpp" && kind != ".c")
+            if (words{".cpp", ".h", ".hpp", ".c"}.count(entry.path().extension().string()) == 0)
                 continue;
             out.push_back({fs::relative(entry.path(), root).generic_string(), {}});
             std::ifstream in(entry.path());
@@ -35,12 +34,7 @@ std::vector<source> readsources() {
                 out.back().lines.push_back(line);
         }
     return out;
-}
-
-const std::vector<source> &sources() {
-    static const std::vector<source> all = readsources();
-    return all;
-}
+}();
 
 // What a line includes, with its first bracket or quote: "<cstdint" or
 // "\"key/words.h"; empty: nothing.
@@ -80,7 +74,7 @@ const std::map<std::string, words> arrows = {
 } // namespace
 
 TEST(tidy, rooms_use_each_other_one_way_and_the_system_through_the_door) {
-    for (const source &s : sources()) {
+    for (const source &s : sources) {
         const bool engine = starts(s.path, "src/");
         const bool door =
             starts(s.path, "src/platform/posix/") || starts(s.path, "src/platform/win32/");
@@ -101,35 +95,6 @@ TEST(tidy, rooms_use_each_other_one_way_and_the_system_through_the_door) {
             else if (starts(s.path, "tools/") && given[0] == '"') // know the public header alone
                 allowed = starts(name, "kvern.h") || to == "kvern" || to == "shared" || to == name;
             EXPECT_TRUE(allowed) << s.path << " includes " << name;
-        }
-    }
-}
-
-TEST(tidy, files_are_short_named_once_and_begin_with_what_they_hold) {
-    std::map<std::string, std::string> seen;
-    EXPECT_GT(sources().size(), 50U);
-    for (const source &s : sources()) {
-        const auto [other, fresh] = seen.emplace(fs::path(s.path).filename().string(), s.path);
-        EXPECT_TRUE(fresh) << s.path << " and " << other->second;
-        const bool engine = starts(s.path, "src/") || starts(s.path, "include/");
-        const bool limited = starts(s.path, "src/") || starts(s.path, "tools/");
-        EXPECT_TRUE(!limited || s.lines.size() <= 500) << s.path << ": " << s.lines.size();
-        const bool told = starts(s.lines.at(0), "//") || starts(s.lines[0], "/*");
-        EXPECT_TRUE(!engine || s.path.find(".h") == std::string::npos || told) << s.path;
-    }
-}
-
-TEST(tidy, lines_are_short_and_leave_nothing_for_later) {
-    const std::string marks[] = {std::string("TO") + "DO", std::string("FIX") + "ME",
-                                 std::string("XX") + "X"};
-    for (const source &s : sources()) {
-        bool byhand = false; // tables laid out by hand may be as wide as they are
-        for (const std::string &line : s.lines) {
-            byhand = (byhand || line.find("clang-format off") != std::string::npos) &&
-                     line.find("clang-format on") == std::string::npos;
-            EXPECT_TRUE(byhand || line.size() <= 100) << s.path << ": " << line;
-            for (const std::string &mark : marks)
-                EXPECT_EQ(line.find(mark), std::string::npos) << s.path << ": " << line;
         }
     }
 }
