@@ -15,12 +15,7 @@ namespace kvern::test {
 namespace {
 
 // Under Wine a session takes several times as long as natively.
-#ifdef _WIN32
-constexpr uint32_t case_step = 3;
-#else
-constexpr uint32_t case_step = 1;
-#endif
-
+constexpr uint32_t case_step = sizeof(void *) == 4 ? 3 : 1;
 constexpr uint32_t roomy = 1U << 30;
 // Names of work directories take working storage, twenty times: with these 64 KB are as
 // little as a third of that, and a small sort spills.
