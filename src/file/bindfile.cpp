@@ -49,7 +49,7 @@ int bindfile(qha5ctx *ctx, filectl *file) {
         file->writefn = row.writefn;
         return 0;
     }
-    return known ? fail(ctx, 15, KVRN_D_FILEBLOCK) : -1;
+    return known ? fail(ctx, msg_fileblock, KVRN_D_FILEBLOCK) : -1;
 }
 
 } // namespace kvern

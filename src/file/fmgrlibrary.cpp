@@ -97,7 +97,7 @@ bool listfits(const qha5ctx *ctx) {
 } // namespace
 
 int failmanager(qha5ctx *ctx) {
-    return fail(ctx, 75, KVRN_D_FILESYSTEM, managername);
+    return fail(ctx, msg_filesystem, KVRN_D_FILESYSTEM, managername);
 }
 
 int fmgrstart(qha5ctx *ctx) {
@@ -105,7 +105,7 @@ int fmgrstart(qha5ctx *ctx) {
     if (table == nullptr || (ctx->fmgrmsg = arenaneed(ctx, fmgrmsgroom)) == nullptr)
         return -1;
     if (!listfits(ctx))
-        return fail(ctx, 23, KVRN_D_STORAGE);
+        return fail(ctx, msg_nostorage, KVRN_D_STORAGE);
     return foreachmanaged(ctx, [ctx, table](filectl *file) {
         file->fmtable = table;
         const bool loads = file->libname != nullptr && ctx->fmgrmodule == nullptr;

@@ -19,15 +19,15 @@ constexpr int toomanyfiles = 24; // error number behind the status fs_failed
 
 int32_t failopen(qha5ctx *ctx, const filectl *file) {
     ctx->errnum = static_cast<uint32_t>(platform::lasterror());
-    return fail(ctx, 32, KVRN_D_OPEN, file->name, ctx->errnum);
+    return fail(ctx, msg_open, KVRN_D_OPEN, file->name, ctx->errnum);
 }
 
 int32_t failform(qha5ctx *ctx, const filectl *file) {
-    return fail(ctx, 15, KVRN_D_FILEFORM, file->name, ctx->errnum);
+    return fail(ctx, msg_fileblock, KVRN_D_FILEFORM, file->name, ctx->errnum);
 }
 
 int32_t failtoomany(qha5ctx *ctx) {
-    return fail(ctx, 33, KVRN_D_TOOMANYFILES);
+    return fail(ctx, msg_toomanyfiles, KVRN_D_TOOMANYFILES);
 }
 
 // An indexed file fails with the manager's own code, which the caller gets as
@@ -36,13 +36,13 @@ template <const fmgrkind &kind>
 int32_t failstatus(qha5ctx *ctx, const filectl *file, const fmgrreply &reply) {
     const bool reading = file->mode == 'r';
     if (reply.status == fs_refused)
-        return reading ? fail(ctx, 37, KVRN_D_NOREADPERM, file->name)
-                       : fail(ctx, 38, KVRN_D_NOWRITEPERM, file->name);
+        return reading ? fail(ctx, msg_noreadperm, KVRN_D_NOREADPERM, file->name)
+                       : fail(ctx, msg_nowriteperm, KVRN_D_NOWRITEPERM, file->name);
     if (reply.status == fs_failed && platform::lasterror() == toomanyfiles)
         return failtoomany(ctx);
     if constexpr (kind.kind == KVRN_FILE_INDEXED) {
         ctx->errno_detail = reply.code;
-        return fail(ctx, 32, KVRN_D_FILEMANAGER, file->name);
+        return fail(ctx, msg_open, KVRN_D_FILEMANAGER, file->name);
     } else {
         return failopen(ctx, file);
     }
@@ -187,7 +187,7 @@ int32_t fmgropening<kind>::close(qha5ctx *ctx, filectl *file) {
     if (call.ask(nullptr, &reply) && reply.status == fs_done)
         return 0;
     ctx->errnum = static_cast<uint32_t>(platform::lasterror());
-    return fail(ctx, 34, KVRN_D_CLOSE, file->name, ctx->errnum);
+    return fail(ctx, msg_close, KVRN_D_CLOSE, file->name, ctx->errnum);
 }
 
 template struct fmgropening<sequentialkind>;

@@ -61,10 +61,10 @@ struct variableframe {
 
 int32_t failread(qha5ctx *ctx, const filectl *file) {
     ctx->errnum = static_cast<uint32_t>(platform::lasterror());
-    return fail(ctx, 35, KVRN_D_READ, file->name, ctx->errnum);
+    return fail(ctx, msg_read, KVRN_D_READ, file->name, ctx->errnum);
 }
 
-int32_t failcoded(qha5ctx *ctx, const filectl *file, uint32_t message, const fmgrreply &reply) {
+int32_t failcoded(qha5ctx *ctx, const filectl *file, msgno message, const fmgrreply &reply) {
     ctx->errno_detail = reply.code;
     return fail(ctx, message, KVRN_D_FILEMANAGER, file->name);
 }
@@ -119,7 +119,7 @@ int32_t readblock(qha5ctx *ctx, filectl *file) {
         if (isend<kind>(file, reply.status))
             return endfile(block);
         if (kind.readstatus && reply.status != fs_done)
-            return failcoded(ctx, file, 35, reply);
+            return failcoded(ctx, file, msg_read, reply);
         // Any other status of kind 2 comes as far as this: intended.
         fmgrvalue length;
         if (!call.scan(fp_length, &length) || !frame::place(ctx, block, length.number))
@@ -134,7 +134,7 @@ int32_t readblock(qha5ctx *ctx, filectl *file) {
 
 int32_t failwrite(qha5ctx *ctx, const filectl *file) {
     ctx->errnum = static_cast<uint32_t>(platform::lasterror());
-    return fail(ctx, 36, KVRN_D_WRITE, file->name, ctx->errnum);
+    return fail(ctx, msg_write, KVRN_D_WRITE, file->name, ctx->errnum);
 }
 
 template <const fmgrkind &kind, class frame>
@@ -156,7 +156,7 @@ int32_t writeblock(qha5ctx *ctx, filectl *file) {
         if (!call.ask(block->next, &reply))
             return failwrite(ctx, file);
         if (reply.status != fs_done)
-            return kind.writestatus ? failcoded(ctx, file, 36, reply) : failwrite(ctx, file);
+            return kind.writestatus ? failcoded(ctx, file, msg_write, reply) : failwrite(ctx, file);
         ctx->outbytes += length;
         block->next += length;
     }

@@ -14,12 +14,12 @@ int idxfail(qha5ctx *ctx, const filectl *file, platform::syserror code, fileop o
     return mapsyserror(ctx, code, operation, file->mode);
 }
 
-int idxrefuse(qha5ctx *ctx, const filectl *file, uint32_t message, uint32_t detail) {
+int idxrefuse(qha5ctx *ctx, const filectl *file, msgno message, uint32_t detail) {
     return fail(ctx, message, detail, file->name, ctx->errnum);
 }
 
 int idxtorn(qha5ctx *ctx, const filectl *file) {
-    return idxrefuse(ctx, file, 35, KVRN_D_READ);
+    return idxrefuse(ctx, file, msg_read, KVRN_D_READ);
 }
 
 int idxreadblock(qha5ctx *ctx, const filectl *file, uint32_t number) {

@@ -4,6 +4,7 @@
 
 #include "file/syserror.h"
 #include "session/context.h"
+#include "session/qha9msgt.h"
 
 namespace kvern {
 
@@ -12,7 +13,7 @@ namespace kvern {
 [[nodiscard]] int idxreadblock(qha5ctx *ctx, const filectl *file, uint32_t number);
 
 // Reports with the file's name and what the system said last.  -1.
-int idxrefuse(qha5ctx *ctx, const filectl *file, uint32_t message, uint32_t detail);
+int idxrefuse(qha5ctx *ctx, const filectl *file, msgno message, uint32_t detail);
 int idxtorn(qha5ctx *ctx, const filectl *file);
 
 // Reports a failed operation on the file.  -1.

@@ -65,11 +65,11 @@ int readheader(qha5ctx *ctx, const filectl *file) {
     idxinfo &info = *ctx->idxinfos[ctx->idxcur];
     store(ctx->idxhdr, info);
     if (!islengths(info))
-        return idxrefuse(ctx, file, 32, KVRN_D_OPEN);
+        return idxrefuse(ctx, file, msg_open, KVRN_D_OPEN);
     if (!isform(info, ctx->recform))
-        return idxrefuse(ctx, file, 15, KVRN_D_FILEFORM);
+        return idxrefuse(ctx, file, msg_fileblock, KVRN_D_FILEFORM);
     if (!isusable(info))
-        return idxrefuse(ctx, file, 32, KVRN_D_OPEN);
+        return idxrefuse(ctx, file, msg_open, KVRN_D_OPEN);
     return idxblocksize(info) >= leastblock ? 0 : idxtorn(ctx, file);
 }
 

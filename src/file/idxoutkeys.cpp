@@ -70,7 +70,7 @@ keypart told(const KVRNOKEYE &part) {
 int buildoutkeys(qha5ctx *ctx, const filectl *file, idxoutkeys *out) {
     const KVRNOKEY *table = ctx->filetypes;
     if (!issound(table))
-        return fail(ctx, 15, KVRN_D_FILEMANAGER, file->name);
+        return fail(ctx, msg_fileblock, KVRN_D_FILEMANAGER, file->name);
     for (uint32_t i = 0; i < table->count; i++) {
         const keypart part = told(table->entry[i]);
         memcpy(ctx->keyspecbuf + i * sizeof part, &part, sizeof part);

@@ -23,21 +23,26 @@ enum class naming : uint8_t { none, name, nameanderror };
 struct descrfailure {
     int error;
     uint32_t mode; // 0: any
-    uint32_t message, detail;
+    msgno message;
+    uint32_t detail;
     naming arguments;
 };
 
 // The last row of each table takes what the others leave.
 constexpr descrfailure openfailures[] = {
-    {2, 0, 27, KVRN_D_NOFILE, naming::name},         {13, 'r', 37, KVRN_D_NOREADPERM, naming::name},
-    {13, 'w', 38, KVRN_D_NOWRITEPERM, naming::name}, {20, 0, 79, KVRN_D_PATHPREFIX, naming::name},
-    {21, 0, 80, KVRN_D_ISDIRECTORY, naming::name},   {24, 0, 33, KVRN_D_TOOMANYFILES, naming::none},
-    {28, 0, 81, KVRN_D_DEVICEFULL, naming::name},    {0, 0, 32, KVRN_D_OPEN, naming::nameanderror},
+    {2, 0, msg_nofile, KVRN_D_NOFILE, naming::name},
+    {13, 'r', msg_noreadperm, KVRN_D_NOREADPERM, naming::name},
+    {13, 'w', msg_nowriteperm, KVRN_D_NOWRITEPERM, naming::name},
+    {20, 0, msg_pathprefix, KVRN_D_PATHPREFIX, naming::name},
+    {21, 0, msg_isdirectory, KVRN_D_ISDIRECTORY, naming::name},
+    {24, 0, msg_toomanyfiles, KVRN_D_TOOMANYFILES, naming::none},
+    {28, 0, msg_devicefull, KVRN_D_DEVICEFULL, naming::name},
+    {0, 0, msg_open, KVRN_D_OPEN, naming::nameanderror},
 };
 constexpr descrfailure writefailures[] = {
-    {27, 0, 82, KVRN_D_FILESIZE, naming::name},
-    {28, 0, 81, KVRN_D_DEVICEFULL, naming::none},
-    {0, 0, 36, KVRN_D_WRITE, naming::nameanderror},
+    {27, 0, msg_filesize, KVRN_D_FILESIZE, naming::name},
+    {28, 0, msg_devicefull, KVRN_D_DEVICEFULL, naming::none},
+    {0, 0, msg_write, KVRN_D_WRITE, naming::nameanderror},
 };
 
 int32_t failrow(qha5ctx *ctx, const descrfailure &row, const char *name, int error) {
@@ -70,7 +75,7 @@ int32_t failread(qha5ctx *ctx, const filectl *file, int error) {
     if (platform::isinterrupted(error))
         return -1;
     ctx->errnum = static_cast<uint32_t>(error);
-    return fail(ctx, 35, KVRN_D_READ, messagename(file), ctx->errnum);
+    return fail(ctx, msg_read, KVRN_D_READ, messagename(file), ctx->errnum);
 }
 
 } // namespace
@@ -97,7 +102,7 @@ int32_t closedescr(qha5ctx *ctx, filectl *file) {
     if (error == 0)
         return 0;
     ctx->errnum = static_cast<uint32_t>(error);
-    return fail(ctx, 34, KVRN_D_CLOSE, messagename(file), ctx->errnum);
+    return fail(ctx, msg_close, KVRN_D_CLOSE, messagename(file), ctx->errnum);
 }
 
 int32_t readfixeddescr(qha5ctx *ctx, filectl *file) {

@@ -16,7 +16,6 @@ namespace kvern {
 namespace {
 
 constexpr uint8_t ownkind = 16;
-constexpr uint32_t msg_read = 35;
 
 // A torn file is no system error: its message shows the result of the read that
 // worked in place of an error number.

@@ -10,12 +10,11 @@ namespace kvern {
 
 namespace {
 
-constexpr uint32_t msg_open = 32, msg_close = 34, msg_read = 35, msg_write = 36;
-
 enum situation : uint8_t { openread, openwrite, openother, closing, reading, writing, situations };
 
 struct outcome {
-    uint32_t message, detail;
+    msgno message;
+    uint32_t detail;
 };
 
 struct errorrow {
@@ -46,7 +45,7 @@ constexpr errorrow bydirection(platform::syserror code, uint32_t in, uint32_t ou
 }
 
 // The same whatever was done.
-constexpr errorrow always(platform::syserror code, uint32_t message, uint32_t detail) {
+constexpr errorrow always(platform::syserror code, msgno message, uint32_t detail) {
     const outcome same = {message, detail};
     return {code, {same, same, same, same, same, same}};
 }

@@ -168,7 +168,7 @@ int keytablebuilder::finish(const KVRNSUM *sum) {
         return -1;
     place = roundup(place, keyunit);
     if (place > intreclimit)
-        return fail(ctx, 23, KVRN_D_SETUP);
+        return fail(ctx, msg_nostorage, KVRN_D_SETUP);
     ctx->intreclen = cut(place);
     ctx->keytable->count = rows;
     return wire(ctx);
@@ -212,7 +212,7 @@ void keytablebuilder::addsums(const KVRNSUM &sum) {
 int keytablebuilder::addgaps() {
     const uint32_t present = rows;
     if (uint64_t{present} * sizeof(restored) > ctx->arenafree)
-        return fail(ctx, 23, KVRN_D_STORAGE);
+        return fail(ctx, msg_nostorage, KVRN_D_STORAGE);
     if (place > intreclimit)
         return 0; // refused as it is: gaps only add to it
     restored *list = reinterpret_cast<restored *>(ctx->arenanext); // scratch, not taken

@@ -7,7 +7,6 @@ namespace kvern {
 namespace {
 
 constexpr uint8_t timedlevel = 3; // message level from which phases are timed
-constexpr int lv_elapsed = 6;     // print level of the time taken
 constexpr int64_t minute = 60;
 
 } // namespace
@@ -17,8 +16,7 @@ bool readclock(qha5ctx *ctx, int64_t *when) {
     if (error == 0)
         return true;
     ctx->errnum = error;
-    setargs(ctx, msgarg::of("time"), msgarg::of(error));
-    report(ctx, 0, 83, lv_failure);
+    (void)fail(ctx, msg_systemcall, 0, "time", error);
     return false;
 }
 
@@ -26,10 +24,8 @@ void markphase(qha5ctx *ctx) {
     if (ctx->msglevel < timedlevel || !readclock(ctx, &ctx->phasetime))
         return;
     const int64_t elapsed = ctx->phasetime - ctx->starttime;
-    setargs(ctx, msgarg::of(1u), msgarg::of(static_cast<uint32_t>(elapsed / minute)));
-    ctx->msgarg3 = msgarg::of(static_cast<uint32_t>(elapsed % minute));
-    ctx->msgargc = 3;
-    report(ctx, 0, statpoint + 56, lv_elapsed);
+    point(ctx, msg_phasetime, lv_inner, 1u, static_cast<uint32_t>(elapsed / minute),
+          static_cast<uint32_t>(elapsed % minute));
 }
 
 } // namespace kvern

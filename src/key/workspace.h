@@ -18,7 +18,7 @@ template <typename Object>
                             uint32_t detail = KVRN_D_STORAGE) {
     const uint64_t bytes = arenaround(count * sizeof(Object));
     if (bytes >= space.left) {
-        fail(ctx, 23, detail);
+        fail(ctx, msg_nostorage, detail);
         return nullptr;
     }
     Object *taken = reinterpret_cast<Object *>(space.next);

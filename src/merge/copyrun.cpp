@@ -87,7 +87,7 @@ int packrecords(qha5ctx *ctx, blockhdr *in, blockhdr *out) {
     for (uint32_t left = in->count; left != 0; --left) {
         uint32_t length;
         if (in->next >= in->limit)
-            return fail(ctx, 88, KVRN_D_RECLEN);
+            return fail(ctx, msg_badlength, KVRN_D_RECLEN);
         if (!takevariable(ctx, in->next, &length))
             return -1;
         memcpy(out->next, in->next, lengthword + length);

@@ -26,7 +26,7 @@ constexpr uint32_t rounddown(uint32_t bytes, uint32_t to) {
 }
 
 int nostorage(qha5ctx *ctx) {
-    return fail(ctx, 23, KVRN_D_SETUP);
+    return fail(ctx, msg_nostorage, KVRN_D_SETUP);
 }
 
 int layoutselection(qha5ctx *ctx, workspace &space) {

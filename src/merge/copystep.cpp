@@ -80,7 +80,7 @@ int32_t skiprejected(qha5ctx *ctx, blockhdr *in) {
 template <recordform form>
 int32_t inputused(qha5ctx *ctx, const blockhdr *in, copyresult result) {
     if (form == form_columns && in->next != in->limit)
-        return fail(ctx, 86, KVRN_D_NODELIMITER);
+        return fail(ctx, msg_nodelimiter, KVRN_D_NODELIMITER);
     return result;
 }
 
@@ -96,7 +96,7 @@ int32_t copystep(qha5ctx *ctx, blockhdr *in, blockhdr *out) {
             return inputused<form>(ctx, in, cr_inused);
         }
         if (in->next >= in->limit)
-            return fail(ctx, 88, KVRN_D_RECLEN);
+            return fail(ctx, msg_badlength, KVRN_D_RECLEN);
         uint32_t placed;
         const int32_t taken = move(ctx, in->next, out->next, &placed);
         if (taken == -1)

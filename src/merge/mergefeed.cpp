@@ -32,16 +32,16 @@ bool isended(const blockhdr *block) {
 }
 
 int32_t refuseuse(qha5ctx *ctx) {
-    return fail(ctx, 20, KVRN_D_MERGEUSE);
+    return fail(ctx, msg_mergeuse, KVRN_D_MERGEUSE);
 }
 
 template <class form>
 int32_t checkrecord(qha5ctx *ctx) {
     const KVRNSESS *sess = ctx->userblk;
     if (sess->recaddr == nullptr)
-        return fail(ctx, 21, KVRN_D_NORECORD, callname);
+        return fail(ctx, msg_norecord, KVRN_D_NORECORD, callname);
     if (!form::lengthfits(ctx, sess->reclen))
-        return fail(ctx, 22, KVRN_D_RECLEN, callname);
+        return fail(ctx, msg_reclength, KVRN_D_RECLEN, callname);
     return 0;
 }
 
@@ -87,7 +87,7 @@ int32_t endfed(qha5ctx *ctx) {
 // ---- output file -----------------------------------------------------------
 
 int32_t failflow(qha5ctx *ctx, uint32_t place) {
-    fail(ctx, 43, KVRN_D_LOGIC, feedname, place);
+    fail(ctx, msg_logic, KVRN_D_LOGIC, feedname, place);
     return breakmerge(ctx);
 }
 
@@ -139,7 +139,7 @@ int32_t feedfile(qha5ctx *ctx) {
         if (checkrecord<form>(ctx) != 0)
             return merge_failed;
         if (!form::delimited(ctx, ctx->userblk))
-            return fail(ctx, 86, KVRN_D_NODELIMITER, callname);
+            return fail(ctx, msg_nodelimiter, KVRN_D_NODELIMITER, callname);
         return collect<form>(ctx);
     }
     if (blockhdr *block = ctx->mergectl->inblock; block != nullptr) {
@@ -159,7 +159,8 @@ int32_t checkbrought(qha5ctx *ctx) {
         return 0;
     if (checkrecord<form>(ctx) != 0)
         return -1;
-    return form::delimited(ctx, ctx->userblk) ? 0 : failstale(ctx, 86, KVRN_D_NODELIMITER);
+    return form::delimited(ctx, ctx->userblk) ? 0
+                                              : failstale(ctx, msg_nodelimiter, KVRN_D_NODELIMITER);
 }
 
 template <class form>

@@ -155,7 +155,7 @@ int layblocks(qha5ctx *ctx, workspace &space) {
     const uint64_t room = size > sizeof(blockhdr) ? size - sizeof(blockhdr) : 0;
     const capacities lengths = capacitiesfor(ctx, room);
     if (room == 0 || lengths.in < lengths.leastin || lengths.out < lengths.leastout)
-        return fail(ctx, 23, KVRN_D_STORAGE);
+        return fail(ctx, msg_nostorage, KVRN_D_STORAGE);
     ctx->inblklen = static_cast<uint32_t>(lengths.in);
     ctx->outblklen = static_cast<uint32_t>(lengths.out);
     ctx->freeblocks = nullptr;

@@ -85,7 +85,7 @@ void askagain(qha5ctx *ctx, uint32_t input) {
 template <uint32_t width>
 int32_t checkorder(qha5ctx *ctx, const keyorder<width> &order) {
     if (order.compare(ctx->freenodes->image(), ctx->curnode->image()) < 0)
-        return fail(ctx, 40, KVRN_D_ORDER);
+        return fail(ctx, msg_unsorted, KVRN_D_ORDER);
     return 0;
 }
 

@@ -59,24 +59,23 @@ uint8_t adderfor(const qha5ctx *ctx, uint8_t type) {
 enum : int32_t { folded = 0, stopped = 1, failed = -1 };
 
 // Only the caller's block tells of a stop; errdetail keeps a session clean or not.
-int32_t stop(qha5ctx *ctx, uint32_t msgno, uint32_t errdetail, uint32_t told) {
-    setargs(ctx);
-    report(ctx, errdetail, msgno, lv_failure);
+int32_t stop(qha5ctx *ctx, msgno message, uint32_t errdetail, uint32_t told) {
+    (void)fail(ctx, message, errdetail);
     ctx->userblk->detail = told;
     return stopped;
 }
 
 int32_t stopmissing(qha5ctx *ctx) {
-    return stop(ctx, 42, 0, KVRN_D_SUMMISSING);
+    return stop(ctx, msg_nosumfield, 0, KVRN_D_SUMMISSING);
 }
 
 // What comes of a pair with a sum that is not done.
 int32_t stopundone(qha5ctx *ctx, addresult result) {
     switch (result) {
     case sum_overflow:
-        return stop(ctx, 41, 0, KVRN_D_SUMOVERFLOW);
+        return stop(ctx, msg_overflow, 0, KVRN_D_SUMOVERFLOW);
     case sum_unusable:
-        return stop(ctx, 41, KVRN_D_SUMOPERAND, KVRN_D_SUMOPERAND);
+        return stop(ctx, msg_overflow, KVRN_D_SUMOPERAND, KVRN_D_SUMOPERAND);
     default:
         return faillogic(ctx);
     }

@@ -25,7 +25,7 @@ int environmentdirectory(qha5ctx *ctx) {
         return 0;
     const uint64_t table = arenaround(sizeof(char *));
     if (table + length + 1 > ctx->arenafree)
-        return failstale(ctx, 23, KVRN_D_STORAGE);
+        return failstale(ctx, msg_nostorage, KVRN_D_STORAGE);
     char *text = reinterpret_cast<char *>(ctx->arenanext) + table;
     const uint32_t room = static_cast<uint32_t>(ctx->arenafree - table);
     const uint32_t got = platform::environment(variable, text, room);
@@ -63,10 +63,10 @@ int settleworkdirs(qha5ctx *ctx) {
 }
 
 int unsupported(qha5ctx *ctx) {
-    return failstale(ctx, 17, KVRN_D_UNSUPPORTED);
+    return failstale(ctx, msg_nofunction, KVRN_D_UNSUPPORTED);
 }
 int badoption(qha5ctx *ctx) {
-    return failstale(ctx, 14, KVRN_D_PRIM);
+    return failstale(ctx, msg_prim, KVRN_D_PRIM);
 }
 
 // A merge exchanges single records only, and its inputs are counted.
@@ -97,7 +97,7 @@ int checkfunction(qha5ctx *ctx) {
 
 int settlerecfunc(qha5ctx *ctx) {
     if (ctx->sumopt + ctx->suppressopt + ctx->keeporder > 1)
-        return failstale(ctx, 14, KVRN_D_EXCLUSIVE);
+        return failstale(ctx, msg_prim, KVRN_D_EXCLUSIVE);
     ctx->recfunc = ctx->sumopt != 0 ? rf_sum : ctx->suppressopt != 0 ? rf_suppress : rf_none;
     return 0;
 }
@@ -108,7 +108,7 @@ int crosscheck(qha5ctx *ctx) {
     if (ctx->function == KVRN_MERGE && mergeignoressamefile(ctx->version))
         ctx->samefile = 0;
     if ((ctx->usefilemgr != 0 || ctx->useindexed != 0) && ctx->recform == 'r')
-        return fail(ctx, 30, KVRN_D_FILEFORM, "Text file is not specified");
+        return fail(ctx, msg_fileattribute, KVRN_D_FILEFORM, "Text file is not specified");
     if (checkinputs(ctx) != 0 || checkoutput(ctx) != 0 || checksamefile(ctx) != 0 ||
         settleworkdirs(ctx) != 0 || checkfunction(ctx) != 0 || settlerecfunc(ctx) != 0 ||
         checkreconfields(ctx) != 0)

@@ -23,16 +23,16 @@ namespace kvern {
                            const KVRNSUM *sum);
 
 inline int refusekey(qha5ctx *ctx, uint32_t entry) {
-    return fail(ctx, 7, KVRN_D_KEYFIELD, entry);
+    return fail(ctx, msg_keyfield, KVRN_D_KEYFIELD, entry);
 }
 inline int refusesum(qha5ctx *ctx, uint32_t entry) {
-    return fail(ctx, 8, KVRN_D_SUMFIELD, entry);
+    return fail(ctx, msg_sumfield, KVRN_D_SUMFIELD, entry);
 }
 inline int refuserecon(qha5ctx *ctx, uint32_t entry) {
-    return fail(ctx, 9, KVRN_D_RCNFIELD, entry);
+    return fail(ctx, msg_rcnfield, KVRN_D_RCNFIELD, entry);
 }
 inline int refuseselection(qha5ctx *ctx, uint32_t entry) {
-    return fail(ctx, 10, KVRN_D_SELFIELD, entry);
+    return fail(ctx, msg_selfield, KVRN_D_SELFIELD, entry);
 }
 
 inline void raise(uint32_t &highest, uint32_t value) {

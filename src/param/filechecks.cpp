@@ -21,12 +21,12 @@ const char *givenname(const qha5ctx *ctx, const filectl &file) {
 }
 
 int badattribute(qha5ctx *ctx, const filectl &file, uint32_t detail) {
-    return fail(ctx, 30, detail, givenname(ctx, file));
+    return fail(ctx, msg_fileattribute, detail, givenname(ctx, file));
 }
 
 // Plain files hold no variable records.
 int badformat(qha5ctx *ctx, const filectl &file) {
-    return fail(ctx, 29, KVRN_D_FORMAT, givenname(ctx, file));
+    return fail(ctx, msg_fileformat, KVRN_D_FORMAT, givenname(ctx, file));
 }
 
 // What the inputs looked at so far have in common.
@@ -48,7 +48,7 @@ int surveyform(qha5ctx *ctx, const filectl &file, inputsurvey &seen) {
     }
     if (ctx->recform == 0) {
         if (!isplain(file))
-            return failstale(ctx, 14, KVRN_D_PRIM);
+            return failstale(ctx, msg_prim, KVRN_D_PRIM);
         if (seen.form == KVRN_VARIABLE)
             return badattribute(ctx, file, KVRN_D_ATTRIBUTE);
         seen.form = KVRN_FIXED;
@@ -58,7 +58,7 @@ int surveyform(qha5ctx *ctx, const filectl &file, inputsurvey &seen) {
 
 int surveylength(qha5ctx *ctx, const filectl &file, inputsurvey &seen) {
     if (file.filereclen == 0)
-        return ctx->inreclen != 0 ? 0 : failstale(ctx, 31, KVRN_D_NORECLEN);
+        return ctx->inreclen != 0 ? 0 : failstale(ctx, msg_noreclength, KVRN_D_NORECLEN);
     if (ctx->inreclen == 0) {
         raise(seen.longest, file.filereclen);
         return 0;
@@ -106,13 +106,13 @@ int surveyinputs(qha5ctx *ctx) {
 int checkinputs(qha5ctx *ctx) {
     if (ctx->apiinput != 0) {
         if (ctx->recform == 0 || ctx->inreclen == 0)
-            return failstale(ctx, 14, KVRN_D_PRIM);
+            return failstale(ctx, msg_prim, KVRN_D_PRIM);
         if ((ctx->recoprat & (KVRN_PUT_RECORD | KVRN_PUT_BLOCK)) == 0)
             ctx->recoprat |= KVRN_PUT_RECORD;
         return 0;
     }
     if (ctx->stdinopt != 0 && ctx->infiles[0]->kind != KVRN_FILE_DESCRIPTOR)
-        return failstale(ctx, 15, KVRN_D_FILEBLOCK);
+        return failstale(ctx, msg_fileblock, KVRN_D_FILEBLOCK);
     if (surveyinputs(ctx) != 0)
         return -1;
     for (uint32_t i = ctx->filecount; i-- != 0;)
@@ -139,12 +139,12 @@ int checksamefile(qha5ctx *ctx) {
         ctx->outfile->special != 0)
         return 0;
     if (ctx->arenafree < pathscratch)
-        return failstale(ctx, 23, KVRN_D_STORAGE);
+        return failstale(ctx, msg_nostorage, KVRN_D_STORAGE);
     if (ctx->function == KVRN_SORT && ctx->samefile != 0 && ctx->outfile->kind != KVRN_FILE_INDEXED)
         return 0;
     for (uint32_t i = 0; i < ctx->filecount; i++)
         if (platform::samepath(ctx->outfile->name, ctx->infiles[i]->name))
-            return failstale(ctx, 28, KVRN_D_SAMEFILE);
+            return failstale(ctx, msg_samefile, KVRN_D_SAMEFILE);
     return 0;
 }
 

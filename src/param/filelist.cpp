@@ -68,7 +68,7 @@ T **newpointers(qha5ctx *ctx, uint32_t count) {
 }
 
 int refuse(qha5ctx *ctx) {
-    return failstale(ctx, 15, KVRN_D_FILEBLOCK);
+    return failstale(ctx, msg_fileblock, KVRN_D_FILEBLOCK);
 }
 
 // Kinds are listed for the first files; those behind the list are as its last.

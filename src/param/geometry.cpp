@@ -196,7 +196,7 @@ int checkreconfields(qha5ctx *ctx) {
                 ? inside(piece.position, piece.length, ctx->inreclen, &ctx->reconmaxpos)
                 : !breakstext(ctx, piece.literal, piece.length, isblank);
         if (!fits)
-            return failstale(ctx, 9, KVRN_D_RCNFIELD);
+            return failstale(ctx, msg_rcnfield, KVRN_D_RCNFIELD);
     }
     return 0;
 }
@@ -226,7 +226,7 @@ int checksumfields(qha5ctx *ctx) {
             !inside(place.position, place.length, ctx->outreclen, &ctx->summaxpos))
             return refusesum(ctx, i);
         if (collides(ctx, i, place))
-            return failstale(ctx, 16, KVRN_D_SAMEFIELD);
+            return failstale(ctx, msg_samefields, KVRN_D_SAMEFIELD);
         total += place.length;
     }
     ctx->sumlen = static_cast<uint32_t>(roundup(total, sizeof(uint32_t)));

@@ -23,7 +23,7 @@ uint8_t *cleared(qha5ctx *ctx, uint64_t bytes) {
 }
 
 int refuse(qha5ctx *ctx) {
-    return fail(ctx, 75, KVRN_D_FILESYSTEM, "cobidx");
+    return fail(ctx, msg_filesystem, KVRN_D_FILESYSTEM, "cobidx");
 }
 
 int takedescription(qha5ctx *ctx, uint32_t number, uint32_t filecount) {

@@ -16,7 +16,7 @@ constexpr uint32_t translationbytes = 256;
 // could not be taken anyway is refused before an entry is read.
 int checkfieldnumbers(qha5ctx *ctx, const KVRNKEY *table) {
     if (uint64_t{table->count} * sizeof(keyentry) > ctx->arenafree)
-        return failstale(ctx, 23, KVRN_D_STORAGE);
+        return failstale(ctx, msg_nostorage, KVRN_D_STORAGE);
     for (uint32_t i = 0; i < table->count; i++) {
         if (table->entry[i].position <= ctx->keymaxfld)
             continue;
@@ -111,7 +111,7 @@ int readkeys(qha5ctx *ctx, const KVRNPRIM *prim, const KVRNKEY *table, const KVR
         if (addentry(ctx, builder, table->entry[i], i) != 0)
             return -1;
     if (sum != nullptr && count == 0)
-        return failstale(ctx, 16, KVRN_D_SAMEFIELD); // no key to sum by
+        return failstale(ctx, msg_samefields, KVRN_D_SAMEFIELD); // no key to sum by
     return builder.finish(sum);
 }
 

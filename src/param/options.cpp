@@ -20,7 +20,7 @@ uint8_t flag(uint32_t bits) {
 }
 
 int refuse(qha5ctx *ctx, const char *field) {
-    return fail(ctx, 14, KVRN_D_PRIM, field);
+    return fail(ctx, msg_prim, KVRN_D_PRIM, field);
 }
 
 int readfunction(qha5ctx *ctx, const KVRNPRIM *prim) {

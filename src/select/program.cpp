@@ -28,7 +28,7 @@ bool holds(uint8_t op, int result) {
 }
 
 int32_t nofield(qha5ctx *ctx) {
-    return fail(ctx, 72, KVRN_D_NOSELFIELD);
+    return fail(ctx, msg_noselfield, KVRN_D_NOSELFIELD);
 }
 
 // ---- record forms -----------------------------------------------------------
@@ -50,7 +50,7 @@ struct variableform {
         const auto left = static_cast<uint32_t>(ctx->scanlimit - raw);
         const uint32_t length = left < lengthword ? UINT32_MAX : loadword(raw);
         if (left < lengthword || length > left - lengthword)
-            return fail(ctx, 88, KVRN_D_RECLEN);
+            return fail(ctx, msg_badlength, KVRN_D_RECLEN);
         return length > ctx->selmaxpos ? paddedlength(length) : nofield(ctx);
     }
     static int32_t encode(qha5ctx *ctx, const KVRNSELE &cond, const uint8_t *raw) {
@@ -67,7 +67,7 @@ struct columnform {
     static int32_t enter(qha5ctx *ctx, const uint8_t *line) {
         const int32_t length = textlength(ctx, line, ctx->scanlimit);
         if (length < 0)
-            return fail(ctx, 86, KVRN_D_NODELIMITER);
+            return fail(ctx, msg_nodelimiter, KVRN_D_NODELIMITER);
         if (static_cast<uint32_t>(length) <= ctx->selmaxpos)
             return nofield(ctx);
         return sizeofline(ctx, line, length + static_cast<int32_t>(ctx->linedlmtlen));
@@ -83,7 +83,7 @@ struct numberform {
         if (size >= 0)
             return sizeofline(ctx, line, size);
         if (textlength(ctx, line, ctx->scanlimit) < 0)
-            return fail(ctx, 86, KVRN_D_NODELIMITER);
+            return fail(ctx, msg_nodelimiter, KVRN_D_NODELIMITER);
         return nofield(ctx);
     }
     static operand field(qha5ctx *ctx, const uint8_t *line, uint32_t number, uint32_t length) {

@@ -21,7 +21,7 @@ uint8_t *arenatake(qha5ctx *ctx, uint64_t bytes) {
 uint8_t *arenaneed(qha5ctx *ctx, uint64_t bytes, uint32_t detail) {
     uint8_t *place = arenatake(ctx, bytes);
     if (!place)
-        fail(ctx, 23, detail);
+        fail(ctx, msg_nostorage, detail);
     return place;
 }
 

@@ -10,13 +10,13 @@ namespace kvern {
 
 namespace {
 
-int refuse(qha5ctx *ctx, KVRNSESS *sess, uint32_t msgno, uint32_t detail) {
-    fail(ctx, msgno, detail);
+int refuse(qha5ctx *ctx, KVRNSESS *sess, msgno message, uint32_t detail) {
+    fail(ctx, message, detail);
     return callfailed(ctx, sess);
 }
 
-int refuse(qha5ctx *ctx, KVRNSESS *sess, uint32_t msgno, uint32_t detail, const char *call) {
-    fail(ctx, msgno, detail, call);
+int refuse(qha5ctx *ctx, KVRNSESS *sess, msgno message, uint32_t detail, const char *call) {
+    fail(ctx, message, detail, call);
     return callfailed(ctx, sess);
 }
 
@@ -50,12 +50,12 @@ bool mergelength(const qha5ctx *ctx, uint32_t length) {
 
 int checkedput(qha5ctx *ctx, KVRNSESS *sess) {
     if (ctx->userblk != sess || !codeknown(sess))
-        return refuse(ctx, sess, 18, KVRN_D_PUTUSE);
+        return refuse(ctx, sess, msg_putuse, KVRN_D_PUTUSE);
     if (sess->code == KVRN_RECORD && !sess->recaddr)
-        return refuse(ctx, sess, 21, KVRN_D_NORECORD, "kvrnput");
+        return refuse(ctx, sess, msg_norecord, KVRN_D_NORECORD, "kvrnput");
     if (ctx->function != KVRN_SORT || ctx->errdetail != 0 || !ctx->apiinput ||
         (ctx->state != st_ready && ctx->state != st_putting))
-        return refuse(ctx, sess, 18, KVRN_D_PUTUSE);
+        return refuse(ctx, sess, msg_putuse, KVRN_D_PUTUSE);
     return putcall(ctx, sess);
 }
 
@@ -64,21 +64,21 @@ int checkedget(qha5ctx *ctx, KVRNSESS *sess) {
     sess->reclen = 0;
     if (ctx->userblk != sess || ctx->function != KVRN_SORT || ctx->errdetail != 0 ||
         !ctx->apioutput || (ctx->state != st_sorted && ctx->state != st_getting))
-        return refuse(ctx, sess, 19, KVRN_D_GETUSE);
+        return refuse(ctx, sess, msg_getuse, KVRN_D_GETUSE);
     return getcall(ctx, sess);
 }
 
 int checkedmerge(qha5ctx *ctx, KVRNSESS *sess) {
     if (!mergeallowed(ctx, sess) || (ctx->apiinput && !mergefed(ctx, sess)))
-        return refuse(ctx, sess, 20, KVRN_D_MERGEUSE);
+        return refuse(ctx, sess, msg_mergeuse, KVRN_D_MERGEUSE);
     if (ctx->apiinput && sess->code == KVRN_RECORD) {
         if (!sess->recaddr)
-            return refuse(ctx, sess, 21, KVRN_D_NORECORD, "kvrnmrge");
+            return refuse(ctx, sess, msg_norecord, KVRN_D_NORECORD, "kvrnmrge");
         if (!mergelength(ctx, sess->reclen))
-            return refuse(ctx, sess, 22, KVRN_D_RECLEN, "kvrnmrge");
+            return refuse(ctx, sess, msg_reclength, KVRN_D_RECLEN, "kvrnmrge");
     }
     if (!ctx->mergefn)
-        return refuse(ctx, sess, 20, KVRN_D_MERGEUSE);
+        return refuse(ctx, sess, msg_mergeuse, KVRN_D_MERGEUSE);
     return mergecall(ctx, sess);
 }
 

@@ -32,8 +32,6 @@ namespace {
 // size holds, which callers know by experience.
 constexpr uint32_t unusedhead = 372;
 
-constexpr int lv_banner = 3;  // print level of the start statistics, and of the clock
-constexpr int lv_storage = 5; // of the storage size
 constexpr uint32_t kilobyte = 1024;
 
 bool hassyserr(uint32_t version) {
@@ -147,13 +145,12 @@ int takeunusedhead(qha5ctx *ctx) {
 }
 
 void markstart(qha5ctx *ctx) {
-    if (ctx->msglevel < lv_banner)
+    if (ctx->msglevel < lv_summary)
         return;
     (void)readclock(ctx, &ctx->starttime);
     setargs(ctx);
-    report(ctx, 0, statpoint + 52, lv_banner);
-    setargs(ctx, msgarg::of(ctx->worksize / kilobyte));
-    report(ctx, 0, statpoint + 71, lv_storage);
+    point(ctx, msg_starts, lv_summary);
+    point(ctx, msg_storage, lv_resources, ctx->worksize / kilobyte);
 }
 
 int runstages(qha5ctx *ctx, KVRNPRIM *prim, KVRNSESS *sess, const KVRNKEY *keys,

@@ -65,7 +65,7 @@ int getblockwhole(qha5ctx *ctx, KVRNSESS *sess) {
 }
 
 int getwrong(qha5ctx *ctx, KVRNSESS *sess) {
-    fail(ctx, 19, KVRN_D_GETUSE);
+    fail(ctx, msg_getuse, KVRN_D_GETUSE);
     return callfailed(ctx, sess);
 }
 

@@ -28,12 +28,12 @@ const uint8_t *callerbytes(const KVRNSESS *sess) {
 }
 
 int refuselength(qha5ctx *ctx, KVRNSESS *sess) {
-    fail(ctx, 22, KVRN_D_RECLEN, callname);
+    fail(ctx, msg_reclength, KVRN_D_RECLEN, callname);
     return callfailed(ctx, sess);
 }
 
 int refusedelimiter(qha5ctx *ctx, KVRNSESS *sess) {
-    fail(ctx, 86, KVRN_D_NODELIMITER, callname);
+    fail(ctx, msg_nodelimiter, KVRN_D_NODELIMITER, callname);
     return callfailed(ctx, sess);
 }
 
@@ -250,12 +250,12 @@ int puttextblock(qha5ctx *ctx, KVRNSESS *sess) {
 // ---- choice ----------------------------------------------------------------
 
 int putwrongmode(qha5ctx *ctx, KVRNSESS *sess) {
-    fail(ctx, 43, KVRN_D_LOGIC, callname, 80);
+    fail(ctx, msg_logic, KVRN_D_LOGIC, callname, 80);
     return callfailed(ctx, sess);
 }
 
 int putwrongform(qha5ctx *ctx, KVRNSESS *sess) {
-    fail(ctx, 18, KVRN_D_PUTUSE);
+    fail(ctx, msg_putuse, KVRN_D_PUTUSE);
     return callfailed(ctx, sess);
 }
 
@@ -272,7 +272,7 @@ constexpr putrow putrows[] = {
 int putdata(qha5ctx *ctx, KVRNSESS *sess) {
     ctx->state = st_putting;
     if (!sess->recaddr) {
-        fail(ctx, 21, KVRN_D_NORECORD, callname);
+        fail(ctx, msg_norecord, KVRN_D_NORECORD, callname);
         return callfailed(ctx, sess);
     }
     return ctx->putfn(ctx, sess);
@@ -320,7 +320,7 @@ int putcall(qha5ctx *ctx, KVRNSESS *sess) {
     case KVRN_END:
         return endputs(ctx, sess);
     default:
-        fail(ctx, 18, KVRN_D_PUTUSE);
+        fail(ctx, msg_putuse, KVRN_D_PUTUSE);
         return callfailed(ctx, sess);
     }
 }

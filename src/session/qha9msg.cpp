@@ -1,6 +1,6 @@
 // Recording and printing of failures and statistics points.
 //
-// The record (errdetail, lastmsg) is kept whatever the settings are; a line goes
+// The record (errdetail, the kept message) is made whatever the settings are; a line goes
 // out only where level and option allow it.
 
 #include "session/qha9msg.h"
@@ -11,7 +11,8 @@ namespace kvern {
 
 namespace {
 
-constexpr int lv_highest = 6;
+constexpr int lv_highest = lv_inner;
+constexpr uint32_t statpoint = 1000; // row + 1000: a statistics point
 constexpr uint32_t maxargs = sizeof keptmessage::args / sizeof(msgarg);
 
 // Gathers a line and hands it to a stream; longer texts go out in pieces.
@@ -49,23 +50,23 @@ void printvalue(const char *format, uint32_t value) {
     printformat(platform::stream::error, format, &arg, 1);
 }
 
-void printmessage(const qha5ctx *ctx, uint32_t msgno) {
-    if (msgno >= 1 && msgno < msgrows) {
+void printmessage(const qha5ctx *ctx, uint32_t number) {
+    if (number >= 1 && number < msgrows) {
         const msgarg args[maxargs] = {ctx->msgarg1, ctx->msgarg2, ctx->msgarg3, ctx->msgarg4,
                                       ctx->msgarg5};
-        printformat(platform::stream::output, ctx->msgtable[msgno], args, ctx->msgargc);
+        printformat(platform::stream::output, ctx->msgtable[number], args, ctx->msgargc);
     } else {
-        const msgarg number = msgarg::of(msgno);
-        printformat(platform::stream::output, ctx->msgtable[0], &number, 1);
+        const msgarg asked = msgarg::of(number);
+        printformat(platform::stream::output, ctx->msgtable[0], &asked, 1);
     }
 }
 
 // What a program asks for later: statistics points tell it nothing, and what comes
 // after the first detail code is a consequence of that.
-void keep(qha5ctx *ctx, uint32_t detail, uint32_t msgno) {
-    if (msgno >= statpoint || ctx->kept.detail != 0)
+void keep(qha5ctx *ctx, uint32_t detail, msgno message) {
+    if (message >= statpoint || ctx->kept.detail != 0)
         return;
-    ctx->kept = {msgno,
+    ctx->kept = {message,
                  detail,
                  ctx->errnum,
                  ctx->msgargc,
@@ -74,26 +75,29 @@ void keep(qha5ctx *ctx, uint32_t detail, uint32_t msgno) {
 
 } // namespace
 
-void report(qha5ctx *ctx, uint32_t detail, uint32_t msgno, int level) {
+void report(qha5ctx *ctx, uint32_t detail, msgno message, int level) {
     if (detail != 0 && ctx->errdetail == 0)
         ctx->errdetail = detail;
-    ctx->lastmsg = msgno;
-    keep(ctx, detail, msgno);
+    keep(ctx, detail, message);
     if (level == 0 || level > ctx->msglevel || ctx->msglevel > lv_highest)
         return;
     if (ctx->msgargc > maxargs) {
-        msgno = 43;
+        message = msg_logic;
         setargs(ctx, msgarg::of("qha9msg"), msgarg::of(140));
     }
-    if (msgno > statpoint)
+    if (message > statpoint)
         return;
     if (ctx->msgprint != 1 || !ctx->msgtable)
         return;
-    printmessage(ctx, msgno);
+    printmessage(ctx, message);
     if (detail != 0 && ctx->msglevel == lv_highest) {
         printvalue(errdetail_line, ctx->errdetail);
         printvalue(errno_line, ctx->errnum);
     }
+}
+
+void point(qha5ctx *ctx, msgno row, int level) {
+    report(ctx, 0, static_cast<msgno>(statpoint + row), level);
 }
 
 void setargs(qha5ctx *ctx) {
@@ -111,33 +115,39 @@ void setargs(qha5ctx *ctx, msgarg first, msgarg second) {
     ctx->msgarg2 = second;
 }
 
-int failstale(qha5ctx *ctx, uint32_t msgno, uint32_t detail) {
-    report(ctx, detail, msgno, lv_failure);
+void setargs(qha5ctx *ctx, msgarg first, msgarg second, msgarg third) {
+    setargs(ctx, first, second);
+    ctx->msgargc = 3;
+    ctx->msgarg3 = third;
+}
+
+int failstale(qha5ctx *ctx, msgno message, uint32_t detail) {
+    report(ctx, detail, message, lv_failure);
     return -1;
 }
 
-int fail(qha5ctx *ctx, uint32_t msgno, uint32_t detail) {
+int fail(qha5ctx *ctx, msgno message, uint32_t detail) {
     setargs(ctx);
-    return failstale(ctx, msgno, detail);
+    return failstale(ctx, message, detail);
 }
 
-int fail(qha5ctx *ctx, uint32_t msgno, uint32_t detail, const char *first) {
+int fail(qha5ctx *ctx, msgno message, uint32_t detail, const char *first) {
     setargs(ctx, msgarg::of(first));
-    return failstale(ctx, msgno, detail);
+    return failstale(ctx, message, detail);
 }
 
-int fail(qha5ctx *ctx, uint32_t msgno, uint32_t detail, uint32_t first) {
+int fail(qha5ctx *ctx, msgno message, uint32_t detail, uint32_t first) {
     setargs(ctx, msgarg::of(first));
-    return failstale(ctx, msgno, detail);
+    return failstale(ctx, message, detail);
 }
 
-int fail(qha5ctx *ctx, uint32_t msgno, uint32_t detail, const char *first, uint32_t second) {
+int fail(qha5ctx *ctx, msgno message, uint32_t detail, const char *first, uint32_t second) {
     setargs(ctx, msgarg::of(first), msgarg::of(second));
-    return failstale(ctx, msgno, detail);
+    return failstale(ctx, message, detail);
 }
 
 int faillogic(qha5ctx *ctx) {
-    return failstale(ctx, 43, KVRN_D_LOGIC);
+    return failstale(ctx, msg_logic, KVRN_D_LOGIC);
 }
 
 } // namespace kvern

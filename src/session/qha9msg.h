@@ -3,29 +3,47 @@
 #pragma once
 
 #include "session/context.h"
+#include "session/qha9msgt.h"
 
 namespace kvern {
 
-constexpr uint32_t msgrows = 93;
-constexpr int lv_failure = 2;        // every failure
-constexpr uint32_t statpoint = 1000; // row + 1000: a statistics point, prints nothing
+// Print levels: of one report, of every failure, and of the statistics points.
+enum : int {
+    lv_least = 1,
+    lv_failure = 2,
+    lv_summary = 3,
+    lv_perfile = 4,
+    lv_resources = 5,
+    lv_inner = 6
+};
 
 // Records the failure (errdetail keeps the first non-zero detail) and prints the
 // message if the settings allow it.  Uses the argument slots as they stand.
-void report(qha5ctx *ctx, uint32_t detail, uint32_t msgno, int level);
+void report(qha5ctx *ctx, uint32_t detail, msgno message, int level);
 
 // Fill the argument slots of the next report.
 void setargs(qha5ctx *ctx);
 void setargs(qha5ctx *ctx, msgarg first);
 void setargs(qha5ctx *ctx, msgarg first, msgarg second);
+void setargs(qha5ctx *ctx, msgarg first, msgarg second, msgarg third);
+
+// A statistics point: its row's arguments stand in the slots from here on, where a report
+// that leaves them in place shows them.  Prints nothing at any level; without values the
+// slots stay as they are.
+void point(qha5ctx *ctx, msgno row, int level);
+template <class... values>
+void point(qha5ctx *ctx, msgno row, int level, values... given) {
+    setargs(ctx, msgarg::of(given)...);
+    point(ctx, row, level);
+}
 
 // Report at level 2 and return -1, to be passed on.  failstale leaves the
 // arguments of the last report in place; the others set them.
-int failstale(qha5ctx *ctx, uint32_t msgno, uint32_t detail);
-int fail(qha5ctx *ctx, uint32_t msgno, uint32_t detail);
-int fail(qha5ctx *ctx, uint32_t msgno, uint32_t detail, const char *first);
-int fail(qha5ctx *ctx, uint32_t msgno, uint32_t detail, uint32_t first);
-int fail(qha5ctx *ctx, uint32_t msgno, uint32_t detail, const char *first, uint32_t second);
+int failstale(qha5ctx *ctx, msgno message, uint32_t detail);
+int fail(qha5ctx *ctx, msgno message, uint32_t detail);
+int fail(qha5ctx *ctx, msgno message, uint32_t detail, const char *first);
+int fail(qha5ctx *ctx, msgno message, uint32_t detail, uint32_t first);
+int fail(qha5ctx *ctx, msgno message, uint32_t detail, const char *first, uint32_t second);
 
 // Message 43, detail 250: an internal inconsistency.
 int faillogic(qha5ctx *ctx);

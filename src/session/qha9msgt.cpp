@@ -1,107 +1,25 @@
-// The message catalogue.  A row's place in the table is its message number; the
-// rows that no code of the engine issues stand for front ends and keep the
-// numbers of the others.  Rows 44 to 71 are those of the statistics points.
-
 #include "session/qha9msgt.h"
 
 namespace kvern {
 
-// clang-format off
-const char *const qha9msgt[msgrows] = {
-    "KVERN:0:Message(No.%d) not found!!\r\n",
-    "KVERN:1:Option (%s) is not specified.\r\n",
-    "KVERN:2:Exclusive options (%s), (%s) are specified.\r\n",
-    "KVERN:3:Duplicate options (%s) are specified.\r\n",
-    "KVERN:4:Invalid option (%s) is specified.\r\n",
-    "KVERN:5:Invalid value (%s) is specified.\r\n",
-    "KVERN:6:Syntax error (%s).\r\n",
-    "KVERN:7:The mistake is found in the specification of the key-field(%d).\r\n",
-    "KVERN:8:The mistake is found in the specification of the summation-field(%d).\r\n",
-    "KVERN:9:The mistake is found in the specification of the reconstruction-field(%d).\r\n",
-    "KVERN:10:The mistake is found in the specification of the selection-field(%d).\r\n",
-    "KVERN:11:Invalid environment variable is specified.\r\n",
-    "KVERN:12:Invalid startup file is specified.\r\n",
-    "KVERN:13:The mistake is found in startup file.\r\n",
-    "KVERN:14:The mistake is found in KVRNPRIM(%s) specified by the kvrnopen function.\r\n",
-    "KVERN:15:The mistake is found in KVRNFILE specified by the kvrnopen function.\r\n",
-    "KVERN:16:Positions of key field and summation field, or positions of summation fields are identical.\r\n",
-    "KVERN:17:Non-support function is specified.\r\n",
-    "KVERN:18:Invalid use for kvrnput function.\r\n",
-    "KVERN:19:Invalid use for kvrnget function.\r\n",
-    "KVERN:20:Invalid use for kvrnmrge function.\r\n",
-    "KVERN:21:Record address is not specified in %s function.\r\n",
-    "KVERN:22:Invalid record length is specified in %s function.\r\n",
-    "KVERN:23:An area necessary for KVERN's working cannot be secured.\r\n",
-    "KVERN:24:The capacity of the message file was insufficient. The output to the message file discontinued.\r\n",
-    "KVERN:25:Not enough temporary file space.\r\n",
-    "KVERN:26:The temporary file cannot be created.\r\n",
-    "KVERN:27:File(%s) does not exist.\r\n",
-    "KVERN:28:Same file(%s) is specified.\r\n",
-    "KVERN:29:Invalid format of file (%s).\r\n",
-    "KVERN:30:Invalid attribute of file (%s).\r\n",
-    "KVERN:31:Record length is not specified.\r\n",
-    "KVERN:32:Error occurred during file (%s) open.(%d)\r\n",
-    "KVERN:33:There are too many files open in the system or in the process.\r\n",
-    "KVERN:34:Error occurred during file (%s) close.(%d)\r\n",
-    "KVERN:35:Error occurred during the file (%s) reading.(%d)\r\n",
-    "KVERN:36:Error occurred during the file (%s) writing.(%d)\r\n",
-    "KVERN:37:There is no reference permission in file(%s).\r\n",
-    "KVERN:38:There is no writing permission in the file(%s).\r\n",
-    "KVERN:39:There is no permission for reference or writing on the file(%s).\r\n",
-    "KVERN:40:The string was not sorted.\r\n",
-    "KVERN:41:The overflow occurred at the summation process. Therefore, the summation process was interrupted.\r\n",
-    "KVERN:42:Summation field did not exist on the input record. Therefore, the summation process was discontinued.\r\n",
-    "KVERN:43:Logical error occurred at KVERN.(%s-%d)\r\n",
-    "KVERN:44:Number of input records is %u.\r\n",
-    "KVERN:45:Number of output records is %u.\r\n",
-    "KVERN:46:Number of suppress record is %u.\r\n",
-    "KVERN:47:Number of input records for %s is %u.\r\n",
-    "KVERN:48:Number of output records for %s is %u.\r\n",
-    "KVERN:49:Number of suppress records for SELECT is %u.\r\n",
-    "KVERN:50:Number of suppress records for SUM is %u.\r\n",
-    "KVERN:51:Number of suppress records for SUPPRESS is %u.\r\n",
-    "KVERN:52:----[KVERN starts at %s.]---- \r\n",
-    "KVERN:53:----[KVERN stopped at %s.]---- \r\n\r\n",
-    "KVERN:54:ELAPSED TIME is %d : %d.\r\n",
-    "KVERN:55:CPU TIME is %s.\r\n",
-    "KVERN:56:ELAPSED TIME of %d phase is %d : %d.\r\n",
-    "KVERN:57:CPU TIME of %d phase is %s.\r\n",
-    "KVERN:58:Number of created strings is %u.\r\n",
-    "KVERN:59:Number of input blocks for %s is %d.\r\n",
-    "KVERN:60:Number of output blocks is %d.\r\n",
-    "KVERN:61:Number of writing into temporary file for %s is %d.\r\n",
-    "KVERN:62:Number of reading from temporary file for %s is %d.\r\n",
-    "KVERN:63:Number of WBs is %d at phase-2.\r\n",
-    "KVERN:64:Number of WBs is %d at phase-3(index).\r\n",
-    "KVERN:65:Number of WBs is %d at phase-3(data).\r\n",
-    "KVERN:66:In-core sort is selected.\r\n",
-    "KVERN:67:%s buffer size is %d bytes.\r\n",
-    "KVERN:68:Internal record length is %u bytes.\r\n",
-    "KVERN:69:Number of records in virtual storage is %d.\r\n",
-    "KVERN:70:Number of used temporary files is %d.\r\n",
-    "KVERN:71:Working storage size is %dKB.\r\n",
-    "KVERN:72:Selection field did not exist on the input record.\r\n",
-    "KVERN:73:Reconstruction field did not exist on the input record.\r\n",
-    "KVERN:74:Unreasonable code is found in the key field.\r\n",
-    "KVERN:75:Error occurred in file system(%s).\r\n",
-    "KVERN:76:The mistake is found in argument file.\r\n",
-    "KVERN:77:Number of symbolic links encountered during path name %s traversal exceeds MAXSYMLINKS.\r\n",
-    "KVERN:78:File path name %s is too long.\r\n",
-    "KVERN:79:A component of the path prefix of %s is not a directory.\r\n",
-    "KVERN:80:Specified %s is a directory.\r\n",
-    "KVERN:81:No space left on the output device.\r\n",
-    "KVERN:82:File(%s) size exceeds the process's file size limit or the maximum file size.\r\n",
-    "KVERN:83:Error occurred during system call or library function (%s)(%d).\r\n",
-    "KVERN:84:Error occurred during system call or library function (%s)(%d) (path name:%s).\r\n",
-    "KVERN:85:Error occurred during kvern loading.\r\n",
-    "KVERN:86:Line feed did not exist on the record specified in %s function.\r\n",
-    "KVERN:87:Key field did not exist on the input record.\r\n",
-    "KVERN:88:Invalid record length is specified.\r\n",
-    "KVERN:89:Unreasonable code is found in the specification of the summation-field(%d). Therefore, the summation process was interrupted.\r\n",
-    "KVERN:90:Error occurred during kanji code conversion (%s)(%d).\r\n",
-    "KVERN:91:Size of temporary file for %s is %d bytes.\r\n",
-    "KVERN:92:Number of buffer is %d at phase-3.\r\n",
-};
-// clang-format on
+namespace {
+
+#define KVERN_MESSAGE_PLACE(number, name, text) number,
+constexpr uint32_t places[] = {KVERN_MESSAGES(KVERN_MESSAGE_PLACE)};
+#undef KVERN_MESSAGE_PLACE
+
+constexpr bool isinorder() {
+    for (uint32_t i = 0; i < msgrows; ++i)
+        if (places[i] != i)
+            return false;
+    return true;
+}
+static_assert(sizeof places / sizeof *places == msgrows && isinorder());
+
+} // namespace
+
+#define KVERN_MESSAGE_TEXT(number, name, text) text,
+const char *const qha9msgt[msgrows] = {KVERN_MESSAGES(KVERN_MESSAGE_TEXT)};
+#undef KVERN_MESSAGE_TEXT
 
 } // namespace kvern

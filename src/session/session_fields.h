@@ -73,7 +73,6 @@ struct session_fields {
     uint32_t errdetail;          // first detail code of the session, kept
     uint32_t errno_detail;       // status for KVRNSESS.syserr
     uint32_t errnum;             // last system error number, 0 once it was got round
-    uint32_t lastmsg;            // number of the last report
     keptmessage kept;            // first report with a detail code, until then the last
     const char *const *msgtable; // 93 rows
     uint32_t msgargc;

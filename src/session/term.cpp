@@ -10,16 +10,6 @@ namespace kvern {
 
 namespace {
 
-// Print levels of the closing statistics, none of which prints.
-constexpr int lv_records = 3;
-constexpr int lv_dropped = 4;
-constexpr int lv_blocks = 6;
-
-void statistic(qha5ctx *ctx, uint32_t row, uint32_t value, int level) {
-    setargs(ctx, msgarg::of(value));
-    report(ctx, 0, statpoint + row, level);
-}
-
 // What a failure or an early close left open, and all files of a merge.  A session that
 // did not come to its end has failed for whoever keeps its output, and so has one of
 // which a close failed.
@@ -44,13 +34,13 @@ int closefiles(qha5ctx *ctx) {
 void mergestatistics(qha5ctx *ctx) {
     if (ctx->recform == 'r' && !ctx->apiinput)
         ctx->incount = ctx->selectcount + ctx->seqno;
-    statistic(ctx, 44, ctx->incount, lv_records);
+    point(ctx, msg_inputrecords, lv_summary, ctx->incount);
     if (ctx->selectopt)
-        statistic(ctx, 49, ctx->selectcount, lv_dropped);
+        point(ctx, msg_filtered, lv_perfile, ctx->selectcount);
     if (ctx->sumopt)
-        statistic(ctx, 50, ctx->sumcount, lv_dropped);
+        point(ctx, msg_folded, lv_perfile, ctx->sumcount);
     if (ctx->suppressopt)
-        statistic(ctx, 51, ctx->suppresscount, lv_dropped);
+        point(ctx, msg_equalsgone, lv_perfile, ctx->suppresscount);
 }
 
 const char *outputname(const qha5ctx *ctx) {
@@ -72,9 +62,10 @@ int settle(qha5ctx *ctx) {
         mergestatistics(ctx);
     const int result = checkbalance(ctx);
     if (ctx->sumopt || ctx->suppressopt || ctx->selectopt)
-        statistic(ctx, 46, ctx->suppresscount + ctx->sumcount + ctx->selectcount, lv_records);
+        point(ctx, msg_suppressed, lv_summary,
+              ctx->suppresscount + ctx->sumcount + ctx->selectcount);
     if (!ctx->apioutput)
-        statistic(ctx, 60, ctx->outfile->blockcount, lv_blocks);
+        point(ctx, msg_outputblocks, lv_inner, ctx->outfile->blockcount);
     ctx->msgarg1 = msgarg::of(outputname(ctx));
     return result;
 }

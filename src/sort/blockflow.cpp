@@ -157,7 +157,7 @@ void appendfree(qha5ctx *ctx, blockhdr *block) {
 
 blockhdr *buildblocks(qha5ctx *ctx) {
     if (!dividestorage(ctx)) {
-        fail(ctx, 23, KVRN_D_STORAGE);
+        fail(ctx, msg_nostorage, KVRN_D_STORAGE);
         return nullptr;
     }
     if (setuppipeline(ctx) != 0)

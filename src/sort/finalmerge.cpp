@@ -46,10 +46,8 @@ blockhdr *leave(blockhdr *block, int32_t status) {
 
 // The draw after the last record.
 blockhdr *finish(qha5ctx *ctx, blockhdr *block) {
-    setargs(ctx, msgarg::of(ctx->blocksread));
-    report(ctx, 0, statpoint + 65, 6);
-    setargs(ctx, msgarg::of(ctx->wbcount));
-    report(ctx, 0, statpoint + 64, 6);
+    point(ctx, msg_datablocks, lv_inner, ctx->blocksread);
+    point(ctx, msg_indexblocks, lv_inner, ctx->wbcount);
     const int outcome = deletetempfiles(ctx);
     ctx->tempused = 0;
     return leave(block, outcome == 0 ? io_done : io_failed);

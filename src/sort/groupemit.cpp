@@ -38,12 +38,10 @@ void hold(qha5ctx *ctx, const uint8_t *record) {
 
 void notegroups(qha5ctx *ctx) {
     if (ctx->suppressopt == 1) {
-        setargs(ctx, msgarg::of(ctx->suppresscount));
-        report(ctx, 0, statpoint + 51, 3);
+        point(ctx, msg_equalsgone, lv_summary, ctx->suppresscount);
     }
     if (ctx->sumopt == 1) {
-        setargs(ctx, msgarg::of(ctx->sumcount));
-        report(ctx, 0, statpoint + 50, 3);
+        point(ctx, msg_folded, lv_summary, ctx->sumcount);
     }
 }
 

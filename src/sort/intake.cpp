@@ -63,9 +63,9 @@ int32_t encodecolumns(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
 template <bool keyed>
 int32_t encodefields(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
     uint32_t length;
-    const bool taken =
-        keyed ? takefields(ctx, raw, ctx->keyfields, ctx->keymaxfld, 87, KVRN_D_NOKEYFIELD, &length)
-              : takeline(ctx, raw, &length);
+    const bool taken = keyed ? takefields(ctx, raw, ctx->keyfields, ctx->keymaxfld, msg_nokeyfield,
+                                          KVRN_D_NOKEYFIELD, &length)
+                             : takeline(ctx, raw, &length);
     if (!taken || !linefits(ctx, length) || !countrecord(ctx))
         return -1;
     const uint8_t *text = placeline(ctx, raw, length, internal);

@@ -86,7 +86,8 @@ int loadroot(qha5ctx *ctx, mergespace *space) {
         return -1;
     layentries(ctx, area, entries);
     if (!allidle(ctx)) {
-        report(ctx, KVRN_D_LOGIC, KVRN_D_LOGIC, 1); // the number has no text: intended
+        // A number without a text: intended.
+        report(ctx, KVRN_D_LOGIC, static_cast<msgno>(KVRN_D_LOGIC), lv_least);
         return -1;
     }
     blockhdr *wb = freewb(ctx);

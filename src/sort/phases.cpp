@@ -26,8 +26,7 @@ bool countsagree(qha5ctx *ctx) {
 }
 
 void noteinput(qha5ctx *ctx, const char *name, uint32_t count) {
-    setargs(ctx, msgarg::of(name), msgarg::of(count));
-    report(ctx, 0, statpoint + 47, 4);
+    point(ctx, msg_inputof, lv_perfile, name, count);
 }
 
 void noteinputs(qha5ctx *ctx) {
@@ -40,18 +39,15 @@ void noteinputs(qha5ctx *ctx) {
     for (uint32_t i = 0; i < ctx->filecount; i++) {
         const filectl *file = ctx->infiles[i];
         noteinput(ctx, file->name, ctx->perinput[i]);
-        setargs(ctx, msgarg::of(file->name), msgarg::of(file->blockcount));
-        report(ctx, 0, statpoint + 59, 6);
+        point(ctx, msg_inputblocks, lv_inner, file->name, file->blockcount);
     }
 }
 
 void notecounts(qha5ctx *ctx) {
     noteinputs(ctx);
-    setargs(ctx, msgarg::of(ctx->incount));
-    report(ctx, 0, statpoint + 44, 3);
+    point(ctx, msg_inputrecords, lv_summary, ctx->incount);
     if (ctx->selectopt == 1) {
-        setargs(ctx, msgarg::of(ctx->selectcount));
-        report(ctx, 0, statpoint + 49, 3);
+        point(ctx, msg_filtered, lv_summary, ctx->selectcount);
     }
 }
 
@@ -60,19 +56,18 @@ void notetime(qha5ctx *ctx, int64_t *when) {
     if (ctx->msglevel < timedlevel)
         return;
     if (readclock(ctx, when))
-        report(ctx, 0, statpoint + 56, 6);
+        point(ctx, msg_phasetime, lv_inner);
     else
         ctx->errno_detail = ctx->errnum;
 }
 
 void notestrings(qha5ctx *ctx) {
-    setargs(ctx, msgarg::of(ctx->stringcount));
-    report(ctx, 0, statpoint + 58, 6);
+    point(ctx, msg_strings, lv_inner, ctx->stringcount);
 }
 
 int sortincore(qha5ctx *ctx) {
     notetime(ctx, &ctx->phase2end);
-    report(ctx, 0, statpoint + 66, 6);
+    point(ctx, msg_incore, lv_inner);
     if (sortslots(ctx, ctx->slotused) != 0)
         return -1;
     notestrings(ctx);
@@ -88,8 +83,7 @@ int sortexternal(qha5ctx *ctx) {
     notetime(ctx, &ctx->phase2end);
     if (orderblocks(ctx) != 0)
         return -1;
-    setargs(ctx, msgarg::of(ctx->wbcount));
-    report(ctx, 0, statpoint + 63, 6);
+    point(ctx, msg_orderblocks, lv_inner, ctx->wbcount);
     notetime(ctx, &ctx->phase3index);
     if (setupmerge(ctx) == 0)
         return 0;

@@ -25,7 +25,7 @@ inline bool takevariable(qha5ctx *ctx, const uint8_t *raw, uint32_t *length) {
         if (*length <= ctx->inreclen && *length <= left - lengthword)
             return true;
     }
-    fail(ctx, 88, KVRN_D_RECLEN);
+    fail(ctx, msg_badlength, KVRN_D_RECLEN);
     return false;
 }
 
@@ -45,7 +45,7 @@ inline const uint8_t *finddelimiter(const qha5ctx *ctx, const uint8_t *line) {
 inline bool takeline(qha5ctx *ctx, const uint8_t *raw, uint32_t *length) {
     const uint8_t *end = finddelimiter(ctx, raw);
     if (end == nullptr) {
-        fail(ctx, 86, KVRN_D_NODELIMITER);
+        fail(ctx, msg_nodelimiter, KVRN_D_NODELIMITER);
         return false;
     }
     *length = static_cast<uint32_t>(end - raw);
@@ -56,7 +56,7 @@ inline bool takeline(qha5ctx *ctx, const uint8_t *raw, uint32_t *length) {
 // has too few.  The scanners take a zero byte for the end of a line that has no
 // delimiter; such a line is not taken in.
 inline bool takefields(qha5ctx *ctx, const uint8_t *raw, fieldrow *table, uint32_t maxfield,
-                       uint32_t missing, uint32_t detail, uint32_t *length) {
+                       msgno missing, uint32_t detail, uint32_t *length) {
     const int32_t whole = ctx->fieldscan(ctx, raw, table, maxfield);
     if (whole >= 0 && whole <= ctx->scanlimit - raw) {
         *length = static_cast<uint32_t>(whole) - ctx->linedlmtlen;
@@ -64,7 +64,7 @@ inline bool takefields(qha5ctx *ctx, const uint8_t *raw, fieldrow *table, uint32
             return true;
     }
     if (finddelimiter(ctx, raw) == nullptr) {
-        fail(ctx, 86, KVRN_D_NODELIMITER);
+        fail(ctx, msg_nodelimiter, KVRN_D_NODELIMITER);
         return false;
     }
     fail(ctx, missing, detail);
@@ -74,7 +74,7 @@ inline bool takefields(qha5ctx *ctx, const uint8_t *raw, fieldrow *table, uint32
 inline bool linefits(qha5ctx *ctx, uint32_t length) {
     if (length + ctx->linedlmtlen <= ctx->inreclen)
         return true;
-    fail(ctx, 88, KVRN_D_RECLEN);
+    fail(ctx, msg_badlength, KVRN_D_RECLEN);
     return false;
 }
 

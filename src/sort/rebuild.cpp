@@ -19,8 +19,6 @@
 namespace kvern {
 namespace {
 
-constexpr uint32_t missingpiece = 73; // message: a field to rebuild from is not there
-
 const uint8_t *pieceof(const KVRNRCNE &piece, const uint8_t *record) {
     return piece.type == KVRN_FLD_LIT ? static_cast<const uint8_t *>(piece.literal)
                                       : record + piece.position;
@@ -57,7 +55,7 @@ int32_t rebuildvariable(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
     if (!takevariable(ctx, raw, &length))
         return -1;
     if (ctx->reconmaxpos >= length)
-        return fail(ctx, missingpiece, KVRN_D_NORCNFIELD);
+        return fail(ctx, msg_norcnfield, KVRN_D_NORCNFIELD);
     uint8_t *image = copying ? internal : ctx->recwork;
     memcpy(image, &ctx->outreclen, lengthword);
     joinpieces(*ctx->reconspec, raw + lengthword, image + lengthword);
@@ -74,7 +72,7 @@ int32_t rebuildcolumns(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
     if (!takeline(ctx, raw, &length))
         return -1;
     if (ctx->reconcopies != 0 && ctx->reconmaxpos >= length)
-        return fail(ctx, missingpiece, KVRN_D_NORCNFIELD);
+        return fail(ctx, msg_norcnfield, KVRN_D_NORCNFIELD);
     if (!linefits(ctx, length))
         return -1;
     uint8_t *text = copying ? internal : internal + ctx->txtdataoff;
@@ -121,7 +119,7 @@ uint32_t joinfields(const qha5ctx *ctx, const uint8_t *raw, uint8_t *text, field
 int32_t encodejoined(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
     const bool keyed = ctx->keygiven != 0;
     if (keyed && ctx->keymaxfld >= ctx->reconspec->count)
-        return fail(ctx, 87, KVRN_D_NOKEYFIELD);
+        return fail(ctx, msg_nokeyfield, KVRN_D_NOKEYFIELD);
     uint8_t *text = internal + ctx->txtdataoff;
     const uint32_t length = joinfields(ctx, raw, text, keyed ? ctx->keyfields : nullptr);
     memset(text + length, 0, textroom(ctx) - length);
@@ -132,7 +130,7 @@ int32_t encodejoined(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
 template <bool copying>
 int32_t rebuildfields(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
     uint32_t length;
-    if (!takefields(ctx, raw, ctx->reconfields, ctx->reconmaxfld, missingpiece, KVRN_D_NORCNFIELD,
+    if (!takefields(ctx, raw, ctx->reconfields, ctx->reconmaxfld, msg_norcnfield, KVRN_D_NORCNFIELD,
                     &length) ||
         !linefits(ctx, length))
         return -1;

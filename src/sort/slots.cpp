@@ -101,9 +101,9 @@ blockhdr *overflow(qha5ctx *ctx, blockhdr *block) {
 
 int layoutpool(qha5ctx *ctx, uint8_t *next, uint32_t left) {
     if (!carvepool(ctx, next, left))
-        return fail(ctx, 23, KVRN_D_STORAGE);
+        return fail(ctx, msg_nostorage, KVRN_D_STORAGE);
     chainslots(ctx);
-    return laterphasesfit(ctx) ? 0 : fail(ctx, 23, KVRN_D_STORAGE);
+    return laterphasesfit(ctx) ? 0 : fail(ctx, msg_nostorage, KVRN_D_STORAGE);
 }
 
 blockhdr *fillslots(qha5ctx *ctx, blockhdr *block) {

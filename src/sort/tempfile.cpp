@@ -54,7 +54,7 @@ char *pathbehind(tempfile *record) {
 
 int pickpath(qha5ctx *ctx, tempfile *record, uint32_t *room) {
     if (ctx->workpos >= ctx->workcount)
-        return fail(ctx, 26, KVRN_D_TEMPCREATE);
+        return fail(ctx, msg_tempcreate, KVRN_D_TEMPCREATE);
     uint32_t at = ctx->workpos;
     while (at < ctx->workcount && ctx->workpaths[at] == nullptr)
         ++at;
@@ -99,7 +99,7 @@ void tookpath(qha5ctx *ctx) {
 
 int missedpath(qha5ctx *ctx) {
     ++ctx->workpos;
-    return ctx->workpos >= ctx->workcount ? fail(ctx, 25, KVRN_D_TEMPSPACE) : 1;
+    return ctx->workpos >= ctx->workcount ? fail(ctx, msg_tempspace, KVRN_D_TEMPSPACE) : 1;
 }
 
 // ---- work directories -----------------------------------------------------
@@ -121,7 +121,7 @@ int pickdirectory(qha5ctx *ctx, tempfile *record, uint32_t *room) {
             return 0;
         }
     }
-    return fail(ctx, 26, KVRN_D_TEMPCREATE);
+    return fail(ctx, msg_tempcreate, KVRN_D_TEMPCREATE);
 }
 
 platform::syserror opengenerated(qha5ctx *, tempfile *record) {
@@ -141,24 +141,24 @@ void tookdirectory(qha5ctx *ctx) {
 int misseddirectory(qha5ctx *ctx) {
     ctx->workpaths[ctx->workdirpos] = nullptr;
     ++ctx->workdirpos;
-    return ctx->workdirpos >= ctx->workdircount ? fail(ctx, 25, KVRN_D_TEMPSPACE) : 1;
+    return ctx->workdirpos >= ctx->workdircount ? fail(ctx, msg_tempspace, KVRN_D_TEMPSPACE) : 1;
 }
 
 // ---- the system's default -------------------------------------------------
 
 int pickdefault(qha5ctx *ctx, tempfile *record, uint32_t *room) {
     if (ctx->defaulttemp != 0)
-        return fail(ctx, 25, KVRN_D_TEMPSPACE);
+        return fail(ctx, msg_tempspace, KVRN_D_TEMPSPACE);
     const uint64_t need = recordroom(0);
     if (need > ctx->tfrecroom)
-        return fail(ctx, 26, KVRN_D_TEMPCREATE);
+        return fail(ctx, msg_tempcreate, KVRN_D_TEMPCREATE);
     char directory[platform::maxpath];
     if (!platform::tempdirectory(directory, sizeof directory))
-        return fail(ctx, 26, KVRN_D_TEMPCREATE);
+        return fail(ctx, msg_tempcreate, KVRN_D_TEMPCREATE);
     const auto behind = static_cast<uint32_t>(need - sizeof(tempfile));
     ctx->errnum = platform::tempname(directory, pathbehind(record), behind);
     if (ctx->errnum != 0)
-        return fail(ctx, 26, KVRN_D_TEMPCREATE);
+        return fail(ctx, msg_tempcreate, KVRN_D_TEMPCREATE);
     record->path = pathbehind(record);
     *room = static_cast<uint32_t>(need);
     ctx->defaulttemp = 1;
@@ -168,7 +168,7 @@ int pickdefault(qha5ctx *ctx, tempfile *record, uint32_t *room) {
 void tookdefault(qha5ctx *) {}
 
 int misseddefault(qha5ctx *ctx) {
-    return fail(ctx, 26, KVRN_D_TEMPCREATE);
+    return fail(ctx, msg_tempcreate, KVRN_D_TEMPCREATE);
 }
 
 // ---- common ---------------------------------------------------------------
@@ -194,10 +194,10 @@ const placesource &choosesource(const qha5ctx *ctx) {
 int reportmissed(qha5ctx *ctx, const placesource &source, const tempfile *record,
                  platform::syserror error) {
     ctx->errnum = error;
-    (void)fail(ctx, 32, 0, record->path, error);
+    (void)fail(ctx, msg_open, 0, record->path, error);
     const int outcome = source.missed(ctx);
     if (outcome == 1)
-        (void)fail(ctx, 26, ctx->tempused == 0 ? KVRN_D_TEMPCREATE : 0);
+        (void)fail(ctx, msg_tempcreate, ctx->tempused == 0 ? KVRN_D_TEMPCREATE : 0);
     return outcome;
 }
 
@@ -207,7 +207,7 @@ void closeall(qha5ctx *ctx) {
         file->handle = platform::nofile;
         if (error != 0) {
             ctx->errnum = error;
-            (void)fail(ctx, 34, KVRN_D_CLOSE, file->path, error);
+            (void)fail(ctx, msg_close, KVRN_D_CLOSE, file->path, error);
         }
     }
 }
@@ -216,15 +216,13 @@ void deletenamed(qha5ctx *ctx, const tempfile *file) {
     const platform::syserror error = platform::deletefile(file->path);
     if (error != 0) {
         ctx->errnum = error;
-        (void)fail(ctx, 83, 0, "DeleteFile", error);
+        (void)fail(ctx, msg_systemcall, 0, "DeleteFile", error);
     }
 }
 
 void notetraffic(qha5ctx *ctx, const tempfile *file) {
-    setargs(ctx, msgarg::of(file->path), msgarg::of(file->writes));
-    report(ctx, 0, statpoint + 61, 6);
-    setargs(ctx, msgarg::of(file->path), msgarg::of(file->reads));
-    report(ctx, 0, statpoint + 62, 6);
+    point(ctx, msg_tempwrites, lv_inner, file->path, file->writes);
+    point(ctx, msg_tempreads, lv_inner, file->path, file->reads);
 }
 
 } // namespace
@@ -233,7 +231,7 @@ int newtempfile(qha5ctx *ctx) {
     const uint64_t least = arenaround(sizeof(tempfile));
     if (ctx->tfrecroom < least) {
         ctx->errno_detail = ctx->errnum;
-        return fail(ctx, 26, KVRN_D_TEMPCREATE);
+        return fail(ctx, msg_tempcreate, KVRN_D_TEMPCREATE);
     }
     auto *record = reinterpret_cast<tempfile *>(ctx->tfrecnext);
     *record = tempfile{};
@@ -274,8 +272,7 @@ tempfile *activetempfile(qha5ctx *ctx) {
 
 int deletetempfiles(qha5ctx *ctx) {
     const uint32_t detailbefore = ctx->errdetail;
-    setargs(ctx, msgarg::of(ctx->tempcount));
-    report(ctx, 0, statpoint + 70, 5);
+    point(ctx, msg_tempfiles, lv_resources, ctx->tempcount);
     closeall(ctx);
     for (const tempfile *file = ctx->tempfiles; file != nullptr; file = file->link) {
         notetraffic(ctx, file);

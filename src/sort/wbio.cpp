@@ -60,7 +60,7 @@ bool fits(const qha5ctx *ctx, platform::filepos place) {
 
 int32_t failplace(qha5ctx *ctx, platform::syserror error) {
     ctx->errnum = error;
-    (void)fail(ctx, 83, KVRN_D_SYSTEM, "SetFilePointer", error);
+    (void)fail(ctx, msg_systemcall, KVRN_D_SYSTEM, "SetFilePointer", error);
     return io_failed;
 }
 
@@ -99,7 +99,7 @@ int32_t writefrom(qha5ctx *ctx, blockhdr *wb) {
     if (isdiskfull(written.error))
         return foundfull(ctx, written.error);
     ctx->errnum = written.error;
-    (void)fail(ctx, 36, KVRN_D_TEMPWRITE, wb->file->path, written.error);
+    (void)fail(ctx, msg_write, KVRN_D_TEMPWRITE, wb->file->path, written.error);
     return io_failed;
 }
 
