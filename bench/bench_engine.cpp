@@ -5,7 +5,7 @@
 
 #include "kvern.h"
 #include "session/context.h"
-#include "sort/slots.h"
+#include "sort/incore/slots.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,8 +1,8 @@
 // The routines of a key row by its type and by the session's form and code.
 #include "key/wiring.h"
 
-#include "key/encoders.h"
-#include "key/zonesign.h"
+#include "key/encode/encoders.h"
+#include "key/encode/zonesign.h"
 #include "session/qha9msg.h"
 
 namespace kvern {

@@ -1,7 +1,7 @@
 // Pieces of the set-up that a merge and a copy share.
 #pragma once
 
-#include "key/workspace.h"
+#include "session/workspace.h"
 
 namespace kvern {
 

@@ -2,7 +2,7 @@
 // comes lies in its block, and where in its block one that goes out is.
 #pragma once
 
-#include "key/textfields.h"
+#include "key/text/textfields.h"
 #include "session/arena.h"
 
 #include <cstring>

@@ -1,7 +1,7 @@
 #include "merge/mergeflow.h"
 
 #include "merge/recordcounts.h"
-#include "sort/emit.h"
+#include "sort/record/emit.h"
 
 namespace kvern {
 

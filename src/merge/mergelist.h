@@ -12,7 +12,7 @@
 #pragma once
 
 #include "session/context.h"
-#include "sort/keywidth.h"
+#include "sort/incore/keywidth.h"
 
 namespace kvern {
 

@@ -8,15 +8,15 @@
 // ahead of it has gone out.
 #include "merge/mergeprepare.h"
 
-#include "key/fieldtables.h"
-#include "key/phaseclock.h"
-#include "key/textfields.h"
+#include "key/text/fieldtables.h"
+#include "key/text/textfields.h"
 #include "merge/blockshare.h"
 #include "merge/mergeemit.h"
 #include "merge/mergeselect.h"
-#include "merge/summation.h"
+#include "merge/sum/summation.h"
 #include "select/select.h"
-#include "sort/intake.h"
+#include "session/phaseclock.h"
+#include "sort/record/intake.h"
 
 #include <algorithm>
 #include <cstring>

@@ -17,7 +17,7 @@
 
 #include "merge/mergelist.h"
 #include "session/qha9msg.h"
-#include "sort/emit.h"
+#include "sort/record/emit.h"
 
 namespace kvern {
 namespace {

@@ -7,7 +7,7 @@
 
 #include "param/fieldspec.h"
 #include "session/arena.h"
-#include "sort/diskimage.h"
+#include "sort/external/diskimage.h"
 
 #include <cstring>
 

@@ -1,7 +1,7 @@
 #include "param/indexedinput.h"
 
-#include "file/idxformat.h"
-#include "file/idxreader.h"
+#include "file/indexed/idxformat.h"
+#include "file/indexed/idxreader.h"
 #include "session/arena.h"
 #include "session/qha9msg.h"
 

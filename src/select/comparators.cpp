@@ -11,8 +11,8 @@
 
 #include "select/comparators.h"
 
-#include "key/encoders.h"
-#include "key/reversal.h"
+#include "key/encode/encoders.h"
+#include "key/encode/reversal.h"
 
 #include <cstring>
 #include <iterator>

@@ -5,8 +5,8 @@
 // Every comparator writes all the bytes that it returns.
 #pragma once
 
+#include "key/encode/zonesign.h"
 #include "key/key_fields.h"
-#include "key/zonesign.h"
 #include "select/widening.h"
 
 namespace kvern {

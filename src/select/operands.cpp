@@ -8,7 +8,7 @@
 
 #include "select/operands.h"
 
-#include "key/encoders.h"
+#include "key/encode/encoders.h"
 #include "select/comparators.h"
 #include "session/arena.h"
 #include "session/qha9msg.h"

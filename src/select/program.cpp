@@ -5,12 +5,12 @@
 
 #include "select/select.h"
 
-#include "key/textfields.h"
+#include "key/text/textfields.h"
 #include "select/operands.h"
 #include "session/qha9msg.h"
-#include "sort/keycompare.h"
-#include "sort/rawrecord.h"
-#include "sort/recordform.h"
+#include "sort/incore/keycompare.h"
+#include "sort/record/rawrecord.h"
+#include "sort/record/recordform.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #include "select/widening.h"
 
-#include "key/zonesign.h"
+#include "key/encode/zonesign.h"
 
 #include <cstring>
 

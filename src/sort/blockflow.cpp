@@ -7,12 +7,12 @@
 // output uses it again, with an `end` that suits the length of output records.
 #include "sort/blockflow.h"
 
-#include "key/pipeline.h"
+#include "key/setup/pipeline.h"
 #include "session/arena.h"
 #include "session/qha9msg.h"
 #include "sort/blocksize.h"
+#include "sort/external/tempfile.h"
 #include "sort/phases.h"
-#include "sort/tempfile.h"
 
 #include <algorithm>
 #include <cstring>

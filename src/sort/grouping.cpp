@@ -9,8 +9,8 @@
 // outpos.
 #include "sort/grouping.h"
 
-#include "sort/emit.h"
-#include "sort/keycompare.h"
+#include "sort/incore/keycompare.h"
+#include "sort/record/emit.h"
 
 namespace kvern {
 namespace {

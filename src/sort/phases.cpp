@@ -5,12 +5,12 @@
 // nothing, but they leave their arguments in the context.
 #include "sort/phases.h"
 
-#include "key/phaseclock.h"
+#include "session/phaseclock.h"
 #include "session/qha9msg.h"
-#include "sort/blockorder.h"
-#include "sort/mergesetup.h"
-#include "sort/slots.h"
-#include "sort/stringmaker.h"
+#include "sort/external/blockorder.h"
+#include "sort/external/mergesetup.h"
+#include "sort/external/stringmaker.h"
+#include "sort/incore/slots.h"
 
 namespace kvern {
 namespace {

@@ -1,5 +1,5 @@
 #include "model/model.h"
-#include "key/chartables.h"
+#include "key/encode/chartables.h"
 
 #include <algorithm>
 #ifdef _WIN32

@@ -1,6 +1,6 @@
 // The tables by their bytes: a checksum of each, which one wrong digit breaks, and a
 // row that a reader can check.  The reference model reads the same tables.
-#include "key/chartables.h"
+#include "key/encode/chartables.h"
 
 #include <gtest/gtest.h>
 

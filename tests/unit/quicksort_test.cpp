@@ -1,6 +1,6 @@
 // No order of input makes the sort in core quadratic.  That all comes out in order is for
 // the sessions to show.
-#include "sort/quicksort.h"
+#include "sort/incore/quicksort.h"
 #include "support/randomness.h"
 
 #include <algorithm>

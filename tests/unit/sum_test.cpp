@@ -1,5 +1,5 @@
 // Adders: the formats of numbers, and digits that are none, which the model leaves open.
-#include "merge/adders.h"
+#include "merge/sum/adders.h"
 
 #include <array>
 #include <cstdlib>

@@ -1,0 +1,189 @@
+// Records to and from the file manager, a request each; the message pump has its
+// turn once a block.  Records lie in a block as the engine wants them:
+//
+//   fixed      in, out   | record | record | ...
+//   variable   in        | length | record | padding to 4 | length | ...
+//              out       | length | record | length | ...
+#include "file/manager/fmgrcall.h"
+#include "file/manager/fmgrio.h"
+#include "session/arena.h"
+#include "session/pump.h"
+#include "session/qha9msg.h"
+
+#include <cstring>
+
+namespace kvern {
+
+namespace {
+
+constexpr uint8_t readflags[] = {0x80};
+constexpr uint8_t writeflags[] = {0x00};
+
+// ---- how records lie in a block ---------------------------------------------
+
+// head: bytes in front of a record.  room: bytes that the longest record takes of
+// a block.  place: puts a record that was read, of `length` bytes, to its place,
+// and moves on; false where no such record can be.  take: length of the record to
+// write, with `next` at its first byte.
+struct fixedframe {
+    static constexpr uint32_t head = 0;
+    static uint64_t room(const qha5ctx *ctx) { return ctx->inreclen; }
+    static bool place(const qha5ctx *ctx, blockhdr *block, uint32_t length) {
+        if (length != ctx->inreclen)
+            return false;
+        block->next += length;
+        return true;
+    }
+    static uint32_t take(const qha5ctx *ctx, blockhdr *) { return ctx->outreclen; }
+};
+
+struct variableframe {
+    static constexpr uint32_t head = 4;
+    static constexpr uint32_t unit = 4;
+    static uint64_t room(const qha5ctx *ctx) { return head + roundup(ctx->inreclen, unit); }
+    // There is room for inreclen bytes, so what is not longer ends inside the block.
+    static bool place(const qha5ctx *ctx, blockhdr *block, uint32_t length) {
+        if (length > ctx->inreclen)
+            return false;
+        memcpy(block->next, &length, head);
+        block->next += head + roundup(length, unit);
+        return true;
+    }
+    static uint32_t take(const qha5ctx *, blockhdr *block) {
+        uint32_t length;
+        memcpy(&length, block->next, head);
+        block->next += head;
+        return length;
+    }
+};
+
+// ---- reading ----------------------------------------------------------------
+
+int32_t failread(qha5ctx *ctx, const filectl *file) {
+    ctx->errnum = static_cast<uint32_t>(platform::lasterror());
+    return fail(ctx, msg_read, KVRN_D_READ, file->name, ctx->errnum);
+}
+
+int32_t failcoded(qha5ctx *ctx, const filectl *file, msgno message, const fmgrreply &reply) {
+    ctx->errno_detail = reply.code;
+    return fail(ctx, message, KVRN_D_FILEMANAGER, file->name);
+}
+
+int32_t moved(const blockhdr *block) {
+    return static_cast<int32_t>(block->next - block->first);
+}
+
+int32_t endblock(qha5ctx *ctx, blockhdr *block) {
+    block->limit = block->next;
+    return pumpround(ctx) ? -1 : moved(block);
+}
+
+// The block may hold records all the same; the next read then gives none.
+int32_t endfile(blockhdr *block) {
+    block->limit = block->next;
+    return moved(block);
+}
+
+// The end shows as fs_end, once.  Asked again the manager of kinds 18 and 19 calls
+// it a failure, that of kind 2 the end.
+template <const fmgrkind &kind>
+bool isend(filectl *file, uint8_t status) {
+    if (status == fs_end) {
+        file->atend = kind.readstatus ? 1 : file->atend;
+        return true;
+    }
+    if (!kind.readstatus || status != fs_pastend || file->atend != 1)
+        return false;
+    file->atend = 0;
+    return true;
+}
+
+template <const fmgrkind &kind, class frame>
+int32_t readblock(qha5ctx *ctx, filectl *file) {
+    if (file->kind != kind.kind)
+        return -1;
+    blockhdr *block = file->block;
+    const auto room = static_cast<ptrdiff_t>(frame::room(ctx));
+    block->next = block->first;
+    block->count = 0;
+    while (block->end - block->next >= room) {
+        fmgrcall call(ctx, file->fmtable);
+        call.number(fp_request, rq_read);
+        call.number(fp_organisation, kind.organisation);
+        call.string(fp_handle, file->fmhandle, file->handlelen);
+        call.flags(fp_readflags, readflags, sizeof readflags);
+        call.number(fp_length, ctx->inreclen);
+        fmgrreply reply;
+        if (!call.ask(block->next + frame::head, &reply))
+            return failread(ctx, file);
+        if (isend<kind>(file, reply.status))
+            return endfile(block);
+        if (kind.readstatus && reply.status != fs_done)
+            return failcoded(ctx, file, msg_read, reply);
+        // Any other status of kind 2 comes as far as this: intended.
+        fmgrvalue length;
+        if (!call.scan(fp_length, &length) || !frame::place(ctx, block, length.number))
+            return failread(ctx, file);
+        ctx->inbytes += length.number;
+        ++block->count;
+    }
+    return endblock(ctx, block);
+}
+
+// ---- writing ----------------------------------------------------------------
+
+int32_t failwrite(qha5ctx *ctx, const filectl *file) {
+    ctx->errnum = static_cast<uint32_t>(platform::lasterror());
+    return fail(ctx, msg_write, KVRN_D_WRITE, file->name, ctx->errnum);
+}
+
+template <const fmgrkind &kind, class frame>
+int32_t writeblock(qha5ctx *ctx, filectl *file) {
+    if (file->kind != kind.kind)
+        return -1;
+    blockhdr *block = file->block;
+    for (block->next = block->first; block->count != 0; --block->count) {
+        const uint32_t length = frame::take(ctx, block);
+        fmgrcall call(ctx, file->fmtable);
+        call.number(fp_request, kind.write);
+        call.number(fp_organisation, kind.organisation);
+        call.string(fp_handle, file->fmhandle, file->handlelen);
+        if constexpr (kind.writeflags)
+            call.flags(fp_writeflags, writeflags, sizeof writeflags);
+        call.number(fp_length, length);
+        call.number(fp_37, 2);
+        fmgrreply reply;
+        if (!call.ask(block->next, &reply))
+            return failwrite(ctx, file);
+        if (reply.status != fs_done)
+            return kind.writestatus ? failcoded(ctx, file, msg_write, reply) : failwrite(ctx, file);
+        ctx->outbytes += length;
+        block->next += length;
+    }
+    return pumpround(ctx) ? -1 : moved(block);
+}
+
+} // namespace
+
+template <const fmgrkind &kind>
+int32_t fmgrtransfer<kind>::readfixed(qha5ctx *ctx, filectl *file) {
+    return readblock<kind, fixedframe>(ctx, file);
+}
+template <const fmgrkind &kind>
+int32_t fmgrtransfer<kind>::readvariable(qha5ctx *ctx, filectl *file) {
+    return readblock<kind, variableframe>(ctx, file);
+}
+template <const fmgrkind &kind>
+int32_t fmgrtransfer<kind>::writefixed(qha5ctx *ctx, filectl *file) {
+    return writeblock<kind, fixedframe>(ctx, file);
+}
+template <const fmgrkind &kind>
+int32_t fmgrtransfer<kind>::writevariable(qha5ctx *ctx, filectl *file) {
+    return writeblock<kind, variableframe>(ctx, file);
+}
+
+template struct fmgrtransfer<sequentialkind>;
+template struct fmgrtransfer<indexedkind>;
+template struct fmgrtransfer<relativekind>;
+
+} // namespace kvern

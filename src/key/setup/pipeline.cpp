@@ -1,0 +1,97 @@
+// The working storage of a sort behind its blocks, front to back:
+//
+//   field tables | sumbuf | holdrec, selection operands | recwork | keyscratch |
+//   sort stack, pointers and slots (slots.h)
+//
+// Later phases divide the same storage anew from sortnext on, so what they must
+// find again lies in front of it: the summation field tables alone, since the
+// other areas serve intake or are laid out again.
+#include "key/setup/pipeline.h"
+
+#include "key/text/fieldtables.h"
+#include "key/text/textfields.h"
+#include "merge/sum/summation.h"
+#include "select/select.h"
+#include "session/phaseclock.h"
+#include "session/qha9msg.h"
+#include "session/workspace.h"
+#include "sort/incore/slots.h"
+#include "sort/record/intake.h"
+
+#include <algorithm>
+
+namespace kvern {
+namespace {
+
+constexpr uint32_t recordunit = 4;
+
+int layoutfields(qha5ctx *ctx, workspace &space) {
+    if (ctx->fieldmode != KVRN_FIELDS)
+        return 0;
+    wirescanners(ctx);
+    if (ctx->recfunc == rf_sum) {
+        if (layoutsumtables(ctx, space) != 0)
+            return -1;
+        ctx->sortnext = space.next;
+        ctx->sortfree = space.left;
+    }
+    return layoutfieldtables(ctx, space);
+}
+
+// The held record and the operands of selection share one area: selection is
+// through when the first record is held.
+int layoutheld(qha5ctx *ctx, workspace &space) {
+    const bool grouping = ctx->recfunc != rf_none;
+    const bool selecting = ctx->selectopt != 0;
+    if (!grouping && !selecting)
+        return 0;
+    const uint64_t held = grouping ? ctx->intreclen : 0;
+    const uint64_t operands = selecting ? operandroom(ctx) : 0;
+    uint8_t *area = carve<uint8_t>(ctx, space, std::max(held, operands));
+    if (area == nullptr)
+        return -1;
+    if (grouping)
+        ctx->holdrec = area;
+    if (selecting)
+        layoutoperands(ctx, area);
+    return 0;
+}
+
+int layoutbuffers(qha5ctx *ctx, workspace &space) {
+    if (ctx->recfunc == rf_sum) {
+        ctx->sumbuf = carve<uint8_t>(ctx, space, ctx->sumlen);
+        if (ctx->sumbuf == nullptr)
+            return -1;
+    }
+    if (layoutheld(ctx, space) != 0)
+        return -1;
+    // A variable record's image begins with its length word.
+    ctx->recwork =
+        carve<uint8_t>(ctx, space, roundup(ctx->outreclen, recordunit) + sizeof(uint32_t));
+    if (ctx->recwork == nullptr)
+        return -1;
+    ctx->keyscratch = carve<uint8_t>(ctx, space, ctx->keylen);
+    return ctx->keyscratch != nullptr ? 0 : -1;
+}
+
+int chooseroutines(qha5ctx *ctx) {
+    ctx->encode = chooseencode(ctx);
+    if (ctx->recfunc == rf_sum)
+        ctx->sumrebuild = choosesum(ctx);
+    if (ctx->selectopt != 0)
+        chooseselect(ctx);
+    ctx->intake = fillslots;
+    return 0;
+}
+
+} // namespace
+
+int setuppipeline(qha5ctx *ctx) {
+    markphase(ctx);
+    workspace space{ctx->sortnext, ctx->sortfree};
+    if (layoutfields(ctx, space) != 0 || layoutbuffers(ctx, space) != 0 || chooseroutines(ctx) != 0)
+        return -1;
+    return layoutpool(ctx, space.next, space.left);
+}
+
+} // namespace kvern

@@ -1,0 +1,59 @@
+#include "key/text/fieldtables.h"
+
+#include <algorithm>
+
+namespace kvern {
+namespace {
+
+uint64_t rowsfor(const qha5ctx *ctx, uint32_t maxfield) {
+    return uint64_t{maxfield} + std::max<uint32_t>(ctx->linedlmtlen, 1);
+}
+
+// Of a rebuilt line each piece is a field, whatever field it came from, and a key
+// may name a field behind the last piece.
+uint64_t keyrows(const qha5ctx *ctx) {
+    const uint64_t named = rowsfor(ctx, ctx->keymaxfld);
+    if (ctx->reconopt == 0)
+        return named;
+    return std::max({named, rowsfor(ctx, ctx->reconmaxfld), uint64_t{ctx->reconspec->count}});
+}
+
+// Without keys the line, less its delimiter, is the one field.
+fieldrow wholeline(const qha5ctx *ctx) {
+    const uint32_t longest = ctx->reconopt != 0 ? ctx->outreclen : ctx->inreclen;
+    return {0, longest > ctx->linedlmtlen ? longest - ctx->linedlmtlen : 0};
+}
+
+} // namespace
+
+int layoutsumtables(qha5ctx *ctx, workspace &space) {
+    const uint64_t rows = rowsfor(ctx, ctx->summaxfld);
+    ctx->sumfields1 = carve<fieldaddr>(ctx, space, rows * 2);
+    if (ctx->sumfields1 == nullptr)
+        return -1;
+    ctx->sumfields2 = ctx->sumfields1 + rows;
+    return 0;
+}
+
+int layoutfieldtables(qha5ctx *ctx, workspace &space) {
+    if (ctx->selectopt != 0) {
+        ctx->selfields = carve<fieldrow>(ctx, space, rowsfor(ctx, ctx->selmaxfld));
+        if (ctx->selfields == nullptr)
+            return -1;
+    }
+    if (ctx->reconopt != 0) {
+        ctx->reconfields = carve<fieldrow>(ctx, space, rowsfor(ctx, ctx->reconmaxfld));
+        if (ctx->reconfields == nullptr)
+            return -1;
+    }
+    const uint64_t rows = keyrows(ctx);
+    ctx->keyfields = carve<fieldrow>(ctx, space, rows);
+    if (ctx->keyfields == nullptr)
+        return -1;
+    ctx->keyfieldrows = static_cast<uint32_t>(rows);
+    if (ctx->keygiven == 0)
+        ctx->keyfields[0] = wholeline(ctx);
+    return 0;
+}
+
+} // namespace kvern

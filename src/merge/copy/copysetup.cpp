@@ -1,0 +1,122 @@
+// The working storage of a copy, front to back:
+//
+//   | selection operands, keyscratch | partial line of text | field tables |
+//   | output block | input block |
+//
+// Both blocks have half of what is left, up to about a megabyte of data each.  All
+// inputs read into the one input block.
+#include "merge/copy/copy.h"
+
+#include "key/text/textfields.h"
+#include "merge/blockshare.h"
+#include "merge/copy/copyrun.h"
+#include "select/select.h"
+#include "session/phaseclock.h"
+#include "session/workspace.h"
+#include "sort/record/rawrecord.h"
+#include "sort/record/rebuild.h"
+
+namespace kvern {
+namespace {
+
+constexpr uint32_t header = sizeof(blockhdr);
+
+constexpr uint32_t rounddown(uint32_t bytes, uint32_t to) {
+    return to != 0 ? bytes / to * to : 0;
+}
+
+int nostorage(qha5ctx *ctx) {
+    return fail(ctx, msg_nostorage, KVRN_D_SETUP);
+}
+
+int layoutselection(qha5ctx *ctx, workspace &space) {
+    if (ctx->selectopt == 0)
+        return 0;
+    const uint64_t operands = operandroom(ctx);
+    auto *area = carve<uint8_t>(ctx, space, operands + ctx->selmaxlen, KVRN_D_SETUP);
+    if (area == nullptr)
+        return -1;
+    layoutoperands(ctx, area);
+    ctx->keyscratch = area + operands;
+    return 0;
+}
+
+fieldrow *carverows(qha5ctx *ctx, workspace &space, uint32_t maxfield) {
+    return carve<fieldrow>(ctx, space, uint64_t{maxfield} + 1, KVRN_D_SETUP);
+}
+
+int layoutfields(qha5ctx *ctx, workspace &space) {
+    if (ctx->fieldmode != KVRN_FIELDS)
+        return 0;
+    wirescanners(ctx);
+    if (ctx->selectopt != 0) {
+        ctx->selfields = carverows(ctx, space, ctx->selmaxfld);
+        if (ctx->selfields == nullptr)
+            return -1;
+    }
+    if (ctx->reconopt != 0) {
+        ctx->reconfields = carverows(ctx, space, ctx->reconmaxfld);
+        if (ctx->reconfields == nullptr)
+            return -1;
+    }
+    return 0;
+}
+
+int layouttext(qha5ctx *ctx, workspace &space) {
+    if (ctx->recform != 'r')
+        return 0;
+    return layoutcarry(ctx, space, 1, KVRN_D_SETUP) != 0 ? -1 : layoutfields(ctx, space);
+}
+
+// ---- the two blocks ---------------------------------------------------------
+
+// Least data bytes of a side.  Text is read behind the rest of a line.
+struct blockneeds {
+    uint64_t in, out;
+};
+blockneeds needsof(const qha5ctx *ctx) {
+    switch (ctx->recform) {
+    case 'v':
+        return {uint64_t{ctx->inreclen} + lengthword, uint64_t{ctx->outreclen} + lengthword};
+    case 'r':
+        return {uint64_t{ctx->inreclen} * 2, ctx->outreclen};
+    default:
+        return {ctx->inreclen, ctx->outreclen};
+    }
+}
+
+int layoutblocks(qha5ctx *ctx, const workspace &space) {
+    const uint32_t block = shareblocks(ctx, space.left, 2);
+    const uint32_t data = block > header ? block - header : 0;
+    const blockneeds needs = needsof(ctx);
+    if (data < needs.in || data < needs.out)
+        return nostorage(ctx);
+    const bool whole = ctx->recform == 'f';
+    ctx->inblklen = whole ? rounddown(data, ctx->inreclen) : data;
+    ctx->outblklen = whole ? rounddown(data, ctx->outreclen) : data;
+    blockhdr *out = layblock(space.next, ctx->outblklen);
+    blockhdr *in = layblock(space.next + block, ctx->inblklen);
+    ctx->outfile->block = out;
+    for (uint32_t i = 0; i < ctx->filecount; ++i)
+        ctx->infiles[i]->block = in;
+    return 0;
+}
+
+} // namespace
+
+int setupcopy(qha5ctx *ctx) {
+    markphase(ctx);
+    ctx->reconlen = 0;
+    workspace space{ctx->sortnext, ctx->sortfree};
+    if (layoutselection(ctx, space) != 0 || layouttext(ctx, space) != 0 ||
+        layoutblocks(ctx, space) != 0)
+        return -1;
+    if (ctx->selectopt != 0)
+        chooseselect(ctx);
+    if (ctx->reconopt != 0)
+        ctx->encode = chooserebuild(ctx);
+    choosecopyrun(ctx);
+    return 0;
+}
+
+} // namespace kvern

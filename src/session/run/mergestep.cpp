@@ -1,0 +1,51 @@
+// Files stay open until the session is closed.  The output is opened, and so emptied,
+// before the inputs: intended, a missing input costs what the output held.
+
+#include "session/run/mergestep.h"
+
+#include "file/filectl.h"
+#include "merge/mergedrivers.h"
+#include "merge/mergeprepare.h"
+#include "session/busy.h"
+
+namespace kvern {
+
+namespace {
+
+int openfiles(qha5ctx *ctx) {
+    if (ctx->apioutput == 0 && openoutput(ctx, ctx->outfile) != 0)
+        return -1;
+    if (ctx->apiinput != 0)
+        return 0;
+    for (uint32_t i = ctx->filecount; i-- != 0;)
+        if (ctx->infiles[i]->openfn(ctx, ctx->infiles[i]) != 0)
+            return -1;
+    return 0;
+}
+
+} // namespace
+
+int startmerge(qha5ctx *ctx, KVRNSESS *sess) {
+    ctx->sortnext = ctx->arenanext;
+    ctx->sortfree = ctx->arenafree;
+    if (preparemerge(ctx) != 0)
+        return -1;
+    if (ctx->apiinput != 0)
+        sess->mergestat = KVRN_WANTS_RECORD;
+    ctx->mergefn = choosemergedriver(ctx);
+    if (openfiles(ctx) != 0)
+        return -1;
+    ctx->state = st_mergeopen;
+    if (ctx->apiinput != 0 || ctx->apioutput != 0)
+        return 0;
+    return ctx->mergefn(ctx) < 0 ? -1 : 0;
+}
+
+int mergecall(qha5ctx *ctx, KVRNSESS *sess) {
+    if (!ctx->mergefn || ctx->state != st_mergeopen || ctx->userblk != sess)
+        return refusecall(ctx, sess, KVRN_D_MERGEUSE);
+    const int result = ctx->mergefn(ctx);
+    return result < 0 ? callfailed(ctx, sess) : result;
+}
+
+} // namespace kvern

@@ -1,0 +1,123 @@
+#include "session/run/term.h"
+
+#include "file/manager/fmgrlibrary.h"
+#include "session/busy.h"
+#include "session/qha9msg.h"
+#include "session/run/contextcreate.h"
+#include "sort/external/tempfile.h"
+
+namespace kvern {
+
+namespace {
+
+// What a failure or an early close left open, and all files of a merge.  A session that
+// did not come to its end has failed for whoever keeps its output, and so has one of
+// which a close failed.
+int closefiles(qha5ctx *ctx) {
+    int result = 0;
+    const auto closeone = [ctx, &result](filectl *file) {
+        if (!file || !file->isopen)
+            return;
+        if (ctx->state != st_finished || result != 0)
+            fmgrfail(ctx);
+        if (file->closefn(ctx, file) != 0)
+            result = -1;
+    };
+    if (!ctx->apiinput && !ctx->stdinopt && ctx->infiles)
+        for (uint32_t i = ctx->filecount; i-- != 0;)
+            closeone(ctx->infiles[i]);
+    if (!ctx->apioutput && !ctx->stdoutopt)
+        closeone(ctx->outfile);
+    return result;
+}
+
+void mergestatistics(qha5ctx *ctx) {
+    if (ctx->recform == 'r' && !ctx->apiinput)
+        ctx->incount = ctx->selectcount + ctx->seqno;
+    point(ctx, msg_inputrecords, lv_summary, ctx->incount);
+    if (ctx->selectopt)
+        point(ctx, msg_filtered, lv_perfile, ctx->selectcount);
+    if (ctx->sumopt)
+        point(ctx, msg_folded, lv_perfile, ctx->sumcount);
+    if (ctx->suppressopt)
+        point(ctx, msg_equalsgone, lv_perfile, ctx->suppresscount);
+}
+
+const char *outputname(const qha5ctx *ctx) {
+    if (!ctx->apioutput)
+        return ctx->outfile->name ? ctx->outfile->name : "stdout";
+    return ctx->function == KVRN_SORT ? "kvrnget" : "kvrnmrge";
+}
+
+// Every record taken in was delivered or dropped for a reason.  The counts of a copy
+// wrap, so their sum does.
+int checkbalance(qha5ctx *ctx) {
+    const uint32_t accounted =
+        ctx->outcount + ctx->suppresscount + ctx->sumcount + ctx->selectcount;
+    return accounted == ctx->incount ? 0 : faillogic(ctx);
+}
+
+int settle(qha5ctx *ctx) {
+    if (ctx->function == KVRN_MERGE)
+        mergestatistics(ctx);
+    const int result = checkbalance(ctx);
+    if (ctx->sumopt || ctx->suppressopt || ctx->selectopt)
+        point(ctx, msg_suppressed, lv_summary,
+              ctx->suppresscount + ctx->sumcount + ctx->selectcount);
+    if (!ctx->apioutput)
+        point(ctx, msg_outputblocks, lv_inner, ctx->outfile->blockcount);
+    ctx->msgarg1 = msgarg::of(outputname(ctx));
+    return result;
+}
+
+// A sort that ran to its end has deleted its temporary files already.
+int removetemporaries(qha5ctx *ctx) {
+    if (ctx->tempused == 0)
+        return 0;
+    ctx->tempused = 0;
+    return deletetempfiles(ctx);
+}
+
+int stopmanager(qha5ctx *ctx) {
+    return ctx->fmgrmodule != nullptr ? fmgrstop(ctx) : 0;
+}
+
+// 0 or -1: all that must go before the memory does.  Each is done whatever became of
+// the others.
+int windup(qha5ctx *ctx, bool clean) {
+    const bool filesmade = ctx->state != st_created;
+    const int removed = filesmade ? removetemporaries(ctx) : 0;
+    const int closed = filesmade ? closefiles(ctx) : 0;
+    const int stopped = stopmanager(ctx);
+    if (removed != 0 || closed != 0 || stopped != 0)
+        return -1;
+    return clean ? settle(ctx) : 0;
+}
+
+} // namespace
+
+// Without ctxhandle there is nothing to end, decided: the memory that ctx points to was
+// freed by an earlier call, and must not be looked at.
+int endsession(KVRNSESS *sess) {
+    if (!sess->ctx || !sess->ctxhandle)
+        return 0;
+    auto *ctx = static_cast<qha5ctx *>(sess->ctx);
+    if (ctx->busy)
+        return refusebusy(ctx, sess, KVRN_D_NOTHINGOPEN);
+    if (ctx->userblk != sess) {
+        sess->detail = KVRN_D_NOTYOURS;
+        return -1;
+    }
+    ctx->busy = 1;
+    const bool failed = ctx->errdetail != 0;
+    const bool clean = !failed && ctx->state == st_finished;
+    const bool early = !failed && !clean;
+    int result = early ? 1 : 0;
+    if (windup(ctx, clean) != 0)
+        result = callfailed(ctx, sess);
+    result = endcall(ctx, result);
+    ctxrelease(ctx, sess);
+    return result;
+}
+
+} // namespace kvern

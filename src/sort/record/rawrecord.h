@@ -1,0 +1,91 @@
+// A raw record as it lies in its block: where it ends, and how far to the next one.
+// Nothing here reads at or past ctx->scanlimit.
+#pragma once
+
+#include "session/context.h"
+#include "session/qha9msg.h"
+#include "sort/incore/keycompare.h"
+
+#include <cstring>
+
+namespace kvern {
+
+constexpr uint32_t lengthword = 4; // in front of a variable record
+
+// Variable records are padded to 4 bytes in an input block, and nowhere else.
+constexpr int32_t paddedlength(uint32_t length) {
+    return static_cast<int32_t>((length + lengthword + 3) & ~3u);
+}
+
+// Data length of a variable record; false after reporting.
+inline bool takevariable(qha5ctx *ctx, const uint8_t *raw, uint32_t *length) {
+    const auto left = static_cast<uint32_t>(ctx->scanlimit - raw);
+    if (left >= lengthword) {
+        *length = loadword(raw);
+        if (*length <= ctx->inreclen && *length <= left - lengthword)
+            return true;
+    }
+    fail(ctx, msg_badlength, KVRN_D_RECLEN);
+    return false;
+}
+
+// The line's delimiter, or null where none follows.
+inline const uint8_t *finddelimiter(const qha5ctx *ctx, const uint8_t *line) {
+    const uint32_t behind = ctx->linedlmtlen - 1;
+    for (const uint8_t *at = line; ctx->scanlimit - at > static_cast<ptrdiff_t>(behind); ++at) {
+        const auto left = static_cast<size_t>(ctx->scanlimit - at) - behind;
+        at = static_cast<const uint8_t *>(memchr(at, ctx->linedlmt[0], left));
+        if (at == nullptr || memcmp(at, ctx->linedlmt, ctx->linedlmtlen) == 0)
+            return at;
+    }
+    return nullptr;
+}
+
+// Length of a line without its delimiter; false after reporting.
+inline bool takeline(qha5ctx *ctx, const uint8_t *raw, uint32_t *length) {
+    const uint8_t *end = finddelimiter(ctx, raw);
+    if (end == nullptr) {
+        fail(ctx, msg_nodelimiter, KVRN_D_NODELIMITER);
+        return false;
+    }
+    *length = static_cast<uint32_t>(end - raw);
+    return true;
+}
+
+// The same for a line whose fields are located; `missing` and `detail` tell that it
+// has too few.  The scanners take a zero byte for the end of a line that has no
+// delimiter; such a line is not taken in.
+inline bool takefields(qha5ctx *ctx, const uint8_t *raw, fieldrow *table, uint32_t maxfield,
+                       msgno missing, uint32_t detail, uint32_t *length) {
+    const int32_t whole = ctx->fieldscan(ctx, raw, table, maxfield);
+    if (whole >= 0 && whole <= ctx->scanlimit - raw) {
+        *length = static_cast<uint32_t>(whole) - ctx->linedlmtlen;
+        if (memcmp(raw + *length, ctx->linedlmt, ctx->linedlmtlen) == 0)
+            return true;
+    }
+    if (finddelimiter(ctx, raw) == nullptr) {
+        fail(ctx, msg_nodelimiter, KVRN_D_NODELIMITER);
+        return false;
+    }
+    fail(ctx, missing, detail);
+    return false;
+}
+
+inline bool linefits(qha5ctx *ctx, uint32_t length) {
+    if (length + ctx->linedlmtlen <= ctx->inreclen)
+        return true;
+    fail(ctx, msg_badlength, KVRN_D_RECLEN);
+    return false;
+}
+
+// Sequence numbers are 32-bit words in the key: a record more would break the order.
+inline bool countrecord(qha5ctx *ctx) {
+    if (ctx->seqno == UINT32_MAX) {
+        faillogic(ctx);
+        return false;
+    }
+    ++ctx->seqno;
+    return true;
+}
+
+} // namespace kvern

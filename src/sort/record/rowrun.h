@@ -1,0 +1,135 @@
+// Walks over the key table that every `encode` and every output routine ends in.
+//
+// The most common table of all has keys whose bytes are only reversed and copies of
+// everything else.  For it the walks call nothing: the rows are a run of reversals
+// and a run of copies, and which rows they are was found at set-up (isplaintable).
+//
+//   | seq | reversals up to keycount | copies up to count |
+#pragma once
+
+#include "key/encode/encoders.h"
+#include "key/encode/reversal.h"
+#include "session/context.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace kvern {
+
+// What a text row works on: `length` bytes of the field are there.
+struct textsource {
+    const uint8_t *bytes;
+    uint32_t length;
+};
+
+inline const keyentry *rowsbegin(const keytab *table) {
+    return table->entry;
+}
+inline const keyentry *rowsend(const keytab *table) {
+    return table->entry + table->count;
+}
+
+inline int32_t encoderows(qha5ctx *ctx, const uint8_t *image, uint8_t *internal) {
+    const keyentry *end = rowsend(ctx->keytable);
+    for (const keyentry *row = rowsbegin(ctx->keytable); row != end; ++row)
+        if (row->encoder(ctx, internal + row->dst, image + row->src, row->len, row->order,
+                         row->extra()) == -1)
+            return -1;
+    return 0;
+}
+
+// Text rows: the field's length goes beside the call, since row->len is only the
+// room that the key has for it.
+template <typename Locate>
+int32_t encodetextrows(qha5ctx *ctx, uint8_t *internal, Locate locate) {
+    const keyentry *end = rowsend(ctx->keytable);
+    for (const keyentry *row = rowsbegin(ctx->keytable); row != end; ++row) {
+        const textsource source = locate(*row);
+        ctx->curfieldlen = source.length;
+        if (row->encoder(ctx, internal + row->dst, source.bytes, row->len, row->order,
+                         row->extra()) == -1)
+            return -1;
+    }
+    return 0;
+}
+
+// src is a column; behind the line's end there are zeros.
+inline int32_t encodecolumnrows(qha5ctx *ctx, const uint8_t *text, uint8_t *internal) {
+    return encodetextrows(ctx, internal, [text](const keyentry &row) {
+        return textsource{text + row.src, row.len};
+    });
+}
+
+// src is a row of keyfields.
+inline int32_t encodefieldrows(qha5ctx *ctx, const uint8_t *text, uint8_t *internal) {
+    return encodetextrows(ctx, internal, [ctx, text](const keyentry &row) {
+        const fieldrow &field = ctx->keyfields[row.src];
+        return textsource{text + field.offset, std::min(row.len, field.length)};
+    });
+}
+
+inline void decoderows(qha5ctx *ctx, const uint8_t *internal, uint8_t *image) {
+    const keyentry *end = rowsend(ctx->keytable);
+    for (const keyentry *row = rowsbegin(ctx->keytable); row != end; ++row)
+        if (row->decoder != nullptr)
+            (void)row->decoder(ctx, image + row->src, internal + row->dst, row->len, row->order,
+                               row->extra());
+}
+
+// ---- the plain table --------------------------------------------------------
+
+inline bool isplaintable(const qha5ctx *ctx) {
+    if (ctx->keytable == nullptr)
+        return false;
+    const keyentry *const begin = rowsbegin(ctx->keytable);
+    const keyentry *const keysend = begin + ctx->keycount;
+    for (const keyentry *row = begin + (ctx->keeporder != 0 ? 1 : 0); row < keysend; ++row)
+        if (row->encoder != enc_rev || row->decoder != dec_rev)
+            return false;
+    for (const keyentry *row = keysend; row < rowsend(ctx->keytable); ++row)
+        if (row->encoder != enc_copy || row->decoder != enc_copy)
+            return false;
+    return true;
+}
+
+// Gaps are mostly longer than a key and shorter than what a call of memcpy is good
+// for: sixteen bytes go at a time, the last of them overlapping the ones before.
+inline void copygap(uint8_t *to, const uint8_t *from, uint32_t n) {
+    constexpr uint32_t unit = 16;
+    constexpr uint32_t most = 16 * unit;
+    if (n < unit || n > most) {
+        memcpy(to, from, n);
+        return;
+    }
+    for (uint32_t i = 0; i + unit < n; i += unit)
+        memcpy(to + i, from + i, unit);
+    memcpy(to + (n - unit), from + (n - unit), unit);
+}
+
+template <bool sequenced>
+inline void encodeplain(qha5ctx *ctx, const uint8_t *image, uint8_t *internal) {
+    const keyentry *row = rowsbegin(ctx->keytable);
+    const keyentry *const keysend = row + ctx->keycount;
+    const keyentry *const end = rowsend(ctx->keytable);
+    if constexpr (sequenced) {
+        memcpy(internal, &ctx->seqno, sizeof ctx->seqno);
+        ++row;
+    }
+    for (; row != keysend; ++row)
+        copyreversed(internal + row->dst, image + row->src, row->len, flipoforder(row->order));
+    for (; row != end; ++row)
+        copygap(internal + row->dst, image + row->src, row->len);
+}
+
+template <bool sequenced>
+inline void decodeplain(const qha5ctx *ctx, const uint8_t *internal, uint8_t *image) {
+    const keyentry *row = rowsbegin(ctx->keytable) + (sequenced ? 1 : 0);
+    const keyentry *const keysend = rowsbegin(ctx->keytable) + ctx->keycount;
+    const keyentry *const end = rowsend(ctx->keytable);
+    for (; row != keysend; ++row)
+        copyreversed(image + row->src, internal + row->dst, row->len, flipoforder(row->order));
+    for (; row != end; ++row)
+        copygap(image + row->src, internal + row->dst, row->len);
+}
+
+} // namespace kvern
