@@ -1,13 +1,9 @@
-// Binding of a file-control record: which routines move its data.
+// What every kind of file is asked through its file-control record.
 #pragma once
 
 #include "session/context.h"
 
 namespace kvern {
-
-// Fills the four routine slots by kind and record form.  0, or -1: message 15
-// for a form that the kind cannot hold, none for an unknown kind.
-[[nodiscard]] int bindfile(qha5ctx *ctx, filectl *file);
 
 // The standard streams are neither opened nor closed.  0 or -1.
 [[nodiscard]] int openinput(qha5ctx *ctx, filectl *file);

@@ -2,6 +2,7 @@
 // these read as zero; the tests on them stand for a kind that will.
 #include "param/filechecks.h"
 
+#include "file/bind/bindfile.h"
 #include "file/filectl.h"
 #include "param/fieldspec.h"
 #include "session/qha9msg.h"

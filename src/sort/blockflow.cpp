@@ -11,8 +11,10 @@
 #include "session/arena.h"
 #include "session/qha9msg.h"
 #include "sort/blocksize.h"
+#include "sort/external/outlook.h"
 #include "sort/external/tempfile.h"
 #include "sort/phases.h"
+#include "sort/slotintake.h"
 
 #include <algorithm>
 #include <cstring>
@@ -160,8 +162,9 @@ blockhdr *buildblocks(qha5ctx *ctx) {
         fail(ctx, msg_nostorage, KVRN_D_STORAGE);
         return nullptr;
     }
-    if (setuppipeline(ctx) != 0)
+    if (setuppipeline(ctx) != 0 || provideforspill(ctx) != 0)
         return nullptr;
+    ctx->intake = fillslots;
     ctx->arenanext = ctx->sortnext;
     ctx->arenafree = ctx->sortfree;
     ctx->freeblocks->state = bs_read;

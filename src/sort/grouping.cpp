@@ -10,7 +10,6 @@
 #include "sort/grouping.h"
 
 #include "sort/incore/keycompare.h"
-#include "sort/record/emit.h"
 
 namespace kvern {
 namespace {
@@ -107,12 +106,16 @@ class heldoutput {
     }
 };
 
-} // namespace
-
 blockhdr *delivergrouped(qha5ctx *ctx, blockhdr *block) {
     beginoutput(block);
     const int32_t status = heldoutput(ctx, block).run();
     return endoutput(block, status);
+}
+
+} // namespace
+
+deliverroutine choosedeliver(const qha5ctx *ctx) {
+    return ctx->recfunc != rf_none ? delivergrouped : chooseplain(ctx);
 }
 
 } // namespace kvern

@@ -1,11 +1,11 @@
 // The held record: of records of equal key one is kept (or summed into).
 #pragma once
 
-#include "session/context.h"
+#include "sort/record/emit.h"
 
 namespace kvern {
 
-// The in-core output of a session with recfunc 1 or 2.
-blockhdr *delivergrouped(qha5ctx *ctx, blockhdr *block);
+// The in-core `deliver`: plain by record form, or grouping (recfunc not 0).
+[[nodiscard]] deliverroutine choosedeliver(const qha5ctx *ctx);
 
 } // namespace kvern

@@ -1,5 +1,6 @@
 // The rows of the binding: what a kind can do with a record form.
-#include "file/filectl.h"
+#include "file/bind/bindfile.h"
+
 #include "file/manager/fmgrio.h"
 #include "file/plain/plaindescr.h"
 #include "file/plain/plainhandle.h"

@@ -80,7 +80,6 @@ int chooseroutines(qha5ctx *ctx) {
         ctx->sumrebuild = choosesum(ctx);
     if (ctx->selectopt != 0)
         chooseselect(ctx);
-    ctx->intake = fillslots;
     return 0;
 }
 

@@ -20,7 +20,7 @@
 #include "session/run/mergestep.h"
 #include "session/run/putrecords.h"
 #include "sort/blockflow.h"
-#include "sort/record/emit.h"
+#include "sort/grouping.h"
 
 #include <cstring>
 

@@ -112,7 +112,6 @@ int openindex(qha5ctx *ctx) {
     if (ctx->idxwb == nullptr)
         return -1;
     chainbehind(ctx, nullptr, 0, 0);
-    ctx->phase = 1;
     return 0;
 }
 
@@ -131,6 +130,15 @@ int addentry(qha5ctx *ctx, const blockhdr *wb) {
         return -1;
     chainbehind(ctx, index->file, index->filepos, index->count);
     return 0;
+}
+
+blockhdr *nextoutwb(qha5ctx *ctx) {
+    blockhdr *wb = takefree(ctx);
+    if (wb == nullptr)
+        return nullptr;
+    if (wb->state == bs_write && (settlewrite(ctx, wb) != 0 || addentry(ctx, wb) != 0))
+        return nullptr;
+    return cleared(wb);
 }
 
 int drain(qha5ctx *ctx) {

@@ -20,7 +20,6 @@
 
 #include "session/qha9msg.h"
 #include "sort/external/indexlist.h"
-#include "sort/external/mergeblocks.h"
 #include "sort/external/wbio.h"
 #include "sort/incore/keycompare.h"
 

@@ -4,7 +4,7 @@
 //   in use  ------------------------> ioqueue ------------------------------+
 //      ^                           (oldest first)                           v
 //      +------------------------------------------------------------- freewbs
-//                          freewb, nextoutwb (head first)
+//                          freewb, takefree (head first)
 //
 // Transfers run at once on the caller's thread.  A write that fails for good is the
 // failure of the call that wrote; the queue keeps the blocks that were read ahead, and
@@ -24,7 +24,6 @@
 
 #include "session/pump.h"
 #include "session/qha9msg.h"
-#include "sort/external/blockindex.h"
 #include "sort/external/tempfile.h"
 
 #include <cassert>
@@ -103,26 +102,6 @@ int32_t writefrom(qha5ctx *ctx, blockhdr *wb) {
     return io_failed;
 }
 
-blockhdr *takefree(qha5ctx *ctx) {
-    if (ctx->freewbs == nullptr)
-        ctx->freewbs = takeallfinished(ctx);
-    blockhdr *wb = ctx->freewbs;
-    if (wb == nullptr) {
-        (void)faillogic(ctx);
-        return nullptr;
-    }
-    ctx->freewbs = wb->link;
-    wb->link = nullptr;
-    return wb;
-}
-
-blockhdr *cleared(blockhdr *wb) {
-    wb->count = 0;
-    wb->state = bs_inside;
-    wb->next = wb->first;
-    return wb;
-}
-
 } // namespace
 
 int readwb(qha5ctx *ctx, blockhdr *wb) {
@@ -173,6 +152,26 @@ blockhdr *takeallfinished(qha5ctx *ctx) {
     return all;
 }
 
+blockhdr *takefree(qha5ctx *ctx) {
+    if (ctx->freewbs == nullptr)
+        ctx->freewbs = takeallfinished(ctx);
+    blockhdr *wb = ctx->freewbs;
+    if (wb == nullptr) {
+        (void)faillogic(ctx);
+        return nullptr;
+    }
+    ctx->freewbs = wb->link;
+    wb->link = nullptr;
+    return wb;
+}
+
+blockhdr *cleared(blockhdr *wb) {
+    wb->count = 0;
+    wb->state = bs_inside;
+    wb->next = wb->first;
+    return wb;
+}
+
 blockhdr *freewb(qha5ctx *ctx) {
     blockhdr *wb = takefree(ctx);
     if (wb == nullptr)
@@ -181,15 +180,6 @@ blockhdr *freewb(qha5ctx *ctx) {
         (void)faillogic(ctx);
         return nullptr;
     }
-    return cleared(wb);
-}
-
-blockhdr *nextoutwb(qha5ctx *ctx) {
-    blockhdr *wb = takefree(ctx);
-    if (wb == nullptr)
-        return nullptr;
-    if (wb->state == bs_write && (settlewrite(ctx, wb) != 0 || addentry(ctx, wb) != 0))
-        return nullptr;
     return cleared(wb);
 }
 

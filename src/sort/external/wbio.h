@@ -31,8 +31,10 @@ blockhdr *takeallfinished(qha5ctx *ctx);
 
 // A free block, for index entries.
 [[nodiscard]] blockhdr *freewb(qha5ctx *ctx);
-// A free block, for data; enters a written data WB in the index.
-[[nodiscard]] blockhdr *nextoutwb(qha5ctx *ctx);
+// The next block of all as it was left: the result of its write may be unsettled.
+[[nodiscard]] blockhdr *takefree(qha5ctx *ctx);
+// The block, empty.
+blockhdr *cleared(blockhdr *wb);
 // Back to the tail of `freewbs`.
 void returnwb(qha5ctx *ctx, blockhdr *wb);
 // The blocks of `freewbs` all lie idle.

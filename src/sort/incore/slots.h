@@ -5,13 +5,9 @@
 
 namespace kvern {
 
-// Lays out slotptrs and the chained, cleared slots over [next, next + left), and
-// the numbers that follow from it (frozenlimit, recperwb, idxperwb), and tests
-// that later phases can live in sortfree.  0, or -1 with message 23.
+// Lays out slotptrs and the chained, cleared slots over [next, next + left).  0, or -1
+// with message 23.
 [[nodiscard]] int layoutpool(qha5ctx *ctx, uint8_t *next, uint32_t left);
-
-// The first `intake`: takes records into slots until all are used.
-blockhdr *fillslots(qha5ctx *ctx, blockhdr *block);
 
 // Puts the first n slots of the chain at slotfirst into slotptrs, ascending.
 // 0; -1 stopped (silently) or a logic error.  Counts a string.

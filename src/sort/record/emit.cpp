@@ -6,7 +6,6 @@
 // no padding.
 #include "sort/record/emit.h"
 
-#include "sort/grouping.h"
 #include "sort/incore/keycompare.h"
 #include "sort/record/recordform.h"
 #include "sort/record/rowrun.h"
@@ -135,8 +134,8 @@ emitroutine chooseemit(const qha5ctx *ctx) {
     return chooseoutput(ctx).emit;
 }
 
-deliverroutine choosedeliver(const qha5ctx *ctx) {
-    return ctx->recfunc != rf_none ? delivergrouped : chooseoutput(ctx).deliver;
+deliverroutine chooseplain(const qha5ctx *ctx) {
+    return chooseoutput(ctx).deliver;
 }
 
 } // namespace kvern

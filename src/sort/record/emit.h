@@ -12,8 +12,8 @@ using deliverroutine = blockhdr *(*)(qha5ctx *ctx, blockhdr *block);
 // is then set to next), -1 failed.  The block's count is the caller's.
 [[nodiscard]] emitroutine chooseemit(const qha5ctx *ctx);
 
-// The in-core `deliver`: plain by record form, or grouping (recfunc not 0).
-[[nodiscard]] deliverroutine choosedeliver(const qha5ctx *ctx);
+// The in-core `deliver` of a sort that keeps all records, by record form.
+[[nodiscard]] deliverroutine chooseplain(const qha5ctx *ctx);
 
 // Around the records of one output block: empties it; sets its limit, and iostat
 // where `placed`, the last result of an emit routine, is a failure.

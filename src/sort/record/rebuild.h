@@ -1,7 +1,7 @@
 // The `encode` routines of a session with a reconstruction table.
 #pragma once
 
-#include "sort/record/intake.h"
+#include "sort/record/recordform.h"
 
 namespace kvern {
 

@@ -13,6 +13,9 @@ enum recordform : uint8_t {
     recordforms
 };
 
+// Raw record to internal record, as the slot `encode` has it.
+using encoderoutine = int32_t (*)(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal);
+
 inline recordform formof(const qha5ctx *ctx) {
     switch (ctx->recform) {
     case 'f':

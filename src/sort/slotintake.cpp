@@ -1,0 +1,51 @@
+#include "sort/slotintake.h"
+
+#include "sort/external/stringmaker.h"
+
+namespace kvern {
+namespace {
+
+// True when the record at the block's next is taken out by selection.
+bool dropped(qha5ctx *ctx, blockhdr *block, int32_t *size) {
+    *size = ctx->selecteval(ctx, block->next);
+    if (*size <= 0)
+        return false;
+    ++ctx->selectcount;
+    --block->count;
+    block->next += *size;
+    return true;
+}
+
+blockhdr *stop(blockhdr *block) {
+    block->iostat = io_failed;
+    return block;
+}
+
+// A record waits and no slot is free: the same block goes on to string creation.
+blockhdr *overflow(qha5ctx *ctx, blockhdr *block) {
+    return goexternal(ctx) == 0 ? ctx->intake(ctx, block) : stop(block);
+}
+
+} // namespace
+
+blockhdr *fillslots(qha5ctx *ctx, blockhdr *block) {
+    block->iostat = io_done;
+    ctx->scanlimit = block->limit;
+    while (block->next < block->limit && ctx->slotused < ctx->slotcount) {
+        int32_t size = 0;
+        if (ctx->selectopt == 1 && dropped(ctx, block, &size))
+            continue;
+        if (size == -1)
+            return stop(block);
+        size = ctx->encode(ctx, block->next, ctx->slotnext->record());
+        if (size == -1)
+            return stop(block);
+        ++ctx->slotused;
+        --block->count;
+        block->next += size;
+        ctx->slotnext = ctx->slotnext->link;
+    }
+    return block->next < block->limit ? overflow(ctx, block) : block;
+}
+
+} // namespace kvern
