@@ -18,14 +18,15 @@ struct idxinfo;
 // failed, the message is out (none when the session was cancelled).
 using fileroutine = int32_t (*)(qha5ctx *ctx, filectl *file);
 
-// One per input file and one for the output.  Zero when created.
+// One per input file and one for the output.  Zero when created.  The spare words, fileno
+// and devno are never filled: what the record takes of the arena shows.
 struct filectl {
     const char *libname;        // file-manager library, or null
     fmgrtable *fmtable;         // its functions; null until it is loaded
     platform::library fmmodule; // not null on the record that loaded it
     uint8_t kind;               // 1, 2, 16, 18, 19
     uint8_t family;             // 1 for kinds 2, 18, 19
-    uint8_t form;               // no kind fills it yet
+    uint8_t spare1;
     uint8_t isopen;
     union {
         int descriptor;              // kind 1
@@ -35,16 +36,15 @@ struct filectl {
     uint32_t handlelen; // of them
     blockhdr *block;    // what the next read or write works on
     const char *name;   // arena copy; null for standard input and output
-    uint32_t special;   // no kind fills it yet
-    uint32_t mode;      // 'r', 'w', 0 for the standard streams
+    uint32_t spare2;
+    uint32_t mode; // 'r', 'w', 0 for the standard streams
     fileroutine openfn, closefn, readfn, writefn;
-    uint32_t fileno;     // no kind fills it yet
-    uint32_t filesize;   // no kind fills it yet
-    uint32_t filereclen; // no kind fills it yet
+    uint32_t fileno;
+    uint32_t spare3[2];
     uint32_t blockcount; // blocks moved, counted by the callers of the slots
-    uint16_t devno;      // no kind fills it yet
-    uint8_t eofseen;     // text: the end mark 0x1A was met
-    uint8_t atend;       // kinds 18, 19: the manager has reported the end once
+    uint16_t devno;
+    uint8_t eofseen; // text: the end mark 0x1A was met
+    uint8_t atend;   // kinds 18, 19: the manager has reported the end once
 };
 static_assert(sizeof(void *) != 4 || sizeof(filectl) == 84);
 
@@ -52,9 +52,9 @@ struct file_fields {
     filectl **infiles;
     uint32_t filecount;
     filectl *outfile;
-    uint8_t usefilemgr, usefilemgr19, useindexed; // kinds 2 or 19, 19, 18 in use
-    uint64_t inbytes, outbytes;                   // moved by the file routines
-    uint8_t eofmark; // 1: an input ended in 0x1A, so the output gets one
+    uint8_t usefilemgr, useindexed; // kinds 2 or 19, 18 in use
+    uint64_t inbytes, outbytes;     // moved by the file routines
+    uint8_t eofmark;                // 1: an input ended in 0x1A, so the output gets one
 
     // The file manager; set by fmgrstart.
     uint8_t *fmgrmsg;             // request and reply, fmgrmsgroom bytes

@@ -84,7 +84,6 @@ struct key_fields {
     int32_t (*fieldscanlen)(qha5ctx *ctx, const uint8_t *line, fieldaddr *table, uint32_t maxfield,
                             uint32_t length);
     fieldrow *keyfields, *reconfields, *selfields;
-    uint32_t keyfieldrows; // rows of keyfields
     fieldaddr *sumfields1, *sumfields2;
 
     uint8_t *recwork;    // one record image

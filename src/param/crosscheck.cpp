@@ -114,9 +114,7 @@ int crosscheck(qha5ctx *ctx) {
         checkreconfields(ctx) != 0)
         return -1;
     settlelengths(ctx);
-    if (checkoutputform(ctx) != 0 || checksumfields(ctx) != 0)
-        return -1;
-    return checkselfields(ctx);
+    return checksumfields(ctx) != 0 ? -1 : checkselfields(ctx);
 }
 
 } // namespace kvern

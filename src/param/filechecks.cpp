@@ -1,5 +1,5 @@
-// File checks.  No kind of file records its form, size or record length yet, so
-// these read as zero; the tests on them stand for a kind that will.
+// File checks.  What a file holds is not looked at here: no kind tells its form or its
+// record length before it is opened.
 #include "param/filechecks.h"
 
 #include "file/bind/bindfile.h"
@@ -21,84 +21,26 @@ const char *givenname(const qha5ctx *ctx, const filectl &file) {
     return &file == ctx->outfile && file.name == nullptr ? "" : messagename(&file);
 }
 
-int badattribute(qha5ctx *ctx, const filectl &file, uint32_t detail) {
-    return fail(ctx, msg_fileattribute, detail, givenname(ctx, file));
-}
-
 // Plain files hold no variable records.
 int badformat(qha5ctx *ctx, const filectl &file) {
     return fail(ctx, msg_fileformat, KVRN_D_FORMAT, givenname(ctx, file));
 }
 
-// What the inputs looked at so far have in common.
-struct inputsurvey {
-    uint8_t form = 0;     // record form, 0 none yet
-    uint32_t longest = 0; // recorded record length
-    bool allplain = true; // so sizes tell the record count
-    uint64_t bytes = 0;
-};
-
-int surveyform(qha5ctx *ctx, const filectl &file, inputsurvey &seen) {
-    if (file.form != 0) {
-        if (ctx->recform != 0)
-            return file.form == ctx->recform ? 0 : badattribute(ctx, file, KVRN_D_FILEFORM);
-        if (seen.form != 0 && seen.form != file.form)
-            return badattribute(ctx, file, KVRN_D_ATTRIBUTE);
-        seen.form = file.form;
-        return 0;
-    }
-    if (ctx->recform == 0) {
-        if (!isplain(file))
-            return failstale(ctx, msg_prim, KVRN_D_PRIM);
-        if (seen.form == KVRN_VARIABLE)
-            return badattribute(ctx, file, KVRN_D_ATTRIBUTE);
-        seen.form = KVRN_FIXED;
-    }
-    return ctx->recform == KVRN_VARIABLE && isplain(file) ? badformat(ctx, file) : 0;
-}
-
-int surveylength(qha5ctx *ctx, const filectl &file, inputsurvey &seen) {
-    if (file.filereclen == 0)
-        return ctx->inreclen != 0 ? 0 : failstale(ctx, msg_noreclength, KVRN_D_NORECLEN);
-    if (ctx->inreclen == 0) {
-        raise(seen.longest, file.filereclen);
-        return 0;
-    }
-    const uint8_t form = file.form != 0 ? file.form : ctx->recform;
-    const bool fits =
-        form == KVRN_FIXED ? file.filereclen == ctx->inreclen : file.filereclen <= ctx->inreclen;
-    return fits ? 0 : badattribute(ctx, file, KVRN_D_FILELENGTH);
-}
-
-int surveysize(qha5ctx *ctx, const filectl &file, inputsurvey &seen) {
-    if (ctx->recform == 'r' || !seen.allplain)
-        return 0;
-    if (!isplain(file)) {
-        seen.allplain = false;
-        return 0;
-    }
-    if (ctx->inreclen != 0 && file.filesize % ctx->inreclen != 0)
-        return badattribute(ctx, file, KVRN_D_FILELENGTH);
-    seen.bytes += file.filesize;
-    return 0;
+// Without a form the session is one of fixed records, which plain files alone hold.
+int surveyinput(qha5ctx *ctx, const filectl &file) {
+    if (ctx->recform == 0 && !isplain(file))
+        return failstale(ctx, msg_prim, KVRN_D_PRIM);
+    if (ctx->recform == KVRN_VARIABLE && isplain(file))
+        return badformat(ctx, file);
+    return ctx->inreclen != 0 ? 0 : failstale(ctx, msg_noreclength, KVRN_D_NORECLEN);
 }
 
 int surveyinputs(qha5ctx *ctx) {
-    inputsurvey seen;
-    for (uint32_t i = ctx->filecount; i-- != 0;) {
-        const filectl &file = *ctx->infiles[i];
-        if (surveyform(ctx, file, seen) != 0 || surveylength(ctx, file, seen) != 0 ||
-            surveysize(ctx, file, seen) != 0)
+    for (uint32_t i = ctx->filecount; i-- != 0;)
+        if (surveyinput(ctx, *ctx->infiles[i]) != 0)
             return -1;
-    }
-    if (ctx->recform == 0)
-        ctx->recform = seen.form;
-    if (ctx->inreclen == 0)
-        ctx->inreclen = seen.longest;
-    if (seen.allplain && ctx->inreclen != 0) {
-        const uint64_t records = seen.bytes / ctx->inreclen;
-        ctx->estrecs = records < UINT32_MAX ? static_cast<uint32_t>(records) : UINT32_MAX;
-    }
+    if (ctx->recform == 0 && ctx->filecount != 0)
+        ctx->recform = KVRN_FIXED;
     return 0;
 }
 
@@ -136,8 +78,7 @@ int checkoutput(qha5ctx *ctx) {
 // A sort reads its input whole before it writes, so it may write to an input
 // when asked to, unless that would be an indexed file.
 int checksamefile(qha5ctx *ctx) {
-    if (ctx->apiinput != 0 || ctx->apioutput != 0 || ctx->stdinopt != 0 || ctx->stdoutopt != 0 ||
-        ctx->outfile->special != 0)
+    if (ctx->apiinput != 0 || ctx->apioutput != 0 || ctx->stdinopt != 0 || ctx->stdoutopt != 0)
         return 0;
     if (ctx->arenafree < pathscratch)
         return failstale(ctx, msg_nostorage, KVRN_D_STORAGE);
@@ -147,19 +88,6 @@ int checksamefile(qha5ctx *ctx) {
         if (platform::samepath(ctx->outfile->name, ctx->infiles[i]->name))
             return failstale(ctx, msg_samefile, KVRN_D_SAMEFILE);
     return 0;
-}
-
-int checkoutputform(qha5ctx *ctx) {
-    if (ctx->apioutput != 0 || ctx->stdoutopt != 0 || ctx->outfile->special != 0)
-        return 0;
-    const filectl &file = *ctx->outfile;
-    if (file.form != 0 && file.form != ctx->recform)
-        return badattribute(ctx, file, KVRN_D_FILEFORM);
-    if (file.filereclen == 0)
-        return 0;
-    const bool fits = ctx->recform == KVRN_VARIABLE ? file.filereclen <= ctx->outreclen
-                                                    : file.filereclen == ctx->outreclen;
-    return fits ? 0 : badattribute(ctx, file, KVRN_D_FILELENGTH);
 }
 
 } // namespace kvern

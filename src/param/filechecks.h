@@ -10,7 +10,5 @@ namespace kvern {
 [[nodiscard]] int checkinputs(qha5ctx *ctx);
 [[nodiscard]] int checkoutput(qha5ctx *ctx);
 [[nodiscard]] int checksamefile(qha5ctx *ctx);
-// After the geometry: the output file's recorded form and length.
-[[nodiscard]] int checkoutputform(qha5ctx *ctx);
 
 } // namespace kvern

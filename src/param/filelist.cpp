@@ -42,8 +42,6 @@ void setkind(filectl &file, const kindrow &row, const char *library) {
 void notekind(qha5ctx *ctx, uint8_t kind) {
     if (kind == KVRN_FILE_MANAGER || kind == KVRN_FILE_RELATIVE)
         ctx->usefilemgr = 1;
-    if (kind == KVRN_FILE_RELATIVE)
-        ctx->usefilemgr19 = 1;
     if (kind == KVRN_FILE_INDEXED)
         ctx->useindexed = 1;
 }

@@ -69,7 +69,6 @@ struct param_fields {
     // Record geometry, bytes.
     uint32_t inreclen;  // exact for 'f', greatest for 'v' and (with delimiter) 'r'
     uint32_t outreclen; // likewise, of the record that goes out
-    uint32_t estrecs;   // records expected by file sizes; 0 unknown
     uint32_t sumlen;    // all summation fields, multiple of 4
     uint32_t summaxpos, selmaxpos, reconmaxpos; // highest byte position in use
     uint8_t reconcopies;                        // 1: a piece is copied, from reconmaxpos at most

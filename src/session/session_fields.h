@@ -88,9 +88,8 @@ struct session_fields {
     int64_t phasetime;
 
     // Arena: bump allocation in the work area (arena.h).
-    uint8_t *arenanext;              // next free byte, aligned for a pointer
-    uint32_t arenafree;              // bytes left
-    uint32_t arenatotal, arenaspare; // kept in step by the driver, not read
+    uint8_t *arenanext; // next free byte, aligned for a pointer
+    uint32_t arenafree; // bytes left
 
     // Counts of the balance that qha5term tests.
     uint32_t incount;                       // records taken in

@@ -97,7 +97,6 @@ bool buildworkblocks(qha5ctx *ctx, storage &rest) {
         return false;
     ctx->wbcount = workblockcount;
     ctx->freewbs = buildchain(rest.take(bytes), workblockcount, ctx->wbsize, spacing);
-    ctx->wbbase = ctx->freewbs;
     return true;
 }
 

@@ -52,10 +52,11 @@ void notecounts(qha5ctx *ctx) {
 }
 
 // Here alone a clock that fails is told in syserr too; intended.
-void notetime(qha5ctx *ctx, int64_t *when) {
+void notetime(qha5ctx *ctx) {
+    int64_t when;
     if (ctx->msglevel < timedlevel)
         return;
-    if (readclock(ctx, when))
+    if (readclock(ctx, &when))
         point(ctx, msg_phasetime, lv_inner);
     else
         ctx->errno_detail = ctx->errnum;
@@ -66,7 +67,7 @@ void notestrings(qha5ctx *ctx) {
 }
 
 int sortincore(qha5ctx *ctx) {
-    notetime(ctx, &ctx->phase2end);
+    notetime(ctx);
     point(ctx, msg_incore, lv_inner);
     if (sortslots(ctx, ctx->slotused) != 0)
         return -1;
@@ -80,11 +81,11 @@ int sortexternal(qha5ctx *ctx) {
     if (endstrings(ctx) != 0)
         return -1;
     notestrings(ctx);
-    notetime(ctx, &ctx->phase2end);
+    notetime(ctx);
     if (orderblocks(ctx) != 0)
         return -1;
     point(ctx, msg_orderblocks, lv_inner, ctx->wbcount);
-    notetime(ctx, &ctx->phase3index);
+    notetime(ctx);
     if (setupmerge(ctx) == 0)
         return 0;
     return ctx->cancelled == 1 ? -1 : faillogic(ctx);

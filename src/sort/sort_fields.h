@@ -101,7 +101,6 @@ struct sort_fields {
     // Work blocks.
     uint32_t wbcount, wbsize; // wbsize: whole internal records
     blockhdr *freewbs;        // consumed head first
-    blockhdr *wbbase;         // head of the chain as built
 
     // What is left for slots and later phases.
     uint8_t *sortnext;
@@ -136,7 +135,6 @@ struct sort_fields {
     uint32_t tempcount, workpos, workdirpos;
     uint64_t tempbytes, tempreads, tempwrites; // of all files: bytes taken, WBs moved
     platform::filepos tempfilelimit;           // bytes that a temporary file may have
-    uint8_t phase;                             // 1 strings, 2 ordering of blocks, 3 final merge
     blockhdr *ioqueue, *ioqueuetail;           // finished operations, oldest first
 
     // String creation.
@@ -144,7 +142,6 @@ struct sort_fields {
     slot *slotbase;       // first of all slots, slotstride apart
     uint32_t frozencount; // slots set aside for the next string
     uint32_t datawbcount; // data WBs written
-    int64_t phase2end, phase3index;
 
     // Index of first keys.
     blockhdr *idxwb, *idxreadwb;
@@ -154,7 +151,6 @@ struct sort_fields {
     uint32_t dataentries;
     idxentry *idxlist, *idxfree, *idxsentinel;
     uint32_t idxcount; // entries in idxlist, sentinel included
-    uint8_t idxoverflow;
     uint32_t idxspills[3];
 
     // Final merge.
@@ -162,11 +158,10 @@ struct sort_fields {
     blockhdr **mergetree;
     blockhdr *mergeblocks;
     blockhdr *sparewb;
-    uint8_t oddwidth, mergeresume, lastpending;
+    uint8_t mergeresume, lastpending;
     uint32_t mergedone; // merge blocks with no WB left to take
     uint32_t spillcount, blocksread;
-    uint64_t recordsmoved; // from block to block, when a block was freed
-    uint32_t emitcounts;   // 1: a record placed by `emit` counts; 0: emit counts itself
+    uint32_t emitcounts; // 1: a record placed by `emit` counts; 0: emit counts itself
     // Puts one record into the output block: 0 placed, 1 no room, -1 failed.
     int32_t (*emit)(qha5ctx *ctx, blockhdr *block, const uint8_t *record);
     // The record form's routine, with which a grouping `emit` writes.

@@ -46,11 +46,9 @@ int layoutfieldtables(qha5ctx *ctx, workspace &space) {
         if (ctx->reconfields == nullptr)
             return -1;
     }
-    const uint64_t rows = keyrows(ctx);
-    ctx->keyfields = carve<fieldrow>(ctx, space, rows);
+    ctx->keyfields = carve<fieldrow>(ctx, space, keyrows(ctx));
     if (ctx->keyfields == nullptr)
         return -1;
-    ctx->keyfieldrows = static_cast<uint32_t>(rows);
     if (ctx->keygiven == 0)
         ctx->keyfields[0] = wholeline(ctx);
     return 0;

@@ -80,8 +80,6 @@ int ctxcreate(uint32_t version, KVRNLINK *link, KVRNPRIM *prim, KVRNSESS *sess,
     ctx->arenafree = ctx->worksize;
     if (prim->function == KVRN_SORT && findworkdirs(ctx, sess, files) != 0)
         return -1;
-    ctx->arenatotal = ctx->arenafree;
-    ctx->arenaspare += ctx->arenafree;
     return 0;
 }
 

@@ -134,16 +134,6 @@ int runfunction(qha5ctx *ctx, KVRNSESS *sess) {
     return 0;
 }
 
-int takeunusedhead(qha5ctx *ctx) {
-    const uint32_t before = ctx->arenafree;
-    if (!arenatake(ctx, unusedhead))
-        return -1;
-    const uint32_t taken = before - ctx->arenafree;
-    ctx->arenatotal -= taken;
-    ctx->arenaspare -= taken;
-    return 0;
-}
-
 void markstart(qha5ctx *ctx) {
     if (ctx->msglevel < lv_summary)
         return;
@@ -155,7 +145,7 @@ void markstart(qha5ctx *ctx) {
 
 int runstages(qha5ctx *ctx, KVRNPRIM *prim, KVRNSESS *sess, const KVRNKEY *keys,
               const KVRNFILE *files, const KVRNOPT *opts) {
-    if (takeunusedhead(ctx) != 0) {
+    if (!arenatake(ctx, unusedhead)) {
         sess->detail = KVRN_D_STORAGE;
         return -1;
     }

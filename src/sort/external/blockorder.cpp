@@ -96,7 +96,6 @@ int ordering::layout() {
     sentinel->link = sentinel;
     ctx->idxlist = ctx->idxsentinel = sentinel;
     ctx->idxcount = 1;
-    ctx->idxoverflow = 0;
     layentries(ctx, ctx->sortnext + entrylen, static_cast<uint32_t>(count));
     auto *nodes = reinterpret_cast<placenode *>(ctx->sortnext + (count + 1) * entrylen);
     for (uint64_t at = 0; at <= groups; ++at) {
@@ -169,7 +168,6 @@ int ordering::takein(blockhdr *wb) {
         keepplace(wb);
         return 0;
     }
-    ctx->idxoverflow = 1;
     ++ctx->idxspills[0];
     idxentry **at = &ctx->idxlist;
     entrychain rest{};
@@ -182,7 +180,6 @@ int ordering::takein(blockhdr *wb) {
 int ordering::insertall() {
     if (!allidle(ctx))
         return faillogic(ctx);
-    ctx->phase = 2;
     if (issueread(ctx->idxrootfile, ctx->idxrootpos, ctx->idxrootcount) != 0)
         return -1;
     for (;;) {

@@ -98,7 +98,6 @@ int loadroot(qha5ctx *ctx, mergespace *space) {
         return -1;
     if (readwbsync(ctx, wb) != 0)
         return -1;
-    ctx->phase = 3;
 
     idxentry *entry = ctx->idxlist = ctx->idxfree; // in address order
     for (uint32_t at = 0; at < wb->count; ++at, entry = entry->link)
@@ -113,7 +112,6 @@ int loadroot(qha5ctx *ctx, mergespace *space) {
 
     wb->state = bs_free;
     returnwb(ctx, wb);
-    ctx->wbbase = ctx->freewbs;
     return 0;
 }
 
@@ -125,7 +123,6 @@ int choosewidth(qha5ctx *ctx, mergespace *space, uint8_t **wbnodes) {
     const uint64_t block = mergeblockbytes(ctx->wbsize, ctx->recperwb);
     const uint64_t fitting = (space->left + block) / (block + sizeof(blockhdr *));
     ctx->mergewidth = static_cast<uint32_t>(std::clamp<uint64_t>(fitting, 1, ctx->stringcount));
-    ctx->oddwidth = ctx->mergewidth % 2;
     ctx->mergetree =
         reinterpret_cast<blockhdr **>(space->take(ctx->mergewidth * sizeof(blockhdr *)));
     return ctx->mergetree != nullptr ? 0 : -1;

@@ -150,7 +150,6 @@ int freeblock(qha5ctx *ctx) {
             return -1;
     blockhdr *least = leastblock(ctx);
     unlinkblock(ctx, least);
-    ctx->recordsmoved += least->count;
     for (blockhdr *to = ctx->mergeblocks; least->count != 0; to = to->link) {
         if (to == nullptr)
             return faillogic(ctx);
