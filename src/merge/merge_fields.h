@@ -49,7 +49,9 @@ struct merge_fields {
 
     // Folds `record` into `held`: 0 summed, 1 summation stopped, -1 failed.
     int32_t (*sumrebuild)(qha5ctx *ctx, uint8_t *held, const uint8_t *record);
-    uint8_t *sumbuf; // sumlen bytes
+    uint8_t *sumbuf;                  // sumlen bytes
+    uint8_t folding;                  // recfunction in force: recfunc until a sum could not be made
+    uint32_t suppresscount, sumcount; // records that folding made away with
 
     // Copy, wired by its set-up.
     // Takes an open input to its end; 0 or -1.

@@ -8,7 +8,7 @@
 //
 // So of a group the last in list order survives, that of the highest input: intended,
 // though a sort keeps the first.  Likewise a sum is carried forward in the later
-// record.  Once summation has stopped (recfunc 0) the routine goes on writing one
+// record.  Once summation has stopped the routine goes on writing one
 // record behind the list.
 //
 // There is always room for the first record: a block holds one, and the room for
@@ -16,6 +16,7 @@
 #include "merge/mergeemit.h"
 
 #include "merge/mergelist.h"
+#include "merge/sum/equalkeys.h"
 #include "session/qha9msg.h"
 #include "sort/record/emit.h"
 
@@ -60,29 +61,16 @@ int32_t emithead(qha5ctx *ctx) {
 
 // ---- equal keys ------------------------------------------------------------
 
-enum class meeting { failed, absorbed, apart };
-
+// Of equal records the later one takes the sums.
 template <uint32_t width>
 meeting meethead(qha5ctx *ctx) {
-    if (ctx->recfunc == rf_none)
+    if (!isfolding(ctx))
         return meeting::apart;
     mergenode *head = headnode(ctx);
     const keyorder<width> order(ctx->keylen);
     if (order.compare(head->image(), ctx->curnode->image()) != 0)
         return meeting::apart;
-    if (ctx->recfunc == rf_suppress) {
-        ++ctx->suppresscount;
-        return meeting::absorbed;
-    }
-    const int32_t outcome = ctx->sumrebuild(ctx, head->image(), ctx->curnode->image());
-    if (outcome < 0)
-        return meeting::failed;
-    if (outcome == 0) {
-        ++ctx->sumcount;
-        return meeting::absorbed;
-    }
-    ctx->recfunc = rf_none; // for the rest of the session; both records go out
-    return meeting::apart;
+    return meetequal(ctx, head->image(), ctx->curnode->image());
 }
 
 template <uint32_t width, uint32_t extra>

@@ -13,7 +13,7 @@
 #include "merge/blockshare.h"
 #include "merge/mergeemit.h"
 #include "merge/mergeselect.h"
-#include "merge/sum/summation.h"
+#include "merge/sum/equalkeys.h"
 #include "select/select.h"
 #include "session/phaseclock.h"
 #include "sort/record/intake.h"
@@ -32,11 +32,8 @@ uint64_t nodestride(const qha5ctx *ctx) {
 }
 
 int takebuffers(qha5ctx *ctx, workspace &space) {
-    if (ctx->recfunc == rf_sum) {
-        ctx->sumbuf = carve<uint8_t>(ctx, space, ctx->sumlen);
-        if (ctx->sumbuf == nullptr)
-            return -1;
-    }
+    if (layoutsums(ctx, space) != 0)
+        return -1;
     if (ctx->selectopt != 0) {
         auto *operands = carve<uint8_t>(ctx, space, operandroom(ctx), KVRN_D_SETUP);
         if (operands == nullptr)
@@ -111,8 +108,7 @@ int taketext(qha5ctx *ctx, workspace &space) {
 
 int chooseroutines(qha5ctx *ctx) {
     ctx->encode = chooseencode(ctx);
-    if (ctx->recfunc == rf_sum)
-        ctx->sumrebuild = choosesum(ctx);
+    beginfolding(ctx);
     if (ctx->selectopt != 0)
         chooseselect(ctx);
     ctx->selectfn = choosemergeselect(ctx);

@@ -9,22 +9,28 @@ namespace kvern {
 struct workspace {
     uint8_t *next; // aligned for a pointer
     uint32_t left;
+
+    // Room for `bytes`, not cleared.  A byte at least must stay: null, without a message,
+    // when what is asked is not below what is left.
+    [[nodiscard]] uint8_t *take(uint64_t bytes) {
+        bytes = arenaround(bytes);
+        if (bytes >= left)
+            return nullptr;
+        uint8_t *taken = next;
+        next += bytes;
+        left -= static_cast<uint32_t>(bytes);
+        return taken;
+    }
 };
 
-// Takes room for `count` objects, not cleared.  A byte at least must stay: null
-// after message 23 when what is asked is not below what is left.
+// The same for `count` objects; null after message 23.
 template <typename Object>
 [[nodiscard]] Object *carve(qha5ctx *ctx, workspace &space, uint64_t count,
                             uint32_t detail = KVRN_D_STORAGE) {
-    const uint64_t bytes = arenaround(count * sizeof(Object));
-    if (bytes >= space.left) {
+    uint8_t *taken = space.take(count * sizeof(Object));
+    if (taken == nullptr)
         fail(ctx, msg_nostorage, detail);
-        return nullptr;
-    }
-    Object *taken = reinterpret_cast<Object *>(space.next);
-    space.next += bytes;
-    space.left -= static_cast<uint32_t>(bytes);
-    return taken;
+    return reinterpret_cast<Object *>(taken);
 }
 
 } // namespace kvern

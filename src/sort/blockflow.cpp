@@ -7,13 +7,12 @@
 // output uses it again, with an `end` that suits the length of output records.
 #include "sort/blockflow.h"
 
-#include "key/setup/pipeline.h"
-#include "session/arena.h"
-#include "session/qha9msg.h"
+#include "session/workspace.h"
 #include "sort/blocksize.h"
 #include "sort/external/outlook.h"
 #include "sort/external/tempfile.h"
 #include "sort/phases.h"
+#include "sort/pipeline.h"
 #include "sort/slotintake.h"
 
 #include <algorithm>
@@ -32,18 +31,6 @@ constexpr uint32_t generatedname = platform::maxpath + 2;
 // take half of the storage.  This shortens the WBs of the smallest records where
 // pointers have 64 bits, and of long records rebuilt to a few bytes.
 constexpr uint32_t nodeshare = 2 * 3;
-
-struct storage {
-    uint8_t *next;
-    uint64_t left;
-
-    uint8_t *take(uint64_t bytes) {
-        uint8_t *taken = next;
-        next += bytes;
-        left -= bytes;
-        return taken;
-    }
-};
 
 // Headers side by side, data areas of `usable` bytes behind them, `spacing` apart.
 // The chain runs from the last block to the first.
@@ -71,12 +58,13 @@ uint32_t wbsizefor(const qha5ctx *ctx, uint64_t room) {
 }
 
 // A twentieth, unless a single record needs more.
-bool buildcallerblocks(qha5ctx *ctx, storage &rest) {
+bool buildcallerblocks(qha5ctx *ctx, workspace &rest) {
     const uint64_t longest = std::max(ctx->inreclen, ctx->outreclen);
     const uint64_t wanted =
         std::max<uint64_t>(rest.left / storageshare, longest + sizeof(blockhdr));
     const blocklengths lengths = blocklengthsfor(ctx, wanted);
-    if (lengths.block == 0 || lengths.block >= rest.left)
+    uint8_t *const room = lengths.block != 0 ? rest.take(lengths.block) : nullptr;
+    if (room == nullptr)
         return false;
     ctx->iobufcount = 1;
     ctx->inblklen = static_cast<uint32_t>(lengths.inblklen);
@@ -84,19 +72,19 @@ bool buildcallerblocks(qha5ctx *ctx, storage &rest) {
     ctx->textreadlen = static_cast<uint32_t>(lengths.textreadlen);
 
     ctx->wbsize = wbsizefor(ctx, lengths.block - sizeof(blockhdr));
-    ctx->freeblocks = buildchain(rest.take(lengths.block), ctx->iobufcount, lengths.inblklen,
-                                 lengths.block - sizeof(blockhdr));
+    ctx->freeblocks =
+        buildchain(room, ctx->iobufcount, lengths.inblklen, lengths.block - sizeof(blockhdr));
     return true;
 }
 
 // Data areas are spaced so that index entries in them are aligned.
-bool buildworkblocks(qha5ctx *ctx, storage &rest) {
+bool buildworkblocks(qha5ctx *ctx, workspace &rest) {
     const uint64_t spacing = arenaround(ctx->wbsize);
-    const uint64_t bytes = (spacing + sizeof(blockhdr)) * workblockcount;
-    if (bytes > rest.left)
+    uint8_t *const room = rest.take((spacing + sizeof(blockhdr)) * workblockcount);
+    if (room == nullptr)
         return false;
     ctx->wbcount = workblockcount;
-    ctx->freewbs = buildchain(rest.take(bytes), workblockcount, ctx->wbsize, spacing);
+    ctx->freewbs = buildchain(room, workblockcount, ctx->wbsize, spacing);
     return true;
 }
 
@@ -113,33 +101,31 @@ uint64_t tempfilebudget(const qha5ctx *ctx) {
     return arenaround(record) * tempfileroom;
 }
 
-bool reservetempfiles(qha5ctx *ctx, storage &rest) {
+bool reservetempfiles(qha5ctx *ctx, workspace &rest) {
     const uint64_t budget = tempfilebudget(ctx);
-    if (budget > rest.left)
-        return false;
     ctx->tfrecroom = static_cast<uint32_t>(budget);
     ctx->tfrecnext = rest.take(budget);
-    return true;
+    return ctx->tfrecnext != nullptr;
 }
 
-bool reservecarry(qha5ctx *ctx, storage &rest) {
+bool reservecarry(qha5ctx *ctx, workspace &rest) {
     if (ctx->recform != 'r')
         return true;
-    const uint64_t bytes = arenaround(sizeof(carryentry) + roundup(ctx->inreclen, recordunit));
-    if (bytes >= rest.left)
+    uint8_t *const room = rest.take(sizeof(carryentry) + roundup(ctx->inreclen, recordunit));
+    if (room == nullptr)
         return false;
-    ctx->carrytab = reinterpret_cast<carryentry *>(rest.take(bytes));
+    ctx->carrytab = reinterpret_cast<carryentry *>(room);
     *ctx->carrytab = {0, reinterpret_cast<uint8_t *>(ctx->carrytab + 1)};
     return true;
 }
 
 bool dividestorage(qha5ctx *ctx) {
-    storage rest{ctx->arenanext, ctx->arenafree};
+    workspace rest{ctx->arenanext, ctx->arenafree};
     if (!buildcallerblocks(ctx, rest) || !buildworkblocks(ctx, rest) ||
         !reservetempfiles(ctx, rest) || !reservecarry(ctx, rest))
         return false;
     ctx->sortnext = rest.next;
-    ctx->sortfree = static_cast<uint32_t>(rest.left);
+    ctx->sortfree = rest.left;
     return true;
 }
 

@@ -3,42 +3,28 @@
 //
 //   sorted   a a a b ...      held a | absorbs a, a | b: a goes out, b is held
 //
-// A sum that cannot be made ends summation for the session (recfunc becomes 0): the
+// A sum that cannot be made ends summation for the session: the
 // held record goes out as it is, and after it each record by itself.  A block
 // without room ends the call at any point; the next call goes on from holdvalid and
 // outpos.
 #include "sort/grouping.h"
 
+#include "merge/sum/equalkeys.h"
 #include "sort/incore/keycompare.h"
 
 namespace kvern {
 namespace {
 
-enum outcome : int32_t { absorbed = 0, unfolded = 1, different = 2, broken = -1 };
-
-outcome foldsuppressed(qha5ctx *ctx, const uint8_t *) {
-    ++ctx->suppresscount;
-    return absorbed;
-}
-
-outcome foldsummed(qha5ctx *ctx, const uint8_t *record) {
-    const int32_t folded = ctx->sumrebuild(ctx, ctx->holdrec, record);
-    if (folded == 0)
-        ++ctx->sumcount;
-    return folded == 0 ? absorbed : folded == 1 ? unfolded : broken;
-}
-
 class heldoutput {
   public:
     heldoutput(qha5ctx *session, blockhdr *output)
-        : ctx(session), block(output), emit(chooseemit(session)),
-          fold(session->recfunc == rf_sum ? foldsummed : foldsuppressed) {}
+        : ctx(session), block(output), emit(chooseemit(session)) {}
 
     // 0 all is out, 1 the block is full, -1 failed.
     int32_t run() {
         if (ctx->outdone != 0)
             return 0;
-        int32_t status = ctx->recfunc != rf_none ? group() : 0;
+        int32_t status = isfolding(ctx) ? group() : 0;
         if (status == 0 && ctx->holdvalid != 0)
             status = placeheld();
         if (status == 0)
@@ -52,21 +38,18 @@ class heldoutput {
     qha5ctx *ctx;
     blockhdr *block;
     emitroutine emit;
-    outcome (*fold)(qha5ctx *ctx, const uint8_t *record);
 
     const uint8_t *record() const { return ctx->slotptrs[ctx->outpos]->record(); }
 
     // Until the records end or summation does; what is held then still waits.
     int32_t group() {
         while (ctx->outpos < ctx->seqno) {
-            const outcome met = ctx->holdvalid != 0 ? meet(record()) : different;
-            if (met == broken)
+            const meeting met = ctx->holdvalid != 0 ? meet(record()) : meeting::apart;
+            if (met == meeting::failed)
                 return -1;
-            if (met == unfolded) {
-                ctx->recfunc = rf_none;
+            if (!isfolding(ctx))
                 return 0;
-            }
-            if (met == different) {
+            if (met == meeting::apart) {
                 const int32_t status = ctx->holdvalid != 0 ? placeheld() : 0;
                 if (status != 0)
                     return status;
@@ -78,10 +61,10 @@ class heldoutput {
         return 0;
     }
 
-    outcome meet(const uint8_t *next) {
+    meeting meet(const uint8_t *next) {
         if (keycompare(ctx->holdrec, next, ctx->keylen) != 0)
-            return different;
-        return fold(ctx, next);
+            return meeting::apart;
+        return meetequal(ctx, ctx->holdrec, next);
     }
 
     int32_t place(const uint8_t *internal) {

@@ -124,7 +124,6 @@ struct sort_fields {
     uint8_t outdone;
     uint8_t holdvalid; // holdrec holds a record
     uint8_t *holdrec;  // intreclen bytes
-    uint32_t suppresscount, sumcount;
 
     // Temporary files.
     uint8_t *tfrecnext; // area of temporary file records

@@ -2,8 +2,7 @@
 //
 // `sumrebuild` (merge_fields.h) folds a pair of internal records entirely or not at
 // all.  A sum that cannot be made is no failure of the session: the records stay as
-// they are, the caller's block gets the detail, and whoever called sets recfunc to
-// rf_none, so that the rest goes out unfolded.
+// they are, and the caller's block gets the detail.
 //
 //   overflow             message 41, detail 115 in the caller's block alone
 //   field not there      message 42, detail 116 likewise

@@ -1,4 +1,5 @@
 #include "session/run/term.h"
+#include "merge/sum/equalkeys.h"
 
 #include "file/manager/fmgrlibrary.h"
 #include "session/busy.h"
@@ -37,10 +38,7 @@ void mergestatistics(qha5ctx *ctx) {
     point(ctx, msg_inputrecords, lv_summary, ctx->incount);
     if (ctx->selectopt)
         point(ctx, msg_filtered, lv_perfile, ctx->selectcount);
-    if (ctx->sumopt)
-        point(ctx, msg_folded, lv_perfile, ctx->sumcount);
-    if (ctx->suppressopt)
-        point(ctx, msg_equalsgone, lv_perfile, ctx->suppresscount);
+    notefolded(ctx, lv_perfile);
 }
 
 const char *outputname(const qha5ctx *ctx) {
@@ -52,8 +50,7 @@ const char *outputname(const qha5ctx *ctx) {
 // Every record taken in was delivered or dropped for a reason.  The counts of a copy
 // wrap, so their sum does.
 int checkbalance(qha5ctx *ctx) {
-    const uint32_t accounted =
-        ctx->outcount + ctx->suppresscount + ctx->sumcount + ctx->selectcount;
+    const uint32_t accounted = ctx->outcount + foldedcount(ctx) + ctx->selectcount;
     return accounted == ctx->incount ? 0 : faillogic(ctx);
 }
 
@@ -62,8 +59,7 @@ int settle(qha5ctx *ctx) {
         mergestatistics(ctx);
     const int result = checkbalance(ctx);
     if (ctx->sumopt || ctx->suppressopt || ctx->selectopt)
-        point(ctx, msg_suppressed, lv_summary,
-              ctx->suppresscount + ctx->sumcount + ctx->selectcount);
+        point(ctx, msg_suppressed, lv_summary, foldedcount(ctx) + ctx->selectcount);
     if (!ctx->apioutput)
         point(ctx, msg_outputblocks, lv_inner, ctx->outfile->blockcount);
     ctx->msgarg1 = msgarg::of(outputname(ctx));

@@ -11,6 +11,7 @@
 // held record alone is left to write, 2 the new one as well.
 #include "sort/external/groupemit.h"
 
+#include "merge/sum/equalkeys.h"
 #include "session/qha9msg.h"
 #include "sort/external/diskimage.h"
 #include "sort/incore/keycompare.h"
@@ -36,21 +37,12 @@ void hold(qha5ctx *ctx, const uint8_t *record) {
     ctx->holdvalid = 1;
 }
 
-void notegroups(qha5ctx *ctx) {
-    if (ctx->suppressopt == 1) {
-        point(ctx, msg_equalsgone, lv_summary, ctx->suppresscount);
-    }
-    if (ctx->sumopt == 1) {
-        point(ctx, msg_folded, lv_summary, ctx->sumcount);
-    }
-}
-
 // Also an `emit` of its own, once nothing but holdrec is left.
 int32_t writelast(qha5ctx *ctx, blockhdr *block, const uint8_t *) {
     const int32_t outcome = place(ctx, block, ctx->holdrec);
     if (outcome == placed) {
         block->limit = block->next;
-        notegroups(ctx);
+        notefolded(ctx, lv_summary);
     }
     return outcome;
 }
@@ -61,8 +53,6 @@ bool islast(const qha5ctx *ctx) {
            ctx->idxlist->kind == ek_end;
 }
 
-enum class meeting { failed, absorbed, apart };
-
 // The new record meets the held one.
 meeting meet(qha5ctx *ctx, const uint8_t *record) {
     const int against = keycompare(record, ctx->holdrec, ctx->keylen);
@@ -72,19 +62,7 @@ meeting meet(qha5ctx *ctx, const uint8_t *record) {
     }
     if (against > 0)
         return meeting::apart;
-    if (ctx->recfunc == rf_suppress) {
-        ++ctx->suppresscount;
-        return meeting::absorbed;
-    }
-    const int32_t outcome = ctx->sumrebuild(ctx, ctx->holdrec, record);
-    if (outcome < 0)
-        return meeting::failed;
-    if (outcome == 0) {
-        ++ctx->sumcount;
-        return meeting::absorbed;
-    }
-    ctx->recfunc = rf_none; // summation stopped: both records go out
-    return meeting::apart;
+    return meetequal(ctx, ctx->holdrec, record);
 }
 
 int32_t closegroups(qha5ctx *ctx, blockhdr *block, const uint8_t *record, uint8_t pending) {
@@ -105,7 +83,7 @@ int32_t closegroups(qha5ctx *ctx, blockhdr *block, const uint8_t *record, uint8_
 } // namespace
 
 int32_t emitgrouped(qha5ctx *ctx, blockhdr *block, const uint8_t *record) {
-    if (ctx->recfunc == rf_none) // summation has stopped for good
+    if (!isfolding(ctx)) // summation has stopped for good
         return place(ctx, block, record);
     if (ctx->lastpending != pending_none)
         return closegroups(ctx, block, record, ctx->lastpending);
@@ -117,7 +95,7 @@ int32_t emitgrouped(qha5ctx *ctx, blockhdr *block, const uint8_t *record) {
     if (outcome == meeting::failed)
         return failed;
     const bool absorbed = outcome == meeting::absorbed;
-    const bool stopped = ctx->recfunc == rf_none;
+    const bool stopped = !isfolding(ctx);
     if (!stopped && islast(ctx))
         return closegroups(ctx, block, record, absorbed ? pending_held : pending_both);
     if (absorbed)

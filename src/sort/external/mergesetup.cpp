@@ -12,7 +12,9 @@
 // each block more spares spills.
 #include "sort/external/mergesetup.h"
 
+#include "merge/sum/equalkeys.h"
 #include "session/qha9msg.h"
+#include "session/workspace.h"
 #include "sort/external/finalmerge.h"
 #include "sort/external/groupemit.h"
 #include "sort/external/indexlist.h"
@@ -29,29 +31,13 @@ namespace kvern {
 
 namespace {
 
-// Takes from the storage of the merge; every take leaves something over.
-struct mergespace {
-    uint8_t *next;
-    uint64_t left;
-
-    uint8_t *take(uint64_t bytes) {
-        bytes = arenaround(bytes);
-        if (bytes >= left)
-            return nullptr;
-        uint8_t *taken = next;
-        next += bytes;
-        left -= bytes;
-        return taken;
-    }
-};
-
-int wireoutput(qha5ctx *ctx, mergespace *space) {
+int wireoutput(qha5ctx *ctx, workspace &space) {
     ctx->outdone = 0;
     ctx->lastpending = 0;
     ctx->mergeresume = 0;
     ctx->deliver = choosemerge(ctx);
     ctx->plainemit = chooseemit(ctx);
-    if (ctx->recfunc == rf_none) {
+    if (!isfolding(ctx)) {
         ctx->emit = ctx->plainemit;
         ctx->emitcounts = 1;
         return 0;
@@ -59,9 +45,10 @@ int wireoutput(qha5ctx *ctx, mergespace *space) {
     ctx->emit = emitgrouped;
     ctx->emitcounts = 0;
     ctx->holdvalid = 0;
-    ctx->sumbuf = space->take(ctx->sumlen);
-    ctx->holdrec = space->take(ctx->intreclen);
-    return ctx->sumbuf == nullptr || ctx->holdrec == nullptr ? -1 : 0;
+    if (layoutsums(ctx, space) != 0)
+        return -1;
+    ctx->holdrec = space.take(ctx->intreclen);
+    return ctx->holdrec != nullptr ? 0 : -1;
 }
 
 // Entries of the list.  An expansion brings idxperwb of them; beyond that it holds the
@@ -69,7 +56,7 @@ int wireoutput(qha5ctx *ctx, mergespace *space) {
 // on its own place, so where the width is far below the number of strings, that many
 // spilled WBs are to be expected, and a list that cannot hold their entries would be
 // written out and read again for every few WBs.
-uint32_t listlength(const qha5ctx *ctx, const mergespace &space) {
+uint32_t listlength(const qha5ctx *ctx, const workspace &space) {
     constexpr uint64_t share = 16; // of the storage, at most, for them: measured
     const uint64_t need = mergeneed(ctx->idxentlen, ctx->idxperwb, ctx->wbsize, ctx->recperwb);
     const uint64_t room =
@@ -79,9 +66,9 @@ uint32_t listlength(const qha5ctx *ctx, const mergespace &space) {
 }
 
 // Reads the root of the ordered index into the list.
-int loadroot(qha5ctx *ctx, mergespace *space) {
-    const uint32_t entries = listlength(ctx, *space);
-    uint8_t *area = space->take(uint64_t{entries} * ctx->idxentlen);
+int loadroot(qha5ctx *ctx, workspace &space) {
+    const uint32_t entries = listlength(ctx, space);
+    uint8_t *area = space.take(uint64_t{entries} * ctx->idxentlen);
     if (area == nullptr)
         return -1;
     layentries(ctx, area, entries);
@@ -115,16 +102,16 @@ int loadroot(qha5ctx *ctx, mergespace *space) {
     return 0;
 }
 
-int choosewidth(qha5ctx *ctx, mergespace *space, uint8_t **wbnodes) {
-    *wbnodes = space->take(2 * nodebytes(ctx->recperwb));
+int choosewidth(qha5ctx *ctx, workspace &space, uint8_t **wbnodes) {
+    *wbnodes = space.take(2 * nodebytes(ctx->recperwb));
     if (*wbnodes == nullptr)
         return -1;
     // A block less than the width is made, for the WBs bring two, one of them to read ahead.
     const uint64_t block = mergeblockbytes(ctx->wbsize, ctx->recperwb);
-    const uint64_t fitting = (space->left + block) / (block + sizeof(blockhdr *));
+    const uint64_t fitting = (space.left + block) / (block + sizeof(blockhdr *));
     ctx->mergewidth = static_cast<uint32_t>(std::clamp<uint64_t>(fitting, 1, ctx->stringcount));
     ctx->mergetree =
-        reinterpret_cast<blockhdr **>(space->take(ctx->mergewidth * sizeof(blockhdr *)));
+        reinterpret_cast<blockhdr **>(space.take(ctx->mergewidth * sizeof(blockhdr *)));
     return ctx->mergetree != nullptr ? 0 : -1;
 }
 
@@ -139,14 +126,12 @@ blockhdr *makeblock(qha5ctx *ctx, uint8_t *area) {
 }
 
 // A chain of all blocks, the one to be read first in front; sparewb stands apart.
-blockhdr *makeblocks(qha5ctx *ctx, mergespace *space, uint8_t *wbnodes) {
+blockhdr *makeblocks(qha5ctx *ctx, const workspace &space, uint8_t *wbnodes) {
     blockhdr *chain = nullptr;
     const uint64_t bytes = mergeblockbytes(ctx->wbsize, ctx->recperwb);
+    assert(bytes * (ctx->mergewidth - 1) <= space.left);
     for (uint32_t at = 1; at < ctx->mergewidth; ++at) {
-        assert(bytes <= space->left);
-        blockhdr *block = makeblock(ctx, space->next);
-        space->next += bytes;
-        space->left -= bytes;
+        blockhdr *block = makeblock(ctx, space.next + bytes * (at - 1));
         block->link = chain;
         chain = block;
     }
@@ -190,12 +175,12 @@ int startmerge(qha5ctx *ctx, blockhdr *chain) {
 } // namespace
 
 int setupmerge(qha5ctx *ctx) {
-    mergespace space{ctx->sortnext, ctx->sortfree};
+    workspace space{ctx->sortnext, ctx->sortfree};
     uint8_t *wbnodes = nullptr;
-    if (wireoutput(ctx, &space) != 0 || loadroot(ctx, &space) != 0 ||
-        choosewidth(ctx, &space, &wbnodes) != 0)
+    if (wireoutput(ctx, space) != 0 || loadroot(ctx, space) != 0 ||
+        choosewidth(ctx, space, &wbnodes) != 0)
         return -1;
-    blockhdr *chain = makeblocks(ctx, &space, wbnodes);
+    blockhdr *chain = makeblocks(ctx, space, wbnodes);
     return chain == nullptr ? -1 : startmerge(ctx, chain);
 }
 

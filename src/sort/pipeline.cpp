@@ -6,11 +6,11 @@
 // Later phases divide the same storage anew from sortnext on, so what they must
 // find again lies in front of it: the summation field tables alone, since the
 // other areas serve intake or are laid out again.
-#include "key/setup/pipeline.h"
+#include "sort/pipeline.h"
 
 #include "key/text/fieldtables.h"
 #include "key/text/textfields.h"
-#include "merge/sum/summation.h"
+#include "merge/sum/equalkeys.h"
 #include "select/select.h"
 #include "session/phaseclock.h"
 #include "session/qha9msg.h"
@@ -58,12 +58,7 @@ int layoutheld(qha5ctx *ctx, workspace &space) {
 }
 
 int layoutbuffers(qha5ctx *ctx, workspace &space) {
-    if (ctx->recfunc == rf_sum) {
-        ctx->sumbuf = carve<uint8_t>(ctx, space, ctx->sumlen);
-        if (ctx->sumbuf == nullptr)
-            return -1;
-    }
-    if (layoutheld(ctx, space) != 0)
+    if (layoutsums(ctx, space) != 0 || layoutheld(ctx, space) != 0)
         return -1;
     // A variable record's image begins with its length word.
     ctx->recwork =
@@ -76,8 +71,7 @@ int layoutbuffers(qha5ctx *ctx, workspace &space) {
 
 int chooseroutines(qha5ctx *ctx) {
     ctx->encode = chooseencode(ctx);
-    if (ctx->recfunc == rf_sum)
-        ctx->sumrebuild = choosesum(ctx);
+    beginfolding(ctx);
     if (ctx->selectopt != 0)
         chooseselect(ctx);
     return 0;
