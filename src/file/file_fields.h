@@ -49,12 +49,8 @@ struct filectl {
 static_assert(sizeof(void *) != 4 || sizeof(filectl) == 84);
 
 struct file_fields {
-    filectl **infiles;
-    uint32_t filecount;
-    filectl *outfile;
-    uint8_t usefilemgr, useindexed; // kinds 2 or 19, 18 in use
-    uint64_t inbytes, outbytes;     // moved by the file routines
-    uint8_t eofmark;                // 1: an input ended in 0x1A, so the output gets one
+    uint64_t inbytes, outbytes; // moved by the file routines
+    uint8_t eofmark;            // 1: an input ended in 0x1A, so the output gets one
 
     // The file manager; set by fmgrstart.
     uint8_t *fmgrmsg;             // request and reply, fmgrmsgroom bytes

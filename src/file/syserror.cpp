@@ -153,7 +153,7 @@ const errorrow &rowof(platform::syserror code) {
 } // namespace
 
 int mapsyserror(qha5ctx *ctx, platform::syserror code, fileop operation, uint32_t mode) {
-    ctx->errnum = code;
+    notesyscode(ctx, code);
     const outcome &told = rowof(code).in[situationof(operation, mode)];
     return failstale(ctx, told.message, told.detail);
 }

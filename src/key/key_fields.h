@@ -13,6 +13,7 @@ struct blockhdr;
 struct keyextra {
     const uint8_t *table; // TABLED: 256 bytes; MASKBYTE: the mask; else null
     uint8_t options;      // textoption bits, text records only
+    uint32_t textlength;  // text records only: bytes of the field that are there
 };
 
 // An encoder fills a piece of the internal record from `length` source bytes; a
@@ -36,7 +37,7 @@ struct keyentry {
     coder encoder;
     coder decoder; // null: nothing to restore
 
-    keyextra extra() const { return {table, options}; }
+    keyextra extra(uint32_t textlength = 0) const { return {table, options, textlength}; }
 };
 
 enum internaltype : uint8_t {
@@ -67,16 +68,8 @@ struct key_fields {
     uint32_t keylen;     // key area of the internal record, multiple of 4
     uint32_t intreclen;  // internal record, multiple of 4
     uint32_t txtdataoff; // 'v': gap pieces; 'r': the text
+    uint32_t summaxfld;  // highest field number of a sum, mode 243
     uint32_t txtlenoff;  // 'r': the 4-byte text length
-
-    // Builds an internal record from the raw record; returns the bytes that the
-    // record occupies in its block, -1 after reporting.  Counts seqno.
-    int32_t (*encode)(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal);
-    // End of the valid bytes of the block that `raw` lies in: searches for a
-    // delimiter stop here.  Set by whoever calls encode or selecteval.
-    const uint8_t *scanlimit;
-    uint32_t seqno;       // records encoded so far
-    uint32_t curfieldlen; // bytes of the text field being encoded
 
     // Text by field numbers.  Both return -1 for a line with too few fields.
     // fieldscan returns the line's length with its delimiter.
@@ -86,9 +79,7 @@ struct key_fields {
     fieldrow *keyfields, *reconfields, *selfields;
     fieldaddr *sumfields1, *sumfields2;
 
-    uint8_t *recwork;    // one record image
     uint8_t *keyscratch; // keylen bytes
-    uint32_t reconlen;   // text length of the last copy-function rebuild
 };
 
 } // namespace kvern

@@ -246,4 +246,13 @@ void keytablebuilder::addgap(uint64_t from, uint64_t to) {
     addraw(cut(from), to - from).order = KVRN_ASCENDING;
 }
 
+// The rows hold the prefix of 'v' already, and still the record gets a word more,
+// unused: intended, the slot count shows it.
+void addlengthplace(qha5ctx *ctx) {
+    if (ctx->recform == 'r')
+        ctx->txtlenoff = ctx->intreclen;
+    if (ctx->recform != 'f')
+        ctx->intreclen += static_cast<uint32_t>(sizeof(uint32_t));
+}
+
 } // namespace kvern

@@ -49,4 +49,8 @@ class keytablebuilder {
     [[nodiscard]] int addgaps();
 };
 
+// Behind the internal record of a form with lengths, a place for one; the record form is
+// settled then.
+void addlengthplace(qha5ctx *ctx);
+
 } // namespace kvern

@@ -34,11 +34,13 @@ struct merge_fields {
     // step has failed.
     int32_t (*mergefn)(qha5ctx *ctx);
     mergecontrol *mergectl;
+    blockhdr *idleblocks; // no input reads into them yet
+    blockhdr *outfill;    // takes the records that go out
     // The selection step: goes on until outblock or needinput is set.  0 or -1.
     int32_t (*selectfn)(qha5ctx *ctx);
     // Next record of an input into a node: 0 done, 1 the block is used up, -1 failed.
     int32_t (*nextrecfn)(qha5ctx *ctx, uint32_t input, mergenode *node);
-    // Writes a record to getblock: 0 room for another, 1 full or all is out, -1 failed.
+    // Writes a record to outfill: 0 room for another, 1 full or all is out, -1 failed.
     int32_t (*emitfn)(qha5ctx *ctx);
 
     mergenode *freenodes;   // chain during the fill; then the one spare node

@@ -5,6 +5,7 @@
 
 #include "merge/callerforms.h"
 #include "merge/mergeflow.h"
+#include "session/counts.h"
 
 namespace kvern {
 namespace {
@@ -51,7 +52,7 @@ int32_t deliverfiles(qha5ctx *ctx) {
     block = ctx->mergectl->outblock;
     block->next = block->first;
     ctx->userblk->getcount += block->count;
-    ctx->outcount += block->count;
+    countout(ctx, block->count);
     return showone<form>(ctx);
 }
 
@@ -66,9 +67,7 @@ constexpr deliverrow delivers[] = {
     {'r', deliverfiles<textrecord>},
 };
 
-} // namespace
-
-driver choosemergedriver(const qha5ctx *ctx) {
+driver choose(const qha5ctx *ctx) {
     if (ctx->apiinput != 0)
         return choosefeeder(ctx);
     if (ctx->apioutput == 0)
@@ -77,6 +76,12 @@ driver choosemergedriver(const qha5ctx *ctx) {
         if (row.recform == ctx->recform)
             return row.routine;
     return nullptr;
+}
+
+} // namespace
+
+void wiremergedriver(qha5ctx *ctx) {
+    ctx->mergefn = choose(ctx);
 }
 
 } // namespace kvern

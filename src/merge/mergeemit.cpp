@@ -28,7 +28,7 @@ constexpr uint32_t lengthword = 4; // in front of a variable record
 enum : int32_t { room = 0, full = 1, failed = -1 };
 
 int32_t write(qha5ctx *ctx, const mergenode *node) {
-    blockhdr *block = ctx->getblock;
+    blockhdr *block = ctx->outfill;
     if (ctx->plainemit(ctx, block, node->image()) != 0)
         return faillogic(ctx);
     ++block->count;
@@ -37,7 +37,7 @@ int32_t write(qha5ctx *ctx, const mergenode *node) {
 
 template <uint32_t extra>
 int32_t roomleft(const qha5ctx *ctx) {
-    const blockhdr *block = ctx->getblock;
+    const blockhdr *block = ctx->outfill;
     const auto wanted = static_cast<ptrdiff_t>(ctx->outreclen) + static_cast<ptrdiff_t>(extra);
     return block->end - block->next < wanted ? full : room;
 }
@@ -113,7 +113,7 @@ emitter chooseby(const qha5ctx *ctx) {
 } // namespace
 
 emitter choosemergeemit(qha5ctx *ctx) {
-    ctx->plainemit = chooseemit(ctx);
+    wireemit(ctx);
     return ctx->recform == 'v' ? chooseby<lengthword>(ctx) : chooseby<0>(ctx);
 }
 

@@ -12,7 +12,7 @@
 #include "merge/callerforms.h"
 #include "merge/mergedrivers.h"
 #include "merge/mergeflow.h"
-#include "merge/recordcounts.h"
+#include "session/counts.h"
 #include "session/qha9msg.h"
 
 namespace kvern {
@@ -189,7 +189,7 @@ void showbrought(qha5ctx *ctx) {
     block->next = block->first;
     form::show(ctx, block, sess);
     ++sess->getcount;
-    ++ctx->outcount;
+    countout(ctx, 1);
 }
 
 template <class form>

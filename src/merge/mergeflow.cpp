@@ -1,6 +1,6 @@
 #include "merge/mergeflow.h"
 
-#include "merge/recordcounts.h"
+#include "session/counts.h"
 #include "sort/record/emit.h"
 
 namespace kvern {
@@ -14,10 +14,10 @@ blockhdr *takeinblock(qha5ctx *ctx) {
     mergecontrol &control = *ctx->mergectl;
     blockhdr *block = control.spareblock;
     if (block == nullptr) {
-        block = ctx->freeblocks;
+        block = ctx->idleblocks;
         if (block == nullptr)
             return nullptr;
-        ctx->freeblocks = block->link;
+        ctx->idleblocks = block->link;
     }
     control.spareblock = nullptr;
     block->blockinput = control.nextinput;
@@ -61,7 +61,7 @@ int32_t stepfiles(qha5ctx *ctx) {
 int32_t writeoutblock(qha5ctx *ctx) {
     filectl *file = ctx->outfile;
     file->block = ctx->mergectl->outblock;
-    ctx->outcount += file->block->count;
+    countout(ctx, file->block->count);
     ++file->blockcount;
     return file->writefn(ctx, file) < 0 ? -1 : 0;
 }
@@ -74,7 +74,6 @@ bool atend(const qha5ctx *ctx) {
 int32_t endmerge(qha5ctx *ctx) {
     if (ctx->mergectl->needinput != 0)
         return faillogic(ctx);
-    ctx->state = st_finished;
     return merge_ended;
 }
 

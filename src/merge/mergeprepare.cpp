@@ -10,12 +10,12 @@
 
 #include "key/text/fieldtables.h"
 #include "key/text/textfields.h"
-#include "merge/blockshare.h"
 #include "merge/mergeemit.h"
 #include "merge/mergeselect.h"
 #include "merge/sum/equalkeys.h"
 #include "select/select.h"
 #include "session/phaseclock.h"
+#include "sort/record/blockshare.h"
 #include "sort/record/intake.h"
 
 #include <algorithm>
@@ -24,7 +24,6 @@
 namespace kvern {
 namespace {
 
-constexpr uint32_t recordunit = 4;
 constexpr uint32_t lengthword = 4; // in front of a variable record
 
 uint64_t nodestride(const qha5ctx *ctx) {
@@ -40,12 +39,7 @@ int takebuffers(qha5ctx *ctx, workspace &space) {
             return -1;
         layoutoperands(ctx, operands);
     }
-    // A variable record's image begins with its length word.
-    ctx->recwork = carve<uint8_t>(ctx, space, roundup(ctx->outreclen, recordunit) + lengthword);
-    if (ctx->recwork == nullptr)
-        return -1;
-    ctx->keyscratch = carve<uint8_t>(ctx, space, ctx->keylen);
-    return ctx->keyscratch != nullptr ? 0 : -1;
+    return layoutrecordwork(ctx, space);
 }
 
 // Cleared, for no encoder writes the filler of a key area, and chained.
@@ -96,8 +90,8 @@ int takenodes(qha5ctx *ctx, workspace &space) {
 int taketext(qha5ctx *ctx, workspace &space) {
     if (ctx->recform != 'r')
         return 0;
-    if (layoutcarry(ctx, space, ctx->mergecount, KVRN_D_SETUP) != 0)
-        return -1;
+    if (!layoutcarry(ctx, space, ctx->mergecount))
+        return fail(ctx, msg_nostorage, KVRN_D_SETUP);
     if (ctx->fieldmode != KVRN_FIELDS)
         return 0;
     wirescanners(ctx);
@@ -107,7 +101,7 @@ int taketext(qha5ctx *ctx, workspace &space) {
 }
 
 int chooseroutines(qha5ctx *ctx) {
-    ctx->encode = chooseencode(ctx);
+    wireencode(ctx);
     beginfolding(ctx);
     if (ctx->selectopt != 0)
         chooseselect(ctx);
@@ -152,17 +146,16 @@ int layblocks(qha5ctx *ctx, workspace &space) {
     const capacities lengths = capacitiesfor(ctx, room);
     if (room == 0 || lengths.in < lengths.leastin || lengths.out < lengths.leastout)
         return fail(ctx, msg_nostorage, KVRN_D_STORAGE);
-    ctx->inblklen = static_cast<uint32_t>(lengths.in);
-    ctx->outblklen = static_cast<uint32_t>(lengths.out);
-    ctx->freeblocks = nullptr;
+    setblocklengths(ctx, lengths.in, lengths.out);
+    ctx->idleblocks = nullptr;
     for (uint32_t i = ctx->mergecount; i != 0; i--) {
         blockhdr *block = layblock(space.next + uint64_t{size} * i, ctx->inblklen);
-        block->link = ctx->freeblocks;
-        ctx->freeblocks = block;
+        block->link = ctx->idleblocks;
+        ctx->idleblocks = block;
     }
-    ctx->getblock = layblock(space.next, ctx->outblklen);
-    ctx->arenanext = space.next + uint64_t{size} * (uint64_t{ctx->mergecount} + 1);
-    ctx->arenafree = space.left - size * (ctx->mergecount + 1);
+    ctx->outfill = layblock(space.next, ctx->outblklen);
+    arenaleave(ctx, {space.next + uint64_t{size} * (uint64_t{ctx->mergecount} + 1),
+                     space.left - size * (ctx->mergecount + 1)});
     return 0;
 }
 
@@ -170,7 +163,7 @@ int layblocks(qha5ctx *ctx, workspace &space) {
 
 int preparemerge(qha5ctx *ctx) {
     markphase(ctx);
-    workspace space{ctx->sortnext, ctx->sortfree};
+    workspace space = arenarest(ctx);
     if (takebuffers(ctx, space) != 0 || takenodes(ctx, space) != 0 || taketext(ctx, space) != 0 ||
         chooseroutines(ctx) != 0)
         return -1;

@@ -16,8 +16,10 @@
 #include "merge/mergeselect.h"
 
 #include "merge/mergelist.h"
+#include "select/select.h"
 #include "session/qha9msg.h"
 #include "sort/record/emit.h"
+#include "sort/record/rawrecord.h"
 
 namespace kvern {
 namespace {
@@ -44,20 +46,20 @@ int32_t nextrecord(qha5ctx *ctx, uint32_t input, mergenode *node) {
     blockhdr *block = ctx->inputblocks[input];
     if (!holdsrecord(block))
         return usedup;
-    ctx->scanlimit = block->limit;
+    scanwithin(ctx, block);
     return takerecord(ctx, block, input, node);
 }
 
 int32_t nextselected(qha5ctx *ctx, uint32_t input, mergenode *node) {
     blockhdr *block = ctx->inputblocks[input];
-    ctx->scanlimit = block->limit;
+    scanwithin(ctx, block);
     while (holdsrecord(block)) {
         const int32_t dropped = ctx->selecteval(ctx, block->next);
         if (dropped < 0)
             return failed;
         if (dropped == 0)
             return takerecord(ctx, block, input, node);
-        ++ctx->selectcount;
+        countdropped(ctx);
         block->next += dropped;
     }
     return usedup;
@@ -67,12 +69,12 @@ int32_t nextselected(qha5ctx *ctx, uint32_t input, mergenode *node) {
 
 // The output block that was used up takes records again.
 void reuse(qha5ctx *ctx, blockhdr *done) {
-    ctx->getblock = done;
+    ctx->outfill = done;
     beginoutput(done);
 }
 
 void showoutput(qha5ctx *ctx) {
-    ctx->mergectl->outblock = endoutput(ctx->getblock, 0);
+    ctx->mergectl->outblock = endoutput(ctx->outfill, 0);
 }
 
 void askagain(qha5ctx *ctx, uint32_t input) {
@@ -201,7 +203,7 @@ int32_t fillstep(qha5ctx *ctx) {
     if (ctx->nodecount != 0)
         return beginsteady(ctx, order);
     control.needinput = 0; // no record in any input
-    beginoutput(ctx->getblock);
+    beginoutput(ctx->outfill);
     showoutput(ctx);
     return 0;
 }

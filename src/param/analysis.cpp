@@ -5,6 +5,7 @@
 #include "param/filelist.h"
 #include "param/levels.h"
 #include "param/options.h"
+#include "session/qha9msg.h"
 
 namespace kvern {
 
@@ -13,8 +14,7 @@ int analyse(qha5ctx *ctx, KVRNPRIM *prim, const KVRNKEY *keys, const KVRNFILE *f
     const int level = levelof(ctx->version);
     if (level == nolevel) {
         // No message speaks of it; only the detail does.
-        if (ctx->errdetail == 0)
-            ctx->errdetail = KVRN_D_VERSION;
+        notedetail(ctx, KVRN_D_VERSION);
         return -1;
     }
     ctx->level = static_cast<uint8_t>(level);

@@ -4,7 +4,7 @@
 // the library is then loaded already.
 #include "param/filelist.h"
 
-#include "param/indexedinput.h"
+#include "file/indexed/indexedinput.h"
 #include "param/tablecopy.h"
 #include "session/qha9msg.h"
 

@@ -5,9 +5,9 @@
 // bounded like a byte position: intended, callers live with it.
 #include "param/geometry.h"
 
+#include "key/keytable.h"
 #include "param/fieldspec.h"
 #include "session/arena.h"
-#include "sort/external/diskimage.h"
 
 #include <cstring>
 
@@ -201,17 +201,10 @@ int checkreconfields(qha5ctx *ctx) {
     return 0;
 }
 
-// The key table holds the prefix of 'v' in its rows already, and still the record
-// gets a word more, unused: intended, the slot count shows it.
 void settlelengths(qha5ctx *ctx) {
-    if (ctx->recform == 'r') {
+    if (ctx->recform == 'r')
         ctx->outreclen += ctx->linedlmtlen;
-        ctx->txtlenoff = ctx->intreclen;
-    }
-    if (ctx->recform != 'f')
-        ctx->intreclen += static_cast<uint32_t>(sizeof(uint32_t));
-    if (ctx->function == KVRN_SORT)
-        ctx->idxentlen = idxentrylen(ctx->keylen);
+    addlengthplace(ctx);
 }
 
 // For 'v' a field's place counts the length word while the record length does

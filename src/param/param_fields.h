@@ -8,6 +8,8 @@
 
 namespace kvern {
 
+struct filectl;
+
 // Record operation on equal keys.
 enum recfunction : uint8_t { rf_none = 0, rf_sum = 1, rf_suppress = 2 };
 
@@ -49,8 +51,13 @@ struct param_fields {
     uint32_t mergecount;
 
     // The two sides.
-    uint8_t apiinput, apioutput; // 1: through the record calls
-    uint8_t recfunc;             // recfunction
+    filectl **infiles;
+    uint32_t filecount; // of infiles
+    filectl *outfile;
+    uint8_t usefilemgr, useindexed; // kinds 2 or 19, 18 in use
+    uint8_t msgprint;               // option bit 128: messages are printed
+    uint8_t apiinput, apioutput;    // 1: through the record calls
+    uint8_t recfunc;                // recfunction
 
     // Arena copies of the caller's tables.
     KVRNRCN *reconspec;
@@ -73,7 +80,7 @@ struct param_fields {
     uint32_t summaxpos, selmaxpos, reconmaxpos; // highest byte position in use
     uint8_t reconcopies;                        // 1: a piece is copied, from reconmaxpos at most
     uint32_t selmaxlen;                         // work length of the longest selection operand
-    uint32_t reconmaxfld, selmaxfld, keymaxfld, summaxfld; // field numbers, mode 243
+    uint32_t reconmaxfld, selmaxfld, keymaxfld; // field numbers, mode 243
 };
 
 } // namespace kvern

@@ -46,7 +46,7 @@ int32_t encodeone(qha5ctx *ctx, const comparison &kind, uint8_t *dst, const oper
     const coder comparator = column < cdmodes ? kind.comparator[column] : nullptr;
     if (comparator == nullptr)
         return faillogic(ctx);
-    return comparator(ctx, dst, from.source, from.length, ascending, {mask, 0});
+    return comparator(ctx, dst, from.source, from.length, ascending, {mask, 0, 0});
 }
 
 void widenoperand(const qha5ctx *ctx, const comparison &kind, uint8_t *buffer, operand &shorter,
@@ -98,16 +98,15 @@ int32_t encodebytes(qha5ctx *ctx, const KVRNSELE &cond, const uint8_t *data) {
 // other records no text is equal to what it begins with.
 int32_t encodetexts(qha5ctx *ctx, const KVRNSELE &cond, const operand &left, const operand &right) {
     if (cond.ltype == KVRN_COLLATE)
-        return enc_none(ctx, ctx->selbufl, left.source, left.length, ascending, {nullptr, 0});
+        return enc_none(ctx, ctx->selbufl, left.source, left.length, ascending, {});
     if (cond.ltype != KVRN_CHAR)
         return faillogic(ctx);
     const uint32_t length = std::max(left.length, right.length);
-    const keyextra extra{nullptr, cond.options};
-    ctx->curfieldlen = left.length;
-    if (enc_text(ctx, ctx->selbufl, left.source, length, ascending, extra) < 0)
-        return -1;
-    ctx->curfieldlen = right.length;
-    return wholewords(ctx, enc_text(ctx, ctx->selbufr, right.source, length, ascending, extra));
+    const auto encode = [&](uint8_t *to, const operand &from) {
+        return enc_text(ctx, to, from.source, length, ascending,
+                        {nullptr, cond.options, from.length});
+    };
+    return encode(ctx->selbufl, left) < 0 ? -1 : wholewords(ctx, encode(ctx->selbufr, right));
 }
 
 } // namespace kvern

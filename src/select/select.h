@@ -22,4 +22,9 @@ inline uint64_t operandroom(const qha5ctx *ctx) {
 // selbufl and selbufr over an area of operandroom bytes, which need not be cleared.
 void layoutoperands(qha5ctx *ctx, uint8_t *area);
 
+// A record that selecteval dropped.
+inline void countdropped(qha5ctx *ctx) {
+    ++ctx->selectcount;
+}
+
 } // namespace kvern

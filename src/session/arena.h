@@ -20,6 +20,11 @@ constexpr uint64_t arenaround(uint64_t bytes) {
 // The same with message 23 and the given detail code when short.
 [[nodiscard]] uint8_t *arenaneed(qha5ctx *ctx, uint64_t bytes, uint32_t detail = KVRN_D_STORAGE);
 
+// Bytes that count as taken and serve nobody; as many must be left.
+inline void arenalose(qha5ctx *ctx, uint32_t bytes) {
+    ctx->arenafree -= bytes;
+}
+
 // A zero-ended copy of a text; null after message 23, detail 50.
 [[nodiscard]] char *arenatext(qha5ctx *ctx, const char *text);
 

@@ -15,7 +15,7 @@ bool readclock(qha5ctx *ctx, int64_t *when) {
     const platform::syserror error = platform::currenttime(when);
     if (error == 0)
         return true;
-    ctx->errnum = error;
+    notesyscode(ctx, error);
     (void)fail(ctx, msg_systemcall, 0, "time", error);
     return false;
 }

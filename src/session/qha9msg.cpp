@@ -76,8 +76,7 @@ void keep(qha5ctx *ctx, uint32_t detail, msgno message) {
 } // namespace
 
 void report(qha5ctx *ctx, uint32_t detail, msgno message, int level) {
-    if (detail != 0 && ctx->errdetail == 0)
-        ctx->errdetail = detail;
+    notedetail(ctx, detail);
     keep(ctx, detail, message);
     if (level == 0 || level > ctx->msglevel || ctx->msglevel > lv_highest)
         return;

@@ -37,6 +37,20 @@ void point(qha5ctx *ctx, msgno row, int level, values... given) {
     point(ctx, row, level);
 }
 
+// What the system told, for the messages and for whoever asks; 0: it was got round.
+inline uint32_t notesyscode(qha5ctx *ctx, uint32_t code) {
+    return ctx->errnum = code;
+}
+// What KVRNSESS.syserr is to tell.
+inline void tellsyserr(qha5ctx *ctx, uint32_t code) {
+    ctx->errno_detail = code;
+}
+// A failure of which no message speaks; the first detail stays.
+inline void notedetail(qha5ctx *ctx, uint32_t detail) {
+    if (ctx->errdetail == 0)
+        ctx->errdetail = detail;
+}
+
 // Report at level 2 and return -1, to be passed on.  failstale leaves the
 // arguments of the last report in place; the others set them.
 int failstale(qha5ctx *ctx, msgno message, uint32_t detail);

@@ -11,6 +11,7 @@
 namespace kvern {
 
 struct qha5ctx;
+struct blockhdr;
 
 // One message argument, tagged so that a format never reads the wrong kind.
 struct msgarg {
@@ -78,7 +79,6 @@ struct session_fields {
     uint32_t msgargc;
     msgarg msgarg1, msgarg2, msgarg3, msgarg4, msgarg5;
     uint8_t msglevel; // print threshold, 1 from creation
-    uint8_t msgprint; // option bit 128
 
     // Written from outside, through the control calls or the hook.
     uint32_t cancelled;   // 1: the session was asked to stop
@@ -101,6 +101,7 @@ struct session_fields {
     // set before state 1 is left.  0, or -1 with sess->detail set.  They need
     // putblock and getblock, which are null while the caller has no business
     // with that side.
+    blockhdr *putblock, *getblock;
     int (*putfn)(qha5ctx *ctx, KVRNSESS *sess);
     int (*getfn)(qha5ctx *ctx, KVRNSESS *sess);
 };

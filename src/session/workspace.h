@@ -23,6 +23,15 @@ struct workspace {
     }
 };
 
+// What the arena has left, to be divided; and what a division left over, given back.
+inline workspace arenarest(const qha5ctx *ctx) {
+    return {ctx->arenanext, ctx->arenafree};
+}
+inline void arenaleave(qha5ctx *ctx, const workspace &rest) {
+    ctx->arenanext = rest.next;
+    ctx->arenafree = rest.left;
+}
+
 // The same for `count` objects; null after message 23.
 template <typename Object>
 [[nodiscard]] Object *carve(qha5ctx *ctx, workspace &space, uint64_t count,

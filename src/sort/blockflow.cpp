@@ -8,11 +8,14 @@
 #include "sort/blockflow.h"
 
 #include "session/workspace.h"
-#include "sort/blocksize.h"
+#include "sort/external/diskimage.h"
 #include "sort/external/outlook.h"
 #include "sort/external/tempfile.h"
+#include "sort/grouping.h"
 #include "sort/phases.h"
 #include "sort/pipeline.h"
+#include "sort/record/blockshare.h"
+#include "sort/record/blocksize.h"
 #include "sort/slotintake.h"
 
 #include <algorithm>
@@ -22,7 +25,6 @@ namespace kvern {
 namespace {
 
 constexpr uint32_t storageshare = 20; // a block takes a twentieth of the storage
-constexpr uint32_t recordunit = 4;
 // Behind the name of a directory: a separator, the longest name made by the
 // system, the end.
 constexpr uint32_t generatedname = platform::maxpath + 2;
@@ -67,10 +69,10 @@ bool buildcallerblocks(qha5ctx *ctx, workspace &rest) {
     if (room == nullptr)
         return false;
     ctx->iobufcount = 1;
-    ctx->inblklen = static_cast<uint32_t>(lengths.inblklen);
-    ctx->outblklen = static_cast<uint32_t>(lengths.outblklen);
+    setblocklengths(ctx, lengths.inblklen, lengths.outblklen);
     ctx->textreadlen = static_cast<uint32_t>(lengths.textreadlen);
 
+    ctx->idxentlen = idxentrylen(ctx->keylen);
     ctx->wbsize = wbsizefor(ctx, lengths.block - sizeof(blockhdr));
     ctx->freeblocks =
         buildchain(room, ctx->iobufcount, lengths.inblklen, lengths.block - sizeof(blockhdr));
@@ -109,18 +111,11 @@ bool reservetempfiles(qha5ctx *ctx, workspace &rest) {
 }
 
 bool reservecarry(qha5ctx *ctx, workspace &rest) {
-    if (ctx->recform != 'r')
-        return true;
-    uint8_t *const room = rest.take(sizeof(carryentry) + roundup(ctx->inreclen, recordunit));
-    if (room == nullptr)
-        return false;
-    ctx->carrytab = reinterpret_cast<carryentry *>(room);
-    *ctx->carrytab = {0, reinterpret_cast<uint8_t *>(ctx->carrytab + 1)};
-    return true;
+    return ctx->recform != 'r' || layoutcarry(ctx, rest, 1);
 }
 
 bool dividestorage(qha5ctx *ctx) {
-    workspace rest{ctx->arenanext, ctx->arenafree};
+    workspace rest = arenarest(ctx);
     if (!buildcallerblocks(ctx, rest) || !buildworkblocks(ctx, rest) ||
         !reservetempfiles(ctx, rest) || !reservecarry(ctx, rest))
         return false;
@@ -150,8 +145,8 @@ blockhdr *buildblocks(qha5ctx *ctx) {
     if (setuppipeline(ctx) != 0 || provideforspill(ctx) != 0)
         return nullptr;
     ctx->intake = fillslots;
-    ctx->arenanext = ctx->sortnext;
-    ctx->arenafree = ctx->sortfree;
+    ctx->deliver = choosedeliver(ctx);
+    arenaleave(ctx, {ctx->sortnext, ctx->sortfree});
     ctx->freeblocks->state = bs_read;
     return ctx->freeblocks;
 }

@@ -5,6 +5,7 @@
 // nothing, but they leave their arguments in the context.
 #include "sort/phases.h"
 
+#include "session/counts.h"
 #include "session/phaseclock.h"
 #include "session/qha9msg.h"
 #include "sort/external/blockorder.h"
@@ -20,8 +21,7 @@ constexpr uint8_t timedlevel = 3; // message level from which phases are timed
 // The readers of text files do not count lines.
 bool countsagree(qha5ctx *ctx) {
     const uint32_t taken = ctx->selectcount + ctx->seqno;
-    if (ctx->recform == 'r' && ctx->apiinput != 1)
-        ctx->incount = taken;
+    settletaken(ctx);
     return taken == ctx->incount;
 }
 
@@ -59,7 +59,7 @@ void notetime(qha5ctx *ctx) {
     if (readclock(ctx, &when))
         point(ctx, msg_phasetime, lv_inner);
     else
-        ctx->errno_detail = ctx->errnum;
+        tellsyserr(ctx, ctx->errnum);
 }
 
 void notestrings(qha5ctx *ctx) {

@@ -23,8 +23,6 @@
 namespace kvern {
 namespace {
 
-constexpr uint32_t recordunit = 4;
-
 int layoutfields(qha5ctx *ctx, workspace &space) {
     if (ctx->fieldmode != KVRN_FIELDS)
         return 0;
@@ -60,17 +58,11 @@ int layoutheld(qha5ctx *ctx, workspace &space) {
 int layoutbuffers(qha5ctx *ctx, workspace &space) {
     if (layoutsums(ctx, space) != 0 || layoutheld(ctx, space) != 0)
         return -1;
-    // A variable record's image begins with its length word.
-    ctx->recwork =
-        carve<uint8_t>(ctx, space, roundup(ctx->outreclen, recordunit) + sizeof(uint32_t));
-    if (ctx->recwork == nullptr)
-        return -1;
-    ctx->keyscratch = carve<uint8_t>(ctx, space, ctx->keylen);
-    return ctx->keyscratch != nullptr ? 0 : -1;
+    return layoutrecordwork(ctx, space);
 }
 
 int chooseroutines(qha5ctx *ctx) {
-    ctx->encode = chooseencode(ctx);
+    wireencode(ctx);
     beginfolding(ctx);
     if (ctx->selectopt != 0)
         chooseselect(ctx);

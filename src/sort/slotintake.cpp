@@ -1,6 +1,8 @@
 #include "sort/slotintake.h"
 
+#include "select/select.h"
 #include "sort/external/stringmaker.h"
+#include "sort/record/rawrecord.h"
 
 namespace kvern {
 namespace {
@@ -10,7 +12,7 @@ bool dropped(qha5ctx *ctx, blockhdr *block, int32_t *size) {
     *size = ctx->selecteval(ctx, block->next);
     if (*size <= 0)
         return false;
-    ++ctx->selectcount;
+    countdropped(ctx);
     --block->count;
     block->next += *size;
     return true;
@@ -30,7 +32,7 @@ blockhdr *overflow(qha5ctx *ctx, blockhdr *block) {
 
 blockhdr *fillslots(qha5ctx *ctx, blockhdr *block) {
     block->iostat = io_done;
-    ctx->scanlimit = block->limit;
+    scanwithin(ctx, block);
     while (block->next < block->limit && ctx->slotused < ctx->slotcount) {
         int32_t size = 0;
         if (ctx->selectopt == 1 && dropped(ctx, block, &size))

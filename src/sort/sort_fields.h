@@ -91,12 +91,21 @@ struct sort_fields {
     uint32_t textreadlen;         // bytes asked of one line read
     carryentry *carrytab;         // one entry per input stream
     blockhdr *freeblocks;
-    blockhdr *putblock, *getblock; // current caller blocks
 
     // Consumes a block of raw records / fills a block with finished records.
     // Both return the block; iostat -1 is failure, already reported.
     blockhdr *(*intake)(qha5ctx *ctx, blockhdr *block);
     blockhdr *(*deliver)(qha5ctx *ctx, blockhdr *block);
+
+    // Builds an internal record from the raw record; returns the bytes that the
+    // record occupies in its block, -1 after reporting.  Counts seqno.
+    int32_t (*encode)(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal);
+    // End of the valid bytes of the block that `raw` lies in: searches for a
+    // delimiter stop here.  Set by whoever calls encode or selecteval.
+    const uint8_t *scanlimit;
+    uint32_t seqno;    // records encoded so far
+    uint8_t *recwork;  // one record image
+    uint32_t reconlen; // text length of the last copy-function rebuild
 
     // Work blocks.
     uint32_t wbcount, wbsize; // wbsize: whole internal records

@@ -18,7 +18,7 @@ constexpr int toomanyfiles = 24; // error number behind the status fs_failed
 // ---- failures ---------------------------------------------------------------
 
 int32_t failopen(qha5ctx *ctx, const filectl *file) {
-    ctx->errnum = static_cast<uint32_t>(platform::lasterror());
+    notesyscode(ctx, static_cast<uint32_t>(platform::lasterror()));
     return fail(ctx, msg_open, KVRN_D_OPEN, file->name, ctx->errnum);
 }
 
@@ -41,7 +41,7 @@ int32_t failstatus(qha5ctx *ctx, const filectl *file, const fmgrreply &reply) {
     if (reply.status == fs_failed && platform::lasterror() == toomanyfiles)
         return failtoomany(ctx);
     if constexpr (kind.kind == KVRN_FILE_INDEXED) {
-        ctx->errno_detail = reply.code;
+        tellsyserr(ctx, reply.code);
         return fail(ctx, msg_open, KVRN_D_FILEMANAGER, file->name);
     } else {
         return failopen(ctx, file);
@@ -186,7 +186,7 @@ int32_t fmgropening<kind>::close(qha5ctx *ctx, filectl *file) {
     fmgrreply reply;
     if (call.ask(nullptr, &reply) && reply.status == fs_done)
         return 0;
-    ctx->errnum = static_cast<uint32_t>(platform::lasterror());
+    notesyscode(ctx, static_cast<uint32_t>(platform::lasterror()));
     return fail(ctx, msg_close, KVRN_D_CLOSE, file->name, ctx->errnum);
 }
 

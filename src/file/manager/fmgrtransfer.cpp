@@ -60,12 +60,12 @@ struct variableframe {
 // ---- reading ----------------------------------------------------------------
 
 int32_t failread(qha5ctx *ctx, const filectl *file) {
-    ctx->errnum = static_cast<uint32_t>(platform::lasterror());
+    notesyscode(ctx, static_cast<uint32_t>(platform::lasterror()));
     return fail(ctx, msg_read, KVRN_D_READ, file->name, ctx->errnum);
 }
 
 int32_t failcoded(qha5ctx *ctx, const filectl *file, msgno message, const fmgrreply &reply) {
-    ctx->errno_detail = reply.code;
+    tellsyserr(ctx, reply.code);
     return fail(ctx, message, KVRN_D_FILEMANAGER, file->name);
 }
 
@@ -133,7 +133,7 @@ int32_t readblock(qha5ctx *ctx, filectl *file) {
 // ---- writing ----------------------------------------------------------------
 
 int32_t failwrite(qha5ctx *ctx, const filectl *file) {
-    ctx->errnum = static_cast<uint32_t>(platform::lasterror());
+    notesyscode(ctx, static_cast<uint32_t>(platform::lasterror()));
     return fail(ctx, msg_write, KVRN_D_WRITE, file->name, ctx->errnum);
 }
 

@@ -46,7 +46,7 @@ constexpr descrfailure writefailures[] = {
 };
 
 int32_t failrow(qha5ctx *ctx, const descrfailure &row, const char *name, int error) {
-    ctx->errnum = static_cast<uint32_t>(error);
+    notesyscode(ctx, static_cast<uint32_t>(error));
     switch (row.arguments) {
     case naming::none:
         return fail(ctx, row.message, row.detail);
@@ -74,7 +74,7 @@ int32_t failby(qha5ctx *ctx, const descrfailure (&table)[rows], const char *name
 int32_t failread(qha5ctx *ctx, const filectl *file, int error) {
     if (platform::isinterrupted(error))
         return -1;
-    ctx->errnum = static_cast<uint32_t>(error);
+    notesyscode(ctx, static_cast<uint32_t>(error));
     return fail(ctx, msg_read, KVRN_D_READ, messagename(file), ctx->errnum);
 }
 
@@ -101,7 +101,7 @@ int32_t closedescr(qha5ctx *ctx, filectl *file) {
     const int error = platform::closedescr(file->descriptor);
     if (error == 0)
         return 0;
-    ctx->errnum = static_cast<uint32_t>(error);
+    notesyscode(ctx, static_cast<uint32_t>(error));
     return fail(ctx, msg_close, KVRN_D_CLOSE, messagename(file), ctx->errnum);
 }
 

@@ -103,7 +103,7 @@ uint32_t sjis_to_jis(uint8_t *dst, const uint8_t *text, uint32_t length, uint8_t
 int32_t enc_kanji(qha5ctx *ctx, uint8_t *dst, const uint8_t *src, uint32_t length, uint8_t order,
                   const keyextra &extra) {
     const uint32_t room = 2 * length;
-    const uint32_t given = ctx->curfieldlen < length ? ctx->curfieldlen : length;
+    const uint32_t given = extra.textlength < length ? extra.textlength : length;
     const textspan text = skipblanks(src, given, extra.options);
     const uint32_t used = prepare(ctx->keyscratch, text, extra.options);
     memset(dst, 0, room);

@@ -1,4 +1,4 @@
-// Character fields of text lines.  The field has curfieldlen bytes, at most the
+// Character fields of text lines.  The field has textlength bytes, at most the
 // room of `length` bytes in the key; what is left below the text is zero, so a
 // shorter text of equal beginning comes first:
 //
@@ -81,9 +81,10 @@ void makenumber(uint8_t *slot, uint32_t room, uint32_t used) {
 }
 
 // Places the text and applies all options.  True: the slot holds a number.
-bool fillslot(const qha5ctx *ctx, uint8_t *slot, const uint8_t *src, uint32_t room, uint8_t options,
+bool fillslot(uint8_t *slot, const uint8_t *src, uint32_t room, const keyextra &extra,
               const chartable &classes) {
-    const uint32_t length = ctx->curfieldlen < room ? ctx->curfieldlen : room;
+    const uint8_t options = extra.options;
+    const uint32_t length = extra.textlength < room ? extra.textlength : room;
     const uint32_t used = placetext(slot, room, skipblanks(src, length, options), options, classes);
     if (options & KVRN_TXT_FOLD)
         foldcase(slot, room, classes);
@@ -97,9 +98,9 @@ constexpr const chartable *codeorder[] = {&TBL_A2E0T, &TBL_A2E1T, &TBL_A2E2T};
 
 } // namespace
 
-int32_t enc_text(qha5ctx *ctx, uint8_t *dst, const uint8_t *src, uint32_t length, uint8_t order,
+int32_t enc_text(qha5ctx *, uint8_t *dst, const uint8_t *src, uint32_t length, uint8_t order,
                  const keyextra &extra) {
-    fillslot(ctx, dst, src, length, extra.options, TBL_CLASS);
+    fillslot(dst, src, length, extra, TBL_CLASS);
     if (isdescending(order))
         complement(dst, length);
     return codedlength(length);
@@ -109,7 +110,7 @@ int32_t enc_text(qha5ctx *ctx, uint8_t *dst, const uint8_t *src, uint32_t length
 // (intended).
 int32_t enc_textx(qha5ctx *ctx, uint8_t *dst, const uint8_t *src, uint32_t length, uint8_t order,
                   const keyextra &extra) {
-    if (fillslot(ctx, dst, src, length, extra.options, TBL_CLASSX))
+    if (fillslot(dst, src, length, extra, TBL_CLASSX))
         return codedlength(length);
     const chartable &table = *codeorder[ctx->altmode];
     const uint8_t flip = flipoforder(order);

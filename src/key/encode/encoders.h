@@ -62,7 +62,7 @@ int32_t enc_zlead_o(qha5ctx *, uint8_t *, const uint8_t *, uint32_t, uint8_t, co
 int32_t dec_ztrail(qha5ctx *, uint8_t *, const uint8_t *, uint32_t, uint8_t, const keyextra &);
 int32_t dec_zlead(qha5ctx *, uint8_t *, const uint8_t *, uint32_t, uint8_t, const keyextra &);
 
-// Text (enc_text.cpp, enc_kanji.cpp); length is the room, curfieldlen the text
+// Text (enc_text.cpp, enc_kanji.cpp); length is the room, textlength the text
 int32_t enc_text(qha5ctx *, uint8_t *, const uint8_t *, uint32_t, uint8_t, const keyextra &);
 int32_t enc_textx(qha5ctx *, uint8_t *, const uint8_t *, uint32_t, uint8_t, const keyextra &);
 int32_t enc_kanji(qha5ctx *, uint8_t *, const uint8_t *, uint32_t, uint8_t, const keyextra &);

@@ -5,8 +5,12 @@
 namespace kvern {
 namespace {
 
+uint32_t delimiterrows(const qha5ctx *ctx) {
+    return std::max<uint32_t>(ctx->linedlmtlen, 1);
+}
+
 uint64_t rowsfor(const qha5ctx *ctx, uint32_t maxfield) {
-    return uint64_t{maxfield} + std::max<uint32_t>(ctx->linedlmtlen, 1);
+    return uint64_t{maxfield} + delimiterrows(ctx);
 }
 
 // Of a rebuilt line each piece is a field, whatever field it came from, and a key
@@ -26,6 +30,11 @@ fieldrow wholeline(const qha5ctx *ctx) {
 
 } // namespace
 
+int layoutkeyscratch(qha5ctx *ctx, workspace &space, uint32_t bytes, uint32_t detail) {
+    ctx->keyscratch = carve<uint8_t>(ctx, space, bytes, detail);
+    return ctx->keyscratch != nullptr ? 0 : -1;
+}
+
 int layoutsumtables(qha5ctx *ctx, workspace &space) {
     const uint64_t rows = rowsfor(ctx, ctx->summaxfld);
     ctx->sumfields1 = carve<fieldaddr>(ctx, space, rows * 2);
@@ -35,17 +44,20 @@ int layoutsumtables(qha5ctx *ctx, workspace &space) {
     return 0;
 }
 
+int layoutrowtables(qha5ctx *ctx, workspace &space, uint32_t spare, uint32_t detail) {
+    const auto table = [&](uint32_t maxfield) {
+        return carve<fieldrow>(ctx, space, uint64_t{maxfield} + spare, detail);
+    };
+    if (ctx->selectopt != 0 && (ctx->selfields = table(ctx->selmaxfld)) == nullptr)
+        return -1;
+    if (ctx->reconopt != 0 && (ctx->reconfields = table(ctx->reconmaxfld)) == nullptr)
+        return -1;
+    return 0;
+}
+
 int layoutfieldtables(qha5ctx *ctx, workspace &space) {
-    if (ctx->selectopt != 0) {
-        ctx->selfields = carve<fieldrow>(ctx, space, rowsfor(ctx, ctx->selmaxfld));
-        if (ctx->selfields == nullptr)
-            return -1;
-    }
-    if (ctx->reconopt != 0) {
-        ctx->reconfields = carve<fieldrow>(ctx, space, rowsfor(ctx, ctx->reconmaxfld));
-        if (ctx->reconfields == nullptr)
-            return -1;
-    }
+    if (layoutrowtables(ctx, space, delimiterrows(ctx), KVRN_D_STORAGE) != 0)
+        return -1;
     ctx->keyfields = carve<fieldrow>(ctx, space, keyrows(ctx));
     if (ctx->keyfields == nullptr)
         return -1;

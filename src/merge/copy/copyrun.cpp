@@ -10,6 +10,7 @@
 #include "merge/copy/copyrun.h"
 #include "merge/copy/copystep.h"
 #include "merge/copy/linecount.h"
+#include "session/counts.h"
 #include "session/qha9msg.h"
 #include "sort/record/rawrecord.h"
 #include "sort/record/recordform.h"
@@ -36,12 +37,6 @@ void countlines(const qha5ctx *ctx, blockhdr *block) {
     block->count = counttext(block->first, block->limit, ctx->linedlmt, ctx->linedlmtlen);
 }
 
-void followcounts(qha5ctx *ctx) {
-    ctx->intotal.follow(ctx->incount);
-    ctx->outtotal.follow(ctx->outcount);
-    ctx->droptotal.follow(ctx->selectcount);
-}
-
 // Bytes in the block, 0 at the end of the file, -1 failed.
 int32_t readcounted(qha5ctx *ctx, filectl *file, uint32_t input) {
     blockhdr *block = file->block;
@@ -49,9 +44,7 @@ int32_t readcounted(qha5ctx *ctx, filectl *file, uint32_t input) {
     if (got <= 0)
         return got;
     ctx->countblock(ctx, block);
-    ctx->incount += block->count;
-    followcounts(ctx);
-    ctx->perinput[input] += block->count;
+    countcopied(ctx, input, block->count);
     ++file->blockcount;
     block->next = block->first;
     return got;
@@ -59,7 +52,7 @@ int32_t readcounted(qha5ctx *ctx, filectl *file, uint32_t input) {
 
 int writecounted(qha5ctx *ctx) {
     filectl *file = ctx->outfile;
-    ctx->outcount += file->block->count;
+    countout(ctx, file->block->count);
     ++file->blockcount;
     return file->writefn(ctx, file) < 0 ? -1 : 0;
 }
@@ -82,7 +75,7 @@ int handover(qha5ctx *ctx, filectl *file, uint32_t input) {
 
 // Takes the padding from between the records.
 int packrecords(qha5ctx *ctx, blockhdr *in, blockhdr *out) {
-    ctx->scanlimit = in->limit;
+    scanwithin(ctx, in);
     emptyblock(out);
     for (uint32_t left = in->count; left != 0; --left) {
         uint32_t length;

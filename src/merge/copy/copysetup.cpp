@@ -7,14 +7,15 @@
 // inputs read into the one input block.
 #include "merge/copy/copy.h"
 
+#include "key/text/fieldtables.h"
 #include "key/text/textfields.h"
-#include "merge/blockshare.h"
 #include "merge/copy/copyrun.h"
 #include "select/select.h"
 #include "session/phaseclock.h"
 #include "session/workspace.h"
+#include "sort/record/blockshare.h"
+#include "sort/record/intake.h"
 #include "sort/record/rawrecord.h"
-#include "sort/record/rebuild.h"
 
 namespace kvern {
 namespace {
@@ -32,40 +33,24 @@ int nostorage(qha5ctx *ctx) {
 int layoutselection(qha5ctx *ctx, workspace &space) {
     if (ctx->selectopt == 0)
         return 0;
-    const uint64_t operands = operandroom(ctx);
-    auto *area = carve<uint8_t>(ctx, space, operands + ctx->selmaxlen, KVRN_D_SETUP);
+    auto *area = carve<uint8_t>(ctx, space, operandroom(ctx), KVRN_D_SETUP);
     if (area == nullptr)
         return -1;
     layoutoperands(ctx, area);
-    ctx->keyscratch = area + operands;
-    return 0;
-}
-
-fieldrow *carverows(qha5ctx *ctx, workspace &space, uint32_t maxfield) {
-    return carve<fieldrow>(ctx, space, uint64_t{maxfield} + 1, KVRN_D_SETUP);
+    return layoutkeyscratch(ctx, space, ctx->selmaxlen, KVRN_D_SETUP);
 }
 
 int layoutfields(qha5ctx *ctx, workspace &space) {
     if (ctx->fieldmode != KVRN_FIELDS)
         return 0;
     wirescanners(ctx);
-    if (ctx->selectopt != 0) {
-        ctx->selfields = carverows(ctx, space, ctx->selmaxfld);
-        if (ctx->selfields == nullptr)
-            return -1;
-    }
-    if (ctx->reconopt != 0) {
-        ctx->reconfields = carverows(ctx, space, ctx->reconmaxfld);
-        if (ctx->reconfields == nullptr)
-            return -1;
-    }
-    return 0;
+    return layoutrowtables(ctx, space, 1, KVRN_D_SETUP);
 }
 
 int layouttext(qha5ctx *ctx, workspace &space) {
     if (ctx->recform != 'r')
         return 0;
-    return layoutcarry(ctx, space, 1, KVRN_D_SETUP) != 0 ? -1 : layoutfields(ctx, space);
+    return layoutcarry(ctx, space, 1) ? layoutfields(ctx, space) : nostorage(ctx);
 }
 
 // ---- the two blocks ---------------------------------------------------------
@@ -92,8 +77,8 @@ int layoutblocks(qha5ctx *ctx, const workspace &space) {
     if (data < needs.in || data < needs.out)
         return nostorage(ctx);
     const bool whole = ctx->recform == 'f';
-    ctx->inblklen = whole ? rounddown(data, ctx->inreclen) : data;
-    ctx->outblklen = whole ? rounddown(data, ctx->outreclen) : data;
+    setblocklengths(ctx, whole ? rounddown(data, ctx->inreclen) : data,
+                    whole ? rounddown(data, ctx->outreclen) : data);
     blockhdr *out = layblock(space.next, ctx->outblklen);
     blockhdr *in = layblock(space.next + block, ctx->inblklen);
     ctx->outfile->block = out;
@@ -106,15 +91,14 @@ int layoutblocks(qha5ctx *ctx, const workspace &space) {
 
 int setupcopy(qha5ctx *ctx) {
     markphase(ctx);
-    ctx->reconlen = 0;
-    workspace space{ctx->sortnext, ctx->sortfree};
+    workspace space = arenarest(ctx);
     if (layoutselection(ctx, space) != 0 || layouttext(ctx, space) != 0 ||
         layoutblocks(ctx, space) != 0)
         return -1;
     if (ctx->selectopt != 0)
         chooseselect(ctx);
     if (ctx->reconopt != 0)
-        ctx->encode = chooserebuild(ctx);
+        wireencode(ctx);
     choosecopyrun(ctx);
     return 0;
 }

@@ -8,6 +8,7 @@
 // trusted: no record is looked for at or past the input block's limit.
 #include "merge/copy/copystep.h"
 
+#include "select/select.h"
 #include "session/qha9msg.h"
 #include "sort/record/rawrecord.h"
 #include "sort/record/recordform.h"
@@ -52,7 +53,7 @@ int32_t copytext(qha5ctx *ctx, const uint8_t *raw, uint8_t *to, uint32_t *placed
     uint32_t length;
     if (!takeline(ctx, raw, &length) || !linefits(ctx, length))
         return -1;
-    *placed = ctx->reconlen = length + ctx->linedlmtlen;
+    *placed = length + ctx->linedlmtlen;
     memcpy(to, raw, *placed);
     return static_cast<int32_t>(*placed);
 }
@@ -68,7 +69,7 @@ int32_t skiprejected(qha5ctx *ctx, blockhdr *in) {
         const int32_t size = ctx->selecteval(ctx, in->next);
         if (size <= 0)
             return size;
-        ++ctx->selectcount;
+        countdropped(ctx);
         --in->count;
         in->next += size;
     }
@@ -87,7 +88,7 @@ int32_t inputused(qha5ctx *ctx, const blockhdr *in, copyresult result) {
 template <recordform form, mover move, bool selecting>
 int32_t copystep(qha5ctx *ctx, blockhdr *in, blockhdr *out) {
     const uint32_t room = ctx->outreclen + (form == form_variable ? lengthword : 0);
-    ctx->scanlimit = in->limit;
+    scanwithin(ctx, in);
     for (;;) {
         if (selecting && skiprejected(ctx, in) != 0)
             return -1;

@@ -1,7 +1,7 @@
 #include "session/run/contextcreate.h"
 
+#include "param/workdirs.h"
 #include "session/pump.h"
-#include "session/run/workdirs.h"
 
 namespace kvern {
 

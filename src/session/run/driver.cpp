@@ -20,7 +20,6 @@
 #include "session/run/mergestep.h"
 #include "session/run/putrecords.h"
 #include "sort/blockflow.h"
-#include "sort/grouping.h"
 
 #include <cstring>
 
@@ -64,7 +63,6 @@ int startmanager(qha5ctx *ctx) {
 }
 
 int sortarm(qha5ctx *ctx, KVRNSESS *) {
-    ctx->deliver = choosedeliver(ctx);
     ctx->putfn = chooseput(ctx);
     ctx->getfn = chooseget(ctx);
     ctx->putblock = buildblocks(ctx);
@@ -86,8 +84,6 @@ int sortarm(qha5ctx *ctx, KVRNSESS *) {
 }
 
 int copyarm(qha5ctx *ctx, KVRNSESS *) {
-    ctx->sortnext = ctx->arenanext;
-    ctx->sortfree = ctx->arenafree;
     if (setupcopy(ctx) != 0 || runcopy(ctx) != 0)
         return -1;
     ctx->state = st_finished;

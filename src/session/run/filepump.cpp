@@ -5,7 +5,7 @@
 
 #include "file/filectl.h"
 #include "file/manager/fmgrlibrary.h"
-#include "merge/recordcounts.h"
+#include "session/counts.h"
 #include "sort/blockflow.h"
 
 namespace kvern {
@@ -48,7 +48,7 @@ int writeblocks(qha5ctx *ctx, filectl *file) {
         if (!block)
             return -1;
         file->block = block;
-        ctx->outcount += block->count;
+        countout(ctx, block->count);
         if (block->count == 0)
             return 0;
         const int32_t written = file->writefn(ctx, file);

@@ -5,6 +5,7 @@
 
 #include "key/text/textfields.h"
 #include "session/busy.h"
+#include "session/counts.h"
 #include "session/qha9msg.h"
 #include "sort/blockflow.h"
 
@@ -41,7 +42,7 @@ recordspan textrecord(const qha5ctx *ctx, const blockhdr *block) {
 
 void countout(qha5ctx *ctx, KVRNSESS *sess, uint32_t records) {
     sess->getcount += records;
-    ctx->outcount += records;
+    countout(ctx, records);
     ctx->getblock->count -= records;
 }
 

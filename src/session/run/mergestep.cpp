@@ -5,6 +5,7 @@
 
 #include "file/filectl.h"
 #include "merge/mergedrivers.h"
+#include "merge/mergeflow.h"
 #include "merge/mergeprepare.h"
 #include "session/busy.h"
 
@@ -23,28 +24,33 @@ int openfiles(qha5ctx *ctx) {
     return 0;
 }
 
+int mergeon(qha5ctx *ctx) {
+    const int result = ctx->mergefn(ctx);
+    if (result == merge_ended)
+        ctx->state = st_finished;
+    return result;
+}
+
 } // namespace
 
 int startmerge(qha5ctx *ctx, KVRNSESS *sess) {
-    ctx->sortnext = ctx->arenanext;
-    ctx->sortfree = ctx->arenafree;
     if (preparemerge(ctx) != 0)
         return -1;
     if (ctx->apiinput != 0)
         sess->mergestat = KVRN_WANTS_RECORD;
-    ctx->mergefn = choosemergedriver(ctx);
+    wiremergedriver(ctx);
     if (openfiles(ctx) != 0)
         return -1;
     ctx->state = st_mergeopen;
     if (ctx->apiinput != 0 || ctx->apioutput != 0)
         return 0;
-    return ctx->mergefn(ctx) < 0 ? -1 : 0;
+    return mergeon(ctx) < 0 ? -1 : 0;
 }
 
 int mergecall(qha5ctx *ctx, KVRNSESS *sess) {
     if (!ctx->mergefn || ctx->state != st_mergeopen || ctx->userblk != sess)
         return refusecall(ctx, sess, KVRN_D_MERGEUSE);
-    const int result = ctx->mergefn(ctx);
+    const int result = mergeon(ctx);
     return result < 0 ? callfailed(ctx, sess) : result;
 }
 

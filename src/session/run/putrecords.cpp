@@ -10,6 +10,7 @@
 
 #include "session/arena.h"
 #include "session/busy.h"
+#include "session/counts.h"
 #include "session/qha9msg.h"
 #include "session/run/filepump.h"
 #include "sort/blockflow.h"
@@ -65,11 +66,10 @@ int needroom(qha5ctx *ctx, uint64_t bytes) {
 }
 
 // Sequence numbers end where 32 bits end: better no order than a wrong one.
-int countin(qha5ctx *ctx, KVRNSESS *sess, uint32_t records) {
-    if (records > UINT32_MAX - ctx->incount)
-        return faillogic(ctx);
+int countput(qha5ctx *ctx, KVRNSESS *sess, uint32_t records) {
+    if (counttaken(ctx, records) != 0)
+        return -1;
     ctx->putblock->count += records;
-    ctx->incount += records;
     sess->putcount += records;
     return 0;
 }
@@ -139,7 +139,7 @@ int putrecord(qha5ctx *ctx, KVRNSESS *sess) {
     blockhdr *block = ctx->putblock;
     form::store(block->next, callerbytes(sess), sess->reclen);
     block->next += room;
-    return countin(ctx, sess, 1) == 0 ? 0 : callfailed(ctx, sess);
+    return countput(ctx, sess, 1) == 0 ? 0 : callfailed(ctx, sess);
 }
 
 // ---- block by block --------------------------------------------------------
@@ -159,7 +159,7 @@ int putfixedblock(qha5ctx *ctx, KVRNSESS *sess) {
         block->limit = block->next;
         from += bytes;
         left -= records;
-        if (countin(ctx, sess, records) != 0)
+        if (countput(ctx, sess, records) != 0)
             return callfailed(ctx, sess);
         if (roomin(block) < ctx->inreclen && handover(ctx) != 0)
             return callfailed(ctx, sess);
@@ -181,7 +181,7 @@ int putvariableblock(qha5ctx *ctx, KVRNSESS *sess) {
         const uint32_t bytes = length + wordbytes;
         memcpy(ctx->putblock->next, from, bytes);
         ctx->putblock->next += room;
-        if (countin(ctx, sess, 1) != 0)
+        if (countput(ctx, sess, 1) != 0)
             return callfailed(ctx, sess);
         from += bytes;
         left -= bytes;
@@ -241,7 +241,7 @@ int puttextblock(qha5ctx *ctx, KVRNSESS *sess) {
             return callfailed(ctx, sess);
         text.copy(ctx->putblock->next, at, line);
         ctx->putblock->next += line;
-        if (countin(ctx, sess, 1) != 0)
+        if (countput(ctx, sess, 1) != 0)
             return callfailed(ctx, sess);
     }
     return 0;

@@ -3,6 +3,7 @@
 
 #include "file/manager/fmgrlibrary.h"
 #include "session/busy.h"
+#include "session/counts.h"
 #include "session/qha9msg.h"
 #include "session/run/contextcreate.h"
 #include "sort/external/tempfile.h"
@@ -33,8 +34,7 @@ int closefiles(qha5ctx *ctx) {
 }
 
 void mergestatistics(qha5ctx *ctx) {
-    if (ctx->recform == 'r' && !ctx->apiinput)
-        ctx->incount = ctx->selectcount + ctx->seqno;
+    settletaken(ctx);
     point(ctx, msg_inputrecords, lv_summary, ctx->incount);
     if (ctx->selectopt)
         point(ctx, msg_filtered, lv_perfile, ctx->selectcount);
@@ -70,7 +70,6 @@ int settle(qha5ctx *ctx) {
 int removetemporaries(qha5ctx *ctx) {
     if (ctx->tempused == 0)
         return 0;
-    ctx->tempused = 0;
     return deletetempfiles(ctx);
 }
 

@@ -49,7 +49,6 @@ blockhdr *finish(qha5ctx *ctx, blockhdr *block) {
     point(ctx, msg_datablocks, lv_inner, ctx->blocksread);
     point(ctx, msg_indexblocks, lv_inner, ctx->wbcount);
     const int outcome = deletetempfiles(ctx);
-    ctx->tempused = 0;
     return leave(block, outcome == 0 ? io_done : io_failed);
 }
 

@@ -36,7 +36,7 @@ int wireoutput(qha5ctx *ctx, workspace &space) {
     ctx->lastpending = 0;
     ctx->mergeresume = 0;
     ctx->deliver = choosemerge(ctx);
-    ctx->plainemit = chooseemit(ctx);
+    wireemit(ctx);
     if (!isfolding(ctx)) {
         ctx->emit = ctx->plainemit;
         ctx->emitcounts = 1;

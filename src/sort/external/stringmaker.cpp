@@ -28,6 +28,7 @@
 // Invariants: slots in the tree, frozen slots and the champion are together N;
 // outwb has room for the image; the image is not above any record of the tree.
 #include "sort/external/stringmaker.h"
+#include "select/select.h"
 
 #include "session/qha9msg.h"
 #include "sort/external/blockindex.h"
@@ -37,6 +38,7 @@
 #include "sort/incore/losertree.h"
 #include "sort/incore/slots.h"
 
+#include "sort/record/rawrecord.h"
 #include <cassert>
 #include <cstring>
 
@@ -143,14 +145,14 @@ blockhdr *makestrings(qha5ctx *ctx, blockhdr *block) {
     const keyorder<width> order(ctx->keylen);
     const uintptr_t keytop = sizeof(slot) + (ctx->keylen > 8 ? ctx->keylen - 8 : 0);
     uint32_t leaf = tree.champion()->leaf;
-    ctx->scanlimit = block->limit;
+    scanwithin(ctx, block);
     while (block->next < block->limit) {
         if constexpr (selecting) {
             const int32_t dropped = ctx->selecteval(ctx, block->next);
             if (dropped < 0)
                 return stop(block, io_failed);
             if (dropped > 0) {
-                ++ctx->selectcount;
+                countdropped(ctx);
                 --block->count;
                 block->next += dropped;
                 continue;

@@ -113,7 +113,7 @@ int pickdirectory(qha5ctx *ctx, tempfile *record, uint32_t *room) {
         if (need > ctx->tfrecroom)
             break;
         const auto behind = static_cast<uint32_t>(need - sizeof(tempfile));
-        ctx->errnum = platform::tempname(directory, pathbehind(record), behind);
+        notesyscode(ctx, platform::tempname(directory, pathbehind(record), behind));
         if (ctx->errnum == 0) {
             record->path = pathbehind(record);
             record->dirindex = ctx->workdirpos;
@@ -156,7 +156,7 @@ int pickdefault(qha5ctx *ctx, tempfile *record, uint32_t *room) {
     if (!platform::tempdirectory(directory, sizeof directory))
         return fail(ctx, msg_tempcreate, KVRN_D_TEMPCREATE);
     const auto behind = static_cast<uint32_t>(need - sizeof(tempfile));
-    ctx->errnum = platform::tempname(directory, pathbehind(record), behind);
+    notesyscode(ctx, platform::tempname(directory, pathbehind(record), behind));
     if (ctx->errnum != 0)
         return fail(ctx, msg_tempcreate, KVRN_D_TEMPCREATE);
     record->path = pathbehind(record);
@@ -193,7 +193,7 @@ const placesource &choosesource(const qha5ctx *ctx) {
 // last: the session may yet go on, and a detail code, once set, would end it.
 int reportmissed(qha5ctx *ctx, const placesource &source, const tempfile *record,
                  platform::syserror error) {
-    ctx->errnum = error;
+    notesyscode(ctx, error);
     (void)fail(ctx, msg_open, 0, record->path, error);
     const int outcome = source.missed(ctx);
     if (outcome == 1)
@@ -206,7 +206,7 @@ void closeall(qha5ctx *ctx) {
         const platform::syserror error = platform::closefile(file->handle);
         file->handle = platform::nofile;
         if (error != 0) {
-            ctx->errnum = error;
+            notesyscode(ctx, error);
             (void)fail(ctx, msg_close, KVRN_D_CLOSE, file->path, error);
         }
     }
@@ -215,7 +215,7 @@ void closeall(qha5ctx *ctx) {
 void deletenamed(qha5ctx *ctx, const tempfile *file) {
     const platform::syserror error = platform::deletefile(file->path);
     if (error != 0) {
-        ctx->errnum = error;
+        notesyscode(ctx, error);
         (void)fail(ctx, msg_systemcall, 0, "DeleteFile", error);
     }
 }
@@ -230,7 +230,7 @@ void notetraffic(qha5ctx *ctx, const tempfile *file) {
 int newtempfile(qha5ctx *ctx) {
     const uint64_t least = arenaround(sizeof(tempfile));
     if (ctx->tfrecroom < least) {
-        ctx->errno_detail = ctx->errnum;
+        tellsyserr(ctx, ctx->errnum);
         return fail(ctx, msg_tempcreate, KVRN_D_TEMPCREATE);
     }
     auto *record = reinterpret_cast<tempfile *>(ctx->tfrecnext);
@@ -245,7 +245,7 @@ int newtempfile(qha5ctx *ctx) {
     if (error != 0)
         return reportmissed(ctx, source, record, error);
 
-    ctx->errnum = 0; // what made another place necessary is behind us
+    notesyscode(ctx, 0); // what made another place necessary is behind us
     source.took(ctx);
     if ((ctx->tmpoption & 1) != 0)
         record->deleteit = 0;
@@ -272,6 +272,7 @@ tempfile *activetempfile(qha5ctx *ctx) {
 
 int deletetempfiles(qha5ctx *ctx) {
     const uint32_t detailbefore = ctx->errdetail;
+    ctx->tempused = 0;
     point(ctx, msg_tempfiles, lv_resources, ctx->tempcount);
     closeall(ctx);
     for (const tempfile *file = ctx->tempfiles; file != nullptr; file = file->link) {

@@ -58,7 +58,7 @@ bool fits(const qha5ctx *ctx, platform::filepos place) {
 }
 
 int32_t failplace(qha5ctx *ctx, platform::syserror error) {
-    ctx->errnum = error;
+    notesyscode(ctx, error);
     (void)fail(ctx, msg_systemcall, KVRN_D_SYSTEM, "SetFilePointer", error);
     return io_failed;
 }
@@ -73,13 +73,13 @@ int32_t readinto(qha5ctx *ctx, blockhdr *wb) {
     ++ctx->tempreads;
     if (read.error == 0 && read.count == ctx->wbsize)
         return io_done;
-    ctx->errnum = read.error != 0 ? read.error : err_handleeof;
+    notesyscode(ctx, read.error != 0 ? read.error : err_handleeof);
     (void)faillogic(ctx);
     return io_failed;
 }
 
 int32_t foundfull(qha5ctx *ctx, platform::syserror error) {
-    ctx->errnum = error;
+    notesyscode(ctx, error);
     return io_full;
 }
 
@@ -97,7 +97,7 @@ int32_t writefrom(qha5ctx *ctx, blockhdr *wb) {
     }
     if (isdiskfull(written.error))
         return foundfull(ctx, written.error);
-    ctx->errnum = written.error;
+    notesyscode(ctx, written.error);
     (void)fail(ctx, msg_write, KVRN_D_TEMPWRITE, wb->file->path, written.error);
     return io_failed;
 }

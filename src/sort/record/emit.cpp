@@ -134,6 +134,10 @@ emitroutine chooseemit(const qha5ctx *ctx) {
     return chooseoutput(ctx).emit;
 }
 
+void wireemit(qha5ctx *ctx) {
+    ctx->plainemit = chooseemit(ctx);
+}
+
 deliverroutine chooseplain(const qha5ctx *ctx) {
     return chooseoutput(ctx).deliver;
 }

@@ -11,6 +11,8 @@ using deliverroutine = blockhdr *(*)(qha5ctx *ctx, blockhdr *block);
 // Puts one record at the block's next and steps next: 0 placed, 1 no room (limit
 // is then set to next), -1 failed.  The block's count is the caller's.
 [[nodiscard]] emitroutine chooseemit(const qha5ctx *ctx);
+// The same as `plainemit`.
+void wireemit(qha5ctx *ctx);
 
 // The in-core `deliver` of a sort that keeps all records, by record form.
 [[nodiscard]] deliverroutine chooseplain(const qha5ctx *ctx);

@@ -7,6 +7,7 @@
 // So a key field that lies behind the end of a short record reads zero bytes.
 #include "sort/record/intake.h"
 
+#include "key/text/fieldtables.h"
 #include "sort/record/rawrecord.h"
 #include "sort/record/rebuild.h"
 #include "sort/record/recordform.h"
@@ -14,6 +15,8 @@
 
 namespace kvern {
 namespace {
+
+constexpr uint32_t recordunit = 4;
 
 int32_t encodefixed(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
     if (!countrecord(ctx) || encoderows(ctx, raw, internal) == -1)
@@ -85,8 +88,6 @@ constexpr encodeset plainencodes[recordforms] = {
     {encodefields<true>, encodefields<false>},
 };
 
-} // namespace
-
 encoderoutine chooseencode(const qha5ctx *ctx) {
     const recordform form = formof(ctx);
     if (ctx->reconopt != 0)
@@ -95,6 +96,20 @@ encoderoutine chooseencode(const qha5ctx *ctx) {
         return ctx->keeporder != 0 ? encodeplainfixed<true> : encodeplainfixed<false>;
     const encodeset &set = plainencodes[form];
     return ctx->keygiven != 0 ? set.keyed : set.unkeyed;
+}
+
+} // namespace
+
+void wireencode(qha5ctx *ctx) {
+    ctx->encode = chooseencode(ctx);
+}
+
+int layoutrecordwork(qha5ctx *ctx, workspace &space) {
+    // A variable record's image begins with its length word.
+    ctx->recwork = carve<uint8_t>(ctx, space, roundup(ctx->outreclen, recordunit) + lengthword);
+    if (ctx->recwork == nullptr)
+        return -1;
+    return layoutkeyscratch(ctx, space, ctx->keylen, KVRN_D_STORAGE);
 }
 
 } // namespace kvern

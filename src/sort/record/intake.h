@@ -1,11 +1,13 @@
 // Raw record to internal record: the eight `encode` routines.
 #pragma once
 
-#include "sort/record/recordform.h"
+#include "session/workspace.h"
 
 namespace kvern {
 
-// The routine for the session's record form, field mode and reconstruction.
-[[nodiscard]] encoderoutine chooseencode(const qha5ctx *ctx);
+// Sets `encode` by the session's record form, field mode and reconstruction.
+void wireencode(qha5ctx *ctx);
+// Work areas of an encode, recwork and keyscratch.  0, or -1 with message 23.
+[[nodiscard]] int layoutrecordwork(qha5ctx *ctx, workspace &space);
 
 } // namespace kvern

@@ -10,6 +10,11 @@
 
 namespace kvern {
 
+// What is read next lies in this block.
+inline void scanwithin(qha5ctx *ctx, const blockhdr *block) {
+    ctx->scanlimit = block->limit;
+}
+
 constexpr uint32_t lengthword = 4; // in front of a variable record
 
 // Variable records are padded to 4 bytes in an input block, and nowhere else.

@@ -45,9 +45,8 @@ int32_t encodetextrows(qha5ctx *ctx, uint8_t *internal, Locate locate) {
     const keyentry *end = rowsend(ctx->keytable);
     for (const keyentry *row = rowsbegin(ctx->keytable); row != end; ++row) {
         const textsource source = locate(*row);
-        ctx->curfieldlen = source.length;
         if (row->encoder(ctx, internal + row->dst, source.bytes, row->len, row->order,
-                         row->extra()) == -1)
+                         row->extra(source.length)) == -1)
             return -1;
     }
     return 0;

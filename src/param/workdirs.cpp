@@ -8,9 +8,10 @@
 // aside), save the first, which only ';' may not open: intended, though a list
 // of the caller's can break the rule only by being joined to one text.
 
-#include "session/run/workdirs.h"
+#include "param/workdirs.h"
 
 #include "session/arena.h"
+#include "session/qha9msg.h"
 
 #include <cstring>
 
@@ -64,12 +65,8 @@ found fromlist(qha5ctx *ctx, KVRNSESS *sess, const KVRNFLST *list) {
 }
 
 found fromearlytext(qha5ctx *ctx, KVRNSESS *sess) {
-    if (!ctx->earlydir)
+    if (!ctx->earlydir || *ctx->earlydir == noearlytext)
         return found::no;
-    if (*ctx->earlydir == noearlytext) {
-        ctx->earlydir = nullptr;
-        return found::no;
-    }
     const size_t bytes = strlen(ctx->earlydir) + 1;
     if (bytes > ctx->arenafree)
         return refuse(sess, KVRN_D_CONTEXT);
@@ -179,11 +176,11 @@ int parseworkdirs(qha5ctx *ctx, KVRNSESS *sess) {
     const uint64_t tablebytes = uint64_t{count} * sizeof(char *);
     if (!arenatake(ctx, uint64_t{length} + 1) ||
         arenaround(tablebytes) + length + count > ctx->arenafree) {
-        ctx->msgargc = 0;
+        setargs(ctx);
         return -1; // intended: no detail
     }
     ctx->workpaths = reinterpret_cast<char **>(arenatake(ctx, tablebytes));
-    ctx->arenafree -= length; // intended: the text weighs twice
+    arenalose(ctx, length); // intended: the text weighs twice
     if (!cutentries(at, ctx->workpaths, count)) {
         sess->detail = KVRN_D_WORKDIRS;
         return -1;

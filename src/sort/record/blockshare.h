@@ -1,4 +1,4 @@
-// Pieces of the set-up that a merge and a copy share.
+// Blocks and what goes with them, as every function's set-up lays them out.
 #pragma once
 
 #include "session/workspace.h"
@@ -13,7 +13,10 @@ namespace kvern {
 // An empty block at `at` with `usable` bytes of data behind its header.
 blockhdr *layblock(uint8_t *at, uint32_t usable);
 
-// carrytab: a partial line for each of `inputs`.  0, or -1 with message 23.
-[[nodiscard]] int layoutcarry(qha5ctx *ctx, workspace &space, uint32_t inputs, uint32_t detail);
+// carrytab: a partial line for each of `inputs`.  False, without a message: no room.
+[[nodiscard]] bool layoutcarry(qha5ctx *ctx, workspace &space, uint32_t inputs);
+
+// Usable bytes of the blocks of both sides.
+void setblocklengths(qha5ctx *ctx, uint64_t in, uint64_t out);
 
 } // namespace kvern

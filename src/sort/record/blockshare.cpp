@@ -1,4 +1,4 @@
-#include "merge/blockshare.h"
+#include "sort/record/blockshare.h"
 
 #include <algorithm>
 
@@ -47,17 +47,21 @@ blockhdr *layblock(uint8_t *at, uint32_t usable) {
     return block;
 }
 
-int layoutcarry(qha5ctx *ctx, workspace &space, uint32_t inputs, uint32_t detail) {
+bool layoutcarry(qha5ctx *ctx, workspace &space, uint32_t inputs) {
     const uint64_t line = roundup(ctx->inreclen, recordunit);
-    uint8_t *table =
-        carve<uint8_t>(ctx, space, (sizeof(carryentry) + line) * uint64_t{inputs}, detail);
+    uint8_t *table = space.take((sizeof(carryentry) + line) * inputs);
     if (table == nullptr)
-        return -1;
+        return false;
     ctx->carrytab = reinterpret_cast<carryentry *>(table);
     uint8_t *lines = table + sizeof(carryentry) * inputs;
     for (uint32_t i = 0; i < inputs; i++)
         ctx->carrytab[i] = {0, lines + line * i};
-    return 0;
+    return true;
+}
+
+void setblocklengths(qha5ctx *ctx, uint64_t in, uint64_t out) {
+    ctx->inblklen = static_cast<uint32_t>(in);
+    ctx->outblklen = static_cast<uint32_t>(out);
 }
 
 } // namespace kvern

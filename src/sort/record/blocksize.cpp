@@ -5,7 +5,7 @@
 //   text       a line left over from the last read, and room to read another
 //
 // Record lengths are the caller's numbers, so all sums are made in 64 bits.
-#include "sort/blocksize.h"
+#include "sort/record/blocksize.h"
 
 #include "session/arena.h"
 
