@@ -1,6 +1,6 @@
 // Random expressions of the filter language over random records: what the engine keeps by
 // the compiled table is what the expression says.
-#include "kvern/condition.h"
+#include "kvern/syntax/condition.h"
 
 #include "handmade.h"
 #include "support/fieldvalues.h"

@@ -1,8 +1,8 @@
 // How the command ends where the system refuses: the right code, and nothing pretended.
 
 #include "commandrun.h"
-#include "kvern/cleanup.h"
-#include "kvern/details.h"
+#include "kvern/engine/details.h"
+#include "kvern/system/cleanup.h"
 
 #include <thread>
 

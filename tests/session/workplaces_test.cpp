@@ -1,6 +1,6 @@
 // Where the command lets the engine make temporary files: as often as is needed where one
 // has 4 GiB at most.
-#include "kvern/workplaces.h"
+#include "kvern/system/workplaces.h"
 
 #include <gtest/gtest.h>
 

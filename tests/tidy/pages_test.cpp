@@ -53,7 +53,7 @@ TEST(reference, every_detail_has_its_row) {
 
 TEST(reference, every_option_has_its_row) {
     const std::string command = page("docs/command.md");
-    const auto options = found(page("tools/kvern/optiontable.cpp"),
+    const auto options = found(page("tools/kvern/options/optiontable.cpp"),
                                "\"((-[a-zA-Z],)?--?[a-zA-Z-]+)\",[ \n]*(out|\\[&out)");
     EXPECT_GT(options.size(), 35U);
     for (const std::string &names : options) {
@@ -65,7 +65,7 @@ TEST(reference, every_option_has_its_row) {
 
 TEST(reference, every_message_stands_as_it_is_issued) {
     const std::string messages = page("docs/messages.md");
-    const auto texts = found(page("src/session/qha9msgt.cpp"), "\"KVERN:([0-9]+:[^\"\\\\]*)");
+    const auto texts = found(page("src/session/qha9msgt.h"), "\"KVERN:([0-9]+:[^\"\\\\]*)");
     EXPECT_EQ(texts.size(), 93U);
     for (std::string text : texts) {
         text.replace(text.find(':'), 1, " | ");

@@ -1,13 +1,13 @@
 // The command `kvern`: finds the verb, runs it, turns what it threw into a text
 // and an exit code.
 
-#include "arguments.h"
-#include "cleanup.h"
-#include "completion.h"
-#include "jobrun.h"
-#include "report.h"
-#include "streams.h"
-#include "systemargs.h"
+#include "kvern/options/arguments.h"
+#include "kvern/options/completion.h"
+#include "kvern/options/systemargs.h"
+#include "kvern/run/jobrun.h"
+#include "kvern/system/cleanup.h"
+#include "kvern/system/report.h"
+#include "kvern/system/streams.h"
 
 #include <cstring>
 #include <new>

@@ -2,7 +2,7 @@
 // The template is roff; its line @OPTIONS@ becomes the options of all commands, by
 // group.  An option that not every command has, or that means something else in one,
 // says so.
-#include "optionlist.h"
+#include "kvern/options/optionlist.h"
 
 #include <fstream>
 #include <iostream>

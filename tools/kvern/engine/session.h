@@ -1,0 +1,101 @@
+// One session of the engine: opens it, passes data through, closes it whatever
+// happens.  `detail` is looked at after every call, also where the result is 0.
+#pragma once
+
+#include "kvern.h"
+#include "kvern/engine/watch.h"
+#include "kvern/syntax/condition.h"
+#include "kvern/system/cleanup.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace command {
+
+// A block with a count and trailing entries, in memory of its own.  `Entries`
+// is the number of bytes before the first entry.
+template <typename Block, typename Entry, size_t Front>
+class tableblock {
+  public:
+    explicit tableblock(size_t count)
+        : words((Front + count * sizeof(Entry) + sizeof(Block) + sizeof(uint64_t) - 1) /
+                sizeof(uint64_t)) {
+        get()->count = static_cast<uint32_t>(count);
+    }
+    Block *get() { return reinterpret_cast<Block *>(words.data()); }
+    Block *operator->() { return get(); }
+
+  private:
+    std::vector<uint64_t> words;
+};
+using keyblock = tableblock<KVRNKEY, KVRNKEYE, offsetof(KVRNKEY, entry)>;
+using sumblock = tableblock<KVRNSUM, KVRNSUME, offsetof(KVRNSUM, entry)>;
+using selblock = tableblock<KVRNSEL, KVRNSELE, offsetof(KVRNSEL, entry)>;
+using rcnblock = tableblock<KVRNRCN, KVRNRCNE, offsetof(KVRNRCN, entry)>;
+using kindblock = tableblock<KVRNFTYP, uint8_t, offsetof(KVRNFTYP, kind)>;
+using pathblock = tableblock<KVRNFLST, const char *, offsetof(KVRNFLST, path)>;
+
+// What a session is opened with.
+struct description {
+    KVRNPRIM prim{};
+    std::string separator; // empty: white space
+    std::vector<KVRNKEYE> keys;
+    std::vector<std::string> infiles; // empty: records come by put
+    std::vector<uint8_t> inkinds;     // of each file; none: all are plain
+    std::string outfile;              // empty: records leave by get
+    std::vector<std::string> workdirs;
+    std::vector<KVRNSUME> sums;
+    std::vector<KVRNRCNE> pieces;
+    conditiontable conditions;
+    watch *watcher = nullptr; // may be null
+};
+
+// A call of the engine that failed, or ended with a detail.
+struct enginefailure {
+    const char *call;
+    uint32_t detail;
+    uint64_t syscode; // of the system, 0: none behind it
+};
+
+// Throws enginefailure, or `stopped` where the session was stopped.  That summing
+// stopped is no failure of the session: the detail goes to `sumstop`, and the rest
+// comes as it is.
+class session {
+  public:
+    session(const description &what, uint32_t &sumstop);
+    ~session();
+    session(const session &) = delete;
+    session &operator=(const session &) = delete;
+
+    void put(const void *data, uint32_t length);
+    void endinput();
+    // False at the end of the data.
+    bool get(const void **data, uint32_t *length);
+    // The same of a merge from files.
+    bool getmerged(const void **data, uint32_t *length);
+    // One step of a merge with the command at both ends: what was wanted goes in, null
+    // for the end of an input, and `data` is null where no record comes out.  False at
+    // the end of the data.
+    bool wantsinput() const { return sess.mergestat != KVRN_WANTS_NONE; }
+    size_t wanted() const { return sess.inputno; }
+    bool step(const char *input, size_t inputlength, const void **data, uint32_t *length);
+    // Ends the session.  Without this call the destructor does so, silently.
+    void close();
+
+  private:
+    KVRNLINK link{};
+    KVRNPRIM prim;
+    KVRNSESS sess{};
+    bool open = false;
+    uint32_t &sumstopped;
+    watch *watcher;
+    uint32_t unseen = 0;
+    cleanup closing{closeopen, this};
+
+    static void closeopen(void *self);
+    void look(uint32_t work);
+    void check(const char *call, int result);
+};
+
+} // namespace command

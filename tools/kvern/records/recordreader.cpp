@@ -1,0 +1,222 @@
+#include "kvern/records/recordreader.h"
+
+#include "kvern/system/report.h"
+
+#include <cstdio>
+#include <cstring>
+
+namespace command {
+
+namespace {
+
+constexpr size_t chunk = size_t{256} << 10;
+
+constexpr size_t endroom = 2; // for the end of a last line
+
+std::string hexadecimal(std::string_view bytes) {
+    std::string out;
+    for (char c : bytes) {
+        char digits[4];
+        std::snprintf(digits, sizeof digits, "%02X ", static_cast<unsigned>(c) & 0xFF);
+        out += digits;
+    }
+    if (!out.empty())
+        out.pop_back();
+    return out;
+}
+
+} // namespace
+
+void refuselongline(const std::string &line, const inputsource &source, size_t bytes) {
+    throw failure{ending::data,
+                  line + " of " + source.name() + " has more than " + std::to_string(bytes) +
+                      " bytes",
+                  "look at --eol", 88, 111};
+}
+
+void checkfeeds(const recordshape &shape, std::string_view line, uint64_t number,
+                const inputsource &source) {
+    if (shape.refusesfeeds() && line.find('\n') != std::string_view::npos)
+        throw failure{ending::data,
+                      "line " + std::to_string(number) + " of " + source.name() +
+                          " ends in a bare line feed, the lines before it in CR LF",
+                      "make the ends alike, or say what ends a line: --eol lf or --eol crlf"};
+}
+
+recordreader::recordreader(inputsource &from, const recordshape &form)
+    : source(from), shape(form), buffer(chunk + endroom, '\0'), count(from.skippedrecords()),
+      nextplace(from.skipped()), blockleft(from.blockrest()) {}
+
+std::string recordreader::whichrecord() const {
+    return shape.word() + (" " + std::to_string(count) + " of " + source.name()) + " (offset " +
+           std::to_string(place) + ")";
+}
+
+std::string_view recordreader::data() const {
+    if (shape.kind == formkind::text)
+        return raw().substr(0, length - endbytes(shape.end).size());
+    return shape.kind == formkind::variable ? raw().substr(shape.frame->prefix) : raw();
+}
+
+bool recordreader::fill() {
+    if (atend)
+        return false;
+    if (at > 0) {
+        std::memmove(buffer.data(), buffer.data() + at, stop - at);
+        stop -= at;
+        at = 0;
+    }
+    if (stop + chunk / 2 > buffer.size() - endroom)
+        buffer.resize(2 * buffer.size());
+    const size_t got = source.read(buffer.data() + stop, buffer.size() - endroom - stop);
+    atend = got == 0;
+    stop += got;
+    return got > 0;
+}
+
+bool recordreader::need(size_t bytes) {
+    while (stop - at < bytes)
+        if (!fill())
+            return false;
+    return true;
+}
+
+bool recordreader::give(size_t bytes) {
+    first = at;
+    length = bytes;
+    at += bytes;
+    place = nextplace;
+    nextplace += bytes;
+    ++count;
+    return true;
+}
+
+bool recordreader::next() {
+    switch (shape.kind) {
+    case formkind::fixed:
+        return nextfixed();
+    case formkind::variable:
+        return nextvariable();
+    case formkind::text:
+        return nextline();
+    }
+    return false;
+}
+
+bool recordreader::nextfixed() {
+    if (need(shape.length))
+        return give(shape.length);
+    if (stop == at)
+        return false;
+    incomplete = true;
+    if (forgiving)
+        return false;
+    throw failure{ending::data,
+                  source.name() + " ends inside record " + std::to_string(count + 1) + ", after " +
+                      std::to_string(stop - at) + " of " + plural(shape.length, "byte"),
+                  "look at --fixed"};
+}
+
+std::string recordreader::placenow() const {
+    const size_t shown = std::min<size_t>(stop - at, shape.frame->prefix);
+    return " at offset " + std::to_string(nextplace) + ", where " +
+           (blockleft == 0 && shape.frame->blocked ? "the block of " : "") + "record " +
+           std::to_string(count + 1) +
+           " should begin: " + hexadecimal(std::string_view(buffer.data() + at, shown));
+}
+
+void recordreader::failprefix(const std::string &why) const {
+    const char *name = shape.frame->blocked ? "rdw" : shape.frame->name;
+    throw failure{ending::data, source.name() + ": no " + name + " prefix" + placenow(), why, 88,
+                  111};
+}
+
+void recordreader::failblock(const std::string &why) const {
+    throw failure{ending::data, source.name() + ": no block" + placenow(), why, 88, 111};
+}
+
+// Behind the prefix of the next block, which is there as a whole; false at the end.
+bool recordreader::enterblock() {
+    const framing &frame = *shape.frame;
+    if (!need(frame.prefix)) {
+        if (stop == at)
+            return false;
+        failblock("the input ends there");
+    }
+    uint32_t bytes;
+    if (!readprefix(frame, buffer.data() + at, bytes))
+        failblock("look at --framing");
+    if (bytes == 0)
+        failblock("it holds no record; look at --framing");
+    if (frame.prefix + bytes > longestblock)
+        failblock("blocks have at most " + std::to_string(longestblock) +
+                  " bytes; look at --framing");
+    if (!need(size_t{frame.prefix} + bytes))
+        failblock("of " + plural(bytes, "byte") + " behind it the input has " +
+                  std::to_string(stop - at - frame.prefix));
+    at += frame.prefix;
+    nextplace += frame.prefix;
+    blockleft = bytes;
+    source.sawblock(frame.prefix + bytes);
+    return true;
+}
+
+bool recordreader::nextvariable() {
+    const framing &frame = *shape.frame;
+    if (frame.blocked && blockleft == 0 && !enterblock())
+        return false;
+    if (!need(frame.prefix)) {
+        if (stop == at)
+            return false;
+        failprefix("the input ends there; look at --framing");
+    }
+    uint32_t bytes;
+    const bool prefixed = readprefix(frame, buffer.data() + at, bytes);
+    if (frame.blocked && (!prefixed || frame.prefix + bytes > blockleft))
+        failprefix("it has to lie in its block whole, as records in segments do not");
+    if (!prefixed)
+        failprefix("look at --framing");
+    if (bytes > shape.length)
+        failprefix("a length of " + std::to_string(bytes) + " passes --variable " +
+                   std::to_string(shape.length) + "; look at --framing too");
+    if (!need(size_t{frame.prefix} + bytes))
+        failprefix("of " + plural(bytes, "byte") + " behind it the input has " +
+                   std::to_string(stop - at - frame.prefix));
+    blockleft -= frame.blocked ? frame.prefix + bytes : 0;
+    return give(size_t{frame.prefix} + bytes);
+}
+
+bool recordreader::nextline() {
+    const std::string_view mark = endbytes(shape.end);
+    size_t seen = 0; // bytes behind `at` that hold no end
+    for (;;) {
+        const std::string_view text(buffer.data(), stop);
+        const size_t found =
+            mark.size() == 1 ? text.find(mark[0], at + seen) : text.find(mark, at + seen);
+        if (found != std::string_view::npos) {
+            checkfeeds(shape, text.substr(at, found - at), count + 1, source);
+            return give(found - at + mark.size());
+        }
+        const size_t waiting = stop - at;
+        seen = waiting < mark.size() ? 0 : waiting - mark.size() + 1;
+        if (waiting > longestkept) {
+            checkfeeds(shape, text.substr(at), count + 1, source);
+            refuselongline("line " + std::to_string(count + 1), source, waiting);
+        }
+        if (fill())
+            continue;
+        if (stop == at)
+            return false;
+        mark.copy(buffer.data() + stop, mark.size()); // the last line's end
+        stop += mark.size();
+    }
+}
+
+void eachline(inputsource &source, const recordshape &shape,
+              const std::function<void(std::string_view)> &each) {
+    recordreader reader(source, shape);
+    while (reader.next())
+        each(reader.data());
+}
+
+} // namespace command

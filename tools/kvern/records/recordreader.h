@@ -1,0 +1,68 @@
+// Records of one input, one after the other, in whatever form they lie there.
+#pragma once
+
+#include "kvern/records/framing.h"
+#include "kvern/records/inputs.h"
+
+#include <functional>
+
+namespace command {
+
+// More than the engine can sort by far; a longer line is not kept to be measured.
+constexpr size_t longestkept = size_t{4} << 20;
+[[noreturn]] void refuselongline(const std::string &line, const inputsource &source, size_t bytes);
+// Throws where a line that should end in CR LF holds a bare line feed.
+void checkfeeds(const recordshape &shape, std::string_view line, uint64_t number,
+                const inputsource &source);
+
+class recordreader {
+  public:
+    recordreader(inputsource &from, const recordshape &form);
+
+    // False at the end.  Throws the failure of what is no record of the form.
+    bool next();
+    // Until the next call: the data, and all bytes that the record takes in the file.  A
+    // last line has its end in memory also where the file lacks it.
+    std::string_view data() const;
+    std::string_view raw() const { return {buffer.data() + first, length}; }
+    uint64_t number() const { return count; } // from 1
+    uint64_t offset() const { return place; } // of raw() in the file
+    // What was read and not given yet.
+    std::string_view rest() const { return {buffer.data() + at, stop - at}; }
+    // Of the block that the record lies in, behind it.
+    uint32_t blockrest() const { return blockleft; }
+    // Fixed records: the last one is not whole, and is left out.
+    void forgivetorn() { forgiving = true; }
+    bool torn() const { return incomplete; }
+
+    // "record 17 of vb.bin (offset 1280)"
+    std::string whichrecord() const;
+
+  private:
+    inputsource &source;
+    recordshape shape;
+    bool forgiving = false, incomplete = false;
+    std::string buffer;
+    size_t at = 0, stop = 0; // bytes that wait
+    size_t first = 0, length = 0;
+    uint64_t count = 0, place = 0, nextplace = 0;
+    uint32_t blockleft = 0;
+    bool atend = false;
+
+    bool fill(); // more bytes behind `stop`; false: there are none
+    bool need(size_t bytes);
+    bool give(size_t bytes);
+    bool nextfixed();
+    bool nextvariable();
+    bool nextline();
+    bool enterblock();
+    [[noreturn]] void failprefix(const std::string &why) const;
+    [[noreturn]] void failblock(const std::string &why) const;
+    std::string placenow() const;
+};
+
+// Runs `each` over the lines of a source, without their ends.
+void eachline(inputsource &source, const recordshape &shape,
+              const std::function<void(std::string_view)> &each);
+
+} // namespace command

@@ -1,0 +1,159 @@
+#include "kvern/syntax/recordsyntax.h"
+
+#include "kvern.h"
+
+#include "kvern/syntax/fieldtypes.h"
+#include "kvern/syntax/literals.h"
+#include "kvern/system/report.h"
+
+#include <cctype>
+
+namespace command {
+
+namespace {
+
+constexpr const char *columnform = "a sum is POS,LEN,TYPE with type zd pd bi fi, as 30,6,pd";
+constexpr const char *textform = "in columns of text a sum is POS,LEN, as 30,6";
+constexpr const char *fieldform = "a sum is F[:WIDTH], as 3:12";
+constexpr const char *option = "--rebuild";
+constexpr uint32_t longesttext = 256;
+constexpr uint32_t longestpiece = 32716; // bytes of a record
+
+// F[:WIDTH] from `at` on, which is moved behind it.
+void takenumbered(const std::string &what, const std::string &text, size_t &at, const char *form,
+                  uint32_t &position, uint32_t &length) {
+    const std::string field = digitsat(text, at);
+    at += field.size();
+    position = parseposition(what, field, form);
+    length = 0;
+    if (at == text.size() || text[at] != ':')
+        return;
+    const std::string width = digitsat(text, ++at);
+    at += width.size();
+    length = parselength(what, width, form);
+}
+
+class pieces {
+  public:
+    pieces(const std::string &spec, bool numbered, bool inebcdic, const layout &named)
+        : text(spec), byfield(numbered), ebcdic(inebcdic), names(named) {}
+
+    std::vector<rebuildpiece> run() {
+        std::vector<rebuildpiece> all;
+        for (skipblanks(); at < text.size(); skipblanks())
+            all.push_back(next());
+        if (all.empty())
+            refuseat(option, text, at, "a piece is missing here");
+        return all;
+    }
+
+  private:
+    const std::string &text;
+    bool byfield, ebcdic;
+    const layout &names;
+    size_t at = 0;
+
+    void skipblanks() {
+        while (at < text.size() && std::isspace(static_cast<unsigned char>(text[at])))
+            ++at;
+    }
+    rebuildpiece next() {
+        rebuildpiece out;
+        literaltext literal;
+        const size_t from = at;
+        out.literal = readliteral(option, text, at, ebcdic, literal);
+        if (out.literal) {
+            repeat(literal.bytes, out.bytes);
+            if (out.bytes.empty())
+                refuseat(option, text, from, "an empty text is no piece");
+            out.length = static_cast<uint32_t>(out.bytes.size());
+        } else if (const std::string name = nameat(text, at); !name.empty()) {
+            takename(name, out);
+        } else if (byfield) {
+            takefield(out);
+        } else {
+            takeplace(out);
+        }
+        if (at < text.size() && !std::isspace(static_cast<unsigned char>(text[at])))
+            refuseat(option, text, at, "a blank is missing here");
+        return out;
+    }
+    void repeat(const std::string &once, std::string &out) {
+        uint32_t times = 1;
+        if (at < text.size() && text[at] == '*') {
+            const std::string digits = digitsat(text, ++at);
+            if (!parsenumber(digits, &times) || times == 0 || times > longestpiece)
+                refuseat(option, text, at, "a number of times is missing here");
+            at += digits.size();
+        }
+        if (uint64_t{times} * once.size() > longestpiece)
+            refuseat(option, text, at, "this is longer than a record can be");
+        while (times-- > 0)
+            out += once;
+    }
+    // Of POS,LEN,TYPE the type says nothing here.
+    void takename(const std::string &name, rebuildpiece &out) {
+        const std::string *field = names.find(name);
+        if (!field)
+            names.failname(option, name);
+        const size_t type = field->find(',', field->find(',') + 1);
+        const std::string place = (*field)[0] == '$' ? *field : field->substr(0, type);
+        out = pieces(place, byfield, ebcdic, names).next();
+        at += name.size();
+    }
+    void takefield(rebuildpiece &out) {
+        if (text[at] != '$')
+            refuseat(option, text, at, "a piece is $F[:WIDTH] or a literal");
+        takenumbered(option, text, ++at, "a piece is $F[:WIDTH]", out.position, out.length);
+    }
+    void takeplace(rebuildpiece &out) {
+        const char *form = "a piece is POS,LEN or a literal, as 1,10 \"  \" 41,20";
+        const std::string place = digitsat(text, at);
+        if (place.empty() || text.compare(at + place.size(), 1, ",") != 0)
+            refuseat(option, text, at, "a piece is POS,LEN or a literal");
+        at += place.size() + 1;
+        const std::string length = digitsat(text, at);
+        at += length.size();
+        out.position = parseposition(option, place, form);
+        out.length = parselength(option, length, form);
+    }
+};
+
+} // namespace
+
+sumspec parsesum(const std::string &text, size_t number, bool istext, bool byfield) {
+    sumspec sum;
+    sum.name = "sum " + std::to_string(number) + " (" + text + ")";
+    sum.type = KVRN_CHAR;
+    if (byfield) {
+        size_t at = 0;
+        takenumbered(sum.name, text, at, fieldform, sum.position, sum.length);
+        if (at != text.size() || sum.length > longesttext)
+            refuse(sum.name + " is no field", fieldform);
+        return sum;
+    }
+    const char *form = istext ? textform : columnform;
+    const std::vector<std::string> parts = splitcommas(text);
+    if (parts.size() != (istext ? 2u : 3u))
+        refuse(sum.name + " is no field", form);
+    sum.position = parseposition(sum.name, parts[0], form);
+    sum.length = parselength(sum.name, parts[1], form);
+    if (istext) {
+        if (sum.length > longesttext)
+            refuse(sum.name + ": a number has at most 256 bytes", form);
+        return sum;
+    }
+    const fieldtype *type = findtype(parts[2]);
+    if (!type || type->summost == 0)
+        refuse(sum.name + ": " + quoted(parts[2]) + " is no type that sums", form);
+    checklength(sum.name, *type, sum.length, type->summost, form);
+    sum.type = type->code;
+    return sum;
+}
+
+std::vector<rebuildpiece> parserebuild(const std::string &text, bool byfield, bool ebcdic,
+                                       const layout &names) {
+    return pieces(text, byfield, ebcdic, names).run();
+}
+
+} // namespace command

@@ -1,0 +1,337 @@
+#include "kvern/system/streams.h"
+
+#include "kvern/system/report.h"
+
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#if defined(_WIN32)
+#include <io.h>
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+#else
+#include <sys/resource.h>
+#include <unistd.h>
+#endif
+
+namespace command {
+
+namespace {
+
+volatile std::sig_atomic_t signalled = 0;
+
+// A signal may come just before a wait that it should end: from the first one on they
+// come again and again.
+extern "C" void onsignal(int) {
+    signalled = 1;
+#if !defined(_WIN32)
+    alarm(1);
+#endif
+}
+
+// One call moves at most this much; the calls of one system count in int.
+constexpr size_t largestmove = size_t{1} << 30;
+
+size_t bounded(size_t length) {
+    return length < largestmove ? length : largestmove;
+}
+
+#if defined(_WIN32)
+using statblock = struct __stat64;
+int statpath(const char *path, statblock *out) {
+    return _stat64(path, out);
+}
+int statdescr(int descriptor, statblock *out) {
+    return _fstat64(descriptor, out);
+}
+int openread(const char *path) {
+    return _open(path, _O_RDONLY | _O_BINARY);
+}
+int openwrite(const char *path) {
+    return _open(path, _O_WRONLY | _O_BINARY);
+}
+fileidentity identityof(HANDLE file) {
+    BY_HANDLE_FILE_INFORMATION its;
+    if (file == INVALID_HANDLE_VALUE || GetFileType(file) != FILE_TYPE_DISK ||
+        !GetFileInformationByHandle(file, &its))
+        return {};
+    return {true, true, its.dwVolumeSerialNumber,
+            uint64_t{its.nFileIndexHigh} << 32 | its.nFileIndexLow};
+}
+fileidentity identitypath(const char *path) {
+    const HANDLE file = CreateFileA(path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                    nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    const fileidentity found = identityof(file);
+    if (file != INVALID_HANDLE_VALUE)
+        CloseHandle(file);
+    return found;
+}
+fileidentity identitydescr(int descriptor) {
+    return identityof(reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)));
+}
+size_t countfree(size_t wanted) {
+    constexpr size_t most = 480; // of the 512 that the C library opens
+    return wanted < most ? wanted : most;
+}
+bool opentowrite(int) {
+    return true;
+}
+bool terminal(int descriptor) {
+    return _isatty(descriptor) != 0;
+}
+int64_t seek(int descriptor, int64_t to, int whence) {
+    return _lseeki64(descriptor, to, whence);
+}
+int64_t readonce(int descriptor, void *to, size_t room) {
+    return _read(descriptor, to, static_cast<unsigned>(room));
+}
+int64_t writeonce(int descriptor, const void *from, size_t length) {
+    return _write(descriptor, from, static_cast<unsigned>(length));
+}
+int closeonce(int descriptor) {
+    return _close(descriptor);
+}
+#else
+using statblock = struct stat;
+int statpath(const char *path, statblock *out) {
+    return stat(path, out);
+}
+int statdescr(int descriptor, statblock *out) {
+    return fstat(descriptor, out);
+}
+int openread(const char *path) {
+    return open(path, O_RDONLY | O_CLOEXEC);
+}
+int openwrite(const char *path) {
+    return open(path, O_WRONLY | O_CLOEXEC | O_NOCTTY);
+}
+fileidentity identityof(const struct stat &its) {
+    return {true, S_ISREG(its.st_mode) || S_ISBLK(its.st_mode), its.st_dev, its.st_ino};
+}
+fileidentity identitypath(const char *path) {
+    struct stat its;
+    return stat(path, &its) == 0 ? identityof(its) : fileidentity{};
+}
+fileidentity identitydescr(int descriptor) {
+    struct stat its;
+    return fstat(descriptor, &its) == 0 ? identityof(its) : fileidentity{};
+}
+size_t countfree(size_t wanted) {
+    struct rlimit limit;
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return wanted;
+    size_t found = 0;
+    for (rlim_t one = 0; one < limit.rlim_cur && one < INT_MAX && found < wanted; ++one)
+        found += fcntl(static_cast<int>(one), F_GETFD) < 0 ? 1 : 0;
+    return found;
+}
+bool opentowrite(int descriptor) {
+    const int flags = fcntl(descriptor, F_GETFL);
+    return flags >= 0 && (flags & O_ACCMODE) != O_RDONLY;
+}
+bool terminal(int descriptor) {
+    return isatty(descriptor) == 1;
+}
+// A standard stream that is closed would lend its number to the next file: one that
+// cannot be read or written takes its place.
+void fillclosed() {
+    constexpr int wrongways[] = {O_WRONLY, O_RDONLY, O_RDONLY};
+    for (int descriptor = 0; descriptor < 3; ++descriptor)
+        if (fcntl(descriptor, F_GETFD) < 0)
+            static_cast<void>(open("/dev/null", wrongways[descriptor]));
+}
+// Fewer, longer turns between the programs on both ends of a pipe.  Where the system
+// knows no sizes or the user has used up his share, it stays as it is.
+void widenpipe(int descriptor) {
+#if defined(F_SETPIPE_SZ)
+    constexpr int size = 1 << 20;
+    struct stat its;
+    if (fstat(descriptor, &its) == 0 && S_ISFIFO(its.st_mode))
+        static_cast<void>(fcntl(descriptor, F_SETPIPE_SZ, size));
+#else
+    static_cast<void>(descriptor);
+#endif
+}
+int64_t seek(int descriptor, int64_t to, int whence) {
+    return lseek(descriptor, static_cast<off_t>(to), whence);
+}
+int64_t readonce(int descriptor, void *to, size_t room) {
+    return read(descriptor, to, room);
+}
+int64_t writeonce(int descriptor, const void *from, size_t length) {
+    return write(descriptor, from, length);
+}
+int closeonce(int descriptor) {
+    return close(descriptor);
+}
+#endif
+
+filefacts factsof(const statblock &block) {
+    const auto mode = block.st_mode & S_IFMT;
+    if (mode == S_IFREG)
+        return {filesort::regular, static_cast<uint64_t>(block.st_size), ""};
+    return {mode == S_IFDIR ? filesort::directory : filesort::stream, 0, ""};
+}
+
+// Does what may wait; throws `stopped` where that is wanted meanwhile.
+template <class Call>
+auto patiently(Call call) {
+    for (;;) {
+        if (stopwanted())
+            throw stopped{};
+        const auto result = call();
+        if (result >= 0 || errno != EINTR)
+            return result;
+    }
+}
+
+bool isfull(int error) {
+#if defined(EDQUOT)
+    if (error == EDQUOT)
+        return true;
+#endif
+    return error == ENOSPC || error == EFBIG;
+}
+
+} // namespace
+
+void usebinarystreams() {
+#if defined(_WIN32)
+    _setmode(standardinput, _O_BINARY);
+    _setmode(standardoutput, _O_BINARY);
+#else
+    fillclosed();
+    widenpipe(standardinput);
+    widenpipe(standardoutput);
+#endif
+}
+
+filefacts inspect(const std::string &path) {
+    statblock block;
+    if (statpath(path.c_str(), &block) != 0)
+        return {filesort::missing, 0, systemerror()};
+    return factsof(block);
+}
+
+filefacts inspect(int descriptor) {
+    statblock block;
+    if (statdescr(descriptor, &block) != 0)
+        return {filesort::missing, 0, systemerror()};
+    filefacts facts = factsof(block);
+    if (facts.sort == filesort::regular) {
+        const int64_t place = position(descriptor);
+        if (place < 0)
+            return {filesort::missing, 0, systemerror()};
+        facts.size -=
+            static_cast<uint64_t>(place) < facts.size ? static_cast<uint64_t>(place) : facts.size;
+    }
+    return facts;
+}
+
+fileidentity identify(const std::string &path) {
+    return identitypath(path.c_str());
+}
+
+fileidentity identify(int descriptor) {
+    return identitydescr(descriptor);
+}
+
+bool iswritable(int descriptor) {
+    return opentowrite(descriptor);
+}
+
+int openinput(const std::string &path) {
+    return patiently([&] { return openread(path.c_str()); });
+}
+
+int openstream(const std::string &path) {
+    return patiently([&] { return openwrite(path.c_str()); });
+}
+
+void closeinput(int descriptor) {
+    closeonce(descriptor);
+}
+
+int64_t readsome(int descriptor, void *to, size_t room) {
+    return patiently([&] { return readonce(descriptor, to, bounded(room)); });
+}
+
+int64_t position(int descriptor) {
+    return seek(descriptor, 0, SEEK_CUR);
+}
+
+bool goback(int descriptor, int64_t place) {
+    return seek(descriptor, place, SEEK_SET) == place;
+}
+
+size_t freedescriptors(size_t wanted) {
+    return countfree(wanted);
+}
+
+bool isterminal(int descriptor) {
+    return terminal(descriptor);
+}
+
+void writefile(int descriptor, const std::string &path, const void *from, size_t length) {
+    auto next = static_cast<const char *>(from);
+    while (length > 0) {
+        const int64_t count =
+            patiently([&] { return writeonce(descriptor, next, bounded(length)); });
+        if (count < 0 && errno == EPIPE)
+            throw stopped{};
+        if (count <= 0) // no error and no progress: it takes no more
+            failsystem(count == 0 ? ENOSPC : errno, path);
+        next += count;
+        length -= static_cast<size_t>(count);
+    }
+}
+
+void saydirectly(const char *text) {
+    size_t left = std::strlen(text);
+    int64_t count;
+    while (left != 0 && (count = writeonce(standarderror, text, left)) > 0) {
+        text += count;
+        left -= static_cast<size_t>(count);
+    }
+}
+
+std::string systemerror() {
+    return std::strerror(errno);
+}
+
+void failsystem(int code, const std::string &path, const std::string &advice) {
+    throw failure{isfull(code) ? ending::room : ending::file, path + ": " + std::strerror(code),
+                  advice};
+}
+
+void catchsignals() {
+#if defined(_WIN32)
+    std::signal(SIGINT, onsignal);
+    std::signal(SIGTERM, onsignal);
+#else
+    // Not restarted, so that a wait for input ends with the signal.
+    struct sigaction action = {};
+    action.sa_handler = onsignal;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGALRM, &action, nullptr);
+    struct sigaction held = {};
+    if (sigaction(SIGHUP, nullptr, &held) == 0 && held.sa_handler != SIG_IGN) // nohup
+        sigaction(SIGHUP, &action, nullptr);
+    std::signal(SIGPIPE, SIG_IGN); // a closed pipe is an error of the write
+    std::signal(SIGXFSZ, SIG_IGN); // and so is a file that would become too large
+#endif
+}
+
+bool stopwanted() {
+    return signalled != 0;
+}
+
+} // namespace command
