@@ -125,7 +125,7 @@ int keytablebuilder::begin(uint32_t keys, uint32_t sums) {
     uint8_t *area = arenaneed(ctx, bytes);
     if (area == nullptr)
         return -1;
-    std::memset(area, 0, static_cast<size_t>(bytes));
+    memset(area, 0, static_cast<size_t>(bytes));
     ctx->keytable = reinterpret_cast<keytab *>(area);
     keysleft = keys != 0 ? keys : 1;
     if (ctx->keeporder != 0) {

@@ -97,7 +97,7 @@ uint64_t tempfilebudget(const qha5ctx *ctx) {
         size_t longest = 0;
         for (uint32_t i = 0; i < ctx->workdircount; i++)
             if (ctx->workpaths[i] != nullptr)
-                longest = std::max(longest, std::strlen(ctx->workpaths[i]));
+                longest = std::max(longest, strlen(ctx->workpaths[i]));
         record += longest + generatedname;
     }
     return arenaround(record) * tempfileroom;

@@ -17,7 +17,7 @@ namespace kvern {
 namespace {
 
 const uint8_t *findbyte(const uint8_t *from, const uint8_t *end, uint8_t byte) {
-    return static_cast<const uint8_t *>(std::memchr(from, byte, static_cast<size_t>(end - from)));
+    return static_cast<const uint8_t *>(memchr(from, byte, static_cast<size_t>(end - from)));
 }
 
 // A text of `length` bytes in [from, end), or null.
@@ -30,7 +30,7 @@ const uint8_t *findtext(const uint8_t *from, const uint8_t *end, const uint8_t *
     const uint8_t *const last = end - (length - 1); // behind the last place it fits
     for (; from < last; from++) {
         from = findbyte(from, last, *text);
-        if (from == nullptr || std::memcmp(from, text, length) == 0)
+        if (from == nullptr || memcmp(from, text, length) == 0)
             return from;
     }
     return nullptr;
@@ -78,7 +78,7 @@ struct dbcsseparator : separator {
     using separator::separator;
 
     bool stands(const uint8_t *at, const uint8_t *end) const {
-        return end - at >= static_cast<ptrdiff_t>(length) && std::memcmp(at, text, length) == 0;
+        return end - at >= static_cast<ptrdiff_t>(length) && memcmp(at, text, length) == 0;
     }
     const uint8_t *next(const uint8_t *from, const uint8_t *end) const {
         while (from < end) {

@@ -99,7 +99,7 @@ int32_t foldplaces(qha5ctx *ctx, uint8_t *first, const uint8_t *second) {
     }
     sum = ctx->sumbuf;
     for (const sumrow *row = ctx->sumspec->entry; row != end; sum += row->length, row++)
-        std::memcpy(first + row->position, sum, row->length);
+        memcpy(first + row->position, sum, row->length);
     return folded;
 }
 
@@ -162,7 +162,7 @@ void widen(qha5ctx *ctx, uint8_t *text, uint32_t length) {
         if (field.userword == 0)
             continue;
         const auto behind = static_cast<uint32_t>(field.start - text) + field.length;
-        std::memmove(text + behind + field.userword, text + behind, length + shift - behind);
+        memmove(text + behind + field.userword, text + behind, length + shift - behind);
         shift += field.userword;
     }
 }
@@ -183,11 +183,11 @@ int32_t foldnumbered(qha5ctx *ctx, uint8_t *first, const uint8_t *second) {
     uint8_t *const text = first + ctx->txtdataoff;
     widen(ctx, text, length);
     const auto newlength = static_cast<uint32_t>(length + grown);
-    std::memcpy(first + ctx->txtlenoff, &newlength, sizeof newlength);
+    memcpy(first + ctx->txtlenoff, &newlength, sizeof newlength);
     const sumrow *const end = rowsend(ctx->sumspec);
     const uint8_t *sum = ctx->sumbuf;
     for (const sumrow *row = ctx->sumspec->entry; row != end; sum += row->length, row++)
-        std::memcpy(text + (ctx->sumfields1[row->position].start - text), sum, row->length);
+        memcpy(text + (ctx->sumfields1[row->position].start - text), sum, row->length);
     return folded;
 }
 

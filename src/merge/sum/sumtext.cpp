@@ -54,7 +54,7 @@ bool scan(number &found, textnumber text) {
 int comparemagnitudes(const number &a, const number &b) {
     if (a.count != b.count)
         return a.count < b.count ? -1 : 1;
-    return std::memcmp(a.digits, b.digits, a.count);
+    return memcmp(a.digits, b.digits, a.count);
 }
 
 // a + factor * b, with leading zeros behind the mark.  A number of a sum with a mark
@@ -88,7 +88,7 @@ addresult add_text(uint8_t *sum, uint32_t length, textnumber a, textnumber b) {
     second.skipzeros();
     const int order = comparemagnitudes(first, second);
     if (order == 0) {
-        std::memset(sum, '0', length);
+        memset(sum, '0', length);
         return sum_done;
     }
     const number &larger = order > 0 ? first : second;

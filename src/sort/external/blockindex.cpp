@@ -29,7 +29,7 @@ idxentry *nextentry(qha5ctx *ctx, entrykind kind) {
     assert(wb->next == wb->first + size_t{wb->count} * ctx->idxentlen);
     assert(static_cast<size_t>(wb->end - wb->next) >= ctx->idxentlen);
     auto *entry = reinterpret_cast<idxentry *>(wb->next);
-    std::memset(static_cast<void *>(entry), 0, ctx->idxentlen);
+    memset(static_cast<void *>(entry), 0, ctx->idxentlen);
     entry->kind = kind;
     entry->mark = em_unread;
     wb->next += ctx->idxentlen;
@@ -120,7 +120,7 @@ int addentry(qha5ctx *ctx, const blockhdr *wb) {
     entry->tempfile = wb->file;
     entry->filepos = wb->filepos;
     entry->count = wb->count;
-    std::memcpy(entry->key(), wb->first, ctx->keylen);
+    memcpy(entry->key(), wb->first, ctx->keylen);
     ++ctx->dataentries;
 
     blockhdr *index = ctx->idxwb;

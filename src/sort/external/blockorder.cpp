@@ -91,7 +91,7 @@ int ordering::layout() {
         count = uint64_t{ctx->dataentries} + 1;
 
     auto *sentinel = reinterpret_cast<idxentry *>(ctx->sortnext);
-    std::memset(static_cast<void *>(sentinel), 0, ctx->idxentlen);
+    memset(static_cast<void *>(sentinel), 0, ctx->idxentlen);
     sentinel->kind = ek_end;
     sentinel->link = sentinel;
     ctx->idxlist = ctx->idxsentinel = sentinel;
@@ -210,7 +210,7 @@ idxentry *ordering::topfree() const {
 }
 
 void ordering::put(const idxentry *entry) {
-    std::memcpy(static_cast<void *>(topfree()), static_cast<const void *>(entry), ctx->idxentlen);
+    memcpy(static_cast<void *>(topfree()), static_cast<const void *>(entry), ctx->idxentlen);
     ++out->count;
 }
 
@@ -241,7 +241,7 @@ int ordering::nextout() {
     if (openout() != 0)
         return -1;
     idxentry *chain = topfree(); // may lie in the memory of the WB just written, not at its start
-    std::memcpy(static_cast<void *>(chain), full.first, ctx->idxentlen);
+    memcpy(static_cast<void *>(chain), full.first, ctx->idxentlen);
     chain->kind = ek_index;
     chain->mark = em_unread;
     chain->tempfile = full.file;
@@ -282,7 +282,7 @@ int ordering::expand(idxentry *group) {
 // The last WB written is the root; its entries move down to position 0.
 int ordering::closeroot() {
     const size_t bytes = size_t{out->count} * ctx->idxentlen;
-    std::memmove(out->first, out->first + size_t{ctx->idxperwb} * ctx->idxentlen - bytes, bytes);
+    memmove(out->first, out->first + size_t{ctx->idxperwb} * ctx->idxentlen - bytes, bytes);
     const blockhdr *root = out;
     const uint32_t count = out->count;
     if (writeout() != 0)

@@ -33,7 +33,7 @@ int32_t place(qha5ctx *ctx, blockhdr *block, const uint8_t *record) {
 }
 
 void hold(qha5ctx *ctx, const uint8_t *record) {
-    std::memcpy(ctx->holdrec, record, ctx->intreclen);
+    memcpy(ctx->holdrec, record, ctx->intreclen);
     ctx->holdvalid = 1;
 }
 

@@ -66,7 +66,7 @@ void writegroup(qha5ctx *ctx, unionwalk walk, const blockhdr *wb, uint8_t *image
     idxentry *rest = group;
     for (walk.link = &rest; *walk.link != ctx->idxsentinel || walk.left != 0;) {
         const bool fromlist = walk.listfirst(ctx);
-        std::memcpy(to, fromlist ? bytesof(*walk.link) : walk.source, ctx->idxentlen);
+        memcpy(to, fromlist ? bytesof(*walk.link) : walk.source, ctx->idxentlen);
         to += ctx->idxentlen;
         walk.step(ctx);
     }

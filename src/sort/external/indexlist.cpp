@@ -30,7 +30,7 @@ void dropentry(qha5ctx *ctx, idxentry *entry) {
 
 void copyentry(const qha5ctx *ctx, idxentry *to, const uint8_t *from) {
     idxentry *link = to->link;
-    std::memcpy(static_cast<void *>(to), from, ctx->idxentlen);
+    memcpy(static_cast<void *>(to), from, ctx->idxentlen);
     to->link = link;
 }
 
@@ -68,12 +68,12 @@ bool evictgroup(qha5ctx *ctx, const blockhdr *wb, uint8_t *image, entrysource *s
     // image, and from then on each member is copied before it is used again.
     *taken = entrychain{};
     append(ctx, taken, takeentry(ctx), source);
-    std::memcpy(image, static_cast<const void *>(head), ctx->idxentlen);
+    memcpy(image, static_cast<const void *>(head), ctx->idxentlen);
     idxentry *member = head->link;
     for (uint32_t place = 1; place < groupsize; ++place) {
         idxentry *following = member->link;
-        std::memcpy(image + size_t{place} * ctx->idxentlen, static_cast<const void *>(member),
-                    ctx->idxentlen);
+        memcpy(image + size_t{place} * ctx->idxentlen, static_cast<const void *>(member),
+               ctx->idxentlen);
         if (*at == &member->link)
             *at = &head->link;
         if (source->left != 0)

@@ -92,7 +92,7 @@ int loadroot(qha5ctx *ctx, workspace &space) {
     ctx->idxsentinel = entry;
     ctx->idxfree = entry->link;
     ctx->idxcount = wb->count + 1;
-    std::memset(static_cast<void *>(entry), 0xFF, ctx->idxentlen);
+    memset(static_cast<void *>(entry), 0xFF, ctx->idxentlen);
     entry->kind = ek_end;
     entry->link = entry;
     assert(listholds(ctx));

@@ -66,7 +66,7 @@ void collecthighest(qha5ctx *ctx, uint32_t count) {
     for (uint32_t left = count; left != 0; --left) {
         blockhdr *block = tree.champion();
         place -= ctx->intreclen;
-        std::memcpy(place, highestrecord(*block), ctx->intreclen);
+        memcpy(place, highestrecord(*block), ctx->intreclen);
         droptail(block);
         if (block->count != 0)
             tree.replay(block->treenode, block);
@@ -86,7 +86,7 @@ void enterspilled(qha5ctx *ctx) {
     entry->tempfile = wb->file;
     entry->filepos = wb->filepos;
     entry->count = wb->count;
-    std::memcpy(entry->key(), wb->first, ctx->keylen);
+    memcpy(entry->key(), wb->first, ctx->keylen);
     (void)mergechain<listorder::rising_back>(ctx, &ctx->idxlist->link, entry);
 }
 
@@ -135,7 +135,7 @@ void mergerecords(const qha5ctx *ctx, blockhdr *from, blockhdr *to) {
             at = to->nodes[at].next;
         const uint32_t node = to->freenode;
         to->freenode = to->nodes[node].next;
-        std::memcpy(recordat(*to, node), record, ctx->intreclen);
+        memcpy(recordat(*to, node), record, ctx->intreclen);
         drophead(from);
         linknode(to, node, at);
     }

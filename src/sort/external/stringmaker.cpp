@@ -104,7 +104,7 @@ void writeimage(qha5ctx *ctx, const slot *player) {
     blockhdr *wb = ctx->outwb;
     assert(static_cast<size_t>(wb->end - wb->next) >= ctx->intreclen);
     ++wb->count;
-    std::memcpy(wb->next, player->record(), ctx->intreclen);
+    memcpy(wb->next, player->record(), ctx->intreclen);
 }
 
 // The tree of all N slots of the chain at slotfirst; its champion opens a string.

@@ -109,7 +109,7 @@ int pickdirectory(qha5ctx *ctx, tempfile *record, uint32_t *room) {
         const char *directory = ctx->workpaths[ctx->workdirpos];
         if (directory == nullptr)
             continue;
-        const uint64_t need = recordroom(std::strlen(directory));
+        const uint64_t need = recordroom(strlen(directory));
         if (need > ctx->tfrecroom)
             break;
         const auto behind = static_cast<uint32_t>(need - sizeof(tempfile));

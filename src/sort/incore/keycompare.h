@@ -19,12 +19,12 @@ namespace kvern {
 
 inline uint32_t loadword(const uint8_t *p) {
     uint32_t word;
-    std::memcpy(&word, p, sizeof word);
+    memcpy(&word, p, sizeof word);
     return word;
 }
 inline uint64_t loadwide(const uint8_t *p) {
     uint64_t word;
-    std::memcpy(&word, p, sizeof word);
+    memcpy(&word, p, sizeof word);
     return word;
 }
 

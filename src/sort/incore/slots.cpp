@@ -38,7 +38,7 @@ bool carvepool(qha5ctx *ctx, uint8_t *next, uint64_t left) {
 
 void chainslots(qha5ctx *ctx) {
     uint8_t *at = reinterpret_cast<uint8_t *>(ctx->slotfirst);
-    std::memset(at, 0, static_cast<size_t>(ctx->slotstride) * ctx->slotcount);
+    memset(at, 0, static_cast<size_t>(ctx->slotstride) * ctx->slotcount);
     for (uint32_t i = 1; i < ctx->slotcount; i++, at += ctx->slotstride)
         reinterpret_cast<slot *>(at)->link = reinterpret_cast<slot *>(at + ctx->slotstride);
     ctx->slotnext = ctx->slotfirst;
