@@ -27,7 +27,7 @@ struct filectl {
     uint8_t kind;               // 1, 2, 16, 18, 19
     uint8_t family;             // 1 for kinds 2, 18, 19
     uint8_t spare1;
-    uint8_t isopen;
+    bool isopen;
     union {
         int descriptor;              // kind 1
         platform::filehandle handle; // kind 16
@@ -43,19 +43,19 @@ struct filectl {
     uint32_t spare3[2];
     uint32_t blockcount; // blocks moved, counted by the callers of the slots
     uint16_t devno;
-    uint8_t eofseen; // text: the end mark 0x1A was met
-    uint8_t atend;   // kinds 18, 19: the manager has reported the end once
+    bool eofseen; // text: the end mark 0x1A was met
+    bool atend;   // kinds 18, 19: the manager has reported the end once
 };
 static_assert(sizeof(void *) != 4 || sizeof(filectl) == 84);
 
 struct file_fields {
     uint64_t inbytes, outbytes; // moved by the file routines
-    uint8_t eofmark;            // 1: an input ended in 0x1A, so the output gets one
+    bool eofmark;               // an input ended in 0x1A, so the output gets one
 
     // The file manager; set by fmgrstart.
     uint8_t *fmgrmsg;             // request and reply, fmgrmsgroom bytes
     platform::library fmgrmodule; // null: not loaded
-    uint8_t fmgrstarted;          // 1: its session runs
+    bool fmgrstarted;             // its session runs
 
     // Indexed inputs, described one after the other while the session is set up.
     idxinfo **idxinfos;             // by indexed input, in the order of the list

@@ -11,16 +11,16 @@ const char *outputname(const filectl *file) {
 }
 
 int openinput(qha5ctx *ctx, filectl *file) {
-    return ctx->stdinopt == 1 ? 0 : file->openfn(ctx, file);
+    return ctx->stdinopt ? 0 : file->openfn(ctx, file);
 }
 int closeinput(qha5ctx *ctx, filectl *file) {
-    return ctx->stdinopt == 1 ? 0 : file->closefn(ctx, file);
+    return ctx->stdinopt ? 0 : file->closefn(ctx, file);
 }
 int openoutput(qha5ctx *ctx, filectl *file) {
-    return ctx->stdoutopt == 1 ? 0 : file->openfn(ctx, file);
+    return ctx->stdoutopt ? 0 : file->openfn(ctx, file);
 }
 int closeoutput(qha5ctx *ctx, filectl *file) {
-    return ctx->stdoutopt == 1 ? 0 : file->closefn(ctx, file);
+    return ctx->stdoutopt ? 0 : file->closefn(ctx, file);
 }
 
 } // namespace kvern

@@ -119,7 +119,7 @@ int keytablebuilder::begin(uint32_t keys, uint32_t sums) {
     uint64_t wanted = keys != 0 ? keys : 1;
     if (ctx->recform != 'r')
         wanted = wanted * 2 + 1 + uint64_t{sums} * 2;
-    if (ctx->keeporder != 0)
+    if (ctx->keeporder)
         wanted++;
     const uint64_t bytes = offsetof(keytab, entry) + wanted * sizeof(keyentry);
     uint8_t *area = arenaneed(ctx, bytes);
@@ -128,7 +128,7 @@ int keytablebuilder::begin(uint32_t keys, uint32_t sums) {
     memset(area, 0, static_cast<size_t>(bytes));
     ctx->keytable = reinterpret_cast<keytab *>(area);
     keysleft = keys != 0 ? keys : 1;
-    if (ctx->keeporder != 0) {
+    if (ctx->keeporder) {
         addrow().type = ET_SEQ;
         place = sequenceword;
     }
@@ -235,8 +235,7 @@ int keytablebuilder::addgaps() {
         covered = end - losttail(list[i].type);
     }
     const uint32_t prefix = ctx->recform == 'v' ? lengthword : 0;
-    const uint64_t recordend =
-        uint64_t{ctx->reconopt != 0 ? ctx->outreclen : ctx->inreclen} + prefix;
+    const uint64_t recordend = uint64_t{ctx->reconopt ? ctx->outreclen : ctx->inreclen} + prefix;
     if (recordend > covered)
         addgap(covered, recordend);
     return 0;

@@ -25,7 +25,7 @@ struct mergecontrol {
     blockhdr *outblock;   // output block that is ready; null: none
     uint32_t nextinput;   // the input whose block is awaited
     blockhdr *spareblock; // just used up, free for the next read
-    uint8_t needinput;    // 1: no record goes out before nextinput has its block
+    bool needinput;       // no record goes out before nextinput has its block
 };
 static_assert(sizeof(void *) != 4 || sizeof(mergecontrol) == 24);
 

@@ -68,9 +68,9 @@ constexpr deliverrow delivers[] = {
 };
 
 driver choose(const qha5ctx *ctx) {
-    if (ctx->apiinput != 0)
+    if (ctx->apiinput)
         return choosefeeder(ctx);
-    if (ctx->apioutput == 0)
+    if (!ctx->apioutput)
         return runfiles;
     for (const deliverrow &row : delivers)
         if (row.recform == ctx->recform)

@@ -73,8 +73,8 @@ void closeblock(blockhdr *block) {
 void askcaller(qha5ctx *ctx) {
     KVRNSESS *sess = ctx->userblk;
     const mergecontrol &control = *ctx->mergectl;
-    sess->mergestat = control.needinput != 0 ? KVRN_WANTS_RECORD : KVRN_WANTS_NONE;
-    if (control.needinput != 0)
+    sess->mergestat = control.needinput ? KVRN_WANTS_RECORD : KVRN_WANTS_NONE;
+    if (control.needinput)
         sess->inputno = static_cast<uint16_t>(control.nextinput);
 }
 
@@ -99,10 +99,10 @@ int32_t mergefed(qha5ctx *ctx) {
         if (stepmerge(ctx) < 0)
             return breakmerge(ctx);
         if (atend(ctx))
-            return control.needinput != 0 ? failflow(ctx, 62) : endfed(ctx);
+            return control.needinput ? failflow(ctx, 62) : endfed(ctx);
         if (control.outblock != nullptr && writeoutblock(ctx) < 0)
             return breakmerge(ctx);
-        if (control.needinput == 0)
+        if (!control.needinput)
             continue;
         control.inblock = nullptr;
         if (control.spareblock == nullptr || !isended(control.spareblock))
@@ -195,7 +195,7 @@ void showbrought(qha5ctx *ctx) {
 template <class form>
 int32_t exchange(qha5ctx *ctx) {
     const bool fed = ctx->userblk->mergestat == KVRN_WANTS_RECORD;
-    if (fed != (ctx->mergectl->needinput != 0))
+    if (fed != ctx->mergectl->needinput)
         return refuseuse(ctx);
     if (fed && checkbrought<form>(ctx) != 0)
         return merge_failed;
@@ -224,7 +224,7 @@ constexpr feedrow feeders[] = {
 driver choosefeeder(const qha5ctx *ctx) {
     for (const feedrow &row : feeders)
         if (row.recform == ctx->recform)
-            return ctx->apioutput != 0 ? row.tocaller : row.tofile;
+            return ctx->apioutput ? row.tocaller : row.tofile;
     return nullptr;
 }
 

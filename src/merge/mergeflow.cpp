@@ -53,7 +53,7 @@ int32_t readinblock(qha5ctx *ctx) {
 
 int32_t stepfiles(qha5ctx *ctx) {
     ctx->mergectl->inblock = nullptr;
-    if (ctx->mergectl->needinput != 0 && readinblock(ctx) != 0)
+    if (ctx->mergectl->needinput && readinblock(ctx) != 0)
         return -1;
     return stepmerge(ctx);
 }
@@ -72,7 +72,7 @@ bool atend(const qha5ctx *ctx) {
 }
 
 int32_t endmerge(qha5ctx *ctx) {
-    if (ctx->mergectl->needinput != 0)
+    if (ctx->mergectl->needinput)
         return faillogic(ctx);
     return merge_ended;
 }

@@ -33,7 +33,7 @@ uint64_t nodestride(const qha5ctx *ctx) {
 int takebuffers(qha5ctx *ctx, workspace &space) {
     if (layoutsums(ctx, space) != 0)
         return -1;
-    if (ctx->selectopt != 0) {
+    if (ctx->selectopt) {
         auto *operands = carve<uint8_t>(ctx, space, operandroom(ctx), KVRN_D_SETUP);
         if (operands == nullptr)
             return -1;
@@ -81,7 +81,7 @@ int takenodes(qha5ctx *ctx, workspace &space) {
     if (ctx->mergectl == nullptr)
         return -1;
     *ctx->mergectl = mergecontrol{};
-    ctx->mergectl->needinput = 1;
+    ctx->mergectl->needinput = true;
     ctx->inputblocks = takepointers<blockhdr>(ctx, space);
     ctx->nodelist = ctx->inputblocks != nullptr ? takepointers<mergenode>(ctx, space) : nullptr;
     return ctx->nodelist != nullptr ? 0 : -1;
@@ -103,7 +103,7 @@ int taketext(qha5ctx *ctx, workspace &space) {
 int chooseroutines(qha5ctx *ctx) {
     wireencode(ctx);
     beginfolding(ctx);
-    if (ctx->selectopt != 0)
+    if (ctx->selectopt)
         chooseselect(ctx);
     ctx->selectfn = choosemergeselect(ctx);
     ctx->nextrecfn = choosenextrecord(ctx);
@@ -123,7 +123,7 @@ capacities capacitiesfor(const qha5ctx *ctx, uint64_t room) {
     const uint64_t inrecord = ctx->inreclen + prefix;
     const uint64_t outrecord = ctx->outreclen + prefix;
     const uint64_t longest = std::max(inrecord, outrecord);
-    if (ctx->apiinput != 0 && ctx->apioutput != 0) // a record a block
+    if (ctx->apiinput && ctx->apioutput) // a record a block
         return room < longest ? capacities{0, 0, 1, 1} : capacities{inrecord, outrecord, 1, 1};
     switch (ctx->recform) {
     case 'f':

@@ -81,7 +81,7 @@ void askagain(qha5ctx *ctx, uint32_t input) {
     mergecontrol &control = *ctx->mergectl;
     control.nextinput = input;
     control.spareblock = ctx->inputblocks[input];
-    control.needinput = 1;
+    control.needinput = true;
 }
 
 template <uint32_t width>
@@ -110,7 +110,7 @@ template <uint32_t width>
 int32_t takeblock(qha5ctx *ctx, const keyorder<width> &order) {
     mergecontrol &control = *ctx->mergectl;
     ctx->inputblocks[control.nextinput] = control.inblock;
-    control.needinput = 0;
+    control.needinput = false;
     control.spareblock = nullptr;
     return control.inblock == nullptr ? taken : readahead(ctx, order);
 }
@@ -140,12 +140,12 @@ int32_t steadystep(qha5ctx *ctx) {
     if (ctx->curnode == nullptr) {
         showoutput(ctx);
         control.spareblock = nullptr;
-        control.needinput = 0;
+        control.needinput = false;
         return 0;
     }
-    if (control.needinput != 0 && takeblock(ctx, order) < 0)
+    if (control.needinput && takeblock(ctx, order) < 0)
         return failed;
-    while (control.needinput == 0 && control.outblock == nullptr)
+    while (!control.needinput && control.outblock == nullptr)
         if (advance(ctx, order) < 0)
             return failed;
     return 0;
@@ -164,10 +164,10 @@ int32_t beginsteady(qha5ctx *ctx, const keyorder<width> &order) {
         return failed;
     else if (emitted == 1)
         showoutput(ctx);
-    control.needinput = 0;
+    control.needinput = false;
     if (readahead(ctx, order) < 0)
         return failed;
-    return control.needinput != 0 || control.outblock != nullptr ? 0 : steadystep<width>(ctx);
+    return control.needinput || control.outblock != nullptr ? 0 : steadystep<width>(ctx);
 }
 
 // 0: the input has its place or has ended; 1: its block held nothing.
@@ -202,7 +202,7 @@ int32_t fillstep(qha5ctx *ctx) {
         return 0;
     if (ctx->nodecount != 0)
         return beginsteady(ctx, order);
-    control.needinput = 0; // no record in any input
+    control.needinput = false; // no record in any input
     beginoutput(ctx->outfill);
     showoutput(ctx);
     return 0;
@@ -221,7 +221,7 @@ selectstep choosemergeselect(const qha5ctx *ctx) {
 }
 
 decltype(merge_fields::nextrecfn) choosenextrecord(const qha5ctx *ctx) {
-    return ctx->selectopt != 0 ? nextselected : nextrecord;
+    return ctx->selectopt ? nextselected : nextrecord;
 }
 
 } // namespace kvern

@@ -71,20 +71,20 @@ int badoption(qha5ctx *ctx) {
 
 // A merge exchanges single records only, and its inputs are counted.
 int checkmerge(qha5ctx *ctx) {
-    if ((ctx->apiinput != 0 && (ctx->recoprat & KVRN_PUT_BLOCK) != 0) ||
-        (ctx->apioutput != 0 && (ctx->recoprat & KVRN_GET_BLOCK) != 0))
+    if ((ctx->apiinput && (ctx->recoprat & KVRN_PUT_BLOCK) != 0) ||
+        (ctx->apioutput && (ctx->recoprat & KVRN_GET_BLOCK) != 0))
         return unsupported(ctx);
-    const bool miscounted = ctx->apiinput == 0 && ctx->filecount != ctx->mergecount;
-    if (ctx->mergecount == 0 || miscounted || ctx->stdinopt != 0 || ctx->samefile != 0)
+    const bool miscounted = !ctx->apiinput && ctx->filecount != ctx->mergecount;
+    if (ctx->mergecount == 0 || miscounted || ctx->stdinopt || ctx->samefile)
         return badoption(ctx);
     return 0;
 }
 
 // A copy runs from files to a file and knows no keys.
 int checkcopy(qha5ctx *ctx) {
-    if (ctx->apiinput != 0 || ctx->apioutput != 0)
+    if (ctx->apiinput || ctx->apioutput)
         return unsupported(ctx);
-    if (ctx->sumopt != 0 || ctx->suppressopt != 0 || ctx->descall != 0 || ctx->samefile != 0)
+    if (ctx->sumopt || ctx->suppressopt || ctx->descall || ctx->samefile)
         return badoption(ctx);
     return 0;
 }
@@ -98,7 +98,7 @@ int checkfunction(qha5ctx *ctx) {
 int settlerecfunc(qha5ctx *ctx) {
     if (ctx->sumopt + ctx->suppressopt + ctx->keeporder > 1)
         return failstale(ctx, msg_prim, KVRN_D_EXCLUSIVE);
-    ctx->recfunc = ctx->sumopt != 0 ? rf_sum : ctx->suppressopt != 0 ? rf_suppress : rf_none;
+    ctx->recfunc = ctx->sumopt ? rf_sum : ctx->suppressopt ? rf_suppress : rf_none;
     return 0;
 }
 
@@ -106,8 +106,8 @@ int settlerecfunc(qha5ctx *ctx) {
 
 int crosscheck(qha5ctx *ctx) {
     if (ctx->function == KVRN_MERGE && mergeignoressamefile(ctx->version))
-        ctx->samefile = 0;
-    if ((ctx->usefilemgr != 0 || ctx->useindexed != 0) && ctx->recform == 'r')
+        ctx->samefile = false;
+    if ((ctx->usefilemgr || ctx->useindexed) && ctx->recform == 'r')
         return fail(ctx, msg_fileattribute, KVRN_D_FILEFORM, "Text file is not specified");
     if (checkinputs(ctx) != 0 || checkoutput(ctx) != 0 || checksamefile(ctx) != 0 ||
         settleworkdirs(ctx) != 0 || checkfunction(ctx) != 0 || settlerecfunc(ctx) != 0 ||

@@ -25,7 +25,7 @@ int readpiece(qha5ctx *ctx, KVRNRCNE &piece, uint32_t entry) {
         return refuserecon(ctx, entry);
     if (piece.type == KVRN_FLD_LIT)
         return keepliteral(ctx, piece, entry);
-    ctx->reconcopies = 1;
+    ctx->reconcopies = true;
     if (ctx->fieldmode == KVRN_FIELDS)
         raise(ctx->reconmaxfld, piece.position);
     return 0;
@@ -75,10 +75,10 @@ int readfields(qha5ctx *ctx, const KVRNPRIM *prim, const KVRNKEY *keys, const KV
     static constexpr KVRNOPT none{};
     if (opts == nullptr)
         opts = &none;
-    const KVRNSUM *sum = ctx->sumopt != 0 ? opts->sum : nullptr;
-    if (ctx->sumopt != 0 && readsum(ctx, sum) != 0)
+    const KVRNSUM *sum = ctx->sumopt ? opts->sum : nullptr;
+    if (ctx->sumopt && readsum(ctx, sum) != 0)
         return -1;
-    if (ctx->reconopt != 0) {
+    if (ctx->reconopt) {
         if (readrecon(ctx, opts->rcn) != 0)
             return -1;
     } else {
@@ -86,7 +86,7 @@ int readfields(qha5ctx *ctx, const KVRNPRIM *prim, const KVRNKEY *keys, const KV
         const uint32_t delimiter = ctx->recform == 'r' ? ctx->linedlmtlen : 0;
         ctx->outreclen = ctx->inreclen > delimiter ? ctx->inreclen - delimiter : 0;
     }
-    if (ctx->selectopt != 0 && readselection(ctx, opts->sel) != 0)
+    if (ctx->selectopt && readselection(ctx, opts->sel) != 0)
         return -1;
     return readkeys(ctx, prim, keys, sum);
 }

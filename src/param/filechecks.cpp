@@ -47,14 +47,14 @@ int surveyinputs(qha5ctx *ctx) {
 } // namespace
 
 int checkinputs(qha5ctx *ctx) {
-    if (ctx->apiinput != 0) {
+    if (ctx->apiinput) {
         if (ctx->recform == 0 || ctx->inreclen == 0)
             return failstale(ctx, msg_prim, KVRN_D_PRIM);
         if ((ctx->recoprat & (KVRN_PUT_RECORD | KVRN_PUT_BLOCK)) == 0)
             ctx->recoprat |= KVRN_PUT_RECORD;
         return 0;
     }
-    if (ctx->stdinopt != 0 && ctx->infiles[0]->kind != KVRN_FILE_DESCRIPTOR)
+    if (ctx->stdinopt && ctx->infiles[0]->kind != KVRN_FILE_DESCRIPTOR)
         return failstale(ctx, msg_fileblock, KVRN_D_FILEBLOCK);
     if (surveyinputs(ctx) != 0)
         return -1;
@@ -65,7 +65,7 @@ int checkinputs(qha5ctx *ctx) {
 }
 
 int checkoutput(qha5ctx *ctx) {
-    if (ctx->apioutput != 0) {
+    if (ctx->apioutput) {
         if ((ctx->recoprat & (KVRN_GET_RECORD | KVRN_GET_BLOCK)) == 0)
             ctx->recoprat |= KVRN_GET_RECORD;
         return 0;
@@ -78,11 +78,11 @@ int checkoutput(qha5ctx *ctx) {
 // A sort reads its input whole before it writes, so it may write to an input
 // when asked to, unless that would be an indexed file.
 int checksamefile(qha5ctx *ctx) {
-    if (ctx->apiinput != 0 || ctx->apioutput != 0 || ctx->stdinopt != 0 || ctx->stdoutopt != 0)
+    if (ctx->apiinput || ctx->apioutput || ctx->stdinopt || ctx->stdoutopt)
         return 0;
     if (ctx->arenafree < pathscratch)
         return failstale(ctx, msg_nostorage, KVRN_D_STORAGE);
-    if (ctx->function == KVRN_SORT && ctx->samefile != 0 && ctx->outfile->kind != KVRN_FILE_INDEXED)
+    if (ctx->function == KVRN_SORT && ctx->samefile && ctx->outfile->kind != KVRN_FILE_INDEXED)
         return 0;
     for (uint32_t i = 0; i < ctx->filecount; i++)
         if (platform::samepath(ctx->outfile->name, ctx->infiles[i]->name))

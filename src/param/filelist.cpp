@@ -41,9 +41,9 @@ void setkind(filectl &file, const kindrow &row, const char *library) {
 // What the kind asks of the session.
 void notekind(qha5ctx *ctx, uint8_t kind) {
     if (kind == KVRN_FILE_MANAGER || kind == KVRN_FILE_RELATIVE)
-        ctx->usefilemgr = 1;
+        ctx->usefilemgr = true;
     if (kind == KVRN_FILE_INDEXED)
-        ctx->useindexed = 1;
+        ctx->useindexed = true;
 }
 
 filectl *newfile(qha5ctx *ctx) {
@@ -166,7 +166,7 @@ int buildoutput(qha5ctx *ctx, const KVRNFILE *files, const char *library) {
     if (file == nullptr)
         return -1;
     ctx->outfile = file;
-    if (ctx->stdoutopt != 0) {
+    if (ctx->stdoutopt) {
         setkind(*file, *findkind(KVRN_FILE_DESCRIPTOR), nullptr);
         return 0;
     }
@@ -209,17 +209,17 @@ int buildfiles(qha5ctx *ctx, const KVRNFILE *files) {
         files = &none;
     const KVRNFLST *list = files->infiles;
     const bool listed = list != nullptr && list->count != 0;
-    ctx->apiinput = ctx->stdinopt != 0 || listed ? 0 : 1;
-    ctx->apioutput = ctx->stdoutopt != 0 || files->outfile != nullptr ? 0 : 1;
+    ctx->apiinput = !ctx->stdinopt && !listed;
+    ctx->apioutput = !ctx->stdoutopt && files->outfile == nullptr;
 
     const char *library = nullptr;
-    if (ctx->stdinopt != 0) {
+    if (ctx->stdinopt) {
         if (buildstdin(ctx) != 0)
             return -1;
     } else if (listed && buildinputs(ctx, *list, files->intypes, library) != 0) {
         return -1;
     }
-    if (ctx->apioutput == 0 && buildoutput(ctx, files, library) != 0)
+    if (!ctx->apioutput && buildoutput(ctx, files, library) != 0)
         return -1;
     return copyworkpaths(ctx, files->workfiles);
 }

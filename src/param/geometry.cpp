@@ -48,7 +48,7 @@ bool holdsdelimiter(const qha5ctx *ctx, const uint8_t *text, uint32_t length) {
 bool holdsseparator(const qha5ctx *ctx, const uint8_t *text, uint32_t length,
                     bool (*skipped)(uint8_t)) {
     uint32_t i = 0;
-    if (ctx->sepgiven != 0) {
+    if (ctx->sepgiven) {
         for (; uint64_t{i} + ctx->seplen < length; i++)
             if (memcmp(text + i, ctx->sepstr, ctx->seplen) == 0)
                 return true;
@@ -187,7 +187,7 @@ void measureoperands(qha5ctx *ctx, const KVRNSELE &cond) {
 
 // No new argument: the slots stay as the last report left them.
 int checkreconfields(qha5ctx *ctx) {
-    if (ctx->reconopt == 0)
+    if (!ctx->reconopt)
         return 0;
     for (uint32_t i = ctx->reconspec->count; i-- != 0;) {
         const KVRNRCNE &piece = ctx->reconspec->entry[i];
@@ -227,7 +227,7 @@ int checksumfields(qha5ctx *ctx) {
 }
 
 int checkselfields(qha5ctx *ctx) {
-    if (ctx->selectopt == 0)
+    if (!ctx->selectopt)
         return 0;
     for (uint32_t i = ctx->selspec->count; i-- != 0;) {
         const KVRNSELE &cond = ctx->selspec->entry[i];

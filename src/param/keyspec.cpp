@@ -21,7 +21,7 @@ int checkfieldnumbers(qha5ctx *ctx, const KVRNKEY *table) {
         if (table->entry[i].position <= ctx->keymaxfld)
             continue;
         ctx->keymaxfld = table->entry[i].position;
-        if (ctx->reconopt != 0 && ctx->keymaxfld > ctx->reconmaxfld)
+        if (ctx->reconopt && ctx->keymaxfld > ctx->reconmaxfld)
             return refusekey(ctx, i);
     }
     return 0;
@@ -90,7 +90,7 @@ int addwholerecord(qha5ctx *ctx, keytablebuilder &builder, const KVRNPRIM *prim)
     whole.length = ctx->outreclen;
     whole.type = ebcdic ? KVRN_CHARX : KVRN_CHAR;
     whole.options = wholeoptions(ctx, prim);
-    whole.order = ctx->descall != 0 ? KVRN_DESCENDING : KVRN_ASCENDING;
+    whole.order = ctx->descall ? KVRN_DESCENDING : KVRN_ASCENDING;
     whole.kanjiconv = ctx->keyoption2;
     return builder.addkey(whole) != nullptr ? 0 : -1;
 }
@@ -101,7 +101,7 @@ int readkeys(qha5ctx *ctx, const KVRNPRIM *prim, const KVRNKEY *table, const KVR
     const uint32_t count = table != nullptr ? table->count : 0;
     if (ctx->fieldmode == KVRN_FIELDS && count != 0 && checkfieldnumbers(ctx, table) != 0)
         return -1;
-    ctx->keygiven = count != 0 ? 1 : 0;
+    ctx->keygiven = count != 0;
     keytablebuilder builder(ctx);
     if (builder.begin(count, sum != nullptr ? sum->count : 0) != 0)
         return -1;

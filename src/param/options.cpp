@@ -15,10 +15,6 @@ namespace {
 constexpr uint8_t keyoptionbits = 1 | 2 | 4 | 8 | 16;
 constexpr uint8_t bothrecords = 225; // old spelling of "one record per call, both ways"
 
-uint8_t flag(uint32_t bits) {
-    return bits != 0 ? 1 : 0;
-}
-
 int refuse(qha5ctx *ctx, const char *field) {
     return fail(ctx, msg_prim, KVRN_D_PRIM, field);
 }
@@ -38,11 +34,11 @@ int readfileoprat(qha5ctx *ctx, KVRNPRIM *prim) {
     if (ctx->level == 0 && (prim->fileoprat & 1) != 0)
         prim->fileoprat = prim->fileoprat | KVRN_SAMEFILE;
     const bool same = (prim->fileoprat & KVRN_SAMEFILE) == KVRN_SAMEFILE;
-    ctx->stdoutopt = flag(prim->fileoprat & KVRN_STDOUT);
-    ctx->stdinopt = flag(prim->fileoprat & KVRN_STDIN);
-    if (prim->fileoprat != 0 && !same && ctx->stdoutopt == 0 && ctx->stdinopt == 0)
+    ctx->stdoutopt = (prim->fileoprat & KVRN_STDOUT) != 0;
+    ctx->stdinopt = (prim->fileoprat & KVRN_STDIN) != 0;
+    if (prim->fileoprat != 0 && !same && !ctx->stdoutopt && !ctx->stdinopt)
         return refuse(ctx, "fileoprat");
-    ctx->samefile = flag(same);
+    ctx->samefile = same;
     return 0;
 }
 
@@ -73,15 +69,15 @@ void readoptionbits(qha5ctx *ctx, const KVRNPRIM *prim) {
     ctx->inreclen = prim->reclen;
     ctx->mergecount = prim->mergecnt;
     const uint8_t bits = prim->options;
-    ctx->keeporder = flag(bits & KVRN_KEEPORDER);
-    ctx->sumopt = flag(bits & KVRN_SUM);
-    ctx->suppressopt = flag(bits & KVRN_SUPPRESS);
-    ctx->msgprint = flag(bits & KVRN_MSGPRINT);
+    ctx->keeporder = (bits & KVRN_KEEPORDER) != 0;
+    ctx->sumopt = (bits & KVRN_SUM) != 0;
+    ctx->suppressopt = (bits & KVRN_SUPPRESS) != 0;
+    ctx->msgprint = (bits & KVRN_MSGPRINT) != 0;
     if (ctx->level < 1)
         return;
-    ctx->selectopt = flag(bits & KVRN_SELECT);
-    ctx->reconopt = flag(bits & KVRN_RECONSTRUCT);
-    ctx->descall = flag(bits & KVRN_DESCENDALL);
+    ctx->selectopt = (bits & KVRN_SELECT) != 0;
+    ctx->reconopt = (bits & KVRN_RECONSTRUCT) != 0;
+    ctx->descall = (bits & KVRN_DESCENDALL) != 0;
 }
 
 // The test of keyoption2 runs also where that byte holds the line delimiter, so
@@ -146,7 +142,7 @@ int readseparator(qha5ctx *ctx, const KVRNPRIM *prim) {
         return -1;
     ctx->sepstr = reinterpret_cast<const uint8_t *>(copy);
     ctx->seplen = static_cast<uint32_t>(strlen(copy));
-    ctx->sepgiven = given != nullptr ? 1 : 0;
+    ctx->sepgiven = given != nullptr;
     return 0;
 }
 

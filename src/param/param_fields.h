@@ -34,16 +34,16 @@ struct param_fields {
     uint8_t level; // interface level 0 to 4
     uint8_t function;
     uint8_t recform; // 'f', 'v' or 'r'
-    uint8_t samefile, stdoutopt, stdinopt;
+    bool samefile, stdoutopt, stdinopt;
     uint8_t recoprat;
-    uint8_t keeporder, suppressopt, sumopt, selectopt, reconopt, descall;
+    bool keeporder, suppressopt, sumopt, selectopt, reconopt, descall;
     uint8_t keyoption, keyoption2;
     uint8_t tmpoption;
     uint8_t cdmode, altmode;
     uint8_t fieldmode;     // 243 by number, 244 by column, 0 no text
     uint8_t dbcs;          // dbcsaware: double-byte awareness in force
-    uint8_t keygiven;      // 1: a key table with entries was given
-    uint8_t sepgiven;      // 1: the caller gave a separator
+    bool keygiven;         // a key table with entries was given
+    bool sepgiven;         // the caller gave a separator
     uint8_t linedlmt[3];   // zero-ended
     uint32_t linedlmtlen;  // 1 or 2; 0 at level 0
     const uint8_t *sepstr; // arena copy; one blank by default
@@ -54,10 +54,10 @@ struct param_fields {
     filectl **infiles;
     uint32_t filecount; // of infiles
     filectl *outfile;
-    uint8_t usefilemgr, useindexed; // kinds 2 or 19, 18 in use
-    uint8_t msgprint;               // option bit 128: messages are printed
-    uint8_t apiinput, apioutput;    // 1: through the record calls
-    uint8_t recfunc;                // recfunction
+    bool usefilemgr, useindexed; // kinds 2 or 19, 18 in use
+    bool msgprint;               // option bit 128: messages are printed
+    bool apiinput, apioutput;    // through the record calls
+    uint8_t recfunc;             // recfunction
 
     // Arena copies of the caller's tables.
     KVRNRCN *reconspec;
@@ -78,7 +78,7 @@ struct param_fields {
     uint32_t outreclen; // likewise, of the record that goes out
     uint32_t sumlen;    // all summation fields, multiple of 4
     uint32_t summaxpos, selmaxpos, reconmaxpos; // highest byte position in use
-    uint8_t reconcopies;                        // 1: a piece is copied, from reconmaxpos at most
+    bool reconcopies;                           // a piece is copied, from reconmaxpos at most
     uint32_t selmaxlen;                         // work length of the longest selection operand
     uint32_t reconmaxfld, selmaxfld, keymaxfld; // field numbers, mode 243
 };

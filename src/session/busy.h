@@ -35,8 +35,8 @@ inline int endcall(qha5ctx *ctx, int result) {
 
 class busymark {
   public:
-    explicit busymark(qha5ctx *ctx) : ctx_(ctx) { ctx_->busy = 1; }
-    ~busymark() { ctx_->busy = 0; }
+    explicit busymark(qha5ctx *ctx) : ctx_(ctx) { ctx_->busy = true; }
+    ~busymark() { ctx_->busy = false; }
     busymark(const busymark &) = delete;
     busymark &operator=(const busymark &) = delete;
 

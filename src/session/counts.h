@@ -26,7 +26,7 @@ inline void countout(qha5ctx *ctx, uint32_t records) {
 
 // Lines that a sort or a merge reads itself are counted where they become records.
 inline void settletaken(qha5ctx *ctx) {
-    if (ctx->recform == 'r' && ctx->apiinput == 0)
+    if (ctx->recform == 'r' && !ctx->apiinput)
         ctx->incount = ctx->selectcount + ctx->seqno;
 }
 

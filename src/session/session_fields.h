@@ -66,7 +66,7 @@ struct session_fields {
     platform::memory self; // the context's own memory
 
     sessionstate state;
-    uint8_t busy;         // 1 while an engine call runs; record calls and close are refused
+    bool busy;            // while an engine call runs; record calls and close are refused
     uint32_t refusedwith; // detail of the last of those, 0 none; and what it took the place of
     uint32_t refusedover;
 

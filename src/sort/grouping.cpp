@@ -22,15 +22,15 @@ class heldoutput {
 
     // 0 all is out, 1 the block is full, -1 failed.
     int32_t run() {
-        if (ctx->outdone != 0)
+        if (ctx->outdone)
             return 0;
         int32_t status = isfolding(ctx) ? group() : 0;
-        if (status == 0 && ctx->holdvalid != 0)
+        if (status == 0 && ctx->holdvalid)
             status = placeheld();
         if (status == 0)
             status = placerest();
         if (status == 0)
-            ctx->outdone = 1;
+            ctx->outdone = true;
         return status;
     }
 
@@ -44,17 +44,17 @@ class heldoutput {
     // Until the records end or summation does; what is held then still waits.
     int32_t group() {
         while (ctx->outpos < ctx->seqno) {
-            const meeting met = ctx->holdvalid != 0 ? meet(record()) : meeting::apart;
+            const meeting met = ctx->holdvalid ? meet(record()) : meeting::apart;
             if (met == meeting::failed)
                 return -1;
             if (!isfolding(ctx))
                 return 0;
             if (met == meeting::apart) {
-                const int32_t status = ctx->holdvalid != 0 ? placeheld() : 0;
+                const int32_t status = ctx->holdvalid ? placeheld() : 0;
                 if (status != 0)
                     return status;
                 memcpy(ctx->holdrec, record(), ctx->intreclen);
-                ctx->holdvalid = 1;
+                ctx->holdvalid = true;
             }
             ++ctx->outpos;
         }
@@ -77,7 +77,7 @@ class heldoutput {
     int32_t placeheld() {
         const int32_t status = place(ctx->holdrec);
         if (status == 0)
-            ctx->holdvalid = 0;
+            ctx->holdvalid = false;
         return status;
     }
 

@@ -30,11 +30,11 @@ void noteinput(qha5ctx *ctx, const char *name, uint32_t count) {
 }
 
 void noteinputs(qha5ctx *ctx) {
-    if (ctx->apiinput == 1)
+    if (ctx->apiinput)
         return noteinput(ctx, "kvrnput", ctx->incount);
     if (ctx->recform == 'r')
         return;
-    if (ctx->stdinopt == 1)
+    if (ctx->stdinopt)
         return noteinput(ctx, "stdin", ctx->incount);
     for (uint32_t i = 0; i < ctx->filecount; i++) {
         const filectl *file = ctx->infiles[i];
@@ -46,7 +46,7 @@ void noteinputs(qha5ctx *ctx) {
 void notecounts(qha5ctx *ctx) {
     noteinputs(ctx);
     point(ctx, msg_inputrecords, lv_summary, ctx->incount);
-    if (ctx->selectopt == 1) {
+    if (ctx->selectopt) {
         point(ctx, msg_filtered, lv_summary, ctx->selectcount);
     }
 }
@@ -94,18 +94,11 @@ int sortexternal(qha5ctx *ctx) {
 } // namespace
 
 int runphases(qha5ctx *ctx) {
-    ctx->ordering = 1;
+    ctx->ordering = true;
     if (!countsagree(ctx))
         return faillogic(ctx);
     notecounts(ctx);
-    switch (ctx->external) {
-    case 0:
-        return sortincore(ctx);
-    case 1:
-        return sortexternal(ctx);
-    default:
-        return faillogic(ctx);
-    }
+    return ctx->external ? sortexternal(ctx) : sortincore(ctx);
 }
 
 } // namespace kvern

@@ -40,7 +40,7 @@ int layoutfields(qha5ctx *ctx, workspace &space) {
 // through when the first record is held.
 int layoutheld(qha5ctx *ctx, workspace &space) {
     const bool grouping = ctx->recfunc != rf_none;
-    const bool selecting = ctx->selectopt != 0;
+    const bool selecting = ctx->selectopt;
     if (!grouping && !selecting)
         return 0;
     const uint64_t held = grouping ? ctx->intreclen : 0;
@@ -64,7 +64,7 @@ int layoutbuffers(qha5ctx *ctx, workspace &space) {
 int chooseroutines(qha5ctx *ctx) {
     wireencode(ctx);
     beginfolding(ctx);
-    if (ctx->selectopt != 0)
+    if (ctx->selectopt)
         chooseselect(ctx);
     return 0;
 }

@@ -35,7 +35,7 @@ blockhdr *fillslots(qha5ctx *ctx, blockhdr *block) {
     scanwithin(ctx, block);
     while (block->next < block->limit && ctx->slotused < ctx->slotcount) {
         int32_t size = 0;
-        if (ctx->selectopt == 1 && dropped(ctx, block, &size))
+        if (ctx->selectopt && dropped(ctx, block, &size))
             continue;
         if (size == -1)
             return stop(block);

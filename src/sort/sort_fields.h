@@ -122,23 +122,23 @@ struct sort_fields {
     uint32_t slotstride; // bytes from slot to slot
     slot **slotptrs;     // sort array; also the tree of string creation
     sortpair *qstack, *qstackend;
-    uint8_t external; // 0 in core, 1 after it went external
+    bool external; // after records went to temporary files
     uint32_t frozenlimit;
     uint32_t recperwb, idxperwb, idxentlen;
     uint32_t stringcount;
 
     // Output: plain and grouping.
-    uint8_t ordering; // 1 from the end of the input on
-    uint32_t outpos;  // next sorted record to deliver
-    uint8_t outdone;
-    uint8_t holdvalid; // holdrec holds a record
-    uint8_t *holdrec;  // intreclen bytes
+    bool ordering;   // from the end of the input on
+    uint32_t outpos; // next sorted record to deliver
+    bool outdone;
+    bool holdvalid;   // holdrec holds a record
+    uint8_t *holdrec; // intreclen bytes
 
     // Temporary files.
     uint8_t *tfrecnext; // area of temporary file records
     uint32_t tfrecroom;
-    uint8_t tempused;    // 1 from the first file until the files are deleted
-    uint8_t defaulttemp; // 1: the default place has its one file
+    bool tempused;       // from the first file until the files are deleted
+    bool defaulttemp;    // the default place has its one file
     tempfile *tempfiles; // newest first
     uint32_t tempcount, workpos, workdirpos;
     uint64_t tempbytes, tempreads, tempwrites; // of all files: bytes taken, WBs moved
@@ -166,7 +166,8 @@ struct sort_fields {
     blockhdr **mergetree;
     blockhdr *mergeblocks;
     blockhdr *sparewb;
-    uint8_t mergeresume, lastpending;
+    bool mergeresume;
+    uint8_t lastpending;
     uint32_t mergedone; // merge blocks with no WB left to take
     uint32_t spillcount, blocksread;
     uint32_t emitcounts; // 1: a record placed by `emit` counts; 0: emit counts itself

@@ -76,7 +76,7 @@ bool loadmanager(qha5ctx *ctx, filectl *loader) {
     table->session = table->InitFileManager();
     if (table->session == 0)
         return false;
-    ctx->fmgrstarted = 1;
+    ctx->fmgrstarted = true;
     return sendstart(ctx, table);
 }
 
@@ -116,7 +116,7 @@ int fmgrstart(qha5ctx *ctx) {
 void fmgrfail(const qha5ctx *ctx) {
     (void)foreachmanaged(ctx, [ctx](const filectl *file) {
         FailFileManagerfn tell;
-        if (file->fmmodule != nullptr && ctx->fmgrstarted != 0 &&
+        if (file->fmmodule != nullptr && ctx->fmgrstarted &&
             platform::findroutine(file->fmmodule, "FailFileManager", &tell))
             (void)tell(file->fmtable->session);
         return 0;
@@ -128,11 +128,11 @@ int fmgrstop(qha5ctx *ctx) {
         if (file->fmmodule == nullptr)
             return 0;
         const fmgrtable *table = file->fmtable;
-        const bool ended = ctx->fmgrstarted == 0 || (sendend(ctx, table) && //
-                                                     table->TermFileManager(table->session) == 0);
+        const bool ended = !ctx->fmgrstarted || (sendend(ctx, table) && //
+                                                 table->TermFileManager(table->session) == 0);
         platform::freelibrary(file->fmmodule);
         file->fmmodule = ctx->fmgrmodule = nullptr;
-        ctx->fmgrstarted = 0;
+        ctx->fmgrstarted = false;
         return ended ? 0 : failmanager(ctx);
     });
 }

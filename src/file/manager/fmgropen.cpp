@@ -150,7 +150,7 @@ int32_t takereply(qha5ctx *ctx, filectl *file, fmgrcall &call) {
         if (organisation.bytes == nullptr || organisation.bytes[0] != org_indexed)
             return failtoomany(ctx);
     }
-    file->isopen = 1;
+    file->isopen = true;
     return 0;
 }
 
@@ -176,9 +176,9 @@ int32_t fmgropening<kind>::open(qha5ctx *ctx, filectl *file) {
 
 template <const fmgrkind &kind>
 int32_t fmgropening<kind>::close(qha5ctx *ctx, filectl *file) {
-    if (file->kind != kind.kind || file->isopen != 1)
+    if (file->kind != kind.kind || !file->isopen)
         return -1;
-    file->isopen = 0;
+    file->isopen = false;
     fmgrcall call(ctx, file->fmtable);
     call.number(fp_request, rq_close);
     call.number(fp_organisation, kind.organisation);

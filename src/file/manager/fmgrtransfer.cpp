@@ -92,9 +92,9 @@ bool isend(filectl *file, uint8_t status) {
         file->atend = kind.readstatus ? 1 : file->atend;
         return true;
     }
-    if (!kind.readstatus || status != fs_pastend || file->atend != 1)
+    if (!kind.readstatus || status != fs_pastend || !file->atend)
         return false;
-    file->atend = 0;
+    file->atend = false;
     return true;
 }
 

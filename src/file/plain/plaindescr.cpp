@@ -87,16 +87,16 @@ int32_t opendescr(qha5ctx *ctx, filectl *file) {
         ctx, [&] { return platform::opendescr(file->name, file->mode == 'w', &file->descriptor); });
     if (error != 0)
         return failby(ctx, openfailures, messagename(file), file->mode, error);
-    file->isopen = 1;
+    file->isopen = true;
     return 0;
 }
 
 int32_t closedescr(qha5ctx *ctx, filectl *file) {
-    if (file->kind != ownkind || file->isopen != 1)
+    if (file->kind != ownkind || !file->isopen)
         return -1;
-    file->isopen = 0;
+    file->isopen = false;
     uint32_t count = 0;
-    if (ctx->eofmark == 1 && file->mode == 'w') // untested: intended
+    if (ctx->eofmark && file->mode == 'w') // untested: intended
         (void)movedwhole(ctx, platform::writedescr, file->descriptor, &endmark, 1, &count);
     const int error = platform::closedescr(file->descriptor);
     if (error == 0)

@@ -38,7 +38,7 @@ int32_t afterpump(qha5ctx *ctx, int32_t result) {
 
 // The file is read up as far as its mark.
 int32_t endatmark(qha5ctx *ctx, carryentry *carry, blockhdr *block) {
-    ctx->eofmark = 1;
+    ctx->eofmark = true;
     endlines(carry, block);
     return 0;
 }
@@ -59,16 +59,16 @@ int32_t openhandle(qha5ctx *ctx, filectl *file) {
         code = open(openmode::truncate);
     if (code != 0)
         return failsystem(ctx, file, code, fileop::open);
-    file->isopen = 1;
+    file->isopen = true;
     return 0;
 }
 
 int32_t closehandle(qha5ctx *ctx, filectl *file) {
-    if (file->kind != ownkind || file->isopen != 1)
+    if (file->kind != ownkind || !file->isopen)
         return -1;
-    file->isopen = 0;
+    file->isopen = false;
     platform::syserror marked = 0;
-    if (ctx->eofmark == 1 && file->mode == 'w') {
+    if (ctx->eofmark && file->mode == 'w') {
         uint32_t count = 0;
         marked = movedwhole(ctx, platform::writefile, file->handle, &endmark, 1, &count);
         ctx->outbytes += count;
@@ -104,7 +104,7 @@ int32_t readlinehandle(qha5ctx *ctx, filectl *file) {
     const linedelimiter delimiter = {ctx->linedlmt, ctx->linedlmtlen};
     block->count = 0;
     uint32_t length = takecarry(carry, block);
-    if (file->eofseen == 1 && length == 0)
+    if (file->eofseen && length == 0)
         return endatmark(ctx, carry, block);
 
     uint32_t count = 0;
@@ -119,14 +119,14 @@ int32_t readlinehandle(qha5ctx *ctx, filectl *file) {
         return 0;
     }
     if (const void *mark = memchr(block->first, endmark, length); mark != nullptr) {
-        file->eofseen = 1;
+        file->eofseen = true;
         const auto index = static_cast<uint32_t>(static_cast<const uint8_t *>(mark) - block->first);
         if (index == 0)
             return endatmark(ctx, carry, block);
         length = cutatmark(block, index, delimiter);
     }
 
-    switch (splitlines(block, carry, length, delimiter, ctx->inreclen, file->eofseen == 1)) {
+    switch (splitlines(block, carry, length, delimiter, ctx->inreclen, file->eofseen)) {
     case splitend::delimiter:
         return afterpump(ctx, blockbytes(block));
     case splitend::added:

@@ -17,14 +17,14 @@ uint64_t rowsfor(const qha5ctx *ctx, uint32_t maxfield) {
 // may name a field behind the last piece.
 uint64_t keyrows(const qha5ctx *ctx) {
     const uint64_t named = rowsfor(ctx, ctx->keymaxfld);
-    if (ctx->reconopt == 0)
+    if (!ctx->reconopt)
         return named;
     return std::max({named, rowsfor(ctx, ctx->reconmaxfld), uint64_t{ctx->reconspec->count}});
 }
 
 // Without keys the line, less its delimiter, is the one field.
 fieldrow wholeline(const qha5ctx *ctx) {
-    const uint32_t longest = ctx->reconopt != 0 ? ctx->outreclen : ctx->inreclen;
+    const uint32_t longest = ctx->reconopt ? ctx->outreclen : ctx->inreclen;
     return {0, longest > ctx->linedlmtlen ? longest - ctx->linedlmtlen : 0};
 }
 
@@ -48,9 +48,9 @@ int layoutrowtables(qha5ctx *ctx, workspace &space, uint32_t spare, uint32_t det
     const auto table = [&](uint32_t maxfield) {
         return carve<fieldrow>(ctx, space, uint64_t{maxfield} + spare, detail);
     };
-    if (ctx->selectopt != 0 && (ctx->selfields = table(ctx->selmaxfld)) == nullptr)
+    if (ctx->selectopt && (ctx->selfields = table(ctx->selmaxfld)) == nullptr)
         return -1;
-    if (ctx->reconopt != 0 && (ctx->reconfields = table(ctx->reconmaxfld)) == nullptr)
+    if (ctx->reconopt && (ctx->reconfields = table(ctx->reconmaxfld)) == nullptr)
         return -1;
     return 0;
 }
@@ -61,7 +61,7 @@ int layoutfieldtables(qha5ctx *ctx, workspace &space) {
     ctx->keyfields = carve<fieldrow>(ctx, space, keyrows(ctx));
     if (ctx->keyfields == nullptr)
         return -1;
-    if (ctx->keygiven == 0)
+    if (!ctx->keygiven)
         ctx->keyfields[0] = wholeline(ctx);
     return 0;
 }

@@ -171,7 +171,7 @@ int32_t fieldslen_dbcs(qha5ctx *ctx, const uint8_t *line, fieldaddr *table, uint
 
 void wirescanners(qha5ctx *ctx) {
     constexpr uint8_t awareness = 3;
-    if (ctx->sepgiven == 0) {
+    if (!ctx->sepgiven) {
         ctx->fieldscan = fields_ws;
         ctx->fieldscanlen = fieldslen_ws;
     } else if (ctx->dbcs == awareness && ambiguous(*ctx->sepstr)) {

@@ -143,7 +143,7 @@ int copyfile(qha5ctx *ctx, uint32_t input) {
 
 void choosecopyrun(qha5ctx *ctx) {
     const copyset &set = copysets[formof(ctx)];
-    const bool plain = ctx->selectopt == 0 && ctx->reconopt == 0;
+    const bool plain = !ctx->selectopt && !ctx->reconopt;
     ctx->countblock = plain ? set.countplain : set.countrecords;
     ctx->copyinput = plain ? set.copyplain : transform;
     ctx->copystep = plain ? nullptr : choosecopystep(ctx);

@@ -31,7 +31,7 @@ int nostorage(qha5ctx *ctx) {
 }
 
 int layoutselection(qha5ctx *ctx, workspace &space) {
-    if (ctx->selectopt == 0)
+    if (!ctx->selectopt)
         return 0;
     auto *area = carve<uint8_t>(ctx, space, operandroom(ctx), KVRN_D_SETUP);
     if (area == nullptr)
@@ -95,9 +95,9 @@ int setupcopy(qha5ctx *ctx) {
     if (layoutselection(ctx, space) != 0 || layouttext(ctx, space) != 0 ||
         layoutblocks(ctx, space) != 0)
         return -1;
-    if (ctx->selectopt != 0)
+    if (ctx->selectopt)
         chooseselect(ctx);
-    if (ctx->reconopt != 0)
+    if (ctx->reconopt)
         wireencode(ctx);
     choosecopyrun(ctx);
     return 0;

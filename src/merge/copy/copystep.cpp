@@ -134,9 +134,9 @@ constexpr stepset stepsets[recordforms] = {
 
 copysteproutine choosecopystep(const qha5ctx *ctx) {
     const stepset &set = stepsets[formof(ctx)];
-    if (ctx->reconopt == 0)
+    if (!ctx->reconopt)
         return set.selected;
-    return ctx->selectopt != 0 ? set.both : set.rebuilt;
+    return ctx->selectopt ? set.both : set.rebuilt;
 }
 
 } // namespace kvern

@@ -35,9 +35,9 @@ meeting meetequal(qha5ctx *ctx, uint8_t *kept, const uint8_t *other) {
 }
 
 void notefolded(qha5ctx *ctx, int level) {
-    if (ctx->sumopt != 0)
+    if (ctx->sumopt)
         point(ctx, msg_folded, level, ctx->sumcount);
-    if (ctx->suppressopt != 0)
+    if (ctx->suppressopt)
         point(ctx, msg_equalsgone, level, ctx->suppresscount);
 }
 

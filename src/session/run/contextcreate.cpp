@@ -34,7 +34,7 @@ qha5ctx *newcontext(uint32_t version, KVRNLINK *link, KVRNSESS *sess) {
     ctx->link = link;
     ctx->version = version;
     ctx->msglevel = 1;
-    ctx->busy = 1;
+    ctx->busy = true;
     sess->ctx = ctx;
     sess->ctxhandle = self.handle ? self.handle : self.address;
     return ctx;

@@ -59,7 +59,7 @@ int giveuprun(const qha5ctx *ctx, KVRNSESS *sess) {
 }
 
 int startmanager(qha5ctx *ctx) {
-    return ctx->usefilemgr != 0 || ctx->useindexed != 0 ? fmgrstart(ctx) : 0;
+    return ctx->usefilemgr || ctx->useindexed ? fmgrstart(ctx) : 0;
 }
 
 int sortarm(qha5ctx *ctx, KVRNSESS *) {

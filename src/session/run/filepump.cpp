@@ -63,7 +63,7 @@ int writeblocks(qha5ctx *ctx, filectl *file) {
 } // namespace
 
 int readinputs(qha5ctx *ctx) {
-    const uint32_t inputs = ctx->stdinopt == 1 ? 1 : ctx->filecount;
+    const uint32_t inputs = ctx->stdinopt ? 1 : ctx->filecount;
     blockhdr *block = ctx->putblock;
     ctx->putblock = nullptr;
     for (uint32_t input = 0; input < inputs; ++input) {

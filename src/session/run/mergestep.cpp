@@ -14,9 +14,9 @@ namespace kvern {
 namespace {
 
 int openfiles(qha5ctx *ctx) {
-    if (ctx->apioutput == 0 && openoutput(ctx, ctx->outfile) != 0)
+    if (!ctx->apioutput && openoutput(ctx, ctx->outfile) != 0)
         return -1;
-    if (ctx->apiinput != 0)
+    if (ctx->apiinput)
         return 0;
     for (uint32_t i = ctx->filecount; i-- != 0;)
         if (ctx->infiles[i]->openfn(ctx, ctx->infiles[i]) != 0)
@@ -36,13 +36,13 @@ int mergeon(qha5ctx *ctx) {
 int startmerge(qha5ctx *ctx, KVRNSESS *sess) {
     if (preparemerge(ctx) != 0)
         return -1;
-    if (ctx->apiinput != 0)
+    if (ctx->apiinput)
         sess->mergestat = KVRN_WANTS_RECORD;
     wiremergedriver(ctx);
     if (openfiles(ctx) != 0)
         return -1;
     ctx->state = st_mergeopen;
-    if (ctx->apiinput != 0 || ctx->apioutput != 0)
+    if (ctx->apiinput || ctx->apioutput)
         return 0;
     return mergeon(ctx) < 0 ? -1 : 0;
 }

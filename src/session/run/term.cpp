@@ -68,7 +68,7 @@ int settle(qha5ctx *ctx) {
 
 // A sort that ran to its end has deleted its temporary files already.
 int removetemporaries(qha5ctx *ctx) {
-    if (ctx->tempused == 0)
+    if (!ctx->tempused)
         return 0;
     return deletetempfiles(ctx);
 }
@@ -103,7 +103,7 @@ int endsession(KVRNSESS *sess) {
         sess->detail = KVRN_D_NOTYOURS;
         return -1;
     }
-    ctx->busy = 1;
+    ctx->busy = true;
     const bool failed = ctx->errdetail != 0;
     const bool clean = !failed && ctx->state == st_finished;
     const bool early = !failed && !clean;

@@ -96,14 +96,14 @@ template <uint32_t width>
 blockhdr *merge(qha5ctx *ctx, blockhdr *block) {
     block->count = 0;
     block->next = block->first;
-    if (ctx->outdone != 0)
+    if (ctx->outdone)
         return finish(ctx, block);
 
     const keyorder<width> order(ctx->keylen);
     losertree<blockhdr, lowestfirst<width>> tree(ctx->mergetree, {order});
-    if (ctx->mergeresume == 0)
+    if (!ctx->mergeresume)
         tree.build(ctx->mergeblocks, ctx->mergewidth);
-    ctx->mergeresume = 0;
+    ctx->mergeresume = false;
     for (;;) {
         blockhdr *champion = tree.champion();
         const uint8_t *record = lowestrecord(*champion);
@@ -118,7 +118,7 @@ blockhdr *merge(qha5ctx *ctx, blockhdr *block) {
         if (room < 0)
             return leave(block, io_failed);
         if (room > 0) {
-            ctx->mergeresume = 1;
+            ctx->mergeresume = true;
             return leave(block, io_done);
         }
         block->count += ctx->emitcounts;
@@ -132,7 +132,7 @@ blockhdr *merge(qha5ctx *ctx, blockhdr *block) {
             continue;
         if (outcome == refilled::failed)
             return leave(block, io_failed);
-        ctx->outdone = 1;
+        ctx->outdone = true;
         block->limit = block->next;
         return leave(block, io_done);
     }

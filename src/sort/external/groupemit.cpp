@@ -34,7 +34,7 @@ int32_t place(qha5ctx *ctx, blockhdr *block, const uint8_t *record) {
 
 void hold(qha5ctx *ctx, const uint8_t *record) {
     memcpy(ctx->holdrec, record, ctx->intreclen);
-    ctx->holdvalid = 1;
+    ctx->holdvalid = true;
 }
 
 // Also an `emit` of its own, once nothing but holdrec is left.
@@ -87,7 +87,7 @@ int32_t emitgrouped(qha5ctx *ctx, blockhdr *block, const uint8_t *record) {
         return place(ctx, block, record);
     if (ctx->lastpending != pending_none)
         return closegroups(ctx, block, record, ctx->lastpending);
-    if (ctx->holdvalid == 0) {
+    if (!ctx->holdvalid) {
         hold(ctx, record);
         return placed;
     }

@@ -32,9 +32,9 @@ namespace kvern {
 namespace {
 
 int wireoutput(qha5ctx *ctx, workspace &space) {
-    ctx->outdone = 0;
+    ctx->outdone = false;
     ctx->lastpending = 0;
-    ctx->mergeresume = 0;
+    ctx->mergeresume = false;
     ctx->deliver = choosemerge(ctx);
     wireemit(ctx);
     if (!isfolding(ctx)) {
@@ -44,7 +44,7 @@ int wireoutput(qha5ctx *ctx, workspace &space) {
     }
     ctx->emit = emitgrouped;
     ctx->emitcounts = 0;
-    ctx->holdvalid = 0;
+    ctx->holdvalid = false;
     if (layoutsums(ctx, space) != 0)
         return -1;
     ctx->holdrec = space.take(ctx->intreclen);

@@ -216,8 +216,8 @@ int writesorted(qha5ctx *ctx, uint32_t records) {
 int createfirstfile(qha5ctx *ctx) {
     if (newtempfile(ctx) != 0) // the first candidate decides, though more may remain: intended
         return -1;
-    ctx->tempused = 1;
-    ctx->defaulttemp = 1;
+    ctx->tempused = true;
+    ctx->defaulttemp = true;
     return 0;
 }
 
@@ -234,9 +234,9 @@ int goexternal(qha5ctx *ctx) {
     ctx->frozencount = 0;
     ctx->slotbase = ctx->slotfirst;
     openstring(ctx);
-    ctx->external = 1;
-    ctx->intake = ctx->selectopt != 0 ? forwidth(makers<true>, ctx->keylen)
-                                      : forwidth(makers<false>, ctx->keylen);
+    ctx->external = true;
+    ctx->intake =
+        ctx->selectopt ? forwidth(makers<true>, ctx->keylen) : forwidth(makers<false>, ctx->keylen);
     return 0;
 }
 

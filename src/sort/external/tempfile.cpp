@@ -147,7 +147,7 @@ int misseddirectory(qha5ctx *ctx) {
 // ---- the system's default -------------------------------------------------
 
 int pickdefault(qha5ctx *ctx, tempfile *record, uint32_t *room) {
-    if (ctx->defaulttemp != 0)
+    if (ctx->defaulttemp)
         return fail(ctx, msg_tempspace, KVRN_D_TEMPSPACE);
     const uint64_t need = recordroom(0);
     if (need > ctx->tfrecroom)
@@ -161,7 +161,7 @@ int pickdefault(qha5ctx *ctx, tempfile *record, uint32_t *room) {
         return fail(ctx, msg_tempcreate, KVRN_D_TEMPCREATE);
     record->path = pathbehind(record);
     *room = static_cast<uint32_t>(need);
-    ctx->defaulttemp = 1;
+    ctx->defaulttemp = true;
     return 0;
 }
 
@@ -197,7 +197,7 @@ int reportmissed(qha5ctx *ctx, const placesource &source, const tempfile *record
     (void)fail(ctx, msg_open, 0, record->path, error);
     const int outcome = source.missed(ctx);
     if (outcome == 1)
-        (void)fail(ctx, msg_tempcreate, ctx->tempused == 0 ? KVRN_D_TEMPCREATE : 0);
+        (void)fail(ctx, msg_tempcreate, !ctx->tempused ? KVRN_D_TEMPCREATE : 0);
     return outcome;
 }
 
@@ -272,7 +272,7 @@ tempfile *activetempfile(qha5ctx *ctx) {
 
 int deletetempfiles(qha5ctx *ctx) {
     const uint32_t detailbefore = ctx->errdetail;
-    ctx->tempused = 0;
+    ctx->tempused = false;
     point(ctx, msg_tempfiles, lv_resources, ctx->tempcount);
     closeall(ctx);
     for (const tempfile *file = ctx->tempfiles; file != nullptr; file = file->link) {

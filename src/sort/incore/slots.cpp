@@ -43,7 +43,7 @@ void chainslots(qha5ctx *ctx) {
         reinterpret_cast<slot *>(at)->link = reinterpret_cast<slot *>(at + ctx->slotstride);
     ctx->slotnext = ctx->slotfirst;
     ctx->slotused = 0;
-    ctx->external = 0;
+    ctx->external = false;
 }
 
 } // namespace

@@ -85,7 +85,7 @@ blockhdr *deliverplain(qha5ctx *ctx, blockhdr *block) {
         ++ctx->outpos;
         ++block->count;
     }
-    ctx->outdone = 1;
+    ctx->outdone = true;
     return endoutput(block, 0);
 }
 
@@ -111,7 +111,7 @@ constexpr outputroutines outputs[recordforms][walkkinds] = {
 const outputroutines &chooseoutput(const qha5ctx *ctx) {
     walkkind walk = walk_any;
     if (isplaintable(ctx))
-        walk = ctx->keeporder != 0 ? walk_sequenced : walk_plain;
+        walk = ctx->keeporder ? walk_sequenced : walk_plain;
     return outputs[formof(ctx)][walk];
 }
 

@@ -90,12 +90,12 @@ constexpr encodeset plainencodes[recordforms] = {
 
 encoderoutine chooseencode(const qha5ctx *ctx) {
     const recordform form = formof(ctx);
-    if (ctx->reconopt != 0)
+    if (ctx->reconopt)
         return chooserebuild(ctx);
     if (form == form_fixed && isplaintable(ctx))
-        return ctx->keeporder != 0 ? encodeplainfixed<true> : encodeplainfixed<false>;
+        return ctx->keeporder ? encodeplainfixed<true> : encodeplainfixed<false>;
     const encodeset &set = plainencodes[form];
-    return ctx->keygiven != 0 ? set.keyed : set.unkeyed;
+    return ctx->keygiven ? set.keyed : set.unkeyed;
 }
 
 } // namespace

@@ -71,7 +71,7 @@ int32_t rebuildcolumns(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
     uint32_t length;
     if (!takeline(ctx, raw, &length))
         return -1;
-    if (ctx->reconcopies != 0 && ctx->reconmaxpos >= length)
+    if (ctx->reconcopies && ctx->reconmaxpos >= length)
         return fail(ctx, msg_norcnfield, KVRN_D_NORCNFIELD);
     if (!linefits(ctx, length))
         return -1;
@@ -117,7 +117,7 @@ uint32_t joinfields(const qha5ctx *ctx, const uint8_t *raw, uint8_t *text, field
 // Keys name the pieces: piece n is field n of the rebuilt line.  The set-up lets
 // through a key on a field behind the last piece, so that is found out here.
 int32_t encodejoined(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
-    const bool keyed = ctx->keygiven != 0;
+    const bool keyed = ctx->keygiven;
     if (keyed && ctx->keymaxfld >= ctx->reconspec->count)
         return fail(ctx, msg_nokeyfield, KVRN_D_NOKEYFIELD);
     uint8_t *text = internal + ctx->txtdataoff;

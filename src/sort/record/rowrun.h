@@ -82,7 +82,7 @@ inline bool isplaintable(const qha5ctx *ctx) {
         return false;
     const keyentry *const begin = rowsbegin(ctx->keytable);
     const keyentry *const keysend = begin + ctx->keycount;
-    for (const keyentry *row = begin + (ctx->keeporder != 0 ? 1 : 0); row < keysend; ++row)
+    for (const keyentry *row = begin + (ctx->keeporder ? 1 : 0); row < keysend; ++row)
         if (row->encoder != enc_rev || row->decoder != dec_rev)
             return false;
     for (const keyentry *row = keysend; row < rowsend(ctx->keytable); ++row)
