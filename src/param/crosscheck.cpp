@@ -96,7 +96,9 @@ int checkfunction(qha5ctx *ctx) {
 }
 
 int settlerecfunc(qha5ctx *ctx) {
-    if (ctx->sumopt + ctx->suppressopt + ctx->keeporder > 1)
+    if (static_cast<int>(ctx->sumopt) + static_cast<int>(ctx->suppressopt) +
+            static_cast<int>(ctx->keeporder) >
+        1)
         return failstale(ctx, msg_prim, KVRN_D_EXCLUSIVE);
     ctx->recfunc = ctx->sumopt ? rf_sum : ctx->suppressopt ? rf_suppress : rf_none;
     return 0;

@@ -45,7 +45,7 @@ found fromlist(qha5ctx *ctx, KVRNSESS *sess, const KVRNFLST *list) {
     uint32_t directories = 0;
     for (uint32_t i = 0; i < list->count; ++i) {
         const char *path = list->path[i];
-        if (!path || !platform::isdirectory(path))
+        if ((path == nullptr) || !platform::isdirectory(path))
             continue;
         const size_t length = strlen(path);
         if (used + length + 1 > ctx->arenafree)
@@ -65,7 +65,7 @@ found fromlist(qha5ctx *ctx, KVRNSESS *sess, const KVRNFLST *list) {
 }
 
 found fromearlytext(qha5ctx *ctx, KVRNSESS *sess) {
-    if (!ctx->earlydir || *ctx->earlydir == noearlytext)
+    if ((ctx->earlydir == nullptr) || *ctx->earlydir == noearlytext)
         return found::no;
     const size_t bytes = strlen(ctx->earlydir) + 1;
     if (bytes > ctx->arenafree)
@@ -101,7 +101,7 @@ found fromsystem(qha5ctx *ctx, KVRNSESS *sess) {
 // takes precedence over it, is used.
 found findtext(qha5ctx *ctx, KVRNSESS *sess, const KVRNFLST *list) {
     found listed = found::no;
-    if (list && list->count != 0)
+    if ((list != nullptr) && list->count != 0)
         listed = fromlist(ctx, sess, list);
     if (listed == found::failed)
         return listed;
@@ -174,7 +174,7 @@ int parseworkdirs(qha5ctx *ctx, KVRNSESS *sess) {
     const uint32_t count = countentries(at);
     ctx->workdircount = count;
     const uint64_t tablebytes = uint64_t{count} * sizeof(char *);
-    if (!arenatake(ctx, uint64_t{length} + 1) ||
+    if ((arenatake(ctx, uint64_t{length} + 1) == nullptr) ||
         arenaround(tablebytes) + length + count > ctx->arenafree) {
         setargs(ctx);
         return -1; // intended: no detail
@@ -190,7 +190,7 @@ int parseworkdirs(qha5ctx *ctx, KVRNSESS *sess) {
 }
 
 int findworkdirs(qha5ctx *ctx, KVRNSESS *sess, const KVRNFILE *files) {
-    switch (findtext(ctx, sess, files ? files->workfiles : nullptr)) {
+    switch (findtext(ctx, sess, files != nullptr ? files->workfiles : nullptr)) {
     case found::failed:
         return -1;
     case found::no:

@@ -20,7 +20,7 @@ uint8_t *arenatake(qha5ctx *ctx, uint64_t bytes) {
 
 uint8_t *arenaneed(qha5ctx *ctx, uint64_t bytes, uint32_t detail) {
     uint8_t *place = arenatake(ctx, bytes);
-    if (!place)
+    if (place == nullptr)
         fail(ctx, msg_nostorage, detail);
     return place;
 }
@@ -28,7 +28,7 @@ uint8_t *arenaneed(qha5ctx *ctx, uint64_t bytes, uint32_t detail) {
 char *arenatext(qha5ctx *ctx, const char *text) {
     const size_t bytes = strlen(text) + 1;
     uint8_t *place = arenaneed(ctx, bytes);
-    if (place)
+    if (place != nullptr)
         memcpy(place, text, bytes);
     return reinterpret_cast<char *>(place);
 }

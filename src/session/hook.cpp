@@ -20,7 +20,7 @@ void sethook(hookroutine hook, void *arg) {
 
 void callhook(qha5ctx *ctx) {
     void *word = platform::threadword(ts_hook);
-    if (!word)
+    if (word == nullptr)
         return;
     hookroutine hook;
     memcpy(&hook, &word, sizeof hook);

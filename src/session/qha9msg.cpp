@@ -86,7 +86,7 @@ void report(qha5ctx *ctx, uint32_t detail, msgno message, int level) {
     }
     if (message > statpoint)
         return;
-    if (!ctx->msgprint || !ctx->msgtable)
+    if (!ctx->msgprint || (ctx->msgtable == nullptr))
         return;
     printmessage(ctx, message);
     if (detail != 0 && ctx->msglevel == lv_highest) {

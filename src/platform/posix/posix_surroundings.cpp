@@ -65,8 +65,9 @@ library loadproduct(const char *directory, const char *name) {
     if (stem > endlength && strcmp(name + stem - endlength, windowsend) == 0)
         stem -= endlength;
     char path[settingroom + maxpath];
-    const int length = snprintf(path, sizeof path, "%s%slib%.*s.so", directory ? directory : "",
-                                directory ? "/" : "", static_cast<int>(stem), name);
+    const int length =
+        snprintf(path, sizeof path, "%s%slib%.*s.so", directory != nullptr ? directory : "",
+                 directory != nullptr ? "/" : "", static_cast<int>(stem), name);
     return length > 0 && static_cast<size_t>(length) < sizeof path ? loadlibrary(path) : nullptr;
 }
 

@@ -19,7 +19,7 @@ void bindown(KVRNLINK *link) {
 
 bool bindlibrary(KVRNLINK *link, const char *name) {
     platform::library module = platform::loadlibrary(name);
-    if (!module)
+    if (module == nullptr)
         return false;
     link->module = module;
     using platform::findroutine;
@@ -49,7 +49,7 @@ bool bindengine(KVRNLINK *link) {
 }
 
 void unbindengine(KVRNLINK *link) {
-    if (link->module)
+    if (link->module != nullptr)
         platform::freelibrary(link->module);
     *link = {};
 }

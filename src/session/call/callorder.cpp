@@ -35,7 +35,7 @@ bool mergeallowed(const qha5ctx *ctx, const KVRNSESS *sess) {
 // Whether the caller brings what the merge has asked for.
 bool mergefed(const qha5ctx *ctx, const KVRNSESS *sess) {
     const mergecontrol *control = ctx->mergectl;
-    if (!control)
+    if (control == nullptr)
         return false;
     if (!control->needinput)
         return sess->mergestat == KVRN_WANTS_NONE;
@@ -51,7 +51,7 @@ bool mergelength(const qha5ctx *ctx, uint32_t length) {
 int checkedput(qha5ctx *ctx, KVRNSESS *sess) {
     if (ctx->userblk != sess || !codeknown(sess))
         return refuse(ctx, sess, msg_putuse, KVRN_D_PUTUSE);
-    if (sess->code == KVRN_RECORD && !sess->recaddr)
+    if (sess->code == KVRN_RECORD && (sess->recaddr == nullptr))
         return refuse(ctx, sess, msg_norecord, KVRN_D_NORECORD, "kvrnput");
     if (ctx->function != KVRN_SORT || ctx->errdetail != 0 || !ctx->apiinput ||
         (ctx->state != st_ready && ctx->state != st_putting))
@@ -72,12 +72,12 @@ int checkedmerge(qha5ctx *ctx, KVRNSESS *sess) {
     if (!mergeallowed(ctx, sess) || (ctx->apiinput && !mergefed(ctx, sess)))
         return refuse(ctx, sess, msg_mergeuse, KVRN_D_MERGEUSE);
     if (ctx->apiinput && sess->code == KVRN_RECORD) {
-        if (!sess->recaddr)
+        if (sess->recaddr == nullptr)
             return refuse(ctx, sess, msg_norecord, KVRN_D_NORECORD, "kvrnmrge");
         if (!mergelength(ctx, sess->reclen))
             return refuse(ctx, sess, msg_reclength, KVRN_D_RECLEN, "kvrnmrge");
     }
-    if (!ctx->mergefn)
+    if (ctx->mergefn == nullptr)
         return refuse(ctx, sess, msg_mergeuse, KVRN_D_MERGEUSE);
     return mergecall(ctx, sess);
 }

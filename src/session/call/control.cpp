@@ -18,7 +18,7 @@ extern "C" {
 
 KVERN_EXPORTED int KVRN_CALL kvrnstop(KVRNSESS *sess) {
     qha5ctx *ctx = sessionof(sess);
-    if (!ctx)
+    if (ctx == nullptr)
         return KVRN_FAILED;
     ctx->cancelled = 1;
     return KVRN_DONE;
@@ -26,7 +26,7 @@ KVERN_EXPORTED int KVRN_CALL kvrnstop(KVRNSESS *sess) {
 
 KVERN_EXPORTED int KVRN_CALL kvrnlevl(KVRNSESS *sess, unsigned char level) {
     qha5ctx *ctx = sessionof(sess);
-    if (!ctx || level < lowestlevel || level > highestlevel)
+    if ((ctx == nullptr) || level < lowestlevel || level > highestlevel)
         return KVRN_FAILED;
     ctx->msglevel = level;
     return KVRN_DONE;
@@ -34,7 +34,7 @@ KVERN_EXPORTED int KVRN_CALL kvrnlevl(KVRNSESS *sess, unsigned char level) {
 
 KVERN_EXPORTED int KVRN_CALL kvrntmpd(KVRNSESS *sess, const char *dirs) {
     qha5ctx *ctx = sessionof(sess);
-    if (!ctx)
+    if (ctx == nullptr)
         return KVRN_FAILED;
     ctx->earlydir = dirs;
     return KVRN_DONE;

@@ -21,10 +21,10 @@ int refuse(KVRNSESS *sess, uint32_t detail, int result = KVRN_FAILED) {
 }
 
 int enter(KVRNSESS *sess, uint32_t wronguse, callroutine call) {
-    if (!sess)
+    if (sess == nullptr)
         return KVRN_FAILED;
     auto *ctx = static_cast<qha5ctx *>(sess->ctx);
-    if (!ctx)
+    if (ctx == nullptr)
         return refuse(sess, wronguse);
     if (ctx->busy)
         return refusebusy(ctx, sess, wronguse);
@@ -43,7 +43,7 @@ extern "C" {
 KVERN_EXPORTED int KVRN_CALL kvrnopen(uint32_t version, KVRNLINK *link, KVRNPRIM *prim,
                                       KVRNSESS *sess, KVRNKEY *keys, KVRNFILE *files,
                                       KVRNOPT *opts) {
-    if (!link || !prim || !sess)
+    if ((link == nullptr) || (prim == nullptr) || (sess == nullptr))
         return KVRN_NOSESSION;
     if (!versionadmitted(version))
         return refuse(sess, KVRN_D_VERSION, KVRN_NOSESSION);
@@ -69,21 +69,21 @@ KVERN_EXPORTED int KVRN_CALL kvrnmrge(KVRNSESS *sess) {
 // the session and the table as they are.
 KVERN_EXPORTED int KVRN_CALL kvrnclse(uint32_t version, KVRNLINK *link, KVRNPRIM *prim,
                                       KVRNSESS *sess) {
-    if (!link || !prim || !sess)
+    if ((link == nullptr) || (prim == nullptr) || (sess == nullptr))
         return KVRN_FAILED;
     if (!versionadmitted(version))
         return refuse(sess, KVRN_D_VERSION);
-    if (!sess->ctx && !link->init)
+    if ((sess->ctx == nullptr) && (link->init == nullptr))
         return refuse(sess, KVRN_D_NOTHINGOPEN);
     int result = KVRN_DONE;
-    if (sess->ctx) {
-        if (!link->term)
+    if (sess->ctx != nullptr) {
+        if (link->term == nullptr)
             return refuse(sess, KVRN_D_NOTHINGOPEN);
         result = link->term(prim, sess);
         if (result == KVRN_FAILED && sess->detail == KVRN_D_NOTHINGOPEN)
             return result;
     }
-    if (link->init)
+    if (link->init != nullptr)
         unbindengine(link);
     sess->ctx = nullptr;
     return result;
@@ -92,7 +92,7 @@ KVERN_EXPORTED int KVRN_CALL kvrnclse(uint32_t version, KVRNLINK *link, KVRNPRIM
 KVERN_EXPORTED int KVRN_CALL qha5init(uint32_t version, KVRNLINK *link, KVRNPRIM *prim,
                                       KVRNSESS *sess, KVRNKEY *keys, KVRNFILE *files,
                                       KVRNOPT *opts) {
-    if (!prim || !sess)
+    if ((prim == nullptr) || (sess == nullptr))
         return KVRN_FAILED;
     return runsession(version, link, prim, sess, keys, files, opts);
 }
@@ -110,7 +110,7 @@ KVERN_EXPORTED int KVRN_CALL qha5chkm(KVRNSESS *sess) {
 }
 
 KVERN_EXPORTED int KVRN_CALL qha5term(KVRNPRIM *, KVRNSESS *sess) {
-    return sess ? endsession(sess) : KVRN_FAILED;
+    return sess != nullptr ? endsession(sess) : KVRN_FAILED;
 }
 
 } // extern "C"

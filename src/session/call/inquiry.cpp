@@ -57,7 +57,7 @@ KVRNSTAT countersof(qha5ctx *ctx) {
 
 int fillcounters(qha5ctx *ctx, KVRNSTAT *stat) {
     uint32_t size;
-    if (!ctx || !stat)
+    if ((ctx == nullptr) || (stat == nullptr))
         return KVRN_FAILED;
     memcpy(&size, stat, sizeof size);
     if (size < sizeof size)
@@ -86,11 +86,11 @@ struct textbuffer {
 };
 
 int copymessage(const qha5ctx *ctx, char *text, unsigned room) {
-    if (!ctx || !text || room == 0)
+    if ((ctx == nullptr) || (text == nullptr) || room == 0)
         return KVRN_FAILED;
     textbuffer out = {text, room - 1, 0, false};
     const keptmessage &kept = ctx->kept;
-    if (kept.number != 0 && kept.number < msgrows && ctx->msgtable)
+    if (kept.number != 0 && kept.number < msgrows && (ctx->msgtable != nullptr))
         formatmessage(out, ctx->msgtable[kept.number], kept.args, kept.argc);
     text[out.used] = '\0';
     return out.cut ? KVRN_ENDED : KVRN_DONE;

@@ -36,14 +36,14 @@ qha5ctx *newcontext(uint32_t version, KVRNLINK *link, KVRNSESS *sess) {
     ctx->msglevel = 1;
     ctx->busy = true;
     sess->ctx = ctx;
-    sess->ctxhandle = self.handle ? self.handle : self.address;
+    sess->ctxhandle = self.handle != nullptr ? self.handle : self.address;
     return ctx;
 }
 
 // Gives the caller's handlers a chance to deposit a text of directories; true
 // when one of them stopped the session.
 bool startuppump(qha5ctx *ctx) {
-    for (uint32_t round = 0; round < startuprounds && !ctx->earlydir; ++round)
+    for (uint32_t round = 0; round < startuprounds && (ctx->earlydir == nullptr); ++round)
         if (pumpround(ctx))
             return true;
     return false;
@@ -68,7 +68,7 @@ int ctxcreate(uint32_t version, KVRNLINK *link, KVRNPRIM *prim, KVRNSESS *sess,
     if (!agreesize(prim))
         return refuse(sess, KVRN_D_STORAGE);
     qha5ctx *ctx = *out = newcontext(version, link, sess);
-    if (!ctx)
+    if (ctx == nullptr)
         return refuse(sess, KVRN_D_CONTEXT);
     platform::wantmanyfiles();
     if (startuppump(ctx))

@@ -66,7 +66,7 @@ int sortarm(qha5ctx *ctx, KVRNSESS *) {
     ctx->putfn = chooseput(ctx);
     ctx->getfn = chooseget(ctx);
     ctx->putblock = buildblocks(ctx);
-    if (!ctx->putblock)
+    if (ctx->putblock == nullptr)
         return -1;
     ctx->putblock->count = 0;
     ctx->putblock->next = ctx->putblock->first;
@@ -112,7 +112,7 @@ constexpr arm arms[] = {
 int takecounters(qha5ctx *ctx, const arm &chosen) {
     const uint64_t bytes = uint64_t{chosen.inputs(ctx)} * sizeof(uint32_t);
     uint8_t *counters = arenaneed(ctx, bytes, chosen.shortdetail);
-    if (!counters)
+    if (counters == nullptr)
         return -1;
     memset(counters, 0, static_cast<size_t>(bytes));
     ctx->perinput = reinterpret_cast<uint32_t *>(counters);
@@ -141,7 +141,7 @@ void markstart(qha5ctx *ctx) {
 
 int runstages(qha5ctx *ctx, KVRNPRIM *prim, KVRNSESS *sess, const KVRNKEY *keys,
               const KVRNFILE *files, const KVRNOPT *opts) {
-    if (!arenatake(ctx, unusedhead)) {
+    if (arenatake(ctx, unusedhead) == nullptr) {
         sess->detail = KVRN_D_STORAGE;
         return -1;
     }
@@ -163,7 +163,7 @@ int runsession(uint32_t version, KVRNLINK *link, KVRNPRIM *prim, KVRNSESS *sess,
     clearblock(version, sess);
     qha5ctx *ctx;
     const int created = ctxcreate(version, link, prim, sess, files, &ctx);
-    if (!ctx)
+    if (ctx == nullptr)
         return created;
     const busymark running(ctx);
     return endcall(ctx, created == 0 ? runstages(ctx, prim, sess, keys, files, opts) : created);

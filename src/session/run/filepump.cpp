@@ -25,7 +25,7 @@ int readblocks(qha5ctx *ctx, filectl *file, uint32_t input) {
         ++file->blockcount;
         file->block->next = file->block->first;
         blockhdr *next = feedblock(ctx, file->block);
-        if (!next)
+        if (next == nullptr)
             return -1;
         file->block = next;
     }
@@ -45,7 +45,7 @@ int readinput(qha5ctx *ctx, filectl *file, uint32_t input) {
 int writeblocks(qha5ctx *ctx, filectl *file) {
     for (;;) {
         blockhdr *block = drawblock(ctx, file->block);
-        if (!block)
+        if (block == nullptr)
             return -1;
         file->block = block;
         countout(ctx, block->count);
@@ -74,7 +74,7 @@ int readinputs(qha5ctx *ctx) {
         block = file->block;
     }
     ctx->getblock = endinput(ctx, block);
-    if (!ctx->getblock)
+    if (ctx->getblock == nullptr)
         return -1;
     ctx->getblock->count = 0;
     return 0;

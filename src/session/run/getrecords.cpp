@@ -85,7 +85,7 @@ int endgets(qha5ctx *ctx, KVRNSESS *sess) {
     ctx->state = st_finished;
     sess->recaddr = nullptr;
     sess->code = KVRN_END;
-    if (ctx->link)
+    if (ctx->link != nullptr)
         ctx->link->chkg = qha5chkg;
     return 1;
 }
@@ -111,14 +111,14 @@ int getcall(qha5ctx *ctx, KVRNSESS *sess) {
         sess->reclen = 0;
         return endgets(ctx, sess);
     }
-    if (!ctx->getblock || !ctx->getfn)
+    if ((ctx->getblock == nullptr) || (ctx->getfn == nullptr))
         return refusecall(ctx, sess, KVRN_D_GETUSE);
     sess->code = KVRN_RECORD;
     sess->reclen = 0;
     ctx->state = st_getting;
     if (ctx->getblock->count == 0) {
         blockhdr *block = ctx->getblock = drawblock(ctx, ctx->getblock);
-        if (!block)
+        if (block == nullptr)
             return callfailed(ctx, sess);
         if (block->count == 0)
             return endgets(ctx, sess);

@@ -48,7 +48,7 @@ int startmerge(qha5ctx *ctx, KVRNSESS *sess) {
 }
 
 int mergecall(qha5ctx *ctx, KVRNSESS *sess) {
-    if (!ctx->mergefn || ctx->state != st_mergeopen || ctx->userblk != sess)
+    if ((ctx->mergefn == nullptr) || ctx->state != st_mergeopen || ctx->userblk != sess)
         return refusecall(ctx, sess, KVRN_D_MERGEUSE);
     const int result = mergeon(ctx);
     return result < 0 ? callfailed(ctx, sess) : result;

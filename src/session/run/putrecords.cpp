@@ -49,7 +49,7 @@ int handover(qha5ctx *ctx) {
     blockhdr *block = ctx->putblock;
     block->limit = block->next;
     block = ctx->putblock = feedblock(ctx, block);
-    if (!block)
+    if (block == nullptr)
         return -1;
     block->count = 0;
     block->next = block->first;
@@ -113,7 +113,7 @@ struct textrecord {
         for (uint32_t i = 0; i + 1 < length; ++i) {
             const auto *hit = static_cast<const uint8_t *>(
                 memchr(bytes + i, ctx->linedlmt[0], size_t{length} - 1 - i));
-            if (!hit)
+            if (hit == nullptr)
                 break;
             if (ctx->linedlmtlen == 1 || hit[1] == ctx->linedlmt[1])
                 return refuselength(ctx, sess);
@@ -205,7 +205,8 @@ struct textblock {
     // The first `byte` from there on, or the block's end.
     uint64_t find(uint8_t byte, uint64_t from) const {
         const void *hit = memchr(bytes + from, byte, static_cast<size_t>(length - from));
-        return hit ? static_cast<uint64_t>(static_cast<const uint8_t *>(hit) - bytes) : length;
+        return hit != nullptr ? static_cast<uint64_t>(static_cast<const uint8_t *>(hit) - bytes)
+                              : length;
     }
     // The first delimiter from there on; where none follows, the first zero byte.
     uint64_t lineend(uint64_t from) const {
@@ -271,7 +272,7 @@ constexpr putrow putrows[] = {
 
 int putdata(qha5ctx *ctx, KVRNSESS *sess) {
     ctx->state = st_putting;
-    if (!sess->recaddr) {
+    if (sess->recaddr == nullptr) {
         fail(ctx, msg_norecord, KVRN_D_NORECORD, callname);
         return callfailed(ctx, sess);
     }
@@ -284,7 +285,7 @@ int endputs(qha5ctx *ctx, KVRNSESS *sess) {
     blockhdr *last = ctx->putblock;
     ctx->putblock = nullptr;
     ctx->getblock = endinput(ctx, last);
-    if (!ctx->getblock)
+    if (ctx->getblock == nullptr)
         return callfailed(ctx, sess);
     sess->getcount = 0;
     ctx->getblock->count = 0;
@@ -294,7 +295,7 @@ int endputs(qha5ctx *ctx, KVRNSESS *sess) {
             return callfailed(ctx, sess);
         ctx->state = st_finished;
     }
-    if (ctx->link)
+    if (ctx->link != nullptr)
         ctx->link->chkp = qha5chkp;
     return 1;
 }
@@ -312,7 +313,7 @@ callroutine chooseput(const qha5ctx *ctx) {
 }
 
 int putcall(qha5ctx *ctx, KVRNSESS *sess) {
-    if (!ctx->putblock || !ctx->putfn)
+    if ((ctx->putblock == nullptr) || (ctx->putfn == nullptr))
         return refusecall(ctx, sess, KVRN_D_PUTUSE);
     switch (sess->code) {
     case KVRN_RECORD:

@@ -18,14 +18,14 @@ namespace {
 int closefiles(qha5ctx *ctx) {
     int result = 0;
     const auto closeone = [ctx, &result](filectl *file) {
-        if (!file || !file->isopen)
+        if ((file == nullptr) || !file->isopen)
             return;
         if (ctx->state != st_finished || result != 0)
             fmgrfail(ctx);
         if (file->closefn(ctx, file) != 0)
             result = -1;
     };
-    if (!ctx->apiinput && !ctx->stdinopt && ctx->infiles)
+    if (!ctx->apiinput && !ctx->stdinopt && (ctx->infiles != nullptr))
         for (uint32_t i = ctx->filecount; i-- != 0;)
             closeone(ctx->infiles[i]);
     if (!ctx->apioutput && !ctx->stdoutopt)
@@ -43,7 +43,7 @@ void mergestatistics(qha5ctx *ctx) {
 
 const char *outputname(const qha5ctx *ctx) {
     if (!ctx->apioutput)
-        return ctx->outfile->name ? ctx->outfile->name : "stdout";
+        return ctx->outfile->name != nullptr ? ctx->outfile->name : "stdout";
     return ctx->function == KVRN_SORT ? "kvrnget" : "kvrnmrge";
 }
 
@@ -94,7 +94,7 @@ int windup(qha5ctx *ctx, bool clean) {
 // Without ctxhandle there is nothing to end, decided: the memory that ctx points to was
 // freed by an earlier call, and must not be looked at.
 int endsession(KVRNSESS *sess) {
-    if (!sess->ctx || !sess->ctxhandle)
+    if ((sess->ctx == nullptr) || (sess->ctxhandle == nullptr))
         return 0;
     auto *ctx = static_cast<qha5ctx *>(sess->ctx);
     if (ctx->busy)
