@@ -31,7 +31,7 @@ int32_t runfiles(qha5ctx *ctx) {
 }
 
 template <class form>
-int32_t showone(qha5ctx *ctx) {
+int32_t showone(const qha5ctx *ctx) {
     blockhdr *block = ctx->mergectl->outblock;
     --block->count;
     form::show(ctx, block, ctx->userblk);

@@ -70,7 +70,7 @@ void closeblock(blockhdr *block) {
     block->next = block->first;
 }
 
-void askcaller(qha5ctx *ctx) {
+void askcaller(const qha5ctx *ctx) {
     KVRNSESS *sess = ctx->userblk;
     const mergecontrol &control = *ctx->mergectl;
     sess->mergestat = control.needinput ? KVRN_WANTS_RECORD : KVRN_WANTS_NONE;

@@ -73,11 +73,11 @@ void reuse(qha5ctx *ctx, blockhdr *done) {
     beginoutput(done);
 }
 
-void showoutput(qha5ctx *ctx) {
+void showoutput(const qha5ctx *ctx) {
     ctx->mergectl->outblock = endoutput(ctx->outfill, 0);
 }
 
-void askagain(qha5ctx *ctx, uint32_t input) {
+void askagain(const qha5ctx *ctx, uint32_t input) {
     mergecontrol &control = *ctx->mergectl;
     control.nextinput = input;
     control.spareblock = ctx->inputblocks[input];

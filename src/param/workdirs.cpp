@@ -64,7 +64,7 @@ found fromlist(qha5ctx *ctx, KVRNSESS *sess, const KVRNFLST *list) {
     return found::yes;
 }
 
-found fromearlytext(qha5ctx *ctx, KVRNSESS *sess) {
+found fromearlytext(const qha5ctx *ctx, KVRNSESS *sess) {
     if ((ctx->earlydir == nullptr) || *ctx->earlydir == noearlytext)
         return found::no;
     const size_t bytes = strlen(ctx->earlydir) + 1;
@@ -76,7 +76,7 @@ found fromearlytext(qha5ctx *ctx, KVRNSESS *sess) {
 
 // A variable counts as absent unless it is shorter than the room left, its end
 // included.
-found fromenvironment(qha5ctx *ctx) {
+found fromenvironment(const qha5ctx *ctx) {
     const uint32_t limit = ctx->arenafree < variablelimit ? ctx->arenafree : variablelimit;
     if (limit < 2)
         return found::no;
@@ -89,7 +89,7 @@ found fromenvironment(qha5ctx *ctx) {
     return found::no;
 }
 
-found fromsystem(qha5ctx *ctx, KVRNSESS *sess) {
+found fromsystem(const qha5ctx *ctx, KVRNSESS *sess) {
     const uint32_t room = ctx->arenafree < platform::maxpath ? ctx->arenafree : platform::maxpath;
     const uint32_t length = platform::systemdirectory(textplace(ctx), room);
     if (length == 0)

@@ -26,7 +26,7 @@ constexpr uint8_t wholebyte = 0xFF; // mask of a literal
 
 // The key encoders know nothing of words: what is left of the last one is zero.  A
 // whole word of zeros may reach into the staged half, which has been read by then.
-int32_t wholewords(qha5ctx *ctx, int32_t encoded) {
+int32_t wholewords(const qha5ctx *ctx, int32_t encoded) {
     if (encoded < 0)
         return -1;
     constexpr uint32_t zeros = 0;

@@ -39,7 +39,7 @@ void storepart(idxinfo &info, uint32_t number, const uint8_t *entry) {
 }
 
 // Takes the entries of the block that was read; *taken counts them over all.
-walkend takeentries(qha5ctx *ctx, idxinfo &info, bool firstblock, uint32_t *taken) {
+walkend takeentries(const qha5ctx *ctx, idxinfo &info, bool firstblock, uint32_t *taken) {
     const uint8_t *block = ctx->idxblock;
     if (block[typeat] != keyblock)
         return walkend::torn;

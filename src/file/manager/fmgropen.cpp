@@ -63,7 +63,7 @@ constexpr openflags flagrows[] = {
     {'w', 'v', {0x80, 0x60, 0x49, 0}},
 };
 
-int describeplain(qha5ctx *ctx, const filectl *file, fmgrcall &call) {
+int describeplain(const qha5ctx *ctx, const filectl *file, fmgrcall &call) {
     for (const openflags &row : flagrows)
         if (row.mode == file->mode && row.recform == ctx->recform)
             call.flags(fp_openflags, row.bytes, sizeof row.bytes);

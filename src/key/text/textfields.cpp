@@ -118,7 +118,7 @@ bool locate(const Finder &finder, const uint8_t *line, const uint8_t *end, Row *
 // Only an empty separator stands at the end of a line as well, and in a line in a
 // block the delimiter comes before it: an empty line is one field there.
 template <typename Finder>
-int32_t scanline(qha5ctx *ctx, const uint8_t *line, fieldrow *table, uint32_t maxfield) {
+int32_t scanline(const qha5ctx *ctx, const uint8_t *line, fieldrow *table, uint32_t maxfield) {
     const int32_t length = textlength(ctx, line, ctx->scanlimit);
     if (length < 0)
         return -1;
@@ -133,7 +133,7 @@ int32_t scanline(qha5ctx *ctx, const uint8_t *line, fieldrow *table, uint32_t ma
 }
 
 template <typename Finder>
-int32_t scantext(qha5ctx *ctx, const uint8_t *line, fieldaddr *table, uint32_t maxfield,
+int32_t scantext(const qha5ctx *ctx, const uint8_t *line, fieldaddr *table, uint32_t maxfield,
                  uint32_t length) {
     return locate(Finder(ctx), line, line + length, table, maxfield) ? 0 : -1;
 }

@@ -134,7 +134,7 @@ textnumber operand(const fieldaddr &field, uint32_t width) {
 }
 
 // Sums to sumbuf, growth to the fields of the first text; *grown is the sum of it.
-addresult addnumbered(qha5ctx *ctx, uint64_t *grown) {
+addresult addnumbered(const qha5ctx *ctx, uint64_t *grown) {
     for (uint32_t i = 0; i <= ctx->summaxfld; i++)
         ctx->sumfields1[i].userword = 0;
     *grown = 0;
@@ -154,7 +154,7 @@ addresult addnumbered(qha5ctx *ctx, uint64_t *grown) {
 }
 
 // Moves the text behind each field that grows, and with it the later fields.
-void widen(qha5ctx *ctx, uint8_t *text, uint32_t length) {
+void widen(const qha5ctx *ctx, uint8_t *text, uint32_t length) {
     uint32_t shift = 0;
     for (uint32_t i = 0; i <= ctx->summaxfld; i++) {
         fieldaddr &field = ctx->sumfields1[i];
@@ -196,7 +196,7 @@ constexpr sumroutine pairroutines[recordforms] = {foldplaces, foldvariable, fold
 
 } // namespace
 
-sumroutine choosesum(qha5ctx *ctx) {
+sumroutine choosesum(const qha5ctx *ctx) {
     for (uint32_t i = 0; i < ctx->sumspec->count; i++)
         ctx->sumspec->entry[i].adder = adderfor(ctx, ctx->sumspec->entry[i].type);
     return pairroutines[formof(ctx)];

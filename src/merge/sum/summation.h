@@ -19,6 +19,6 @@ using sumroutine = int32_t (*)(qha5ctx *ctx, uint8_t *held, const uint8_t *recor
 // The routine for the session's form; chooses the adder of each row of sumspec too.
 // Reads recform, fieldmode and cdmode.  By field numbers the routine needs
 // fieldscanlen, sumfields1 and sumfields2, always sumbuf.
-[[nodiscard]] sumroutine choosesum(qha5ctx *ctx);
+[[nodiscard]] sumroutine choosesum(const qha5ctx *ctx);
 
 } // namespace kvern

@@ -83,7 +83,7 @@ int ctxcreate(uint32_t version, KVRNLINK *link, KVRNPRIM *prim, KVRNSESS *sess,
     return 0;
 }
 
-void ctxrelease(qha5ctx *ctx, KVRNSESS *sess) {
+void ctxrelease(const qha5ctx *ctx, KVRNSESS *sess) {
     if (ctx->worksize != 0)
         platform::freememory(ctx->work, ctx->worksize);
     sess->ctxhandle = nullptr;

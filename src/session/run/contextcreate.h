@@ -13,6 +13,6 @@ namespace kvern {
                             const KVRNFILE *files, qha5ctx **out);
 
 // Frees both.  The caller's block keeps the stale address in ctx.
-void ctxrelease(qha5ctx *ctx, KVRNSESS *sess);
+void ctxrelease(const qha5ctx *ctx, KVRNSESS *sess);
 
 } // namespace kvern

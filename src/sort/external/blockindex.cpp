@@ -24,7 +24,7 @@ namespace kvern {
 
 namespace {
 
-idxentry *nextentry(qha5ctx *ctx, entrykind kind) {
+idxentry *nextentry(const qha5ctx *ctx, entrykind kind) {
     blockhdr *wb = ctx->idxwb;
     assert(wb->next == wb->first + size_t{wb->count} * ctx->idxentlen);
     assert(static_cast<size_t>(wb->end - wb->next) >= ctx->idxentlen);

@@ -36,7 +36,7 @@ void copyentry(const qha5ctx *ctx, idxentry *to, const uint8_t *from) {
 
 namespace {
 
-void append(qha5ctx *ctx, entrychain *chain, idxentry *entry, entrysource *source) {
+void append(const qha5ctx *ctx, entrychain *chain, idxentry *entry, entrysource *source) {
     copyentry(ctx, entry, source->next);
     source->next += ctx->idxentlen;
     --source->left;

@@ -28,7 +28,7 @@
 
 namespace kvern {
 
-void listrecords(qha5ctx *ctx, blockhdr *block) {
+void listrecords(const qha5ctx *ctx, blockhdr *block) {
     assert(block->count != 0 && block->count <= ctx->recperwb);
     recnode *nodes = block->nodes;
     const uint32_t places = ctx->recperwb;

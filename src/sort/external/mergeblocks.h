@@ -20,7 +20,7 @@ inline uint8_t *highestrecord(const blockhdr &block) {
 }
 
 // The block's `count` records in their order of storage.
-void listrecords(qha5ctx *ctx, blockhdr *block);
+void listrecords(const qha5ctx *ctx, blockhdr *block);
 
 // The head or tail node goes to the free nodes; the list keeps its order.  The record
 // behind the new end is fetched early: lists that records were moved to run to and fro.

@@ -115,7 +115,7 @@ int choosewidth(qha5ctx *ctx, workspace &space, uint8_t **wbnodes) {
     return ctx->mergetree != nullptr ? 0 : -1;
 }
 
-blockhdr *makeblock(qha5ctx *ctx, uint8_t *area) {
+blockhdr *makeblock(const qha5ctx *ctx, uint8_t *area) {
     auto *block = reinterpret_cast<blockhdr *>(area);
     *block = blockhdr{};
     block->first = area + sizeof(blockhdr);

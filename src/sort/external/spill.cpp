@@ -59,7 +59,7 @@ blockhdr *leastblock(const qha5ctx *ctx) {
 }
 
 // Moves the `count` highest records of all blocks to sparewb.
-void collecthighest(qha5ctx *ctx, uint32_t count) {
+void collecthighest(const qha5ctx *ctx, uint32_t count) {
     losertree<blockhdr, highestfirst> tree(ctx->mergetree, {ctx->keylen});
     tree.build(ctx->mergeblocks, ctx->mergewidth);
     uint8_t *place = ctx->sparewb->first + size_t{count} * ctx->intreclen;

@@ -100,7 +100,7 @@ int turnover(qha5ctx *ctx) {
     return ctx->outwb == nullptr ? -1 : 0;
 }
 
-void writeimage(qha5ctx *ctx, const slot *player) {
+void writeimage(const qha5ctx *ctx, const slot *player) {
     blockhdr *wb = ctx->outwb;
     assert(static_cast<size_t>(wb->end - wb->next) >= ctx->intreclen);
     ++wb->count;

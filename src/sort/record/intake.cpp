@@ -44,7 +44,8 @@ int32_t encodevariable(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
 }
 
 // The zeros may reach into the length word, which is therefore stored last.
-const uint8_t *placeline(qha5ctx *ctx, const uint8_t *raw, uint32_t length, uint8_t *internal) {
+const uint8_t *placeline(const qha5ctx *ctx, const uint8_t *raw, uint32_t length,
+                         uint8_t *internal) {
     uint8_t *text = internal + ctx->txtdataoff;
     memcpy(text, raw, length);
     memset(text + length, 0, ctx->inreclen - length);

@@ -106,7 +106,7 @@ inline void copygap(uint8_t *to, const uint8_t *from, uint32_t n) {
 }
 
 template <bool sequenced>
-inline void encodeplain(qha5ctx *ctx, const uint8_t *image, uint8_t *internal) {
+inline void encodeplain(const qha5ctx *ctx, const uint8_t *image, uint8_t *internal) {
     const keyentry *row = rowsbegin(ctx->keytable);
     const keyentry *const keysend = row + ctx->keycount;
     const keyentry *const end = rowsend(ctx->keytable);
