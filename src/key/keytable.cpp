@@ -41,12 +41,12 @@ uint32_t sourceplace(const qha5ctx *ctx, uint32_t position) {
 
 // Width of a normal form, where it is not the field's length:
 // length * factor + extra.
-struct widthrow {
+struct typewidth {
     uint8_t type;
     uint8_t factor;
     uint8_t extra;
 };
-constexpr widthrow widths[] = {
+constexpr typewidth widths[] = {
     {KVRN_COLLATE, 12, 0}, {KVRN_WIDE2, 12, 0},    {KVRN_WIDE4, 12, 0}, {KVRN_ZONED, 1, 1},
     {KVRN_SIGNLEAD, 1, 1}, {KVRN_SIGNTRAIL, 1, 1}, {KVRN_ZONEDU, 1, 1}, {KVRN_ZONEDLEAD, 1, 1},
     {KVRN_FLOAT4, 1, 1},   {KVRN_FLOAT8, 1, 1},    {KVRN_PACKED, 1, 1}, {KVRN_MASKBYTE, 0, 1},
@@ -57,7 +57,7 @@ constexpr widthrow widths[] = {
 uint64_t normalwidth(const keypiece &piece) {
     if (piece.type == KVRN_CHAR && (piece.kanjiconv & KVRN_KANJI_JIS) != 0)
         return uint64_t{piece.length} * 2;
-    for (const widthrow &row : widths)
+    for (const typewidth &row : widths)
         if (row.type == piece.type)
             return uint64_t{piece.length} * row.factor + row.extra;
     return piece.length;
@@ -115,7 +115,7 @@ bool comesfirst(const restored &a, const restored &b) {
 
 // A key and its gap, a summation field and its gap, and the gap at the end; the
 // whole-record key counts as one, since it may need a gap too.
-int keytablebuilder::begin(uint32_t keys, uint32_t sums) {
+int tablebuilder::begin(uint32_t keys, uint32_t sums) {
     uint64_t wanted = keys != 0 ? keys : 1;
     if (ctx->recform != 'r')
         wanted = wanted * 2 + 1 + uint64_t{sums} * 2;
@@ -135,7 +135,7 @@ int keytablebuilder::begin(uint32_t keys, uint32_t sums) {
     return 0;
 }
 
-keyentry *keytablebuilder::addkey(const keypiece &piece) {
+keyentry *tablebuilder::addkey(const keypiece &piece) {
     if (keysleft == 0) {
         faillogic(ctx);
         return nullptr;
@@ -152,7 +152,7 @@ keyentry *keytablebuilder::addkey(const keypiece &piece) {
     return &row;
 }
 
-int keytablebuilder::finish(const KVRNSUM *sum) {
+int tablebuilder::finish(const KVRNSUM *sum) {
     ctx->keycount = rows;
     place = roundup(place, keyunit);
     ctx->keylen = cut(place);
@@ -174,13 +174,13 @@ int keytablebuilder::finish(const KVRNSUM *sum) {
     return wire(ctx);
 }
 
-keyentry &keytablebuilder::addrow() {
+keyentry &tablebuilder::addrow() {
     keyentry &row = ctx->keytable->entry[rows++];
     row.dst = cut(place);
     return row;
 }
 
-keyentry &keytablebuilder::addraw(uint32_t src, uint64_t length) {
+keyentry &tablebuilder::addraw(uint32_t src, uint64_t length) {
     keyentry &row = addrow();
     row.src = src;
     row.len = cut(length);
@@ -191,7 +191,7 @@ keyentry &keytablebuilder::addraw(uint32_t src, uint64_t length) {
 
 // Text is kept whole, so its summation fields need no rows and stay where the
 // caller said.
-void keytablebuilder::addsums(const KVRNSUM &sum) {
+void tablebuilder::addsums(const KVRNSUM &sum) {
     for (uint32_t i = 0; i < sum.count; i++) {
         const KVRNSUME &field = sum.entry[i];
         sumrow &out = ctx->sumspec->entry[i];
@@ -209,7 +209,7 @@ void keytablebuilder::addsums(const KVRNSUM &sum) {
 
 // Sweeps over the record in source order.  `covered` is the first byte that no
 // row so far restores.
-int keytablebuilder::addgaps() {
+int tablebuilder::addgaps() {
     const uint32_t present = rows;
     if (uint64_t{present} * sizeof(restored) > ctx->arenafree)
         return fail(ctx, msg_nostorage, KVRN_D_STORAGE);
@@ -241,13 +241,13 @@ int keytablebuilder::addgaps() {
     return 0;
 }
 
-void keytablebuilder::addgap(uint64_t from, uint64_t to) {
+void tablebuilder::addgap(uint64_t from, uint64_t to) {
     addraw(cut(from), to - from).order = KVRN_ASCENDING;
 }
 
 // The rows hold the prefix of 'v' already, and still the record gets a word more,
 // unused: intended, the slot count shows it.
-void addlengthplace(qha5ctx *ctx) {
+void addlength(qha5ctx *ctx) {
     if (ctx->recform == 'r')
         ctx->txtlenoff = ctx->intreclen;
     if (ctx->recform != 'f')

@@ -21,9 +21,9 @@ struct keypiece {
     uint8_t kanjiconv;
 };
 
-class keytablebuilder {
+class tablebuilder {
   public:
-    explicit keytablebuilder(qha5ctx *session) : ctx(session) {}
+    explicit tablebuilder(qha5ctx *session) : ctx(session) {}
 
     // Takes the table, with the sequence row if the order is kept.  `keys` is the
     // number of key entries given, 0 for the whole-record key; `sums` that of
@@ -51,6 +51,6 @@ class keytablebuilder {
 
 // Behind the internal record of a form with lengths, a place for one; the record form is
 // settled then.
-void addlengthplace(qha5ctx *ctx);
+void addlength(qha5ctx *ctx);
 
 } // namespace kvern

@@ -72,7 +72,7 @@ constexpr wirerow wirings[] = {
     // clang-format on
 };
 
-bool fits(const wirerow &wiring, const qha5ctx *ctx, const keyentry &row) {
+bool rowfits(const wirerow &wiring, const qha5ctx *ctx, const keyentry &row) {
     const form session = ctx->recform == 'r' ? form::text : form::bytes;
     const code data = ctx->cdmode == KVRN_CD_EBCDIC ? code::ebcdic : code::ascii;
     const kanji key = row.kanjiconv == KVRN_KANJI_JIS ? kanji::jis : kanji::other;
@@ -92,7 +92,7 @@ coder chooseencoder(const wirerow &wiring, const qha5ctx *ctx) {
 
 int wirerowof(qha5ctx *ctx, keyentry &row) {
     for (const wirerow &wiring : wirings)
-        if (fits(wiring, ctx, row)) {
+        if (rowfits(wiring, ctx, row)) {
             row.encoder = chooseencoder(wiring, ctx);
             row.decoder = wiring.decoder;
             return row.encoder != nullptr ? 0 : faillogic(ctx);

@@ -80,7 +80,7 @@ driver choose(const qha5ctx *ctx) {
 
 } // namespace
 
-void wiremergedriver(qha5ctx *ctx) {
+void wiredriver(qha5ctx *ctx) {
     ctx->mergefn = choose(ctx);
 }
 

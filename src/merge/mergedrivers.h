@@ -6,7 +6,7 @@
 namespace kvern {
 
 // The `mergefn` of the session.
-void wiremergedriver(qha5ctx *ctx);
+void wiredriver(qha5ctx *ctx);
 
 // Those with caller input (mergefeed.cpp).
 [[nodiscard]] decltype(merge_fields::mergefn) choosefeeder(const qha5ctx *ctx);

@@ -112,7 +112,7 @@ emitter chooseby(const qha5ctx *ctx) {
 
 } // namespace
 
-emitter choosemergeemit(qha5ctx *ctx) {
+emitter chooseemitfn(qha5ctx *ctx) {
     wireemit(ctx);
     return ctx->recform == 'v' ? chooseby<lengthword>(ctx) : chooseby<0>(ctx);
 }

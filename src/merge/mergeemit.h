@@ -6,6 +6,6 @@
 namespace kvern {
 
 // The `emitfn` of the session.  Also sets plainemit, the record form's routine.
-[[nodiscard]] decltype(merge_fields::emitfn) choosemergeemit(qha5ctx *ctx);
+[[nodiscard]] decltype(merge_fields::emitfn) chooseemitfn(qha5ctx *ctx);
 
 } // namespace kvern

@@ -39,7 +39,7 @@ int takebuffers(qha5ctx *ctx, workspace &space) {
             return -1;
         layoutoperands(ctx, operands);
     }
-    return layoutrecordwork(ctx, space);
+    return layoutwork(ctx, space);
 }
 
 // Cleared, for no encoder writes the filler of a key area, and chained.
@@ -95,9 +95,9 @@ int taketext(qha5ctx *ctx, workspace &space) {
     if (ctx->fieldmode != KVRN_FIELDS)
         return 0;
     wirescanners(ctx);
-    if (ctx->recfunc == rf_sum && layoutsumtables(ctx, space) != 0)
+    if (ctx->recfunc == rf_sum && layoutsumrows(ctx, space) != 0)
         return -1;
-    return layoutfieldtables(ctx, space);
+    return layouttables(ctx, space);
 }
 
 int chooseroutines(qha5ctx *ctx) {
@@ -105,9 +105,9 @@ int chooseroutines(qha5ctx *ctx) {
     beginfolding(ctx);
     if (ctx->selectopt)
         chooseselect(ctx);
-    ctx->selectfn = choosemergeselect(ctx);
-    ctx->nextrecfn = choosenextrecord(ctx);
-    ctx->emitfn = choosemergeemit(ctx);
+    ctx->selectfn = chooseselectfn(ctx);
+    ctx->nextrecfn = choosenext(ctx);
+    ctx->emitfn = chooseemitfn(ctx);
     return 0;
 }
 
@@ -146,7 +146,7 @@ int layblocks(qha5ctx *ctx, workspace &space) {
     const capacities lengths = capacitiesfor(ctx, room);
     if (room == 0 || lengths.in < lengths.leastin || lengths.out < lengths.leastout)
         return fail(ctx, msg_nostorage, KVRN_D_STORAGE);
-    setblocklengths(ctx, lengths.in, lengths.out);
+    setlengths(ctx, lengths.in, lengths.out);
     ctx->idleblocks = nullptr;
     for (uint32_t i = ctx->mergecount; i != 0; i--) {
         blockhdr *block = layblock(space.next + uint64_t{size} * i, ctx->inblklen);

@@ -216,11 +216,11 @@ constexpr widthrow<selectstep> fillsteps[] = {
 
 } // namespace
 
-selectstep choosemergeselect(const qha5ctx *ctx) {
+selectstep chooseselectfn(const qha5ctx *ctx) {
     return forwidth(fillsteps, ctx->keylen);
 }
 
-decltype(merge_fields::nextrecfn) choosenextrecord(const qha5ctx *ctx) {
+decltype(merge_fields::nextrecfn) choosenext(const qha5ctx *ctx) {
     return ctx->selectopt ? nextselected : nextrecord;
 }
 

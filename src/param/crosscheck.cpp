@@ -17,7 +17,7 @@ namespace {
 
 // One directory out of the environment, as a last source before the system's own
 // default.  The text is read where it will lie, behind its table of one pointer.
-int environmentdirectory(qha5ctx *ctx) {
+int fromtmpdir(qha5ctx *ctx) {
     constexpr const char *variable = "TMPDIR";
     char probe;
     const uint64_t length = platform::environment(variable, &probe, 1);
@@ -46,10 +46,10 @@ int environmentdirectory(qha5ctx *ctx) {
     return 0;
 }
 
-int settleworkdirs(qha5ctx *ctx) {
+int settleplaces(qha5ctx *ctx) {
     if (ctx->function != KVRN_SORT)
         return 0;
-    if (ctx->workkind == 0 && environmentdirectory(ctx) != 0)
+    if (ctx->workkind == 0 && fromtmpdir(ctx) != 0)
         return -1;
     if (ctx->workkind != 'd')
         return 0;
@@ -107,16 +107,16 @@ int settlerecfunc(qha5ctx *ctx) {
 } // namespace
 
 int crosscheck(qha5ctx *ctx) {
-    if (ctx->function == KVRN_MERGE && mergeignoressamefile(ctx->version))
+    if (ctx->function == KVRN_MERGE && quirks::mergesamefile(ctx->version))
         ctx->samefile = false;
     if ((ctx->usefilemgr || ctx->useindexed) && ctx->recform == 'r')
         return fail(ctx, msg_fileattribute, KVRN_D_FILEFORM, "Text file is not specified");
     if (checkinputs(ctx) != 0 || checkoutput(ctx) != 0 || checksamefile(ctx) != 0 ||
-        settleworkdirs(ctx) != 0 || checkfunction(ctx) != 0 || settlerecfunc(ctx) != 0 ||
-        checkreconfields(ctx) != 0)
+        settleplaces(ctx) != 0 || checkfunction(ctx) != 0 || settlerecfunc(ctx) != 0 ||
+        checkpieces(ctx) != 0)
         return -1;
     settlelengths(ctx);
-    return checksumfields(ctx) != 0 ? -1 : checkselfields(ctx);
+    return checksums(ctx) != 0 ? -1 : checkconditions(ctx);
 }
 
 } // namespace kvern

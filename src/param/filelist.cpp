@@ -65,7 +65,7 @@ T **newpointers(qha5ctx *ctx, uint32_t count) {
     return reinterpret_cast<T **>(room);
 }
 
-int refuse(qha5ctx *ctx) {
+int refusefiles(qha5ctx *ctx) {
     return failstale(ctx, msg_fileblock, KVRN_D_FILEBLOCK);
 }
 
@@ -118,7 +118,7 @@ int buildinputs(qha5ctx *ctx, const KVRNFLST &list, const KVRNFTYP *types, const
         if (inputkind(ctx, *file, i, types, library) != 0)
             return -1;
         if (list.path[i] == nullptr)
-            return refuse(ctx);
+            return refusefiles(ctx);
         file->name = arenatext(ctx, list.path[i]);
         if (file->name == nullptr)
             return -1;
@@ -151,7 +151,7 @@ int outputkind(qha5ctx *ctx, filectl &file, uint8_t given, const char *library) 
         file.family = first.family;
         file.libname = first.libname;
     } else {
-        return refuse(ctx);
+        return refusefiles(ctx);
     }
     notekind(ctx, file.kind);
     if (file.family == 0 || file.libname != nullptr)
@@ -183,7 +183,7 @@ int buildoutput(qha5ctx *ctx, const KVRNFILE *files, const char *library) {
 
 // Paths of temporary files.  They take precedence over directories that the
 // session found; a list of directories is in force already.
-int copyworkpaths(qha5ctx *ctx, const KVRNFLST *list) {
+int copyplaces(qha5ctx *ctx, const KVRNFLST *list) {
     if (list == nullptr || list->count == 0 || ctx->workdirs == 'd')
         return 0;
     ctx->workcount = list->count;
@@ -221,7 +221,7 @@ int buildfiles(qha5ctx *ctx, const KVRNFILE *files) {
     }
     if (!ctx->apioutput && buildoutput(ctx, files, library) != 0)
         return -1;
-    return copyworkpaths(ctx, files->workfiles);
+    return copyplaces(ctx, files->workfiles);
 }
 
 } // namespace kvern

@@ -45,8 +45,8 @@ bool holdsdelimiter(const qha5ctx *ctx, const uint8_t *text, uint32_t length) {
 
 // Inside a field by number nothing may separate.  The last place where the
 // caller's separator would fit is not looked at: intended.
-bool holdsseparator(const qha5ctx *ctx, const uint8_t *text, uint32_t length,
-                    bool (*skipped)(uint8_t)) {
+bool holdsbreak(const qha5ctx *ctx, const uint8_t *text, uint32_t length,
+                bool (*skipped)(uint8_t)) {
     uint32_t i = 0;
     if (ctx->sepgiven) {
         for (; uint64_t{i} + ctx->seplen < length; i++)
@@ -69,7 +69,7 @@ bool breakstext(const qha5ctx *ctx, const void *literal, uint32_t length,
         return false;
     const uint8_t *text = static_cast<const uint8_t *>(literal);
     return holdsdelimiter(ctx, text, length) ||
-           (ctx->fieldmode == KVRN_FIELDS && holdsseparator(ctx, text, length, skipped));
+           (ctx->fieldmode == KVRN_FIELDS && holdsbreak(ctx, text, length, skipped));
 }
 
 // ---- summation -----------------------------------------------------------
@@ -186,7 +186,7 @@ void measureoperands(qha5ctx *ctx, const KVRNSELE &cond) {
 } // namespace
 
 // No new argument: the slots stay as the last report left them.
-int checkreconfields(qha5ctx *ctx) {
+int checkpieces(qha5ctx *ctx) {
     if (!ctx->reconopt)
         return 0;
     for (uint32_t i = ctx->reconspec->count; i-- != 0;) {
@@ -204,12 +204,12 @@ int checkreconfields(qha5ctx *ctx) {
 void settlelengths(qha5ctx *ctx) {
     if (ctx->recform == 'r')
         ctx->outreclen += ctx->linedlmtlen;
-    addlengthplace(ctx);
+    addlength(ctx);
 }
 
 // For 'v' a field's place counts the length word while the record length does
 // not, so a field in the last 4 bytes of the longest record is refused: intended.
-int checksumfields(qha5ctx *ctx) {
+int checksums(qha5ctx *ctx) {
     if (ctx->recfunc != rf_sum)
         return 0;
     uint64_t total = 0;
@@ -226,7 +226,7 @@ int checksumfields(qha5ctx *ctx) {
     return 0;
 }
 
-int checkselfields(qha5ctx *ctx) {
+int checkconditions(qha5ctx *ctx) {
     if (!ctx->selectopt)
         return 0;
     for (uint32_t i = ctx->selspec->count; i-- != 0;) {

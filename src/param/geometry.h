@@ -8,9 +8,9 @@
 namespace kvern {
 
 // Called in this order.  0, or -1 with the message out.
-[[nodiscard]] int checkreconfields(qha5ctx *ctx);
+[[nodiscard]] int checkpieces(qha5ctx *ctx);
 void settlelengths(qha5ctx *ctx);
-[[nodiscard]] int checksumfields(qha5ctx *ctx);
-[[nodiscard]] int checkselfields(qha5ctx *ctx);
+[[nodiscard]] int checksums(qha5ctx *ctx);
+[[nodiscard]] int checkconditions(qha5ctx *ctx);
 
 } // namespace kvern

@@ -14,7 +14,7 @@ constexpr uint32_t translationbytes = 256;
 // Fields of rebuilt lines are those that the rebuild table names.  This walk
 // alone runs upwards, and before the table of rows is taken: a count whose rows
 // could not be taken anyway is refused before an entry is read.
-int checkfieldnumbers(qha5ctx *ctx, const KVRNKEY *table) {
+int checknumbers(qha5ctx *ctx, const KVRNKEY *table) {
     if (uint64_t{table->count} * sizeof(keyentry) > ctx->arenafree)
         return failstale(ctx, msg_nostorage, KVRN_D_STORAGE);
     for (uint32_t i = 0; i < table->count; i++) {
@@ -46,10 +46,10 @@ bool keyfits(const qha5ctx *ctx, const KVRNKEYE &key) {
     return fieldfits(fielduse::key, key.type, key.length) && insiderecord(ctx, key);
 }
 
-int addentry(qha5ctx *ctx, keytablebuilder &builder, const KVRNKEYE &key, uint32_t number) {
+int addentry(qha5ctx *ctx, tablebuilder &builder, const KVRNKEYE &key, uint32_t number) {
     if (!keyfits(ctx, key))
         return refusekey(ctx, number);
-    const bool oldbinary = ubebinislebin(ctx->version) && key.type == KVRN_UBEBIN;
+    const bool oldbinary = quirks::littleubebin(ctx->version) && key.type == KVRN_UBEBIN;
     const uint8_t type = oldbinary ? uint8_t{KVRN_SLEBIN} : key.type;
     keyentry *row =
         builder.addkey({key.position, key.length, type, key.textoption, key.order, key.kanjiconv});
@@ -82,7 +82,7 @@ uint8_t wholeoptions(const qha5ctx *ctx, const KVRNPRIM *prim) {
     return static_cast<uint8_t>((prim->keyoption & same) | (numeric ? KVRN_TXT_NUMERIC : 0));
 }
 
-int addwholerecord(qha5ctx *ctx, keytablebuilder &builder, const KVRNPRIM *prim) {
+int addwhole(qha5ctx *ctx, tablebuilder &builder, const KVRNPRIM *prim) {
     const bool ebcdic = ctx->cdmode == KVRN_CD_EBCDIC;
     if (ebcdic && (ctx->level < 4 || ctx->keyoption2 != 0))
         return refusekey(ctx, 0);
@@ -99,13 +99,13 @@ int addwholerecord(qha5ctx *ctx, keytablebuilder &builder, const KVRNPRIM *prim)
 
 int readkeys(qha5ctx *ctx, const KVRNPRIM *prim, const KVRNKEY *table, const KVRNSUM *sum) {
     const uint32_t count = table != nullptr ? table->count : 0;
-    if (ctx->fieldmode == KVRN_FIELDS && count != 0 && checkfieldnumbers(ctx, table) != 0)
+    if (ctx->fieldmode == KVRN_FIELDS && count != 0 && checknumbers(ctx, table) != 0)
         return -1;
     ctx->keygiven = count != 0;
-    keytablebuilder builder(ctx);
+    tablebuilder builder(ctx);
     if (builder.begin(count, sum != nullptr ? sum->count : 0) != 0)
         return -1;
-    if (count == 0 && addwholerecord(ctx, builder, prim) != 0)
+    if (count == 0 && addwhole(ctx, builder, prim) != 0)
         return -1;
     for (uint32_t i = count; i-- != 0;)
         if (addentry(ctx, builder, table->entry[i], i) != 0)

@@ -31,19 +31,24 @@ constexpr int levelof(uint32_t version) {
     return nolevel;
 }
 
+// What single versions ask for beyond their level.
+namespace quirks {
+
 // The line delimiter stands in keyoption2's byte, which keeps its other meaning.
-constexpr bool delimiterinbyte39(uint32_t version) {
+constexpr bool delimiter39(uint32_t version) {
     return version == KVRN_VERSION_L2_OLDDLMT;
 }
 
 // Big-endian unsigned keys are taken as little-endian signed ones.
-constexpr bool ubebinislebin(uint32_t version) {
+constexpr bool littleubebin(uint32_t version) {
     return version == KVRN_VERSION_L0_LEBIN;
 }
 
 // A merge ignores the request for an output that is an input.
-constexpr bool mergeignoressamefile(uint32_t version) {
+constexpr bool mergesamefile(uint32_t version) {
     return version >> 16 == 0x0110;
 }
+
+} // namespace quirks
 
 } // namespace kvern

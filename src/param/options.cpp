@@ -15,16 +15,16 @@ namespace {
 constexpr uint8_t keyoptionbits = 1 | 2 | 4 | 8 | 16;
 constexpr uint8_t bothrecords = 225; // old spelling of "one record per call, both ways"
 
-int refuse(qha5ctx *ctx, const char *field) {
+int badoption(qha5ctx *ctx, const char *field) {
     return fail(ctx, msg_prim, KVRN_D_PRIM, field);
 }
 
 int readfunction(qha5ctx *ctx, const KVRNPRIM *prim) {
     if (prim->function != KVRN_SORT && prim->function != KVRN_MERGE && prim->function != KVRN_COPY)
-        return refuse(ctx, "function");
+        return badoption(ctx, "function");
     ctx->function = prim->function;
     if (prim->recform != KVRN_FIXED && prim->recform != KVRN_VARIABLE)
-        return refuse(ctx, "recform");
+        return badoption(ctx, "recform");
     ctx->recform = prim->recform;
     return 0;
 }
@@ -37,7 +37,7 @@ int readfileoprat(qha5ctx *ctx, KVRNPRIM *prim) {
     ctx->stdoutopt = (prim->fileoprat & KVRN_STDOUT) != 0;
     ctx->stdinopt = (prim->fileoprat & KVRN_STDIN) != 0;
     if (prim->fileoprat != 0 && !same && !ctx->stdoutopt && !ctx->stdinopt)
-        return refuse(ctx, "fileoprat");
+        return badoption(ctx, "fileoprat");
     ctx->samefile = same;
     return 0;
 }
@@ -45,7 +45,7 @@ int readfileoprat(qha5ctx *ctx, KVRNPRIM *prim) {
 // Level 0 refuses a block on one side alone, but not in a sum with the other.
 int readrecoprat(qha5ctx *ctx, KVRNPRIM *prim) {
     if (ctx->level == 0 && (prim->recoprat == KVRN_PUT_BLOCK || prim->recoprat == KVRN_GET_BLOCK))
-        return refuse(ctx, "recoprat");
+        return badoption(ctx, "recoprat");
     if (prim->recoprat == bothrecords)
         prim->recoprat = KVRN_PUT_RECORD | KVRN_GET_RECORD;
     switch (prim->recoprat) {
@@ -61,11 +61,11 @@ int readrecoprat(qha5ctx *ctx, KVRNPRIM *prim) {
         ctx->recoprat = prim->recoprat;
         return 0;
     default:
-        return refuse(ctx, "recoprat");
+        return badoption(ctx, "recoprat");
     }
 }
 
-void readoptionbits(qha5ctx *ctx, const KVRNPRIM *prim) {
+void readbits(qha5ctx *ctx, const KVRNPRIM *prim) {
     ctx->inreclen = prim->reclen;
     ctx->mergecount = prim->mergecnt;
     const uint8_t bits = prim->options;
@@ -83,7 +83,7 @@ void readoptionbits(qha5ctx *ctx, const KVRNPRIM *prim) {
 // The test of keyoption2 runs also where that byte holds the line delimiter, so
 // that a delimiter of 2 or 3 there switches the conversion on: intended, callers
 // of that version know it so.
-int readkeyoptions(qha5ctx *ctx, const KVRNPRIM *prim) {
+int readkeybits(qha5ctx *ctx, const KVRNPRIM *prim) {
     if (ctx->level < 2)
         return 0;
     ctx->keyoption = prim->keyoption & keyoptionbits;
@@ -91,7 +91,7 @@ int readkeyoptions(qha5ctx *ctx, const KVRNPRIM *prim) {
     if (ctx->keyoption2 != 0)
         ctx->dbcs = dbcsaware;
     if (ctx->keyoption2 != 0 && (ctx->keyoption & KVRN_KEYOPT_NUMERIC) != 0)
-        return refuse(ctx, "keyoption");
+        return badoption(ctx, "keyoption");
     return 0;
 }
 
@@ -100,16 +100,16 @@ int readcodes(qha5ctx *ctx, const KVRNPRIM *prim) {
         ctx->tmpoption = prim->tmpopt;
         if (prim->cdmode != 0 &&
             (prim->cdmode < KVRN_CD_EBCDIC || prim->cdmode > KVRN_CD_OVERPUNCH))
-            return refuse(ctx, "cdmode");
+            return badoption(ctx, "cdmode");
         if (prim->cdmode == KVRN_CD_EBCDIC && ctx->level < 4)
-            return refuse(ctx, "cdmode");
+            return badoption(ctx, "cdmode");
         ctx->cdmode = prim->cdmode;
     }
     if (ctx->cdmode == 0)
         ctx->cdmode = KVRN_CD_ZONE5;
     if (ctx->level >= 4) {
         if (prim->altmode > 2)
-            return refuse(ctx, "altmode");
+            return badoption(ctx, "altmode");
         ctx->altmode = prim->altmode;
     }
     return 0;
@@ -122,9 +122,9 @@ int readdelimiter(qha5ctx *ctx, const KVRNPRIM *prim) {
     };
     static constexpr delimiter delimiters[] = {
         {{'\r', '\n', 0}, 2}, {{'\n', 0, 0}, 1}, {{'\r', 0, 0}, 1}, {{'\r', '\n', 0}, 2}};
-    const uint8_t code = delimiterinbyte39(ctx->version) ? prim->keyoption2 : prim->linedlmt;
+    const uint8_t code = quirks::delimiter39(ctx->version) ? prim->keyoption2 : prim->linedlmt;
     if (code >= sizeof(delimiters) / sizeof(delimiters[0]))
-        return refuse(ctx, "linedlmt");
+        return badoption(ctx, "linedlmt");
     memcpy(ctx->linedlmt, delimiters[code].bytes, sizeof(ctx->linedlmt));
     ctx->linedlmtlen = delimiters[code].length;
     return 0;
@@ -136,7 +136,7 @@ int readseparator(qha5ctx *ctx, const KVRNPRIM *prim) {
     if (given != nullptr)
         for (const char *at = given; *at != 0; at++)
             if (strncmp(at, reinterpret_cast<const char *>(ctx->linedlmt), ctx->linedlmtlen) == 0)
-                return refuse(ctx, "linedlmt");
+                return badoption(ctx, "linedlmt");
     const char *copy = arenatext(ctx, given != nullptr ? given : " ");
     if (copy == nullptr)
         return -1;
@@ -151,12 +151,12 @@ int readfieldmode(qha5ctx *ctx, const KVRNPRIM *prim) {
     if (prim->fieldmode == 0)
         return 0;
     if (prim->fieldmode != KVRN_FIELDS && prim->fieldmode != KVRN_COLUMNS)
-        return refuse(ctx, "fieldmode");
+        return badoption(ctx, "fieldmode");
     if (ctx->recform != KVRN_VARIABLE)
-        return refuse(ctx, "recform");
+        return badoption(ctx, "recform");
     ctx->recform = 'r';
     ctx->fieldmode = prim->fieldmode;
-    return ctx->cdmode == KVRN_CD_EBCDIC ? refuse(ctx, "cdmode") : 0;
+    return ctx->cdmode == KVRN_CD_EBCDIC ? badoption(ctx, "cdmode") : 0;
 }
 
 } // namespace
@@ -165,8 +165,8 @@ int readoptions(qha5ctx *ctx, KVRNPRIM *prim) {
     if (readfunction(ctx, prim) != 0 || readfileoprat(ctx, prim) != 0 ||
         readrecoprat(ctx, prim) != 0)
         return -1;
-    readoptionbits(ctx, prim);
-    if (readkeyoptions(ctx, prim) != 0 || readcodes(ctx, prim) != 0)
+    readbits(ctx, prim);
+    if (readkeybits(ctx, prim) != 0 || readcodes(ctx, prim) != 0)
         return -1;
     if (ctx->level < 1)
         return 0; // no delimiter, no text records

@@ -1,5 +1,5 @@
 // The text of directories is made up at the arena's next byte, unclaimed, so that
-// a source of higher precedence may overwrite one of lower; parseworkdirs claims
+// a source of higher precedence may overwrite one of lower; cutplaces claims
 // it.  In the text ';' stands between entries:
 //
 //     "C:\a;D:\b"   ->   "C:\a" 0 "D:\b" 0      workpaths -> [0], [5]
@@ -20,13 +20,13 @@ namespace kvern {
 namespace {
 
 constexpr char separator = ';';
-constexpr char noearlytext = 3;              // first byte: kvrntmpd has deposited nothing
+constexpr char nothingearly = 3;             // first byte: kvrntmpd has deposited nothing
 constexpr uint32_t variablelimit = 0x100000; // a variable this long counts as absent
 constexpr const char *variables[] = {"KVERN_TMPDIR", "TEMP", "TMP"};
 
 enum class found : int8_t { failed = -1, no = 0, yes = 1 };
 
-found refuse(KVRNSESS *sess, uint32_t detail) {
+found refuseplaces(KVRNSESS *sess, uint32_t detail) {
     sess->detail = detail;
     return found::failed;
 }
@@ -49,7 +49,7 @@ found fromlist(qha5ctx *ctx, KVRNSESS *sess, const KVRNFLST *list) {
             continue;
         const size_t length = strlen(path);
         if (used + length + 1 > ctx->arenafree)
-            return refuse(sess, KVRN_D_CONTEXT);
+            return refuseplaces(sess, KVRN_D_CONTEXT);
         memcpy(text + used, path, length);
         used += length;
         text[used++] = separator;
@@ -58,18 +58,18 @@ found fromlist(qha5ctx *ctx, KVRNSESS *sess, const KVRNFLST *list) {
     if (directories == 0)
         return found::no;
     if (directories != list->count)
-        return refuse(sess, KVRN_D_TEMPCREATE);
+        return refuseplaces(sess, KVRN_D_TEMPCREATE);
     text[used - 1] = 0;
     ctx->workdirs = 'd';
     return found::yes;
 }
 
-found fromearlytext(const qha5ctx *ctx, KVRNSESS *sess) {
-    if ((ctx->earlydir == nullptr) || *ctx->earlydir == noearlytext)
+found fromearly(const qha5ctx *ctx, KVRNSESS *sess) {
+    if ((ctx->earlydir == nullptr) || *ctx->earlydir == nothingearly)
         return found::no;
     const size_t bytes = strlen(ctx->earlydir) + 1;
     if (bytes > ctx->arenafree)
-        return refuse(sess, KVRN_D_CONTEXT);
+        return refuseplaces(sess, KVRN_D_CONTEXT);
     memcpy(textplace(ctx), ctx->earlydir, bytes);
     return found::yes;
 }
@@ -94,7 +94,7 @@ found fromsystem(const qha5ctx *ctx, KVRNSESS *sess) {
     const uint32_t length = platform::systemdirectory(textplace(ctx), room);
     if (length == 0)
         return found::no;
-    return length < room ? found::yes : refuse(sess, KVRN_D_CONTEXT);
+    return length < room ? found::yes : refuseplaces(sess, KVRN_D_CONTEXT);
 }
 
 // The list comes first, for its faults show even where the deposited text, which
@@ -105,7 +105,7 @@ found findtext(qha5ctx *ctx, KVRNSESS *sess, const KVRNFLST *list) {
         listed = fromlist(ctx, sess, list);
     if (listed == found::failed)
         return listed;
-    const found early = fromearlytext(ctx, sess);
+    const found early = fromearly(ctx, sess);
     if (early != found::no)
         return early;
     if (listed == found::yes)
@@ -163,7 +163,7 @@ bool cutentries(char *at, char **table, uint32_t count) {
 
 } // namespace
 
-int parseworkdirs(qha5ctx *ctx, KVRNSESS *sess) {
+int cutplaces(qha5ctx *ctx, KVRNSESS *sess) {
     char *text = textplace(ctx);
     const auto length = static_cast<uint32_t>(strlen(text));
     char *at = text + (skipblanks(text) - text);
@@ -189,7 +189,7 @@ int parseworkdirs(qha5ctx *ctx, KVRNSESS *sess) {
     return 0;
 }
 
-int findworkdirs(qha5ctx *ctx, KVRNSESS *sess, const KVRNFILE *files) {
+int findplaces(qha5ctx *ctx, KVRNSESS *sess, const KVRNFILE *files) {
     switch (findtext(ctx, sess, files != nullptr ? files->workfiles : nullptr)) {
     case found::failed:
         return -1;
@@ -198,7 +198,7 @@ int findworkdirs(qha5ctx *ctx, KVRNSESS *sess, const KVRNFILE *files) {
     case found::yes:
         break;
     }
-    return parseworkdirs(ctx, sess);
+    return cutplaces(ctx, sess);
 }
 
 } // namespace kvern

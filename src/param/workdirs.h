@@ -10,9 +10,9 @@ namespace kvern {
 // ctx->workpaths at the head of the arena.  0 also when there is none; -1 with
 // sess->detail set, without a message (detail stays as it is when only the table
 // of pointers had no room).
-[[nodiscard]] int findworkdirs(qha5ctx *ctx, KVRNSESS *sess, const KVRNFILE *files);
+[[nodiscard]] int findplaces(qha5ctx *ctx, KVRNSESS *sess, const KVRNFILE *files);
 
 // Cuts the text at ctx->arenanext into directories; results as above.
-[[nodiscard]] int parseworkdirs(qha5ctx *ctx, KVRNSESS *sess);
+[[nodiscard]] int cutplaces(qha5ctx *ctx, KVRNSESS *sess);
 
 } // namespace kvern

@@ -16,10 +16,10 @@ struct operand {
 // is the zone of a plain digit, and so the digit 0.
 using widener = uint8_t *(*)(uint8_t *to, operand &shorter, uint32_t missing, uint8_t filler);
 
-uint8_t *widenbyzeros(uint8_t *to, operand &shorter, uint32_t missing, uint8_t filler);
-uint8_t *widenbysign(uint8_t *to, operand &shorter, uint32_t missing, uint8_t filler);
-uint8_t *widenbydigits(uint8_t *to, operand &shorter, uint32_t missing, uint8_t filler);
-uint8_t *widenbehindsign(uint8_t *to, operand &shorter, uint32_t missing, uint8_t filler);
-uint8_t *widensigneddigit(uint8_t *to, operand &shorter, uint32_t missing, uint8_t filler);
+uint8_t *widenzeros(uint8_t *to, operand &shorter, uint32_t missing, uint8_t filler);
+uint8_t *widensign(uint8_t *to, operand &shorter, uint32_t missing, uint8_t filler);
+uint8_t *widendigits(uint8_t *to, operand &shorter, uint32_t missing, uint8_t filler);
+uint8_t *widensigned(uint8_t *to, operand &shorter, uint32_t missing, uint8_t filler);
+uint8_t *widendigit(uint8_t *to, operand &shorter, uint32_t missing, uint8_t filler);
 
 } // namespace kvern

@@ -60,16 +60,16 @@ uint32_t wbsizefor(const qha5ctx *ctx, uint64_t room) {
 }
 
 // A twentieth, unless a single record needs more.
-bool buildcallerblocks(qha5ctx *ctx, workspace &rest) {
+bool buildcaller(qha5ctx *ctx, workspace &rest) {
     const uint64_t longest = std::max(ctx->inreclen, ctx->outreclen);
     const uint64_t wanted =
         std::max<uint64_t>(rest.left / storageshare, longest + sizeof(blockhdr));
-    const blocklengths lengths = blocklengthsfor(ctx, wanted);
+    const blocklengths lengths = lengthsfor(ctx, wanted);
     uint8_t *const room = lengths.block != 0 ? rest.take(lengths.block) : nullptr;
     if (room == nullptr)
         return false;
     ctx->iobufcount = 1;
-    setblocklengths(ctx, lengths.inblklen, lengths.outblklen);
+    setlengths(ctx, lengths.inblklen, lengths.outblklen);
     ctx->textreadlen = static_cast<uint32_t>(lengths.textreadlen);
 
     ctx->idxentlen = idxentrylen(ctx->keylen);
@@ -80,18 +80,18 @@ bool buildcallerblocks(qha5ctx *ctx, workspace &rest) {
 }
 
 // Data areas are spaced so that index entries in them are aligned.
-bool buildworkblocks(qha5ctx *ctx, workspace &rest) {
+bool buildwork(qha5ctx *ctx, workspace &rest) {
     const uint64_t spacing = arenaround(ctx->wbsize);
-    uint8_t *const room = rest.take((spacing + sizeof(blockhdr)) * workblockcount);
+    uint8_t *const room = rest.take((spacing + sizeof(blockhdr)) * workblocks);
     if (room == nullptr)
         return false;
-    ctx->wbcount = workblockcount;
-    ctx->freewbs = buildchain(room, workblockcount, ctx->wbsize, spacing);
+    ctx->wbcount = workblocks;
+    ctx->freewbs = buildchain(room, workblocks, ctx->wbsize, spacing);
     return true;
 }
 
 // By the longest directory name given, whichever of them will be used.
-uint64_t tempfilebudget(const qha5ctx *ctx) {
+uint64_t tempbudget(const qha5ctx *ctx) {
     uint64_t record = sizeof(tempfile);
     if (ctx->workkind == 'd') {
         size_t longest = 0;
@@ -103,8 +103,8 @@ uint64_t tempfilebudget(const qha5ctx *ctx) {
     return arenaround(record) * tempfileroom;
 }
 
-bool reservetempfiles(qha5ctx *ctx, workspace &rest) {
-    const uint64_t budget = tempfilebudget(ctx);
+bool reservetemps(qha5ctx *ctx, workspace &rest) {
+    const uint64_t budget = tempbudget(ctx);
     ctx->tfrecroom = static_cast<uint32_t>(budget);
     ctx->tfrecnext = rest.take(budget);
     return ctx->tfrecnext != nullptr;
@@ -116,8 +116,8 @@ bool reservecarry(qha5ctx *ctx, workspace &rest) {
 
 bool dividestorage(qha5ctx *ctx) {
     workspace rest = arenarest(ctx);
-    if (!buildcallerblocks(ctx, rest) || !buildworkblocks(ctx, rest) ||
-        !reservetempfiles(ctx, rest) || !reservecarry(ctx, rest))
+    if (!buildcaller(ctx, rest) || !buildwork(ctx, rest) || !reservetemps(ctx, rest) ||
+        !reservecarry(ctx, rest))
         return false;
     ctx->sortnext = rest.next;
     ctx->sortfree = rest.left;
@@ -142,7 +142,7 @@ blockhdr *buildblocks(qha5ctx *ctx) {
         fail(ctx, msg_nostorage, KVRN_D_STORAGE);
         return nullptr;
     }
-    if (setuppipeline(ctx) != 0 || provideforspill(ctx) != 0)
+    if (setuppipeline(ctx) != 0 || reservespill(ctx) != 0)
         return nullptr;
     ctx->intake = fillslots;
     ctx->deliver = choosedeliver(ctx);

@@ -23,17 +23,17 @@
 namespace kvern {
 namespace {
 
-int layoutfields(qha5ctx *ctx, workspace &space) {
+int layouttext(qha5ctx *ctx, workspace &space) {
     if (ctx->fieldmode != KVRN_FIELDS)
         return 0;
     wirescanners(ctx);
     if (ctx->recfunc == rf_sum) {
-        if (layoutsumtables(ctx, space) != 0)
+        if (layoutsumrows(ctx, space) != 0)
             return -1;
         ctx->sortnext = space.next;
         ctx->sortfree = space.left;
     }
-    return layoutfieldtables(ctx, space);
+    return layouttables(ctx, space);
 }
 
 // The held record and the operands of selection share one area: selection is
@@ -58,7 +58,7 @@ int layoutheld(qha5ctx *ctx, workspace &space) {
 int layoutbuffers(qha5ctx *ctx, workspace &space) {
     if (layoutsums(ctx, space) != 0 || layoutheld(ctx, space) != 0)
         return -1;
-    return layoutrecordwork(ctx, space);
+    return layoutwork(ctx, space);
 }
 
 int chooseroutines(qha5ctx *ctx) {
@@ -74,7 +74,7 @@ int chooseroutines(qha5ctx *ctx) {
 int setuppipeline(qha5ctx *ctx) {
     markphase(ctx);
     workspace space{ctx->sortnext, ctx->sortfree};
-    if (layoutfields(ctx, space) != 0 || layoutbuffers(ctx, space) != 0 || chooseroutines(ctx) != 0)
+    if (layouttext(ctx, space) != 0 || layoutbuffers(ctx, space) != 0 || chooseroutines(ctx) != 0)
         return -1;
     return layoutpool(ctx, space.next, space.left);
 }

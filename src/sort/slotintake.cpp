@@ -18,14 +18,14 @@ bool dropped(qha5ctx *ctx, blockhdr *block, int32_t *size) {
     return true;
 }
 
-blockhdr *stop(blockhdr *block) {
+blockhdr *failintake(blockhdr *block) {
     block->iostat = io_failed;
     return block;
 }
 
 // A record waits and no slot is free: the same block goes on to string creation.
 blockhdr *overflow(qha5ctx *ctx, blockhdr *block) {
-    return goexternal(ctx) == 0 ? ctx->intake(ctx, block) : stop(block);
+    return goexternal(ctx) == 0 ? ctx->intake(ctx, block) : failintake(block);
 }
 
 } // namespace
@@ -38,10 +38,10 @@ blockhdr *fillslots(qha5ctx *ctx, blockhdr *block) {
         if (ctx->selectopt && dropped(ctx, block, &size))
             continue;
         if (size == -1)
-            return stop(block);
+            return failintake(block);
         size = ctx->encode(ctx, block->next, ctx->slotnext->record());
         if (size == -1)
-            return stop(block);
+            return failintake(block);
         ++ctx->slotused;
         --block->count;
         block->next += size;

@@ -81,8 +81,8 @@ struct carryentry {
     uint8_t *bytes; // room for inreclen rounded up to 4
 };
 
-constexpr uint32_t workblockcount = 3; // WBs that a sort begins with
-constexpr uint32_t tempfileroom = 20;  // temporary file records reserved
+constexpr uint32_t workblocks = 3;    // WBs that a sort begins with
+constexpr uint32_t tempfileroom = 20; // temporary file records reserved
 
 struct sort_fields {
     // Caller blocks.

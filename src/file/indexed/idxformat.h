@@ -23,13 +23,13 @@ constexpr uint8_t keyblock = 1; // the type of key definition blocks
 
 constexpr char magic[] = {'R', 'M', 'K', 'F'};
 constexpr uint32_t magicat = headlen;
-constexpr uint32_t shortestat = 16, longestat = 18;         // u16 record lengths
-constexpr uint32_t indexattrat = 20, otherindexattrat = 23; // u8
-constexpr uint32_t partcountat = 25;                        // u8
-constexpr uint32_t blocksizeat = 26, altblocksizeat = 30;   // u16
-constexpr uint32_t flagsat = 32;                            // u32 in host order
-constexpr uint32_t lastblockat = 42;                        // u32
-constexpr uint32_t openattrat = 105, otheropenattrat = 107; // u8
+constexpr uint32_t shortestat = 16, longestat = 18;     // u16 record lengths
+constexpr uint32_t indexattrat = 20, otherindexat = 23; // u8
+constexpr uint32_t partcountat = 25;                    // u8
+constexpr uint32_t blocksizeat = 26, altsizeat = 30;    // u16
+constexpr uint32_t flagsat = 32;                        // u32 in host order
+constexpr uint32_t lastblockat = 42;                    // u32
+constexpr uint32_t openattrat = 105, otheropenat = 107; // u8
 
 // A key entry; the rest of it is not read.
 constexpr uint32_t entrylen = 36;

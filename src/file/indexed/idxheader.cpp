@@ -21,14 +21,14 @@ void store(const uint8_t *hdr, idxinfo &info) {
     info.minreclen = big16(hdr + shortestat);
     info.maxreclen = big16(hdr + longestat);
     info.indexattr[0] = hdr[indexattrat];
-    info.indexattr[1] = hdr[otherindexattrat];
+    info.indexattr[1] = hdr[otherindexat];
     info.keypartcount = hdr[partcountat];
     info.blocksize = big16(hdr + blocksizeat);
-    info.altblocksize = big16(hdr + altblocksizeat);
+    info.altblocksize = big16(hdr + altsizeat);
     info.hdrflags = host32(hdr + flagsat);
     info.lastblock = big32(hdr + lastblockat);
     info.openattr[0] = hdr[openattrat];
-    info.openattr[1] = hdr[otheropenattrat];
+    info.openattr[1] = hdr[otheropenat];
 }
 
 bool islengths(const idxinfo &info) {

@@ -22,7 +22,7 @@ uint8_t *cleared(qha5ctx *ctx, uint64_t bytes) {
     return room;
 }
 
-int refuse(qha5ctx *ctx) {
+int refuseindexed(qha5ctx *ctx) {
     return fail(ctx, msg_filesystem, KVRN_D_FILESYSTEM, "cobidx");
 }
 
@@ -42,7 +42,7 @@ int takedescription(qha5ctx *ctx, uint32_t number, uint32_t filecount) {
     return ctx->idxhdr != nullptr ? 0 : -1;
 }
 
-int takebuffers(qha5ctx *ctx, const idxinfo &info) {
+int takeroom(qha5ctx *ctx, const idxinfo &info) {
     ctx->idxentry = cleared(ctx, roundup(uint64_t{info.keypartcount} * idxformat::entrylen, 4));
     if (ctx->idxentry == nullptr)
         return -1;
@@ -56,12 +56,12 @@ int describeindexed(qha5ctx *ctx, filectl *file, uint32_t number, uint32_t filec
     if (takedescription(ctx, number, filecount) != 0)
         return -1;
     if (idxreadhdr(ctx, file) != 0)
-        return refuse(ctx);
-    if (takebuffers(ctx, *ctx->idxinfos[number]) != 0) {
+        return refuseindexed(ctx);
+    if (takeroom(ctx, *ctx->idxinfos[number]) != 0) {
         idxclose(ctx, file);
         return -1;
     }
-    return idxreadkeys(ctx, file) == 0 ? 0 : refuse(ctx);
+    return idxreadkeys(ctx, file) == 0 ? 0 : refuseindexed(ctx);
 }
 
 } // namespace kvern

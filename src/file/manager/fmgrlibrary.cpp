@@ -24,7 +24,7 @@ constexpr uint32_t tablecount = 7;
 
 // Calls `each` for the inputs and then the output until one says -1.
 template <class routine>
-int foreachmanaged(const qha5ctx *ctx, routine each) {
+int eachmanaged(const qha5ctx *ctx, routine each) {
     for (uint32_t i = 0; i < ctx->filecount; i++)
         if (ctx->infiles[i]->family != 0 && each(ctx->infiles[i]) != 0)
             return -1;
@@ -106,7 +106,7 @@ int fmgrstart(qha5ctx *ctx) {
         return -1;
     if (!listfits(ctx))
         return fail(ctx, msg_nostorage, KVRN_D_STORAGE);
-    return foreachmanaged(ctx, [ctx, table](filectl *file) {
+    return eachmanaged(ctx, [ctx, table](filectl *file) {
         file->fmtable = table;
         const bool loads = file->libname != nullptr && ctx->fmgrmodule == nullptr;
         return loads && !loadmanager(ctx, file) ? failmanager(ctx) : 0;
@@ -114,7 +114,7 @@ int fmgrstart(qha5ctx *ctx) {
 }
 
 void fmgrfail(const qha5ctx *ctx) {
-    (void)foreachmanaged(ctx, [ctx](const filectl *file) {
+    (void)eachmanaged(ctx, [ctx](const filectl *file) {
         FailFileManagerfn tell;
         if (file->fmmodule != nullptr && ctx->fmgrstarted &&
             platform::findroutine(file->fmmodule, "FailFileManager", &tell))
@@ -124,7 +124,7 @@ void fmgrfail(const qha5ctx *ctx) {
 }
 
 int fmgrstop(qha5ctx *ctx) {
-    return foreachmanaged(ctx, [ctx](filectl *file) {
+    return eachmanaged(ctx, [ctx](filectl *file) {
         if (file->fmmodule == nullptr)
             return 0;
         const fmgrtable *table = file->fmtable;

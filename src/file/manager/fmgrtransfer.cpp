@@ -59,7 +59,7 @@ struct variableframe {
 
 // ---- reading ----------------------------------------------------------------
 
-int32_t failread(qha5ctx *ctx, const filectl *file) {
+int32_t failtransfer(qha5ctx *ctx, const filectl *file) {
     notesyscode(ctx, static_cast<uint32_t>(platform::lasterror()));
     return fail(ctx, msg_read, KVRN_D_READ, file->name, ctx->errnum);
 }
@@ -115,7 +115,7 @@ int32_t readblock(qha5ctx *ctx, filectl *file) {
         call.number(fp_length, ctx->inreclen);
         fmgrreply reply;
         if (!call.ask(block->next + frame::head, &reply))
-            return failread(ctx, file);
+            return failtransfer(ctx, file);
         if (isend<kind>(file, reply.status))
             return endfile(block);
         if (kind.readstatus && reply.status != fs_done)
@@ -123,7 +123,7 @@ int32_t readblock(qha5ctx *ctx, filectl *file) {
         // Any other status of kind 2 comes as far as this: intended.
         fmgrvalue length;
         if (!call.scan(fp_length, &length) || !frame::place(ctx, block, length.number))
-            return failread(ctx, file);
+            return failtransfer(ctx, file);
         ctx->inbytes += length.number;
         ++block->count;
     }

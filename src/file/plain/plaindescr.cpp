@@ -18,7 +18,7 @@ constexpr uint8_t linefeed[] = {0x0A};
 constexpr linedelimiter ownline = {linefeed, sizeof linefeed};
 
 // The arguments that a message takes.
-enum class naming : uint8_t { none, name, nameanderror };
+enum class naming : uint8_t { none, name, nameerror };
 
 struct descrfailure {
     int error;
@@ -37,12 +37,12 @@ constexpr descrfailure openfailures[] = {
     {21, 0, msg_isdirectory, KVRN_D_ISDIRECTORY, naming::name},
     {24, 0, msg_toomanyfiles, KVRN_D_TOOMANYFILES, naming::none},
     {28, 0, msg_devicefull, KVRN_D_DEVICEFULL, naming::name},
-    {0, 0, msg_open, KVRN_D_OPEN, naming::nameanderror},
+    {0, 0, msg_open, KVRN_D_OPEN, naming::nameerror},
 };
 constexpr descrfailure writefailures[] = {
     {27, 0, msg_filesize, KVRN_D_FILESIZE, naming::name},
     {28, 0, msg_devicefull, KVRN_D_DEVICEFULL, naming::none},
-    {0, 0, msg_write, KVRN_D_WRITE, naming::nameanderror},
+    {0, 0, msg_write, KVRN_D_WRITE, naming::nameerror},
 };
 
 int32_t failrow(qha5ctx *ctx, const descrfailure &row, const char *name, int error) {
@@ -52,7 +52,7 @@ int32_t failrow(qha5ctx *ctx, const descrfailure &row, const char *name, int err
         return fail(ctx, row.message, row.detail);
     case naming::name:
         return fail(ctx, row.message, row.detail, name);
-    case naming::nameanderror:
+    case naming::nameerror:
         break;
     }
     return fail(ctx, row.message, row.detail, name, ctx->errnum);

@@ -48,8 +48,8 @@ constexpr chartable changed(chartable table, const change (&changes)[Count]) {
     return table;
 }
 
-constexpr change yenfromebcdic[] = {{0x2C, 0xA1}, {0x5B, 0x5C}, {0xE0, 0x24}};
-constexpr change yentoebcdic[] = {{0x24, 0xE0}, {0x5C, 0x5B}};
+constexpr change yenfrom[] = {{0x2C, 0xA1}, {0x5B, 0x5C}, {0xE0, 0x24}};
+constexpr change yento[] = {{0x24, 0xE0}, {0x5C, 0x5B}};
 
 } // namespace
 
@@ -135,7 +135,7 @@ constexpr chartable TBL_A2E1 = {{
 
 // clang-format on
 
-constexpr chartable TBL_E2A2 = changed(TBL_E2A0, yenfromebcdic);
-constexpr chartable TBL_A2E2 = changed(TBL_A2E0, yentoebcdic);
+constexpr chartable TBL_E2A2 = changed(TBL_E2A0, yenfrom);
+constexpr chartable TBL_A2E2 = changed(TBL_A2E0, yento);
 
 } // namespace kvern

@@ -30,12 +30,12 @@ fieldrow wholeline(const qha5ctx *ctx) {
 
 } // namespace
 
-int layoutkeyscratch(qha5ctx *ctx, workspace &space, uint32_t bytes, uint32_t detail) {
+int layoutscratch(qha5ctx *ctx, workspace &space, uint32_t bytes, uint32_t detail) {
     ctx->keyscratch = carve<uint8_t>(ctx, space, bytes, detail);
     return ctx->keyscratch != nullptr ? 0 : -1;
 }
 
-int layoutsumtables(qha5ctx *ctx, workspace &space) {
+int layoutsumrows(qha5ctx *ctx, workspace &space) {
     const uint64_t rows = rowsfor(ctx, ctx->summaxfld);
     ctx->sumfields1 = carve<fieldaddr>(ctx, space, rows * 2);
     if (ctx->sumfields1 == nullptr)
@@ -44,7 +44,7 @@ int layoutsumtables(qha5ctx *ctx, workspace &space) {
     return 0;
 }
 
-int layoutrowtables(qha5ctx *ctx, workspace &space, uint32_t spare, uint32_t detail) {
+int layoutrows(qha5ctx *ctx, workspace &space, uint32_t spare, uint32_t detail) {
     const auto table = [&](uint32_t maxfield) {
         return carve<fieldrow>(ctx, space, uint64_t{maxfield} + spare, detail);
     };
@@ -55,8 +55,8 @@ int layoutrowtables(qha5ctx *ctx, workspace &space, uint32_t spare, uint32_t det
     return 0;
 }
 
-int layoutfieldtables(qha5ctx *ctx, workspace &space) {
-    if (layoutrowtables(ctx, space, delimiterrows(ctx), KVRN_D_STORAGE) != 0)
+int layouttables(qha5ctx *ctx, workspace &space) {
+    if (layoutrows(ctx, space, delimiterrows(ctx), KVRN_D_STORAGE) != 0)
         return -1;
     ctx->keyfields = carve<fieldrow>(ctx, space, keyrows(ctx));
     if (ctx->keyfields == nullptr)

@@ -29,7 +29,7 @@ void keepcount(const qha5ctx *, blockhdr *) {}
 
 // Line feeds, whatever the session's delimiter is: a copy of lines that end in a
 // carriage return counts none, intended.
-void countlinefeeds(const qha5ctx *, blockhdr *block) {
+void countfeeds(const qha5ctx *, blockhdr *block) {
     block->count = countbyte(block->first, block->limit, linefeed);
 }
 
@@ -64,7 +64,7 @@ void emptyblock(blockhdr *block) {
 
 // ---- one open input to its end ----------------------------------------------
 
-int handover(qha5ctx *ctx, filectl *file, uint32_t input) {
+int passblock(qha5ctx *ctx, filectl *file, uint32_t input) {
     ctx->outfile->block = file->block;
     int32_t got;
     while ((got = readcounted(ctx, file, input)) > 0)
@@ -126,10 +126,10 @@ struct copyset {
     void (*countrecords)(const qha5ctx *ctx, blockhdr *block); // for the transform
 };
 constexpr copyset copysets[recordforms] = {
-    {keepcount, handover, keepcount},
+    {keepcount, passblock, keepcount},
     {keepcount, copypacked, keepcount},
-    {countlinefeeds, handover, countlines},
-    {countlinefeeds, handover, countlines},
+    {countfeeds, passblock, countlines},
+    {countfeeds, passblock, countlines},
 };
 
 int copyfile(qha5ctx *ctx, uint32_t input) {
@@ -146,7 +146,7 @@ void choosecopyrun(qha5ctx *ctx) {
     const bool plain = !ctx->selectopt && !ctx->reconopt;
     ctx->countblock = plain ? set.countplain : set.countrecords;
     ctx->copyinput = plain ? set.copyplain : transform;
-    ctx->copystep = plain ? nullptr : choosecopystep(ctx);
+    ctx->copystep = plain ? nullptr : choosestep(ctx);
 }
 
 int runcopy(qha5ctx *ctx) {

@@ -37,14 +37,14 @@ int layoutselection(qha5ctx *ctx, workspace &space) {
     if (area == nullptr)
         return -1;
     layoutoperands(ctx, area);
-    return layoutkeyscratch(ctx, space, ctx->selmaxlen, KVRN_D_SETUP);
+    return layoutscratch(ctx, space, ctx->selmaxlen, KVRN_D_SETUP);
 }
 
 int layoutfields(qha5ctx *ctx, workspace &space) {
     if (ctx->fieldmode != KVRN_FIELDS)
         return 0;
     wirescanners(ctx);
-    return layoutrowtables(ctx, space, 1, KVRN_D_SETUP);
+    return layoutrows(ctx, space, 1, KVRN_D_SETUP);
 }
 
 int layouttext(qha5ctx *ctx, workspace &space) {
@@ -77,8 +77,8 @@ int layoutblocks(qha5ctx *ctx, const workspace &space) {
     if (data < needs.in || data < needs.out)
         return nostorage(ctx);
     const bool whole = ctx->recform == 'f';
-    setblocklengths(ctx, whole ? rounddown(data, ctx->inreclen) : data,
-                    whole ? rounddown(data, ctx->outreclen) : data);
+    setlengths(ctx, whole ? rounddown(data, ctx->inreclen) : data,
+               whole ? rounddown(data, ctx->outreclen) : data);
     blockhdr *out = layblock(space.next, ctx->outblklen);
     blockhdr *in = layblock(space.next + block, ctx->inblklen);
     ctx->outfile->block = out;

@@ -28,7 +28,7 @@ int32_t copyfixed(qha5ctx *ctx, const uint8_t *raw, uint8_t *to, uint32_t *place
     return static_cast<int32_t>(ctx->inreclen);
 }
 
-int32_t rebuildfixed(qha5ctx *ctx, const uint8_t *raw, uint8_t *to, uint32_t *placed) {
+int32_t stepfixed(qha5ctx *ctx, const uint8_t *raw, uint8_t *to, uint32_t *placed) {
     *placed = ctx->outreclen;
     return ctx->encode(ctx, raw, to);
 }
@@ -42,7 +42,7 @@ int32_t copyvariable(qha5ctx *ctx, const uint8_t *raw, uint8_t *to, uint32_t *pl
     return paddedlength(length);
 }
 
-int32_t rebuildvariable(qha5ctx *ctx, const uint8_t *raw, uint8_t *to, uint32_t *placed) {
+int32_t stepvariable(qha5ctx *ctx, const uint8_t *raw, uint8_t *to, uint32_t *placed) {
     const int32_t taken = ctx->encode(ctx, raw, to);
     if (taken != -1)
         *placed = lengthword + loadword(to);
@@ -58,7 +58,7 @@ int32_t copytext(qha5ctx *ctx, const uint8_t *raw, uint8_t *to, uint32_t *placed
     return static_cast<int32_t>(*placed);
 }
 
-int32_t rebuildtext(qha5ctx *ctx, const uint8_t *raw, uint8_t *to, uint32_t *placed) {
+int32_t steptext(qha5ctx *ctx, const uint8_t *raw, uint8_t *to, uint32_t *placed) {
     const int32_t taken = ctx->encode(ctx, raw, to);
     *placed = ctx->reconlen;
     return taken;
@@ -116,23 +116,23 @@ int32_t copystep(qha5ctx *ctx, blockhdr *in, blockhdr *out) {
 }
 
 struct stepset {
-    copysteproutine selected, rebuilt, both;
+    steproutine selected, rebuilt, both;
 };
 template <recordform form, mover plain, mover rebuilt>
 constexpr stepset steps = {copystep<form, plain, true>, copystep<form, rebuilt, false>,
                            copystep<form, rebuilt, true>};
 // How lines are rebuilt is a matter of `encode`.
-constexpr stepset textsteps = steps<form_columns, copytext, rebuildtext>;
+constexpr stepset textsteps = steps<form_columns, copytext, steptext>;
 constexpr stepset stepsets[recordforms] = {
-    steps<form_fixed, copyfixed, rebuildfixed>,
-    steps<form_variable, copyvariable, rebuildvariable>,
+    steps<form_fixed, copyfixed, stepfixed>,
+    steps<form_variable, copyvariable, stepvariable>,
     textsteps,
     textsteps,
 };
 
 } // namespace
 
-copysteproutine choosecopystep(const qha5ctx *ctx) {
+steproutine choosestep(const qha5ctx *ctx) {
     const stepset &set = stepsets[formof(ctx)];
     if (!ctx->reconopt)
         return set.selected;

@@ -16,7 +16,7 @@ enum copyresult : int32_t {
 // The routine for the session's record form, selection and reconstruction.  It goes
 // on where the blocks' `next` and `count` stand and keeps them, and the limit of the
 // output block, true.  The output block has room for a record when it is called.
-using copysteproutine = int32_t (*)(qha5ctx *ctx, blockhdr *in, blockhdr *out);
-[[nodiscard]] copysteproutine choosecopystep(const qha5ctx *ctx);
+using steproutine = int32_t (*)(qha5ctx *ctx, blockhdr *in, blockhdr *out);
+[[nodiscard]] steproutine choosestep(const qha5ctx *ctx);
 
 } // namespace kvern

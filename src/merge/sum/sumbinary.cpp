@@ -14,7 +14,7 @@ uint64_t load(const uint8_t *field, uint32_t length) {
     return word;
 }
 
-void store(uint8_t *field, uint32_t length, uint64_t word) {
+void storesum(uint8_t *field, uint32_t length, uint64_t word) {
     for (uint32_t i = 0; i < length; i++, word <<= 8)
         field[i] = static_cast<uint8_t>(word >> (widebits - 8));
 }
@@ -25,7 +25,7 @@ addresult add(uint8_t *sum, const uint8_t *a, const uint8_t *b, uint32_t length)
     if (__builtin_add_overflow(static_cast<Integer>(load(a, length)),
                                static_cast<Integer>(load(b, length)), &total))
         return sum_overflow;
-    store(sum, length, static_cast<uint64_t>(total));
+    storesum(sum, length, static_cast<uint64_t>(total));
     return sum_done;
 }
 

@@ -59,23 +59,23 @@ uint8_t adderfor(const qha5ctx *ctx, uint8_t type) {
 enum : int32_t { folded = 0, stopped = 1, failed = -1 };
 
 // Only the caller's block tells of a stop; errdetail keeps a session clean or not.
-int32_t stop(qha5ctx *ctx, msgno message, uint32_t errdetail, uint32_t told) {
+int32_t stopsum(qha5ctx *ctx, msgno message, uint32_t errdetail, uint32_t told) {
     (void)fail(ctx, message, errdetail);
     ctx->userblk->detail = told;
     return stopped;
 }
 
 int32_t stopmissing(qha5ctx *ctx) {
-    return stop(ctx, msg_nosumfield, 0, KVRN_D_SUMMISSING);
+    return stopsum(ctx, msg_nosumfield, 0, KVRN_D_SUMMISSING);
 }
 
 // What comes of a pair with a sum that is not done.
 int32_t stopundone(qha5ctx *ctx, addresult result) {
     switch (result) {
     case sum_overflow:
-        return stop(ctx, msg_overflow, 0, KVRN_D_SUMOVERFLOW);
+        return stopsum(ctx, msg_overflow, 0, KVRN_D_SUMOVERFLOW);
     case sum_unusable:
-        return stop(ctx, msg_overflow, KVRN_D_SUMOPERAND, KVRN_D_SUMOPERAND);
+        return stopsum(ctx, msg_overflow, KVRN_D_SUMOPERAND, KVRN_D_SUMOPERAND);
     default:
         return faillogic(ctx);
     }
@@ -124,7 +124,7 @@ int32_t foldcolumns(qha5ctx *ctx, uint8_t *first, const uint8_t *second) {
 // ---- fields by number ------------------------------------------------------
 // The word of a field of the first text is what it grows by.
 
-bool locate(qha5ctx *ctx, const uint8_t *record, fieldaddr *fields) {
+bool locatesums(qha5ctx *ctx, const uint8_t *record, fieldaddr *fields) {
     return ctx->fieldscanlen(ctx, record + ctx->txtdataoff, fields, ctx->summaxfld,
                              loadword(record + ctx->txtlenoff)) != -1;
 }
@@ -170,7 +170,7 @@ void widen(const qha5ctx *ctx, uint8_t *text, uint32_t length) {
 // A line has room for outreclen bytes less its delimiter, in the record and in an
 // output block.
 int32_t foldnumbered(qha5ctx *ctx, uint8_t *first, const uint8_t *second) {
-    if (!locate(ctx, first, ctx->sumfields1) || !locate(ctx, second, ctx->sumfields2))
+    if (!locatesums(ctx, first, ctx->sumfields1) || !locatesums(ctx, second, ctx->sumfields2))
         return stopmissing(ctx);
     uint64_t grown;
     const addresult result = addnumbered(ctx, &grown);

@@ -51,7 +51,7 @@ bool scan(number &found, textnumber text) {
 }
 
 // Both without leading zeros.
-int comparemagnitudes(const number &a, const number &b) {
+int comparesizes(const number &a, const number &b) {
     if (a.count != b.count)
         return a.count < b.count ? -1 : 1;
     return memcmp(a.digits, b.digits, a.count);
@@ -86,7 +86,7 @@ addresult add_text(uint8_t *sum, uint32_t length, textnumber a, textnumber b) {
     }
     first.skipzeros();
     second.skipzeros();
-    const int order = comparemagnitudes(first, second);
+    const int order = comparesizes(first, second);
     if (order == 0) {
         memset(sum, '0', length);
         return sum_done;

@@ -10,12 +10,12 @@ namespace kvern {
 
 namespace {
 
-int refuse(qha5ctx *ctx, KVRNSESS *sess, msgno message, uint32_t detail) {
+int refuseorder(qha5ctx *ctx, KVRNSESS *sess, msgno message, uint32_t detail) {
     fail(ctx, message, detail);
     return callfailed(ctx, sess);
 }
 
-int refuse(qha5ctx *ctx, KVRNSESS *sess, msgno message, uint32_t detail, const char *call) {
+int refuseorder(qha5ctx *ctx, KVRNSESS *sess, msgno message, uint32_t detail, const char *call) {
     fail(ctx, message, detail, call);
     return callfailed(ctx, sess);
 }
@@ -25,7 +25,7 @@ bool codeknown(const KVRNSESS *sess) {
 }
 
 // Whether the session stands where kvrnmrge may be called at all.
-bool mergeallowed(const qha5ctx *ctx, const KVRNSESS *sess) {
+bool mergedue(const qha5ctx *ctx, const KVRNSESS *sess) {
     return ctx->function == KVRN_MERGE && ctx->userblk == sess &&
            (!ctx->apiinput || codeknown(sess)) && sess->inputno < ctx->mergecount &&
            ctx->errdetail == 0 && (ctx->apiinput || ctx->apioutput) &&
@@ -33,7 +33,7 @@ bool mergeallowed(const qha5ctx *ctx, const KVRNSESS *sess) {
 }
 
 // Whether the caller brings what the merge has asked for.
-bool mergefed(const qha5ctx *ctx, const KVRNSESS *sess) {
+bool feeddue(const qha5ctx *ctx, const KVRNSESS *sess) {
     const mergecontrol *control = ctx->mergectl;
     if (control == nullptr)
         return false;
@@ -50,12 +50,12 @@ bool mergelength(const qha5ctx *ctx, uint32_t length) {
 
 int checkedput(qha5ctx *ctx, KVRNSESS *sess) {
     if (ctx->userblk != sess || !codeknown(sess))
-        return refuse(ctx, sess, msg_putuse, KVRN_D_PUTUSE);
+        return refuseorder(ctx, sess, msg_putuse, KVRN_D_PUTUSE);
     if (sess->code == KVRN_RECORD && (sess->recaddr == nullptr))
-        return refuse(ctx, sess, msg_norecord, KVRN_D_NORECORD, "kvrnput");
+        return refuseorder(ctx, sess, msg_norecord, KVRN_D_NORECORD, "kvrnput");
     if (ctx->function != KVRN_SORT || ctx->errdetail != 0 || !ctx->apiinput ||
         (ctx->state != st_ready && ctx->state != st_putting))
-        return refuse(ctx, sess, msg_putuse, KVRN_D_PUTUSE);
+        return refuseorder(ctx, sess, msg_putuse, KVRN_D_PUTUSE);
     return putcall(ctx, sess);
 }
 
@@ -64,21 +64,21 @@ int checkedget(qha5ctx *ctx, KVRNSESS *sess) {
     sess->reclen = 0;
     if (ctx->userblk != sess || ctx->function != KVRN_SORT || ctx->errdetail != 0 ||
         !ctx->apioutput || (ctx->state != st_sorted && ctx->state != st_getting))
-        return refuse(ctx, sess, msg_getuse, KVRN_D_GETUSE);
+        return refuseorder(ctx, sess, msg_getuse, KVRN_D_GETUSE);
     return getcall(ctx, sess);
 }
 
 int checkedmerge(qha5ctx *ctx, KVRNSESS *sess) {
-    if (!mergeallowed(ctx, sess) || (ctx->apiinput && !mergefed(ctx, sess)))
-        return refuse(ctx, sess, msg_mergeuse, KVRN_D_MERGEUSE);
+    if (!mergedue(ctx, sess) || (ctx->apiinput && !feeddue(ctx, sess)))
+        return refuseorder(ctx, sess, msg_mergeuse, KVRN_D_MERGEUSE);
     if (ctx->apiinput && sess->code == KVRN_RECORD) {
         if (sess->recaddr == nullptr)
-            return refuse(ctx, sess, msg_norecord, KVRN_D_NORECORD, "kvrnmrge");
+            return refuseorder(ctx, sess, msg_norecord, KVRN_D_NORECORD, "kvrnmrge");
         if (!mergelength(ctx, sess->reclen))
-            return refuse(ctx, sess, msg_reclength, KVRN_D_RECLEN, "kvrnmrge");
+            return refuseorder(ctx, sess, msg_reclength, KVRN_D_RECLEN, "kvrnmrge");
     }
     if (ctx->mergefn == nullptr)
-        return refuse(ctx, sess, msg_mergeuse, KVRN_D_MERGEUSE);
+        return refuseorder(ctx, sess, msg_mergeuse, KVRN_D_MERGEUSE);
     return mergecall(ctx, sess);
 }
 

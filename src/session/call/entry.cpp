@@ -15,7 +15,7 @@ namespace kvern {
 
 namespace {
 
-int refuse(KVRNSESS *sess, uint32_t detail, int result = KVRN_FAILED) {
+int refuseentry(KVRNSESS *sess, uint32_t detail, int result = KVRN_FAILED) {
     sess->detail = detail;
     return result;
 }
@@ -25,7 +25,7 @@ int enter(KVRNSESS *sess, uint32_t wronguse, callroutine call) {
         return KVRN_FAILED;
     auto *ctx = static_cast<qha5ctx *>(sess->ctx);
     if (ctx == nullptr)
-        return refuse(sess, wronguse);
+        return refuseentry(sess, wronguse);
     if (ctx->busy)
         return refusebusy(ctx, sess, wronguse);
     const busymark running(ctx);
@@ -46,9 +46,9 @@ KVERN_EXPORTED int KVRN_CALL kvrnopen(uint32_t version, KVRNLINK *link, KVRNPRIM
     if ((link == nullptr) || (prim == nullptr) || (sess == nullptr))
         return KVRN_NOSESSION;
     if (!versionadmitted(version))
-        return refuse(sess, KVRN_D_VERSION, KVRN_NOSESSION);
+        return refuseentry(sess, KVRN_D_VERSION, KVRN_NOSESSION);
     if (!bindengine(link))
-        return refuse(sess, KVRN_D_BIND, KVRN_NOSESSION);
+        return refuseentry(sess, KVRN_D_BIND, KVRN_NOSESSION);
     const int result = link->init(version, link, prim, sess, keys, files, opts);
     return result == KVRN_DONE || result == KVRN_ENDED ? result : KVRN_FAILED;
 }
@@ -72,13 +72,13 @@ KVERN_EXPORTED int KVRN_CALL kvrnclse(uint32_t version, KVRNLINK *link, KVRNPRIM
     if ((link == nullptr) || (prim == nullptr) || (sess == nullptr))
         return KVRN_FAILED;
     if (!versionadmitted(version))
-        return refuse(sess, KVRN_D_VERSION);
+        return refuseentry(sess, KVRN_D_VERSION);
     if ((sess->ctx == nullptr) && (link->init == nullptr))
-        return refuse(sess, KVRN_D_NOTHINGOPEN);
+        return refuseentry(sess, KVRN_D_NOTHINGOPEN);
     int result = KVRN_DONE;
     if (sess->ctx != nullptr) {
         if (link->term == nullptr)
-            return refuse(sess, KVRN_D_NOTHINGOPEN);
+            return refuseentry(sess, KVRN_D_NOTHINGOPEN);
         result = link->term(prim, sess);
         if (result == KVRN_FAILED && sess->detail == KVRN_D_NOTHINGOPEN)
             return result;

@@ -10,7 +10,7 @@ namespace {
 constexpr uint32_t startuprounds = 1000; // rounds that wait for a deposited text
 constexpr uint32_t shrinkpercent = 5;    // taken off the work area while it cannot be had
 
-int refuse(KVRNSESS *sess, uint32_t detail) {
+int refusecreate(KVRNSESS *sess, uint32_t detail) {
     sess->detail = detail;
     return -1;
 }
@@ -66,19 +66,19 @@ int ctxcreate(uint32_t version, KVRNLINK *link, KVRNPRIM *prim, KVRNSESS *sess,
               const KVRNFILE *files, qha5ctx **out) {
     *out = nullptr;
     if (!agreesize(prim))
-        return refuse(sess, KVRN_D_STORAGE);
+        return refusecreate(sess, KVRN_D_STORAGE);
     qha5ctx *ctx = *out = newcontext(version, link, sess);
     if (ctx == nullptr)
-        return refuse(sess, KVRN_D_CONTEXT);
+        return refusecreate(sess, KVRN_D_CONTEXT);
     platform::wantmanyfiles();
     if (startuppump(ctx))
         return 1;
     if (!takeworkarea(ctx, prim->memsize))
-        return refuse(sess, KVRN_D_WORKAREA);
+        return refusecreate(sess, KVRN_D_WORKAREA);
     prim->memaddr = ctx->work.address;
     ctx->arenanext = static_cast<uint8_t *>(ctx->work.address);
     ctx->arenafree = ctx->worksize;
-    if (prim->function == KVRN_SORT && findworkdirs(ctx, sess, files) != 0)
+    if (prim->function == KVRN_SORT && findplaces(ctx, sess, files) != 0)
         return -1;
     return 0;
 }

@@ -105,7 +105,7 @@ struct arm {
 };
 constexpr arm arms[] = {
     {KVRN_SORT, inputfiles, KVRN_D_STORAGE, sortarm},
-    {KVRN_MERGE, mergeinputs, KVRN_D_STORAGE, startmerge},
+    {KVRN_MERGE, mergeinputs, KVRN_D_STORAGE, openmerge},
     {KVRN_COPY, inputfiles, KVRN_D_SETUP, copyarm},
 };
 

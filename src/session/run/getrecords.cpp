@@ -57,7 +57,7 @@ int getrecord(qha5ctx *ctx, KVRNSESS *sess) {
     return 0;
 }
 
-int getblockwhole(qha5ctx *ctx, KVRNSESS *sess) {
+int getwhole(qha5ctx *ctx, KVRNSESS *sess) {
     const blockhdr *block = ctx->getblock;
     sess->recaddr = block->first;
     sess->reclen = static_cast<uint32_t>(block->limit - block->first);
@@ -75,9 +75,9 @@ struct getrow {
     callroutine byrecord, byblock;
 };
 constexpr getrow getrows[] = {
-    {'f', getrecord<fixedrecord>, getblockwhole},
-    {'v', getrecord<variablerecord>, getblockwhole},
-    {'r', getrecord<textrecord>, getblockwhole},
+    {'f', getrecord<fixedrecord>, getwhole},
+    {'v', getrecord<variablerecord>, getwhole},
+    {'r', getrecord<textrecord>, getwhole},
 };
 
 int endgets(qha5ctx *ctx, KVRNSESS *sess) {

@@ -33,12 +33,12 @@ int mergeon(qha5ctx *ctx) {
 
 } // namespace
 
-int startmerge(qha5ctx *ctx, KVRNSESS *sess) {
+int openmerge(qha5ctx *ctx, KVRNSESS *sess) {
     if (preparemerge(ctx) != 0)
         return -1;
     if (ctx->apiinput)
         sess->mergestat = KVRN_WANTS_RECORD;
-    wiremergedriver(ctx);
+    wiredriver(ctx);
     if (openfiles(ctx) != 0)
         return -1;
     ctx->state = st_mergeopen;

@@ -7,7 +7,7 @@
 namespace kvern {
 
 // Sets up, opens the files and, between files, merges to the end.  0 or -1.
-[[nodiscard]] int startmerge(qha5ctx *ctx, KVRNSESS *sess);
+[[nodiscard]] int openmerge(qha5ctx *ctx, KVRNSESS *sess);
 
 // kvrnmrge without order checks: the merge routine's result, with sess->detail
 // set on -1.

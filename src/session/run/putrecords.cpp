@@ -144,7 +144,7 @@ int putrecord(qha5ctx *ctx, KVRNSESS *sess) {
 
 // ---- block by block --------------------------------------------------------
 
-int putfixedblock(qha5ctx *ctx, KVRNSESS *sess) {
+int putfixed(qha5ctx *ctx, KVRNSESS *sess) {
     if (sess->reclen % ctx->inreclen != 0)
         return refuselength(ctx, sess);
     const uint8_t *from = callerbytes(sess);
@@ -167,7 +167,7 @@ int putfixedblock(qha5ctx *ctx, KVRNSESS *sess) {
     return 0;
 }
 
-int putvariableblock(qha5ctx *ctx, KVRNSESS *sess) {
+int putvariables(qha5ctx *ctx, KVRNSESS *sess) {
     const uint8_t *from = callerbytes(sess);
     uint32_t left = sess->reclen;
     while (left >= wordbytes) {
@@ -228,7 +228,7 @@ struct textblock {
 // one line is what this form is for, and several lines are taken as this count
 // takes them.  A block that lacks its last delimiter fails the session, yet the
 // call takes it.
-int puttextblock(qha5ctx *ctx, KVRNSESS *sess) {
+int putlines(qha5ctx *ctx, KVRNSESS *sess) {
     const textblock text = {callerbytes(sess), sess->reclen, ctx->linedlmt, ctx->linedlmtlen};
     if (!text.delimited())
         refusedelimiter(ctx, sess);
@@ -250,12 +250,12 @@ int puttextblock(qha5ctx *ctx, KVRNSESS *sess) {
 
 // ---- choice ----------------------------------------------------------------
 
-int putwrongmode(qha5ctx *ctx, KVRNSESS *sess) {
+int badmode(qha5ctx *ctx, KVRNSESS *sess) {
     fail(ctx, msg_logic, KVRN_D_LOGIC, callname, 80);
     return callfailed(ctx, sess);
 }
 
-int putwrongform(qha5ctx *ctx, KVRNSESS *sess) {
+int badform(qha5ctx *ctx, KVRNSESS *sess) {
     fail(ctx, msg_putuse, KVRN_D_PUTUSE);
     return callfailed(ctx, sess);
 }
@@ -265,9 +265,9 @@ struct putrow {
     callroutine byrecord, byblock;
 };
 constexpr putrow putrows[] = {
-    {'f', putrecord<fixedrecord>, putfixedblock},
-    {'v', putrecord<variablerecord>, putvariableblock},
-    {'r', putrecord<textrecord>, puttextblock},
+    {'f', putrecord<fixedrecord>, putfixed},
+    {'v', putrecord<variablerecord>, putvariables},
+    {'r', putrecord<textrecord>, putlines},
 };
 
 int putdata(qha5ctx *ctx, KVRNSESS *sess) {
@@ -305,11 +305,11 @@ int endputs(qha5ctx *ctx, KVRNSESS *sess) {
 callroutine chooseput(const qha5ctx *ctx) {
     const uint32_t mode = ctx->recoprat & (KVRN_PUT_RECORD | KVRN_PUT_BLOCK);
     if (mode != KVRN_PUT_RECORD && mode != KVRN_PUT_BLOCK)
-        return putwrongmode;
+        return badmode;
     for (const putrow &row : putrows)
         if (row.form == ctx->recform)
             return mode == KVRN_PUT_RECORD ? row.byrecord : row.byblock;
-    return putwrongform;
+    return badform;
 }
 
 int putcall(qha5ctx *ctx, KVRNSESS *sess) {

@@ -41,7 +41,7 @@ void mergestatistics(qha5ctx *ctx) {
     notefolded(ctx, lv_perfile);
 }
 
-const char *outputname(const qha5ctx *ctx) {
+const char *outputtold(const qha5ctx *ctx) {
     if (!ctx->apioutput)
         return ctx->outfile->name != nullptr ? ctx->outfile->name : "stdout";
     return ctx->function == KVRN_SORT ? "kvrnget" : "kvrnmrge";
@@ -62,15 +62,15 @@ int settle(qha5ctx *ctx) {
         point(ctx, msg_suppressed, lv_summary, foldedcount(ctx) + ctx->selectcount);
     if (!ctx->apioutput)
         point(ctx, msg_outputblocks, lv_inner, ctx->outfile->blockcount);
-    ctx->msgarg1 = msgarg::of(outputname(ctx));
+    ctx->msgarg1 = msgarg::of(outputtold(ctx));
     return result;
 }
 
 // A sort that ran to its end has deleted its temporary files already.
-int removetemporaries(qha5ctx *ctx) {
+int removetemps(qha5ctx *ctx) {
     if (!ctx->tempused)
         return 0;
-    return deletetempfiles(ctx);
+    return deletetemps(ctx);
 }
 
 int stopmanager(qha5ctx *ctx) {
@@ -81,7 +81,7 @@ int stopmanager(qha5ctx *ctx) {
 // the others.
 int windup(qha5ctx *ctx, bool clean) {
     const bool filesmade = ctx->state != st_created;
-    const int removed = filesmade ? removetemporaries(ctx) : 0;
+    const int removed = filesmade ? removetemps(ctx) : 0;
     const int closed = filesmade ? closefiles(ctx) : 0;
     const int stopped = stopmanager(ctx);
     if (removed != 0 || closed != 0 || stopped != 0)

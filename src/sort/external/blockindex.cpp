@@ -85,7 +85,7 @@ int settleall(qha5ctx *ctx) {
     blockhdr *idle = nullptr;
     for (;;) {
         if (ctx->freewbs == nullptr)
-            ctx->freewbs = takeallfinished(ctx);
+            ctx->freewbs = takequeue(ctx);
         blockhdr *wb = ctx->freewbs;
         if (wb == nullptr)
             break;

@@ -132,7 +132,7 @@ int ordering::nextindexwb(blockhdr **wb) {
     *wb = ctx->idxreadwb;
     if (*wb == nullptr)
         return 0;
-    if (takefinished(ctx, *wb) == nullptr || (*wb)->iostat != io_done)
+    if (takedone(ctx, *wb) == nullptr || (*wb)->iostat != io_done)
         return -1;
     (*wb)->state = bs_inside;
     const auto *chain = reinterpret_cast<const idxentry *>((*wb)->first);

@@ -48,7 +48,7 @@ blockhdr *leave(blockhdr *block, int32_t status) {
 blockhdr *finish(qha5ctx *ctx, blockhdr *block) {
     point(ctx, msg_datablocks, lv_inner, ctx->blocksread);
     point(ctx, msg_indexblocks, lv_inner, ctx->wbcount);
-    const int outcome = deletetempfiles(ctx);
+    const int outcome = deletetemps(ctx);
     return leave(block, outcome == 0 ? io_done : io_failed);
 }
 

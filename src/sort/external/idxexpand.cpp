@@ -87,7 +87,7 @@ void writegroup(qha5ctx *ctx, unionwalk walk, const blockhdr *wb, uint8_t *image
 }
 
 // `at` is the link behind the last entry of the group that was placed.
-int evicthighest(qha5ctx *ctx, const blockhdr *buffer, entrysource source, idxentry **at) {
+int evicttop(qha5ctx *ctx, const blockhdr *buffer, entrysource source, idxentry **at) {
     ++ctx->idxspills[2];
     const uint32_t all = ctx->idxcount - 1 + source.left;
     if (all <= ctx->idxperwb)
@@ -119,7 +119,7 @@ int expandgroup(qha5ctx *ctx, idxentry *group, blockhdr *buffer) {
     entrysource source{buffer->first + ctx->idxentlen, buffer->count - 1};
     idxentry **at =
         mergechain<listorder::rising_back>(ctx, &group->link, takechain(ctx, &source).first);
-    if (source.left != 0 && evicthighest(ctx, buffer, source, at) != 0)
+    if (source.left != 0 && evicttop(ctx, buffer, source, at) != 0)
         return -1;
     assert(listholds(ctx));
     buffer->state = bs_free;

@@ -81,7 +81,7 @@ int nextwb(qha5ctx *ctx, blockhdr *buffer, blockhdr **wb) {
     blockhdr *block = due->mark == em_reading ? due->receiver : nullptr;
     if (block == nullptr)
         return faillogic(ctx);
-    if (takefinished(ctx, block) == nullptr || block->iostat != io_done)
+    if (takedone(ctx, block) == nullptr || block->iostat != io_done)
         return -1;
     block->state = bs_merging;
     if (keycompare(block->first, due->key(), ctx->keylen) != 0)

@@ -15,7 +15,7 @@ inline uint8_t *recordat(const blockhdr &block, uint32_t node) {
 inline uint8_t *lowestrecord(const blockhdr &block) {
     return block.next;
 }
-inline uint8_t *highestrecord(const blockhdr &block) {
+inline uint8_t *toprecord(const blockhdr &block) {
     return block.limit;
 }
 

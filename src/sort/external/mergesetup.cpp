@@ -62,7 +62,7 @@ uint32_t listlength(const qha5ctx *ctx, const workspace &space) {
     const uint64_t room =
         space.left > need ? std::min(space.left / share, space.left - need) / ctx->idxentlen : 0;
     const uint64_t spilled = std::min<uint64_t>(ctx->stringcount, room);
-    return static_cast<uint32_t>(ctx->idxperwb + sparelistentries + spilled);
+    return static_cast<uint32_t>(ctx->idxperwb + sparelist + spilled);
 }
 
 // Reads the root of the ordered index into the list.
@@ -107,7 +107,7 @@ int choosewidth(qha5ctx *ctx, workspace &space, uint8_t **wbnodes) {
     if (*wbnodes == nullptr)
         return -1;
     // A block less than the width is made, for the WBs bring two, one of them to read ahead.
-    const uint64_t block = mergeblockbytes(ctx->wbsize, ctx->recperwb);
+    const uint64_t block = mergebytes(ctx->wbsize, ctx->recperwb);
     const uint64_t fitting = (space.left + block) / (block + sizeof(blockhdr *));
     ctx->mergewidth = static_cast<uint32_t>(std::clamp<uint64_t>(fitting, 1, ctx->stringcount));
     ctx->mergetree =
@@ -128,14 +128,14 @@ blockhdr *makeblock(const qha5ctx *ctx, uint8_t *area) {
 // A chain of all blocks, the one to be read first in front; sparewb stands apart.
 blockhdr *makeblocks(qha5ctx *ctx, const workspace &space, uint8_t *wbnodes) {
     blockhdr *chain = nullptr;
-    const uint64_t bytes = mergeblockbytes(ctx->wbsize, ctx->recperwb);
+    const uint64_t bytes = mergebytes(ctx->wbsize, ctx->recperwb);
     assert(bytes * (ctx->mergewidth - 1) <= space.left);
     for (uint32_t at = 1; at < ctx->mergewidth; ++at) {
         blockhdr *block = makeblock(ctx, space.next + bytes * (at - 1));
         block->link = chain;
         chain = block;
     }
-    blockhdr *wb[workblockcount] = {};
+    blockhdr *wb[workblocks] = {};
     for (blockhdr *&one : wb) {
         one = ctx->freewbs;
         if (one == nullptr)
@@ -153,7 +153,7 @@ blockhdr *makeblocks(qha5ctx *ctx, const workspace &space, uint8_t *wbnodes) {
 }
 
 // Fills the merge blocks, one read ahead.
-int startmerge(qha5ctx *ctx, blockhdr *chain) {
+int fillblocks(qha5ctx *ctx, blockhdr *chain) {
     ctx->mergeblocks = nullptr;
     ctx->mergedone = 0;
     blockhdr *buffer = chain->link;
@@ -181,7 +181,7 @@ int setupmerge(qha5ctx *ctx) {
         choosewidth(ctx, space, &wbnodes) != 0)
         return -1;
     blockhdr *chain = makeblocks(ctx, space, wbnodes);
-    return chain == nullptr ? -1 : startmerge(ctx, chain);
+    return chain == nullptr ? -1 : fillblocks(ctx, chain);
 }
 
 } // namespace kvern

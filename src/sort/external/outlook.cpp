@@ -20,7 +20,7 @@ uint32_t stringlimit(uint32_t slots, uint32_t records) {
 // What the ordering of blocks and the narrowest final merge take of sortfree.
 uint64_t laterneed(const qha5ctx *ctx) {
     const uint64_t records = ctx->recperwb;
-    const uint64_t list = (uint64_t{ctx->idxperwb} + sparelistentries) * ctx->idxentlen;
+    const uint64_t list = (uint64_t{ctx->idxperwb} + sparelist) * ctx->idxentlen;
     const uint64_t held = ctx->recfunc != rf_none ? uint64_t{ctx->intreclen} + ctx->sumlen : 0;
     const uint64_t told =
         (ctx->intreclen + sizeof(recnode)) * (records + 1) + records * sizeof(recnode);
@@ -30,7 +30,7 @@ uint64_t laterneed(const qha5ctx *ctx) {
 
 } // namespace
 
-int provideforspill(qha5ctx *ctx) {
+int reservespill(qha5ctx *ctx) {
     ctx->recperwb = ctx->wbsize / ctx->intreclen;
     ctx->idxperwb = ctx->wbsize / ctx->idxentlen;
     ctx->frozenlimit = stringlimit(ctx->slotcount, ctx->recperwb);

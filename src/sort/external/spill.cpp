@@ -38,12 +38,12 @@ namespace {
 struct highestfirst {
     uint32_t keylen;
     bool before(const blockhdr &a, const blockhdr &b) const {
-        return keybelow(highestrecord(b), highestrecord(a), keylen);
+        return keybelow(toprecord(b), toprecord(a), keylen);
     }
     static uint32_t &leafof(blockhdr &block) { return block.treenode; }
 };
 
-uint64_t recordsinmemory(const qha5ctx *ctx) {
+uint64_t recordsleft(const qha5ctx *ctx) {
     uint64_t records = 0;
     for (const blockhdr *block = ctx->mergeblocks; block != nullptr; block = block->link)
         records += block->count;
@@ -59,14 +59,14 @@ blockhdr *leastblock(const qha5ctx *ctx) {
 }
 
 // Moves the `count` highest records of all blocks to sparewb.
-void collecthighest(const qha5ctx *ctx, uint32_t count) {
+void collecttop(const qha5ctx *ctx, uint32_t count) {
     losertree<blockhdr, highestfirst> tree(ctx->mergetree, {ctx->keylen});
     tree.build(ctx->mergeblocks, ctx->mergewidth);
     uint8_t *place = ctx->sparewb->first + size_t{count} * ctx->intreclen;
     for (uint32_t left = count; left != 0; --left) {
         blockhdr *block = tree.champion();
         place -= ctx->intreclen;
-        memcpy(place, highestrecord(*block), ctx->intreclen);
+        memcpy(place, toprecord(*block), ctx->intreclen);
         droptail(block);
         if (block->count != 0)
             tree.replay(block->treenode, block);
@@ -78,7 +78,7 @@ void collecthighest(const qha5ctx *ctx, uint32_t count) {
 
 // Enters the WB in the index behind the entries that are not above it.  Its key lies
 // near the head, where the merge is, so the walk is short.
-void enterspilled(qha5ctx *ctx) {
+void enterspill(qha5ctx *ctx) {
     idxentry *entry = takeentry(ctx);
     const blockhdr *wb = ctx->sparewb;
     entry->kind = ek_data;
@@ -90,15 +90,15 @@ void enterspilled(qha5ctx *ctx) {
     (void)mergechain<listorder::rising_back>(ctx, &ctx->idxlist->link, entry);
 }
 
-int spillhighest(qha5ctx *ctx, uint64_t inmemory) {
+int spilltop(qha5ctx *ctx, uint64_t inmemory) {
     const idxentry *consumed = ctx->idxfree;
     if (consumed == nullptr || consumed->tempfile == nullptr)
         return faillogic(ctx);
     const uint32_t count =
         inmemory < ctx->recperwb ? static_cast<uint32_t>(inmemory) : ctx->recperwb;
-    collecthighest(ctx, count);
+    collecttop(ctx, count);
     loadplace(ctx->sparewb, consumed->tempfile, consumed->filepos, count);
-    enterspilled(ctx);
+    enterspill(ctx);
     ++ctx->spillcount;
     return overwritewb(ctx, ctx->sparewb);
 }
@@ -144,9 +144,9 @@ void mergerecords(const qha5ctx *ctx, blockhdr *from, blockhdr *to) {
 } // namespace
 
 int freeblock(qha5ctx *ctx) {
-    const uint64_t inmemory = recordsinmemory(ctx);
+    const uint64_t inmemory = recordsleft(ctx);
     if (inmemory > uint64_t{ctx->mergewidth - 1} * ctx->recperwb)
-        if (spillhighest(ctx, inmemory) != 0)
+        if (spilltop(ctx, inmemory) != 0)
             return -1;
     blockhdr *least = leastblock(ctx);
     unlinkblock(ctx, least);

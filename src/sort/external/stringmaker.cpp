@@ -133,7 +133,7 @@ inline int stepoutput(qha5ctx *ctx) {
     return static_cast<size_t>(wb->end - wb->next) < ctx->intreclen ? turnover(ctx) : 0;
 }
 
-blockhdr *stop(blockhdr *block, int32_t status) {
+blockhdr *failstring(blockhdr *block, int32_t status) {
     block->iostat = status;
     return block;
 }
@@ -150,7 +150,7 @@ blockhdr *makestrings(qha5ctx *ctx, blockhdr *block) {
         if constexpr (selecting) {
             const int32_t dropped = ctx->selecteval(ctx, block->next);
             if (dropped < 0)
-                return stop(block, io_failed);
+                return failstring(block, io_failed);
             if (dropped > 0) {
                 countdropped(ctx);
                 --block->count;
@@ -162,13 +162,13 @@ blockhdr *makestrings(qha5ctx *ctx, blockhdr *block) {
         tree.prefetch(leaf, keytop);
         const int32_t taken = ctx->encode(ctx, block->next, player->record());
         if (taken < 0)
-            return stop(block, io_failed);
+            return failstring(block, io_failed);
         block->next += taken;
         --block->count;
 
         const int against = order.compare(player->record(), ctx->outwb->next);
         if (stepoutput(ctx) != 0)
-            return stop(block, io_failed);
+            return failstring(block, io_failed);
         if (against == 0) {
             writeimage(ctx, player);
             continue;
@@ -177,19 +177,19 @@ blockhdr *makestrings(qha5ctx *ctx, blockhdr *block) {
             tree.setchampion(nullptr);
             if (++ctx->frozencount >= ctx->frozenlimit) {
                 if (endstring(ctx) != 0)
-                    return stop(block, io_failed);
+                    return failstring(block, io_failed);
                 leaf = tree.champion()->leaf;
                 continue;
             }
             player = tree.takeabove(leaf);
             if (player == nullptr)
-                return stop(block, faillogic(ctx));
+                return failstring(block, faillogic(ctx));
         }
         tree.replay(leaf, player);
         writeimage(ctx, tree.champion());
         leaf = tree.champion()->leaf;
     }
-    return stop(block, io_done);
+    return failstring(block, io_done);
 }
 
 using intakeroutine = blockhdr *(*)(qha5ctx *ctx, blockhdr *block);
@@ -213,8 +213,8 @@ int writesorted(qha5ctx *ctx, uint32_t records) {
     return 0;
 }
 
-int createfirstfile(qha5ctx *ctx) {
-    if (newtempfile(ctx) != 0) // the first candidate decides, though more may remain: intended
+int firstfile(qha5ctx *ctx) {
+    if (newtemp(ctx) != 0) // the first candidate decides, though more may remain: intended
         return -1;
     ctx->tempused = true;
     ctx->defaulttemp = true;
@@ -226,7 +226,7 @@ int createfirstfile(qha5ctx *ctx) {
 int goexternal(qha5ctx *ctx) {
     if (ctx->tempfilelimit == 0)
         ctx->tempfilelimit = platform::filelimit();
-    if (createfirstfile(ctx) != 0 || openindex(ctx) != 0)
+    if (firstfile(ctx) != 0 || openindex(ctx) != 0)
         return -1;
     ctx->outwb = nextoutwb(ctx);
     if (ctx->outwb == nullptr)

@@ -227,7 +227,7 @@ void notetraffic(qha5ctx *ctx, const tempfile *file) {
 
 } // namespace
 
-int newtempfile(qha5ctx *ctx) {
+int newtemp(qha5ctx *ctx) {
     const uint64_t least = arenaround(sizeof(tempfile));
     if (ctx->tfrecroom < least) {
         tellsyserr(ctx, ctx->errnum);
@@ -261,7 +261,7 @@ int newtempfile(qha5ctx *ctx) {
     return 0;
 }
 
-tempfile *activetempfile(qha5ctx *ctx) {
+tempfile *activetemp(qha5ctx *ctx) {
     tempfile *file = ctx->tempfiles;
     while (file != nullptr && file->state != fs_open)
         file = file->link;
@@ -270,7 +270,7 @@ tempfile *activetempfile(qha5ctx *ctx) {
     return file;
 }
 
-int deletetempfiles(qha5ctx *ctx) {
+int deletetemps(qha5ctx *ctx) {
     const uint32_t detailbefore = ctx->errdetail;
     ctx->tempused = false;
     point(ctx, msg_tempfiles, lv_resources, ctx->tempcount);

@@ -34,13 +34,13 @@ struct qha5ctx;
 //   1  this candidate failed, another may work; reported, with a detail code only where
 //      it was the session's first
 //  -1  no candidate is left; reported
-[[nodiscard]] int newtempfile(qha5ctx *ctx);
+[[nodiscard]] int newtemp(qha5ctx *ctx);
 
 // The newest file that takes blocks; null after message 43.
-[[nodiscard]] tempfile *activetempfile(qha5ctx *ctx);
+[[nodiscard]] tempfile *activetemp(qha5ctx *ctx);
 
 // Closes all temporary files, deletes those that are to go and forgets them all.
 // -1: the clean-up itself was the session's first failure.
-[[nodiscard]] int deletetempfiles(qha5ctx *ctx);
+[[nodiscard]] int deletetemps(qha5ctx *ctx);
 
 } // namespace kvern

@@ -117,7 +117,7 @@ int writewb(qha5ctx *ctx, blockhdr *wb) {
 }
 
 int appendwb(qha5ctx *ctx, blockhdr *wb) {
-    tempfile *file = activetempfile(ctx);
+    tempfile *file = activetemp(ctx);
     if (file == nullptr)
         return -1;
     wb->file = file;
@@ -129,7 +129,7 @@ int appendwb(qha5ctx *ctx, blockhdr *wb) {
     return writewb(ctx, wb);
 }
 
-blockhdr *takefinished(qha5ctx *ctx, const blockhdr *wb) {
+blockhdr *takedone(qha5ctx *ctx, const blockhdr *wb) {
     blockhdr *before = nullptr;
     blockhdr *at = ctx->ioqueue;
     while (at != nullptr && at != wb) {
@@ -145,7 +145,7 @@ blockhdr *takefinished(qha5ctx *ctx, const blockhdr *wb) {
     return at;
 }
 
-blockhdr *takeallfinished(qha5ctx *ctx) {
+blockhdr *takequeue(qha5ctx *ctx) {
     blockhdr *all = ctx->ioqueue;
     ctx->ioqueue = nullptr;
     ctx->ioqueuetail = nullptr;
@@ -154,7 +154,7 @@ blockhdr *takeallfinished(qha5ctx *ctx) {
 
 blockhdr *takefree(qha5ctx *ctx) {
     if (ctx->freewbs == nullptr)
-        ctx->freewbs = takeallfinished(ctx);
+        ctx->freewbs = takequeue(ctx);
     blockhdr *wb = ctx->freewbs;
     if (wb == nullptr) {
         (void)faillogic(ctx);
@@ -209,7 +209,7 @@ int rehome(qha5ctx *ctx, blockhdr *wb) {
     if (file == nullptr) {
         int outcome;
         do
-            outcome = newtempfile(ctx);
+            outcome = newtemp(ctx);
         while (outcome == 1);
         if (outcome != 0)
             return -1;
@@ -219,19 +219,19 @@ int rehome(qha5ctx *ctx, blockhdr *wb) {
 
 int settlewrite(qha5ctx *ctx, blockhdr *wb) {
     while (wb->iostat == io_full)
-        if (rehome(ctx, wb) != 0 || takefinished(ctx, wb) == nullptr)
+        if (rehome(ctx, wb) != 0 || takedone(ctx, wb) == nullptr)
             return -1;
     return 0;
 }
 
 int writewbsync(qha5ctx *ctx, blockhdr *wb) {
-    if (appendwb(ctx, wb) != 0 || takefinished(ctx, wb) == nullptr)
+    if (appendwb(ctx, wb) != 0 || takedone(ctx, wb) == nullptr)
         return -1;
     return settlewrite(ctx, wb);
 }
 
 int overwritewb(qha5ctx *ctx, blockhdr *wb) {
-    if (writewb(ctx, wb) != 0 || takefinished(ctx, wb) == nullptr)
+    if (writewb(ctx, wb) != 0 || takedone(ctx, wb) == nullptr)
         return -1;
     if (wb->iostat != io_done)
         return faillogic(ctx);
@@ -240,7 +240,7 @@ int overwritewb(qha5ctx *ctx, blockhdr *wb) {
 }
 
 int readwbsync(qha5ctx *ctx, blockhdr *wb) {
-    if (readwb(ctx, wb) != 0 || takefinished(ctx, wb) == nullptr)
+    if (readwb(ctx, wb) != 0 || takedone(ctx, wb) == nullptr)
         return -1;
     if (wb->iostat != io_done)
         return -1;

@@ -25,9 +25,9 @@ inline void loadplace(blockhdr *wb, tempfile *file, platform::filepos place, uin
 [[nodiscard]] int appendwb(qha5ctx *ctx, blockhdr *wb);
 
 // Takes this block out of `ioqueue`; null when it is not there.
-blockhdr *takefinished(qha5ctx *ctx, const blockhdr *wb);
+blockhdr *takedone(qha5ctx *ctx, const blockhdr *wb);
 // Takes all of `ioqueue`, a chain with the oldest block first.
-blockhdr *takeallfinished(qha5ctx *ctx);
+blockhdr *takequeue(qha5ctx *ctx);
 
 // A free block, for index entries.
 [[nodiscard]] blockhdr *freewb(qha5ctx *ctx);

@@ -42,16 +42,16 @@ class slotsorter {
     int run(slot **first, uint32_t n) {
         if (partitionall({first, n, care_three}) != 0)
             return -1;
-        insertionpass(first, n);
+        insertpass(first, n);
         return 0;
     }
 
   private:
-    static constexpr uint32_t cutoff = 10;         // fewer elements wait for the insertion pass
-    static constexpr uint32_t badshare = 16;       // a side below this share is a bad split
-    static constexpr uint32_t nineminimum = 64;    // below, nine elements are too many to look at
-    static constexpr uint32_t medianminimum = 128; // below, even a quadratic side is cheap
-    static constexpr uint32_t fetchahead = 6;      // elements that a scan asks for in advance
+    static constexpr uint32_t cutoff = 10;       // fewer elements wait for the insertion pass
+    static constexpr uint32_t badshare = 16;     // a side below this share is a bad split
+    static constexpr uint32_t nineleast = 64;    // below, nine elements are too many to look at
+    static constexpr uint32_t medianleast = 128; // below, even a quadratic side is cheap
+    static constexpr uint32_t fetchahead = 6;    // elements that a scan asks for in advance
 
     // How the pivot of a partition is chosen.
     enum pivotcare : uint32_t { care_three, care_nine, care_median };
@@ -122,10 +122,10 @@ class slotsorter {
     }
 
     split partition(const section &part) {
-        if (part.care == care_median && part.count >= medianminimum)
+        if (part.care == care_median && part.count >= medianleast)
             return medianpartition(part.first, part.count, part.count / 2);
-        if (part.care != care_three && part.count >= nineminimum)
-            mediansofthrees(part.first, part.count);
+        if (part.care != care_three && part.count >= nineleast)
+            ninther(part.first, part.count);
         return holepartition(part.first, part.count);
     }
 
@@ -208,7 +208,7 @@ class slotsorter {
     }
 
     // Puts medians of three neighbours, far apart, where takemedian looks.
-    void mediansofthrees(slot **left, uint32_t count) {
+    void ninther(slot **left, uint32_t count) {
         const size_t step = count / 8;
         slot **const mid = left + count / 2;
         slot **const right = left + (count - 1);
@@ -231,17 +231,17 @@ class slotsorter {
         constexpr uint32_t group = 5;
         for (;;) {
             if (n < cutoff) {
-                insertionpass(first, n);
+                insertpass(first, n);
                 return {first + k, first + k + 1};
             }
             const uint32_t groups = n / group;
             slot **five = first;
             for (uint32_t i = 0; i < groups; ++i, five += group) {
-                insertionpass(five, group);
+                insertpass(five, group);
                 std::swap(first[i], five[group / 2]);
             }
             medianpartition(first, groups, groups / 2);
-            const split at = threewaypartition(first, n, first[groups / 2]);
+            const split at = partitionthree(first, n, first[groups / 2]);
             if (first + k < at.lowend) {
                 n = distance(first, at.lowend);
             } else if (first + k >= at.highfirst) {
@@ -255,7 +255,7 @@ class slotsorter {
         }
     }
 
-    split threewaypartition(slot **first, uint32_t n, const slot *pivot) {
+    split partitionthree(slot **first, uint32_t n, const slot *pivot) {
         slot **lowend = first;
         slot **highfirst = first + n;
         for (slot **at = first; at < highfirst;) {
@@ -269,7 +269,7 @@ class slotsorter {
         return {lowend, highfirst};
     }
 
-    void insertionpass(slot **first, uint32_t n) {
+    void insertpass(slot **first, uint32_t n) {
         slot **const end = first + n;
         for (slot **at = first + 1; at < end; ++at) {
             if (end - at > static_cast<ptrdiff_t>(fetchahead))

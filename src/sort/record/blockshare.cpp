@@ -59,7 +59,7 @@ bool layoutcarry(qha5ctx *ctx, workspace &space, uint32_t inputs) {
     return true;
 }
 
-void setblocklengths(qha5ctx *ctx, uint64_t in, uint64_t out) {
+void setlengths(qha5ctx *ctx, uint64_t in, uint64_t out) {
     ctx->inblklen = static_cast<uint32_t>(in);
     ctx->outblklen = static_cast<uint32_t>(out);
 }

@@ -17,6 +17,6 @@ blockhdr *layblock(uint8_t *at, uint32_t usable);
 [[nodiscard]] bool layoutcarry(qha5ctx *ctx, workspace &space, uint32_t inputs);
 
 // Usable bytes of the blocks of both sides.
-void setblocklengths(qha5ctx *ctx, uint64_t in, uint64_t out);
+void setlengths(qha5ctx *ctx, uint64_t in, uint64_t out);
 
 } // namespace kvern

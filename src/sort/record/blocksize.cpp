@@ -68,7 +68,7 @@ constexpr formrow forms[] = {{'f', fixedlengths}, {'v', variablelengths}, {'r', 
 
 } // namespace
 
-blocklengths blocklengthsfor(const qha5ctx *ctx, uint64_t wanted) {
+blocklengths lengthsfor(const qha5ctx *ctx, uint64_t wanted) {
     if (wanted <= header)
         return none;
     for (const formrow &form : forms)

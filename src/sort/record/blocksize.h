@@ -12,6 +12,6 @@ struct blocklengths {
 };
 
 // The lengths for a block of at most `wanted` bytes.
-[[nodiscard]] blocklengths blocklengthsfor(const qha5ctx *ctx, uint64_t wanted);
+[[nodiscard]] blocklengths lengthsfor(const qha5ctx *ctx, uint64_t wanted);
 
 } // namespace kvern

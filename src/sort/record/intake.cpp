@@ -105,12 +105,12 @@ void wireencode(qha5ctx *ctx) {
     ctx->encode = chooseencode(ctx);
 }
 
-int layoutrecordwork(qha5ctx *ctx, workspace &space) {
+int layoutwork(qha5ctx *ctx, workspace &space) {
     // A variable record's image begins with its length word.
     ctx->recwork = carve<uint8_t>(ctx, space, roundup(ctx->outreclen, recordunit) + lengthword);
     if (ctx->recwork == nullptr)
         return -1;
-    return layoutkeyscratch(ctx, space, ctx->keylen, KVRN_D_STORAGE);
+    return layoutscratch(ctx, space, ctx->keylen, KVRN_D_STORAGE);
 }
 
 } // namespace kvern
