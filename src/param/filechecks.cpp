@@ -26,21 +26,13 @@ int badformat(qha5ctx *ctx, const filectl &file) {
     return fail(ctx, msg_fileformat, KVRN_D_FORMAT, givenname(ctx, file));
 }
 
-// Without a form the session is one of fixed records, which plain files alone hold.
-int surveyinput(qha5ctx *ctx, const filectl &file) {
-    if (ctx->recform == 0 && !isplain(file))
-        return failstale(ctx, msg_prim, KVRN_D_PRIM);
-    if (ctx->recform == KVRN_VARIABLE && isplain(file))
-        return badformat(ctx, file);
-    return ctx->inreclen != 0 ? 0 : failstale(ctx, msg_noreclength, KVRN_D_NORECLEN);
-}
-
 int surveyinputs(qha5ctx *ctx) {
-    for (uint32_t i = ctx->filecount; i-- != 0;)
-        if (surveyinput(ctx, *ctx->infiles[i]) != 0)
-            return -1;
-    if (ctx->recform == 0 && ctx->filecount != 0)
-        ctx->recform = KVRN_FIXED;
+    for (uint32_t i = ctx->filecount; i-- != 0;) {
+        if (ctx->recform == KVRN_VARIABLE && isplain(*ctx->infiles[i]))
+            return badformat(ctx, *ctx->infiles[i]);
+        if (ctx->inreclen == 0)
+            return failstale(ctx, msg_noreclength, KVRN_D_NORECLEN);
+    }
     return 0;
 }
 
@@ -48,7 +40,7 @@ int surveyinputs(qha5ctx *ctx) {
 
 int checkinputs(qha5ctx *ctx) {
     if (ctx->apiinput) {
-        if (ctx->recform == 0 || ctx->inreclen == 0)
+        if (ctx->inreclen == 0)
             return failstale(ctx, msg_prim, KVRN_D_PRIM);
         if ((ctx->recoprat & (KVRN_PUT_RECORD | KVRN_PUT_BLOCK)) == 0)
             ctx->recoprat |= KVRN_PUT_RECORD;
