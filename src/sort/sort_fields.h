@@ -159,7 +159,6 @@ struct sort_fields {
     uint32_t dataentries;
     idxentry *idxlist, *idxfree, *idxsentinel;
     uint32_t idxcount; // entries in idxlist, sentinel included
-    uint32_t idxspills[3];
 
     // Final merge.
     uint32_t mergewidth; // merge blocks

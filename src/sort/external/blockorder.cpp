@@ -168,7 +168,6 @@ int ordering::takein(blockhdr *wb) {
         keepplace(wb);
         return 0;
     }
-    ++ctx->idxspills[0];
     idxentry **at = &ctx->idxlist;
     entrychain rest{};
     if (!evictgroup(ctx, wb, wb->first, &source, &at, &rest))
@@ -271,7 +270,6 @@ int ordering::expand(idxentry *group) {
         keepplace(wb);
         return 0;
     }
-    ++ctx->idxspills[1];
     entrychain rest{};
     if (!evictgroup(ctx, wb, wb->first, &source, &at, &rest))
         return faillogic(ctx);

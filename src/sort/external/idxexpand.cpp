@@ -88,7 +88,6 @@ void writegroup(qha5ctx *ctx, unionwalk walk, const blockhdr *wb, uint8_t *image
 
 // `at` is the link behind the last entry of the group that was placed.
 int evicttop(qha5ctx *ctx, const blockhdr *buffer, entrysource source, idxentry **at) {
-    ++ctx->idxspills[2];
     const uint32_t all = ctx->idxcount - 1 + source.left;
     if (all <= ctx->idxperwb)
         return faillogic(ctx);
