@@ -97,9 +97,11 @@ void bend(sessionspec &s, randomness &r) {
     case 0:
         s.version = r.pickof(versions);
         break;
-    case 1:
-        s.separator = bytes(r.below(4), r.byte());
+    case 1: {
+        const uint8_t byte = r.byte(); // choices are made in the order in which they stand
+        s.separator = bytes(r.below(4), byte);
         break;
+    }
     case 2: {
         sumfield &f = anyof(s.sums, r);
         return oneof(r, {&f.position, &f.length}, {&f.type});

@@ -10,15 +10,19 @@ namespace {
 enum distribution { ascending, descending, equal, twovalues, sawtooth, organpipe, random };
 constexpr uint32_t distributions = 7;
 
+// Each choice is a statement of its own where order would be the compiler's.
+int64_t signedby(int64_t value, randomness &r) {
+    return r.onein(2) ? -value : value;
+}
+
 int64_t rankof(uint32_t kind, int64_t at, int64_t size, randomness &r) {
     return kind == ascending    ? at - size / 2
            : kind == descending ? size / 2 - at
            : kind == equal      ? 7
-           : kind == twovalues  ? (r.onein(2) ? -1 : 1)
+           : kind == twovalues  ? signedby(1, r)
            : kind == sawtooth   ? at % 17
-           : kind == organpipe
-               ? std::min(at, size - at)
-               : static_cast<int64_t>(r.bits() >> r.between(1, 62)) * (r.onein(2) ? -1 : 1);
+           : kind == organpipe  ? std::min(at, size - at)
+                                : signedby(static_cast<int64_t>(r.bits() >> r.between(1, 62)), r);
 }
 
 class recordmaker {
@@ -207,6 +211,11 @@ class recordmaker {
     }
 };
 
+int64_t smallvalue(randomness &r) {
+    const int64_t factor = r.below(5) - 2LL;
+    return factor * r.pick({1, 11, 1111111});
+}
+
 } // namespace
 
 bytes operandof(const sessionspec &s, uint8_t type, uint32_t length, randomness &r) {
@@ -214,8 +223,7 @@ bytes operandof(const sessionspec &s, uint8_t type, uint32_t length, randomness 
     const bytes out = s.text() ? textof(r.onein(2) ? script::words : script::numbers, length, 0, r)
                       : r.onein(9) ? edgefield(type, length, s.cdmode, r)
                       : characters ? bytes(length, r.pick({'\0', ' ', 'x', '\xFF'}))
-                                   : fieldof(type, length, s.cdmode,
-                                             (r.below(5) - 2LL) * r.pick({1, 11, 1111111}), r);
+                                   : fieldof(type, length, s.cdmode, smallvalue(r), r);
     return (out + bytes(length, s.text() ? 'm' : '0')).substr(0, length);
 }
 
