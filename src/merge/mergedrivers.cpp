@@ -1,7 +1,8 @@
 // The drivers with input files.  One runs by itself to the end; the other gives the
 // caller a record each call, out of an output block that is filled anew when it is
 // used up.
-#include "merge/mergedrivers.h"
+#include "merge/merge.h"
+#include "merge/routines.h"
 
 #include "merge/callerforms.h"
 #include "merge/mergeflow.h"

@@ -13,7 +13,7 @@
 //
 // There is always room for the first record: a block holds one, and the room for
 // another is tested behind each.
-#include "merge/mergeemit.h"
+#include "merge/routines.h"
 
 #include "merge/mergelist.h"
 #include "merge/sum/equalkeys.h"

@@ -9,8 +9,9 @@
 // What the caller brings is tested before anything changes, so a refusal, though it
 // fails the session, leaves the merge as it is.  Record calls in the right order bring
 // records that pass; the tests also hold where they are called straight.
+#include "merge/routines.h"
+
 #include "merge/callerforms.h"
-#include "merge/mergedrivers.h"
 #include "merge/mergeflow.h"
 #include "session/counts.h"
 #include "session/qha9msg.h"

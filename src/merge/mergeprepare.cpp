@@ -6,12 +6,11 @@
 //
 // There is a node more than inputs, so that a record can be read in before the one
 // ahead of it has gone out.
-#include "merge/mergeprepare.h"
+#include "merge/merge.h"
 
 #include "key/text/fieldtables.h"
 #include "key/text/textfields.h"
-#include "merge/mergeemit.h"
-#include "merge/mergeselect.h"
+#include "merge/routines.h"
 #include "merge/sum/equalkeys.h"
 #include "select/select.h"
 #include "session/phaseclock.h"

@@ -13,7 +13,7 @@
 //
 // A record that sorts before the one ahead of it in its own input ends the session.
 // The test is by key alone and sees only what the filter lets through.
-#include "merge/mergeselect.h"
+#include "merge/routines.h"
 
 #include "merge/mergelist.h"
 #include "select/select.h"

@@ -1,10 +1,9 @@
 // The order of the analysis: options, files, field tables.
-#include "param/analysis.h"
+#include "param/param.h"
 
 #include "param/fieldspec.h"
-#include "param/filelist.h"
 #include "param/levels.h"
-#include "param/options.h"
+#include "param/steps.h"
 #include "session/qha9msg.h"
 
 namespace kvern {

@@ -2,11 +2,10 @@
 // each other.  The order of the calls in crosscheck is the order of the tests.
 // Where a message goes out without an argument of its own, the slots stay as the
 // last report left them.
-#include "param/crosscheck.h"
+#include "param/param.h"
 
-#include "param/filechecks.h"
-#include "param/geometry.h"
 #include "param/levels.h"
+#include "param/steps.h"
 #include "session/arena.h"
 #include "session/qha9msg.h"
 

@@ -1,6 +1,6 @@
 // File checks.  What a file holds is not looked at here: no kind tells its form or its
 // record length before it is opened.
-#include "param/filechecks.h"
+#include "param/steps.h"
 
 #include "file/bind/bindfile.h"
 #include "file/filectl.h"

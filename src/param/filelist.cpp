@@ -2,9 +2,9 @@
 // and direction; opening comes later.  Records of the file manager share one copy
 // of its library's name; an input that takes its kind from another has none, for
 // the library is then loaded already.
-#include "param/filelist.h"
+#include "param/steps.h"
 
-#include "file/indexed/indexedinput.h"
+#include "file/indexed/indexed.h"
 #include "param/tablecopy.h"
 #include "session/qha9msg.h"
 

@@ -3,7 +3,7 @@
 //
 // With fields by number a position is a field's number, yet number + length is
 // bounded like a byte position: intended, callers live with it.
-#include "param/geometry.h"
+#include "param/steps.h"
 
 #include "key/keytable.h"
 #include "param/fieldspec.h"

@@ -1,7 +1,7 @@
 // Option analysis.  The order of the calls in readoptions is the order of the
 // tests: of several faults the caller is told the first.  A field above the
 // session's level is never read, since an older caller's block ends before it.
-#include "param/options.h"
+#include "param/steps.h"
 
 #include "param/levels.h"
 #include "session/arena.h"

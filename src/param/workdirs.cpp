@@ -8,7 +8,7 @@
 // aside), save the first, which only ';' may not open: intended, though a list
 // of the caller's can break the rule only by being joined to one text.
 
-#include "param/workdirs.h"
+#include "param/param.h"
 
 #include "session/arena.h"
 #include "session/qha9msg.h"
@@ -161,8 +161,7 @@ bool cutentries(char *at, char **table, uint32_t count) {
     return *table[ended] != 0;
 }
 
-} // namespace
-
+// Cuts the text at arenanext into directories; 0 or -1 as findplaces.
 int cutplaces(qha5ctx *ctx, KVRNSESS *sess) {
     char *text = textplace(ctx);
     const auto length = static_cast<uint32_t>(strlen(text));
@@ -188,6 +187,8 @@ int cutplaces(qha5ctx *ctx, KVRNSESS *sess) {
     ctx->workkind = 'd';
     return 0;
 }
+
+} // namespace
 
 int findplaces(qha5ctx *ctx, KVRNSESS *sess, const KVRNFILE *files) {
     switch (findtext(ctx, sess, files != nullptr ? files->workfiles : nullptr)) {

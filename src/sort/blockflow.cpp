@@ -5,18 +5,15 @@
 //
 // Later phases keep all of it but the last part.  Input fills the caller block and
 // output uses it again, with an `end` that suits the length of output records.
-#include "sort/blockflow.h"
+#include "sort/sort.h"
 
 #include "session/workspace.h"
 #include "sort/external/diskimage.h"
-#include "sort/external/outlook.h"
+#include "sort/external/external.h"
 #include "sort/external/tempfile.h"
-#include "sort/grouping.h"
-#include "sort/phases.h"
-#include "sort/pipeline.h"
 #include "sort/record/blockshare.h"
 #include "sort/record/blocksize.h"
-#include "sort/slotintake.h"
+#include "sort/steps.h"
 
 #include <algorithm>
 #include <cstring>

@@ -7,7 +7,7 @@
 // held record goes out as it is, and after it each record by itself.  A block
 // without room ends the call at any point; the next call goes on from holdvalid and
 // outpos.
-#include "sort/grouping.h"
+#include "sort/steps.h"
 
 #include "merge/sum/equalkeys.h"
 #include "sort/incore/keycompare.h"

@@ -3,14 +3,12 @@
 // The counts are compared first: every record that was read is in a slot or a string
 // (seqno), or selection dropped it.  Statistics points go with each step; they print
 // nothing, but they leave their arguments in the context.
-#include "sort/phases.h"
+#include "sort/steps.h"
 
 #include "session/counts.h"
 #include "session/phaseclock.h"
 #include "session/qha9msg.h"
-#include "sort/external/blockorder.h"
-#include "sort/external/mergesetup.h"
-#include "sort/external/stringmaker.h"
+#include "sort/external/external.h"
 #include "sort/incore/slots.h"
 
 namespace kvern {

@@ -6,7 +6,7 @@
 // Later phases divide the same storage anew from sortnext on, so what they must
 // find again lies in front of it: the summation field tables alone, since the
 // other areas serve intake or are laid out again.
-#include "sort/pipeline.h"
+#include "sort/steps.h"
 
 #include "key/text/fieldtables.h"
 #include "key/text/textfields.h"

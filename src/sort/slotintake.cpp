@@ -1,7 +1,7 @@
-#include "sort/slotintake.h"
+#include "sort/steps.h"
 
 #include "select/select.h"
-#include "sort/external/stringmaker.h"
+#include "sort/external/external.h"
 #include "sort/record/rawrecord.h"
 
 namespace kvern {

@@ -2,8 +2,7 @@
 #include "file/bind/bindfile.h"
 
 #include "file/manager/fmgrio.h"
-#include "file/plain/plaindescr.h"
-#include "file/plain/plainhandle.h"
+#include "file/plain/plainfiles.h"
 #include "session/qha9msg.h"
 
 namespace kvern {

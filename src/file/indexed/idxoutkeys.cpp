@@ -1,4 +1,4 @@
-#include "file/indexed/idxoutkeys.h"
+#include "file/indexed/indexed.h"
 
 #include "file/indexed/idxinfo.h"
 #include "session/qha9msg.h"

@@ -1,4 +1,4 @@
-#include "file/indexed/indexedinput.h"
+#include "file/indexed/indexed.h"
 
 #include "file/indexed/idxformat.h"
 #include "file/indexed/idxreader.h"

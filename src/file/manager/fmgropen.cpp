@@ -1,7 +1,7 @@
 // Opening and closing.  The manager is told of an indexed file what stands in the
 // file's own header, and of an indexed output what the caller says of its keys.
 #include "file/indexed/idxinfo.h"
-#include "file/indexed/idxoutkeys.h"
+#include "file/indexed/indexed.h"
 #include "file/manager/fmgrcall.h"
 #include "file/manager/fmgrio.h"
 #include "file/manager/fmgrlibrary.h"

@@ -2,7 +2,7 @@
 // know no end mark on input, and split text at line feeds whatever the session's
 // delimiter is: all intended, programs that feed standard input rely on it.  A standard
 // stream is a record that nobody opens: its descriptor stays 0, for the output too.
-#include "file/plain/plaindescr.h"
+#include "file/plain/plainfiles.h"
 
 #include "file/filectl.h"
 #include "file/plain/linesplit.h"

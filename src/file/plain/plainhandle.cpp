@@ -1,7 +1,7 @@
 // A block that was moved ends with a round of the message pump; a stop asked for
 // there leaves with -1 and no message.  A text file may end in the mark 0x1A: it
 // is no data, nothing behind it is, and the session's output then gets one too.
-#include "file/plain/plainhandle.h"
+#include "file/plain/plainfiles.h"
 
 #include "file/filectl.h"
 #include "file/plain/linesplit.h"

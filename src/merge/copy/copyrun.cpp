@@ -7,7 +7,6 @@
 #include "merge/copy/copy.h"
 
 #include "file/filectl.h"
-#include "merge/copy/copyrun.h"
 #include "merge/copy/copystep.h"
 #include "merge/copy/linecount.h"
 #include "session/counts.h"

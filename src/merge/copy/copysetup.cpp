@@ -9,7 +9,7 @@
 
 #include "key/text/fieldtables.h"
 #include "key/text/textfields.h"
-#include "merge/copy/copyrun.h"
+#include "merge/copy/copystep.h"
 #include "select/select.h"
 #include "session/phaseclock.h"
 #include "session/workspace.h"

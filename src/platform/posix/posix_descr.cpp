@@ -1,6 +1,6 @@
 // Files through descriptors, and the standard streams: errno numbers as they are.
 #include "platform/platform.h"
-#include "platform/posix/posix_transfer.h"
+#include "platform/posix/posix_system.h"
 
 #include <cerrno>
 #include <fcntl.h>

@@ -1,7 +1,7 @@
 // The translation table.  Where a neighbouring code has a message of its own and
 // the obvious one has none, the neighbour is taken, so that the caller learns
 // more than "system error".
-#include "platform/posix/posix_errors.h"
+#include "platform/posix/posix_system.h"
 
 #include <cerrno>
 

@@ -1,8 +1,6 @@
 // Files through system handles: here a handle is a descriptor, and every one is
 // closed on exec.  Errors leave in the engine's code space.
-#include "platform/posix/posix_errors.h"
-#include "platform/posix/posix_paths.h"
-#include "platform/posix/posix_transfer.h"
+#include "platform/posix/posix_system.h"
 
 #include <cerrno>
 #include <cstdint>

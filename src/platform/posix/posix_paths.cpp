@@ -1,7 +1,5 @@
 // Identity of paths, and names for temporary files.
-#include "platform/posix/posix_paths.h"
-
-#include "platform/posix/posix_errors.h"
+#include "platform/posix/posix_system.h"
 
 #include <cerrno>
 #include <cstring>

@@ -1,8 +1,7 @@
 // What surrounds a session: environment, settings, libraries, the thread, the
 // clock, double-byte characters and the standard streams for messages.
 #include "platform/platform.h"
-#include "platform/posix/posix_errors.h"
-#include "platform/posix/posix_transfer.h"
+#include "platform/posix/posix_system.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,6 +1,6 @@
 // A pipe gives and takes what it has room for, so one system call is not one
 // transfer.  A descriptor inherited in non-blocking mode is waited for.
-#include "platform/posix/posix_transfer.h"
+#include "platform/posix/posix_system.h"
 
 #include <cerrno>
 #include <poll.h>

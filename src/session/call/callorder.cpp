@@ -2,9 +2,7 @@
 
 #include "session/busy.h"
 #include "session/qha9msg.h"
-#include "session/run/getrecords.h"
-#include "session/run/mergestep.h"
-#include "session/run/putrecords.h"
+#include "session/run/run.h"
 
 namespace kvern {
 

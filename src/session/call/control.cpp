@@ -2,7 +2,7 @@
 
 #include "session/busy.h"
 #include "session/call/exported.h"
-#include "session/hook.h"
+#include "session/pump.h"
 
 using kvern::qha5ctx;
 using kvern::sessionof;

@@ -5,11 +5,7 @@
 #include "session/call/binding.h"
 #include "session/call/callorder.h"
 #include "session/call/exported.h"
-#include "session/run/driver.h"
-#include "session/run/getrecords.h"
-#include "session/run/mergestep.h"
-#include "session/run/putrecords.h"
-#include "session/run/term.h"
+#include "session/run/run.h"
 
 namespace kvern {
 

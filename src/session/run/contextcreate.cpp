@@ -1,6 +1,6 @@
-#include "session/run/contextcreate.h"
+#include "session/run/steps.h"
 
-#include "param/workdirs.h"
+#include "param/param.h"
 #include "session/pump.h"
 
 namespace kvern {

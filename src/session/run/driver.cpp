@@ -2,24 +2,18 @@
 // cross-checks, then the arm of the session's function.  Whatever fails leaves a
 // context behind that qha5term can close.
 
-#include "session/run/driver.h"
+#include "session/run/steps.h"
 
 #include "file/manager/fmgrlibrary.h"
 #include "merge/copy/copy.h"
-#include "param/analysis.h"
-#include "param/crosscheck.h"
+#include "param/param.h"
 #include "session/arena.h"
 #include "session/busy.h"
 #include "session/phaseclock.h"
 #include "session/pump.h"
 #include "session/qha9msg.h"
 #include "session/qha9msgt.h"
-#include "session/run/contextcreate.h"
-#include "session/run/filepump.h"
-#include "session/run/getrecords.h"
-#include "session/run/mergestep.h"
-#include "session/run/putrecords.h"
-#include "sort/blockflow.h"
+#include "sort/sort.h"
 
 #include <cstring>
 

@@ -1,12 +1,12 @@
 // A file that fails is closed on the spot; its message is out by then, so the
 // result of that close is not looked at.
 
-#include "session/run/filepump.h"
+#include "session/run/steps.h"
 
 #include "file/filectl.h"
 #include "file/manager/fmgrlibrary.h"
 #include "session/counts.h"
-#include "sort/blockflow.h"
+#include "sort/sort.h"
 
 namespace kvern {
 

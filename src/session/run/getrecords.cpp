@@ -1,13 +1,13 @@
 // The caller is shown the place of its record in the block, which holds until
 // the next call draws into the block.  Variable records lie unpadded there.
 
-#include "session/run/getrecords.h"
+#include "session/run/steps.h"
 
 #include "key/text/textfields.h"
 #include "session/busy.h"
 #include "session/counts.h"
 #include "session/qha9msg.h"
-#include "sort/blockflow.h"
+#include "sort/sort.h"
 
 #include <cstring>
 

@@ -1,12 +1,11 @@
 // Files stay open until the session is closed.  The output is opened, and so emptied,
 // before the inputs: intended, a missing input costs what the output held.
 
-#include "session/run/mergestep.h"
+#include "session/run/steps.h"
 
 #include "file/filectl.h"
-#include "merge/mergedrivers.h"
+#include "merge/merge.h"
 #include "merge/mergeflow.h"
-#include "merge/mergeprepare.h"
 #include "session/busy.h"
 
 namespace kvern {

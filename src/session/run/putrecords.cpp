@@ -6,14 +6,13 @@
 // further, as they do with a delimiter of two bytes and with several lines in a
 // text block, zero bytes stand there.
 
-#include "session/run/putrecords.h"
+#include "session/run/steps.h"
 
 #include "session/arena.h"
 #include "session/busy.h"
 #include "session/counts.h"
 #include "session/qha9msg.h"
-#include "session/run/filepump.h"
-#include "sort/blockflow.h"
+#include "sort/sort.h"
 
 #include <cstring>
 

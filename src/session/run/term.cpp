@@ -1,11 +1,10 @@
-#include "session/run/term.h"
 #include "merge/sum/equalkeys.h"
+#include "session/run/steps.h"
 
 #include "file/manager/fmgrlibrary.h"
 #include "session/busy.h"
 #include "session/counts.h"
 #include "session/qha9msg.h"
-#include "session/run/contextcreate.h"
 #include "sort/external/tempfile.h"
 
 namespace kvern {

@@ -21,7 +21,7 @@
 //
 // G is at least 3, so a group never reaches up to the head of the list.  Invariants:
 // what indexlist.h tells; every d entry is counted once when read and once when put.
-#include "sort/external/blockorder.h"
+#include "sort/external/external.h"
 
 #include "session/qha9msg.h"
 #include "sort/external/indexlist.h"

@@ -19,7 +19,6 @@
 #include "session/qha9msg.h"
 #include "sort/external/diskimage.h"
 #include "sort/external/mergeblocks.h"
-#include "sort/external/spill.h"
 #include "sort/external/tempfile.h"
 #include "sort/incore/keywidth.h"
 #include "sort/incore/losertree.h"

@@ -9,7 +9,7 @@
 // When a block is full in between, the routine returns 1 and is called again with the
 // same record; `lastpending` tells it how far it had come with the last one: 1 the
 // held record alone is left to write, 2 the new one as well.
-#include "sort/external/groupemit.h"
+#include "sort/external/finalmerge.h"
 
 #include "merge/sum/equalkeys.h"
 #include "session/qha9msg.h"

@@ -16,10 +16,9 @@
 // one entry of the list goes out (the group has idxperwb - 1 entries to place), and
 // the list holds at least four more than go out, so neither the head nor the x entry
 // is among them.
-#include "sort/external/idxexpand.h"
+#include "sort/external/indexlist.h"
 
 #include "session/qha9msg.h"
-#include "sort/external/indexlist.h"
 #include "sort/external/wbio.h"
 #include "sort/incore/keycompare.h"
 

@@ -72,6 +72,10 @@ idxentry **mergechain(qha5ctx *ctx, idxentry **at, idxentry *chain);
 // The chain by falling keys, of equal keys the later first.
 [[nodiscard]] idxentry *sortfalling(const qha5ctx *ctx, idxentry *chain);
 
+// The x entry, second in idxlist, gives way to the entries of its group, read into
+// `buffer`.  0, or -1.
+[[nodiscard]] int expandgroup(qha5ctx *ctx, idxentry *group, blockhdr *buffer);
+
 // Debug builds: idxcount and the order of kinds are as told above.
 bool listholds(const qha5ctx *ctx);
 

@@ -19,7 +19,6 @@
 #include "sort/external/mergeblocks.h"
 
 #include "session/qha9msg.h"
-#include "sort/external/idxexpand.h"
 #include "sort/external/indexlist.h"
 #include "sort/external/wbio.h"
 #include "sort/incore/keycompare.h"

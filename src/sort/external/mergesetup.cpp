@@ -10,13 +10,12 @@
 // The width is the number of strings where that many blocks fit; more could never
 // overlap, and then no record is ever spilled or moved.  Else it is what really fits:
 // each block more spares spills.
-#include "sort/external/mergesetup.h"
+#include "sort/external/external.h"
+#include "sort/external/finalmerge.h"
 
 #include "merge/sum/equalkeys.h"
 #include "session/qha9msg.h"
 #include "session/workspace.h"
-#include "sort/external/finalmerge.h"
-#include "sort/external/groupemit.h"
 #include "sort/external/indexlist.h"
 #include "sort/external/mergeblocks.h"
 #include "sort/external/tempfile.h"

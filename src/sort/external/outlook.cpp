@@ -1,7 +1,7 @@
-#include "sort/external/outlook.h"
+#include "sort/external/external.h"
 
 #include "session/qha9msg.h"
-#include "sort/external/mergesetup.h"
+#include "sort/external/finalmerge.h"
 
 #include <algorithm>
 

@@ -19,7 +19,7 @@
 // key lies above the head of the index, for that head goes before all in memory, so
 // the entry never becomes the head; places on disk are written over only when their WB
 // was read (the entry at the head of idxfree).
-#include "sort/external/spill.h"
+#include "sort/external/finalmerge.h"
 
 #include "session/qha9msg.h"
 #include "sort/external/indexlist.h"

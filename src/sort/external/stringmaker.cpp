@@ -27,9 +27,9 @@
 //
 // Invariants: slots in the tree, frozen slots and the champion are together N;
 // outwb has room for the image; the image is not above any record of the tree.
-#include "sort/external/stringmaker.h"
-#include "select/select.h"
+#include "sort/external/external.h"
 
+#include "select/select.h"
 #include "session/qha9msg.h"
 #include "sort/external/blockindex.h"
 #include "sort/external/tempfile.h"
@@ -37,8 +37,8 @@
 #include "sort/incore/keywidth.h"
 #include "sort/incore/losertree.h"
 #include "sort/incore/slots.h"
-
 #include "sort/record/rawrecord.h"
+
 #include <cassert>
 #include <cstring>
 

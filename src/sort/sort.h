@@ -1,5 +1,5 @@
-// Division of the working storage of a sort, and the three operations through
-// which blocks go in and come out.
+// The sort as the session sees it: division of the working storage, and the three
+// operations through which blocks go in and come out.
 #pragma once
 
 #include "session/context.h"

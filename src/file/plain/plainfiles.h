@@ -1,0 +1,23 @@
+// Plain files.  Every routine has the contract of its slot (file_fields.h) and refuses
+// a record of another kind silently.
+#pragma once
+
+#include "session/context.h"
+
+namespace kvern {
+
+// Kind 1: through descriptors, and the standard streams.
+int32_t opendescr(qha5ctx *ctx, filectl *file);
+int32_t closedescr(qha5ctx *ctx, filectl *file);
+int32_t readfixeddescr(qha5ctx *ctx, filectl *file);
+int32_t readlinedescr(qha5ctx *ctx, filectl *file);
+int32_t writedescr(qha5ctx *ctx, filectl *file);
+
+// Kind 16: through system handles.
+int32_t openhandle(qha5ctx *ctx, filectl *file);
+int32_t closehandle(qha5ctx *ctx, filectl *file);
+int32_t readfixedhandle(qha5ctx *ctx, filectl *file);
+int32_t readlinehandle(qha5ctx *ctx, filectl *file);
+int32_t writehandle(qha5ctx *ctx, filectl *file);
+
+} // namespace kvern

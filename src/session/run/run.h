@@ -1,0 +1,30 @@
+// The road of a session, for the calls that drive it: from the caller's blocks to the
+// point where the caller must act, record calls, and the end.
+#pragma once
+
+#include "session/context.h"
+
+namespace kvern {
+
+// qha5init: 0; 1 stopped; -1 with sess->detail set.
+[[nodiscard]] int runsession(uint32_t version, KVRNLINK *link, KVRNPRIM *prim, KVRNSESS *sess,
+                             const KVRNKEY *keys, const KVRNFILE *files, const KVRNOPT *opts);
+
+using callroutine = int (*)(qha5ctx *ctx, KVRNSESS *sess);
+
+// kvrnput without order checks: 0 taken, 1 input ended, -1 failed.
+[[nodiscard]] int putcall(qha5ctx *ctx, KVRNSESS *sess);
+
+// kvrnget without order checks: 0 a record or block, 1 end of data, -1 failed.
+[[nodiscard]] int getcall(qha5ctx *ctx, KVRNSESS *sess);
+
+// kvrnmrge without order checks: the merge routine's result, with sess->detail
+// set on -1.
+[[nodiscard]] int mergecall(qha5ctx *ctx, KVRNSESS *sess);
+
+// qha5term: 0 clean, or failed on the way; 1 closed early; -1 failure.  Frees the
+// context, save after detail 223 (another block's session) and 104 (a call of the
+// session is running).
+[[nodiscard]] int endsession(KVRNSESS *sess);
+
+} // namespace kvern
