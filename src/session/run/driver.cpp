@@ -156,11 +156,13 @@ int runsession(uint32_t version, KVRNLINK *link, KVRNPRIM *prim, KVRNSESS *sess,
                const KVRNKEY *keys, const KVRNFILE *files, const KVRNOPT *opts) {
     clearblock(version, sess);
     qha5ctx *ctx;
-    const int created = ctxcreate(version, link, prim, sess, files, &ctx);
+    int result = ctxcreate(version, link, prim, sess, files, &ctx);
     if (ctx == nullptr)
-        return created;
+        return result;
     const busymark running(ctx);
-    return endcall(ctx, created == 0 ? runstages(ctx, prim, sess, keys, files, opts) : created);
+    if (result == 0)
+        result = runstages(ctx, prim, sess, keys, files, opts);
+    return endcall(ctx, result);
 }
 
 } // namespace kvern
