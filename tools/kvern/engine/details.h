@@ -1,7 +1,7 @@
 // The engine's detail codes in the command's words.
 #pragma once
 
-#include "kvern/system/report.h"
+#include "kvern/system/failure.h"
 
 namespace command {
 

@@ -2,7 +2,7 @@
 // what describes them elsewhere: completions and the manual page.
 #pragma once
 
-#include "kvern/options/arguments.h"
+#include "kvern/options/joboptions.h"
 
 #include <string>
 #include <vector>

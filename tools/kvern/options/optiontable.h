@@ -2,7 +2,7 @@
 // and the help, the manual pages and the completions are made.
 #pragma once
 
-#include "kvern/options/arguments.h"
+#include "kvern/options/joboptions.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,6 +1,6 @@
 #include "kvern/options/systemargs.h"
 
-#include "kvern/system/report.h"
+#include "kvern/system/failure.h"
 
 #if defined(_WIN32)
 #include <algorithm>

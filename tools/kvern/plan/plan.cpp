@@ -1,5 +1,7 @@
 #include "kvern/plan/plan.h"
 
+#include "kvern/options/arguments.h"
+
 #include "kvern/system/report.h"
 #include "kvern/system/workplaces.h"
 

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "kvern/engine/session.h"
-#include "kvern/options/arguments.h"
+#include "kvern/options/joboptions.h"
 #include "kvern/records/inputs.h"
 #include "kvern/records/textscan.h"
 #include "kvern/syntax/keysyntax.h"

@@ -1,7 +1,7 @@
 #include "kvern/records/blocks.h"
 
 #include "kvern/records/recordreader.h"
-#include "kvern/system/report.h"
+#include "kvern/system/failure.h"
 
 #include <algorithm>
 

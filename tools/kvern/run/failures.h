@@ -2,7 +2,7 @@
 #pragma once
 
 #include "kvern/plan/plan.h"
-#include "kvern/system/report.h"
+#include "kvern/system/failure.h"
 
 namespace command {
 

@@ -2,7 +2,7 @@
 // failures in the user's words.
 #pragma once
 
-#include "kvern/options/arguments.h"
+#include "kvern/options/joboptions.h"
 
 namespace command {
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "kvern/engine/watch.h"
-#include "kvern/options/arguments.h"
+#include "kvern/options/joboptions.h"
 
 namespace command {
 

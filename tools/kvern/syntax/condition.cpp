@@ -10,7 +10,6 @@
 #include "kvern/syntax/condition.h"
 
 #include "kvern/syntax/conditionfields.h"
-#include "kvern/syntax/fieldtypes.h"
 #include "kvern/syntax/literals.h"
 
 namespace command {

@@ -9,7 +9,7 @@
 //   literal = "text" | 'text' | x"C1C2" | number
 #pragma once
 
-#include "kvern.h"
+#include "kvern/syntax/fieldtypes.h"
 #include "kvern/syntax/layout.h"
 
 #include <deque>
@@ -17,16 +17,6 @@
 #include <vector>
 
 namespace command {
-
-// The records that a condition looks at.
-struct recordview {
-    bool text = false;
-    bool byfield = false;    // text: $F, else columns
-    bool whitespace = false; // fields between white space
-    uint8_t cdmode = 0;
-
-    bool ebcdic() const { return cdmode == KVRN_CD_EBCDIC; }
-};
 
 struct conditiontable {
     std::vector<KVRNSELE> entries;    // point into the literals

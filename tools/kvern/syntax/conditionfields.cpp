@@ -1,6 +1,5 @@
 #include "kvern/syntax/conditionfields.h"
 
-#include "kvern/syntax/fieldtypes.h"
 #include "kvern/syntax/literals.h"
 
 #include <cctype>

@@ -1,7 +1,8 @@
 // The words and fields of a condition, read from its text.
 #pragma once
 
-#include "kvern/syntax/condition.h"
+#include "kvern/syntax/fieldtypes.h"
+#include "kvern/syntax/layout.h"
 
 #include <algorithm>
 

@@ -1,5 +1,5 @@
-// The field types by the names that users type, and what all field descriptions are
-// made of.
+// The records that fields lie in, the field types by the names that users type, and what
+// all field descriptions are made of.
 #pragma once
 
 #include "kvern.h"
@@ -9,6 +9,15 @@
 #include <vector>
 
 namespace command {
+
+struct recordview {
+    bool text = false;
+    bool byfield = false;    // text: $F, else columns
+    bool whitespace = false; // fields between white space
+    uint8_t cdmode = 0;
+
+    bool ebcdic() const { return cdmode == KVRN_CD_EBCDIC; }
+};
 
 struct fieldtype {
     const char *name;

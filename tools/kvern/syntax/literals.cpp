@@ -1,7 +1,7 @@
 #include "kvern/syntax/literals.h"
 
 #include "kvern.h"
-#include "kvern/system/report.h"
+#include "kvern/system/failure.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,6 +1,6 @@
 #include "kvern/system/cleanup.h"
 
-#include "kvern/system/report.h"
+#include "kvern/system/failure.h"
 #include "kvern/system/streams.h"
 
 #include <atomic>

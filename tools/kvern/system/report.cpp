@@ -31,10 +31,6 @@ bool wantscolor(const std::string &mode) {
     return isterminal(standarderror);
 }
 
-void refuse(const std::string &what, const std::string &advice) {
-    throw failure{ending::usage, what, advice};
-}
-
 void printtext(const std::string &text) {
     writefile(standardoutput, "standard output", text.data(), text.size());
 }

@@ -1,6 +1,6 @@
 #include "kvern/system/workfile.h"
 
-#include "kvern/system/report.h"
+#include "kvern/system/failure.h"
 
 #include <algorithm>
 #include <cerrno>
