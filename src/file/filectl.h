@@ -1,4 +1,9 @@
 // What every kind of file is asked through its file-control record.
+//
+// Here: opening and closing, names for messages, the codes of the system as messages
+// (syserror), operations that may wait (waiting).  A folder for each family holds the
+// routines of its kinds: plain, manager, indexed; file/bind gives them to a record.  In
+// order: bindfile; openinput or openoutput; readfn until 0, or writefn; the close.
 #pragma once
 
 #include "session/context.h"

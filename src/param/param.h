@@ -1,7 +1,11 @@
 // What the caller's blocks ask for, checked in a fixed order, the first fault
-// reported, and kept in the arena.  The work directories come first, while the work
-// area is made; then the analysis, which takes each block by itself; then the
-// cross-checks.  Nothing here is written after them.
+// reported, and kept in the arena.
+//
+// Here: every test of a caller's value, and the record geometry that follows from
+// them.  Left to others: the rows of the key table (key), the routines of a file
+// (file/bind), all that a set-up chooses.  In order: findplaces, while the work area is
+// made; analyse, which takes each block by itself; crosscheck, which looks at the whole.
+// Nothing here is written after it.
 #pragma once
 
 #include "session/context.h"

@@ -1,10 +1,15 @@
 // The record filter: a small program of conditions, run over each input record as
 // it lies in its block, before anything else is done with it.
 //
+// Here: jumps from condition to condition (program), operands of one length (operands,
+// widening), which encoder makes them comparable (comparators).  Left to others: the
+// encoders (key/encode), fields of a line (key/text), whether a condition fits the
+// records (param).
+//
 // A set-up calls chooseselect when selectopt is 1, and lays out the operand
 // buffers; text by field numbers needs selfields and the scanners as well
-// (key/fieldtables.h, key/textfields.h).  Before records of a block are tested,
-// ctx->scanlimit is the block's limit.
+// (key/text).  Before records of a block are tested, ctx->scanlimit is the block's
+// limit.
 #pragma once
 
 #include "session/context.h"

@@ -1,6 +1,11 @@
 // The session context: one flat record, the first argument of every engine
 // routine.  Each room declares its own fields; this header only composes them.
 // All-zero is the state of a new context.
+//
+// This folder is the ground that every room stands on: the arena and its division
+// (arena, workspace), reports (qha9msg, qha9msgt), the counts of the balance (counts),
+// the pump and the caller's hook (pump), the mark of a running call (busy).  It knows no
+// room above it.  A field is written by the room that declares it and by no other.
 #pragma once
 
 #include "file/file_fields.h"

@@ -1,5 +1,17 @@
-// The sort as the session sees it: division of the working storage, and the three
-// operations through which blocks go in and come out.
+// The sort as the session sees it: blocks of records go in, and come out in order.
+//
+// Here: division of the working storage, the pool of slots filled, the phases behind
+// the last record, grouping in core.  Left to others: everything once records have left
+// memory (sort/external), the making of internal records and of finished ones
+// (sort/record), the comparing (sort/incore).
+//
+//   buildblocks     the first input block
+//   feedblock       for each filled one
+//   endinput        sorts; the first output block
+//   drawblock       until the block is empty
+//
+// `intake` and `deliver` are what feedblock and drawblock run: they change once, when
+// the first record finds no slot.
 #pragma once
 
 #include "session/context.h"

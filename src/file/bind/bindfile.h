@@ -1,4 +1,5 @@
-// Binding of a file-control record: which routines move its data.
+// Binding of a file-control record: which routines move its data.  One row for each
+// kind and record form that go together; this folder alone knows all the kinds.
 #pragma once
 
 #include "session/context.h"

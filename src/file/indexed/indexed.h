@@ -1,5 +1,10 @@
 // Indexed files: inputs are asked what they are while the session is set up, the keys
 // of an output are as the caller describes them.
+//
+// Here: what such a file's head says (idxformat, idxreader), as an idxinfo, and the keys
+// of a new one.  Left to others: its records, which the file manager moves
+// (file/manager).  In order: describeindexed for each input as the list of files is
+// built; buildoutkeys when the output is opened.
 #pragma once
 
 #include "session/context.h"

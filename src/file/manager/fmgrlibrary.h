@@ -1,5 +1,10 @@
 // The file manager's library and its session: one of each for a session of ours,
 // however many files the manager keeps.
+//
+// In this folder: the library (fmgrapi, fmgrlibrary), a request and its reply (fmgrcall),
+// the routines of kinds 2, 18 and 19 in terms of requests (fmgrio).  Nothing here knows
+// how the manager keeps a record.  In order: fmgrstart between analysis and cross-checks;
+// the files' routines; fmgrfail where a session has failed; fmgrstop after the closes.
 #pragma once
 
 #include "session/context.h"

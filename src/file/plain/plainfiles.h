@@ -1,5 +1,9 @@
 // Plain files.  Every routine has the contract of its slot (file_fields.h) and refuses
 // a record of another kind silently.
+//
+// Here: fixed records and lines from a file into blocks that end behind a whole record
+// (linesplit), and back.  Left to others: codes of the system as messages (file/syserror),
+// variable records, which no plain file holds.
 #pragma once
 
 #include "session/context.h"

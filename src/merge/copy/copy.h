@@ -1,5 +1,9 @@
 // The copy function: the records of all inputs, in the order read, into the one
 // output file.  No key and no temporary file; records may be selected and rebuilt.
+//
+// Here: from block to block whole, or record by record where the filter or the
+// reconstruction asks for it.  Left to others: what is kept (select) and how a record is
+// rebuilt (sort/record).  In order: setupcopy, runcopy.
 #pragma once
 
 #include "session/context.h"

@@ -1,6 +1,12 @@
 // What becomes of records with equal keys, in every function that knows keys: all stay,
 // one of them stays, or their sum fields are folded into one.
 //
+// Here: the decision, the counts, and the sums in each number format (adders.h).  Left
+// to others: who is held and when he goes out, which differs by function
+// (sort/grouping.cpp, sort/external/groupemit.cpp, merge/mergeemit.cpp).  In order:
+// layoutsums and beginfolding at set-up; meetequal for a pair; foldedcount, notefolded
+// at the end.
+//
 // A sum that cannot be made ends folding for the whole session (`folding` is rf_none from
 // then on): both records go out, and all that follow.
 #pragma once

@@ -1,5 +1,10 @@
-// The exported calls.  Here stand the tests that need no session; the rest is a
-// step into the engine under the session's busy mark.
+// The exported calls: kvrnopen, then kvrnput and kvrnget or kvrnmrge, then kvrnclse.
+//
+// In this folder: what leaves the library.  Here stand the tests that need no session;
+// the rest is a step into the engine under the session's busy mark.  binding finds the
+// engine behind kvrnopen, callorder tests whether a record call is due, control and
+// inquiry are the calls of front ends.  Left to others: whatever a session does
+// (session/run).
 
 #include "session/busy.h"
 #include "session/call/binding.h"

@@ -1,5 +1,14 @@
-// The road of a session, for the calls that drive it: from the caller's blocks to the
-// point where the caller must act, record calls, and the end.
+// The road of a session, for the calls that drive it.
+//
+// Here: a session's two allocations, the order of its stages, records and blocks on
+// their way between the caller, the files and the sort, and its end.  Left to others:
+// what the caller's blocks mean (param), what becomes of records (sort, merge), how
+// bytes move (file).  Whether a call is due was tested above (session/call).
+//
+//   runsession    context, work area, analysis, cross-checks, then the function's arm
+//   putcall       until it ends the input; then getcall until it gives 1
+//   mergecall     instead of both, until it gives 1
+//   endsession    once, whatever happened
 #pragma once
 
 #include "session/context.h"

@@ -1,4 +1,10 @@
 // The sort once records have left memory: what the floor above calls, in its order.
+//
+// Here: strings by replacement selection (stringmaker), work blocks and temporary files
+// (wbio, tempfile), the index of first keys (blockindex, indexlist) and its ordering
+// (blockorder), the one pass of the final merge (mergesetup, finalmerge, mergeblocks,
+// idxexpand, spill, groupemit).  Left to others: internal records come from `encode` and
+// leave by `emit`, both of sort/record.  Nothing here knows a record form.
 #pragma once
 
 #include "session/context.h"

@@ -1,4 +1,8 @@
 // The pool of record slots and the in-core sort over it.
+//
+// In this folder: comparison of keys (keycompare, keywidth), quicksort, the tree of
+// losers, the slots.  They know key areas and pointers; what a record is, they do not.
+// In order: layoutpool at set-up; sortslots when the input has ended.
 #pragma once
 
 #include "session/context.h"
