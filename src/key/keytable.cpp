@@ -16,6 +16,7 @@
 #include "key/wiring.h"
 #include "session/arena.h"
 #include "session/qha9msg.h"
+#include "sort/record/recordform.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -26,7 +27,6 @@ namespace {
 
 constexpr uint64_t intreclimit = 32716; // longest internal record
 constexpr uint32_t keyunit = 4;         // keys compare as 32-bit words
-constexpr uint32_t lengthword = 4;      // in front of a variable record
 constexpr uint32_t sequenceword = 4;
 
 constexpr uint32_t cut(uint64_t value) {
@@ -35,7 +35,7 @@ constexpr uint32_t cut(uint64_t value) {
 
 // Offset in the source record.  A place beyond 32 bits stays beyond any record.
 uint32_t sourceplace(const qha5ctx *ctx, uint32_t position) {
-    const uint64_t place = uint64_t{position} + (ctx->recform == 'v' ? lengthword : 0);
+    const uint64_t place = uint64_t{position} + prefixof(formof(ctx));
     return cut(std::min<uint64_t>(place, UINT32_MAX));
 }
 
@@ -117,7 +117,7 @@ bool comesfirst(const restored &a, const restored &b) {
 // whole-record key counts as one, since it may need a gap too.
 int tablebuilder::begin(uint32_t keys, uint32_t sums) {
     uint64_t wanted = keys != 0 ? keys : 1;
-    if (ctx->recform != 'r')
+    if (!istext(ctx))
         wanted = wanted * 2 + 1 + uint64_t{sums} * 2;
     if (ctx->keeporder)
         wanted++;
@@ -158,11 +158,11 @@ int tablebuilder::finish(const KVRNSUM *sum) {
     ctx->keylen = cut(place);
     if (sum != nullptr)
         addsums(*sum);
-    if (ctx->recform != 'f') {
+    if (!isfixed(ctx)) {
         place = roundup(place, lengthword);
         ctx->txtdataoff = cut(place);
     }
-    if (ctx->recform == 'r')
+    if (istext(ctx))
         place += ctx->outreclen;
     else if (addgaps() != 0)
         return -1;
@@ -197,7 +197,7 @@ void tablebuilder::addsums(const KVRNSUM &sum) {
         sumrow &out = ctx->sumspec->entry[i];
         out.length = field.length;
         out.type = field.type;
-        if (ctx->recform != 'r') {
+        if (!istext(ctx)) {
             out.position = addraw(sourceplace(ctx, field.position), field.length).dst;
             continue;
         }
@@ -234,7 +234,7 @@ int tablebuilder::addgaps() {
             continue;
         covered = end - losttail(list[i].type);
     }
-    const uint32_t prefix = ctx->recform == 'v' ? lengthword : 0;
+    const uint32_t prefix = prefixof(formof(ctx));
     const uint64_t recordend = uint64_t{ctx->reconopt ? ctx->outreclen : ctx->inreclen} + prefix;
     if (recordend > covered)
         addgap(covered, recordend);
@@ -248,10 +248,10 @@ void tablebuilder::addgap(uint64_t from, uint64_t to) {
 // The rows hold the prefix of 'v' already, and still the record gets a word more,
 // unused: intended, the slot count shows it.
 void addlength(qha5ctx *ctx) {
-    if (ctx->recform == 'r')
+    if (istext(ctx))
         ctx->txtlenoff = ctx->intreclen;
-    if (ctx->recform != 'f')
-        ctx->intreclen += static_cast<uint32_t>(sizeof(uint32_t));
+    if (!isfixed(ctx))
+        ctx->intreclen += lengthword;
 }
 
 } // namespace kvern

@@ -4,6 +4,7 @@
 #include "key/encode/encoders.h"
 #include "key/encode/zonesign.h"
 #include "session/qha9msg.h"
+#include "sort/record/recordform.h"
 
 namespace kvern {
 namespace {
@@ -73,7 +74,7 @@ constexpr wirerow wirings[] = {
 };
 
 bool rowfits(const wirerow &wiring, const qha5ctx *ctx, const keyentry &row) {
-    const form session = ctx->recform == 'r' ? form::text : form::bytes;
+    const form session = istext(ctx) ? form::text : form::bytes;
     const code data = ctx->cdmode == KVRN_CD_EBCDIC ? code::ebcdic : code::ascii;
     const kanji key = row.kanjiconv == KVRN_KANJI_JIS ? kanji::jis : kanji::other;
     return wiring.type == row.type && (wiring.ofform == form::any || wiring.ofform == session) &&

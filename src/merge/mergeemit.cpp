@@ -18,12 +18,11 @@
 #include "merge/mergelist.h"
 #include "merge/sum/equalkeys.h"
 #include "session/qha9msg.h"
-#include "sort/record/emit.h"
+#include "sort/convert/emit.h"
+#include "sort/record/recordform.h"
 
 namespace kvern {
 namespace {
-
-constexpr uint32_t lengthword = 4; // in front of a variable record
 
 enum : int32_t { room = 0, full = 1, failed = -1 };
 
@@ -114,7 +113,7 @@ emitter chooseby(const qha5ctx *ctx) {
 
 emitter chooseemitfn(qha5ctx *ctx) {
     wireemit(ctx);
-    return ctx->recform == 'v' ? chooseby<lengthword>(ctx) : chooseby<0>(ctx);
+    return isvariable(ctx) ? chooseby<lengthword>(ctx) : chooseby<0>(ctx);
 }
 
 } // namespace kvern

@@ -1,7 +1,7 @@
 #include "merge/mergeflow.h"
 
 #include "session/counts.h"
-#include "sort/record/emit.h"
+#include "sort/convert/emit.h"
 
 namespace kvern {
 

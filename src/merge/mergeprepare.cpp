@@ -14,16 +14,15 @@
 #include "merge/sum/equalkeys.h"
 #include "select/select.h"
 #include "session/phaseclock.h"
+#include "sort/convert/intake.h"
 #include "sort/record/blockshare.h"
-#include "sort/record/intake.h"
+#include "sort/record/recordform.h"
 
 #include <algorithm>
 #include <cstring>
 
 namespace kvern {
 namespace {
-
-constexpr uint32_t lengthword = 4; // in front of a variable record
 
 uint64_t nodestride(const qha5ctx *ctx) {
     return arenaround(sizeof(mergenode) + uint64_t{ctx->intreclen});

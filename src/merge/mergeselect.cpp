@@ -18,7 +18,7 @@
 #include "merge/mergelist.h"
 #include "select/select.h"
 #include "session/qha9msg.h"
-#include "sort/record/emit.h"
+#include "sort/convert/emit.h"
 #include "sort/record/rawrecord.h"
 
 namespace kvern {

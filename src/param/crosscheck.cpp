@@ -8,6 +8,7 @@
 #include "param/steps.h"
 #include "session/arena.h"
 #include "session/qha9msg.h"
+#include "sort/record/recordform.h"
 
 #include <cstring>
 
@@ -108,7 +109,7 @@ int settlerecfunc(qha5ctx *ctx) {
 int crosscheck(qha5ctx *ctx) {
     if (ctx->function == KVRN_MERGE && quirks::mergesamefile(ctx->version))
         ctx->samefile = false;
-    if ((ctx->usefilemgr || ctx->useindexed) && ctx->recform == 'r')
+    if ((ctx->usefilemgr || ctx->useindexed) && istext(ctx))
         return fail(ctx, msg_fileattribute, KVRN_D_FILEFORM, "Text file is not specified");
     if (checkinputs(ctx) != 0 || checkoutput(ctx) != 0 || checksamefile(ctx) != 0 ||
         settleplaces(ctx) != 0 || checkfunction(ctx) != 0 || settlerecfunc(ctx) != 0 ||

@@ -3,6 +3,7 @@
 
 #include "param/fieldlimits.h"
 #include "param/tablecopy.h"
+#include "sort/record/recordform.h"
 
 namespace kvern {
 namespace {
@@ -10,7 +11,7 @@ namespace {
 // A text number is summed in text lines only, everything else outside of them.
 bool sumfieldfits(const qha5ctx *ctx, const KVRNSUME &field) {
     return fieldfits(fielduse::sum, field.type, field.length) &&
-           (field.type == KVRN_CHAR) == (ctx->recform == 'r');
+           (field.type == KVRN_CHAR) == istext(ctx);
 }
 
 int keepliteral(qha5ctx *ctx, KVRNRCNE &piece, uint32_t entry) {
@@ -83,7 +84,7 @@ int readfields(qha5ctx *ctx, const KVRNPRIM *prim, const KVRNKEY *keys, const KV
             return -1;
     } else {
         // A record length below the delimiter's is refused later, by its own name.
-        const uint32_t delimiter = ctx->recform == 'r' ? ctx->linedlmtlen : 0;
+        const uint32_t delimiter = istext(ctx) ? ctx->linedlmtlen : 0;
         ctx->outreclen = ctx->inreclen > delimiter ? ctx->inreclen - delimiter : 0;
     }
     if (ctx->selectopt && readselection(ctx, opts->sel) != 0)

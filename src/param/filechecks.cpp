@@ -6,6 +6,7 @@
 #include "file/filectl.h"
 #include "param/fieldspec.h"
 #include "session/qha9msg.h"
+#include "sort/record/recordform.h"
 
 namespace kvern {
 namespace {
@@ -28,7 +29,7 @@ int badformat(qha5ctx *ctx, const filectl &file) {
 
 int surveyinputs(qha5ctx *ctx) {
     for (uint32_t i = ctx->filecount; i-- != 0;) {
-        if (ctx->recform == KVRN_VARIABLE && isplain(*ctx->infiles[i]))
+        if (isvariable(ctx) && isplain(*ctx->infiles[i]))
             return badformat(ctx, *ctx->infiles[i]);
         if (ctx->inreclen == 0)
             return failstale(ctx, msg_noreclength, KVRN_D_NORECLEN);
@@ -62,7 +63,7 @@ int checkoutput(qha5ctx *ctx) {
             ctx->recoprat |= KVRN_GET_RECORD;
         return 0;
     }
-    if (ctx->recform == KVRN_VARIABLE && isplain(*ctx->outfile))
+    if (isvariable(ctx) && isplain(*ctx->outfile))
         return badformat(ctx, *ctx->outfile);
     return bindfile(ctx, ctx->outfile);
 }

@@ -8,6 +8,7 @@
 #include "key/keytable.h"
 #include "param/fieldspec.h"
 #include "session/arena.h"
+#include "sort/record/recordform.h"
 
 #include <cstring>
 
@@ -65,7 +66,7 @@ bool holdsbreak(const qha5ctx *ctx, const uint8_t *text, uint32_t length,
 // A literal that would break the line or the field that it becomes.
 bool breakstext(const qha5ctx *ctx, const void *literal, uint32_t length,
                 bool (*skipped)(uint8_t)) {
-    if (ctx->recform != 'r')
+    if (!istext(ctx))
         return false;
     const uint8_t *text = static_cast<const uint8_t *>(literal);
     return holdsdelimiter(ctx, text, length) ||
@@ -82,7 +83,7 @@ struct extent {
 // Position in the source record: the rows of the summation fields stand right
 // behind those of the key; text lines have none.
 extent sumextent(const qha5ctx *ctx, uint32_t field) {
-    if (ctx->recform == 'r')
+    if (istext(ctx))
         return {ctx->sumspec->entry[field].position, ctx->sumspec->entry[field].length};
     const keyentry &row = ctx->keytable->entry[ctx->keycount + field];
     return {row.src, row.len};
@@ -175,7 +176,7 @@ bool conditionfits(qha5ctx *ctx, const KVRNSELE &cond) {
 // The left type decides for both operands.  Lengths are 256 at most here.
 void measureoperands(qha5ctx *ctx, const KVRNSELE &cond) {
     operandrow row = operandof(cond.ltype);
-    if (ctx->recform == 'r' && cond.ltype == KVRN_CHAR && cond.kanjiconv == KVRN_KANJI_JIS) {
+    if (istext(ctx) && cond.ltype == KVRN_CHAR && cond.kanjiconv == KVRN_KANJI_JIS) {
         ctx->dbcs = dbcsaware;
         row.factor = 2;
     }
@@ -202,7 +203,7 @@ int checkpieces(qha5ctx *ctx) {
 }
 
 void settlelengths(qha5ctx *ctx) {
-    if (ctx->recform == 'r')
+    if (istext(ctx))
         ctx->outreclen += ctx->linedlmtlen;
     addlength(ctx);
 }
@@ -215,7 +216,7 @@ int checksums(qha5ctx *ctx) {
     uint64_t total = 0;
     for (uint32_t i = ctx->sumspec->count; i-- != 0;) {
         const extent place = sumextent(ctx, i);
-        if ((ctx->sumspec->entry[i].type == KVRN_CHAR && ctx->recform != 'r') ||
+        if ((ctx->sumspec->entry[i].type == KVRN_CHAR && !istext(ctx)) ||
             !inside(place.position, place.length, ctx->outreclen, &ctx->summaxpos))
             return refusesum(ctx, i);
         if (collides(ctx, i, place))

@@ -5,6 +5,7 @@
 #include "param/fieldlimits.h"
 #include "param/levels.h"
 #include "param/tablecopy.h"
+#include "sort/record/recordform.h"
 
 namespace kvern {
 namespace {
@@ -35,7 +36,7 @@ bool insiderecord(const qha5ctx *ctx, const KVRNKEYE &key) {
 }
 
 bool keyfits(const qha5ctx *ctx, const KVRNKEYE &key) {
-    if (ctx->recform == 'r' &&
+    if (istext(ctx) &&
         ((key.type != KVRN_CHAR && key.type != KVRN_COLLATE && key.type != KVRN_CHARX) ||
          ctx->cdmode == KVRN_CD_EBCDIC))
         return false;

@@ -4,6 +4,7 @@
 
 #include "param/fieldlimits.h"
 #include "param/tablecopy.h"
+#include "sort/record/recordform.h"
 
 namespace kvern {
 namespace {
@@ -23,7 +24,7 @@ bool textoperand(uint8_t type) {
 bool typesfit(const qha5ctx *ctx, const KVRNSELE &cond) {
     if (cond.op < KVRN_OP_EQ || cond.op > KVRN_OP_LE)
         return false;
-    if (ctx->recform == 'r' &&
+    if (istext(ctx) &&
         (!textoperand(cond.ltype) || !(textoperand(cond.rtype) || cond.rtype == KVRN_FLD_LIT)))
         return false;
     if (!fieldfits(fielduse::left, cond.ltype, cond.llen) ||

@@ -24,10 +24,9 @@ inline void countout(qha5ctx *ctx, uint32_t records) {
     ctx->outcount += records;
 }
 
-// Lines that a sort or a merge reads itself are counted where they become records.
+// Lines that the readers did not count have all become records, or were dropped.
 inline void settletaken(qha5ctx *ctx) {
-    if (ctx->recform == 'r' && !ctx->apiinput)
-        ctx->incount = ctx->selectcount + ctx->seqno;
+    ctx->incount = ctx->selectcount + ctx->seqno;
 }
 
 // The counts of a copy may wrap, so they are followed block by block.

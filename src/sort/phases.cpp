@@ -10,6 +10,7 @@
 #include "session/qha9msg.h"
 #include "sort/external/external.h"
 #include "sort/incore/slots.h"
+#include "sort/record/recordform.h"
 
 namespace kvern {
 namespace {
@@ -19,7 +20,8 @@ constexpr uint8_t timedlevel = 3; // message level from which phases are timed
 // The readers of text files do not count lines.
 bool countsagree(qha5ctx *ctx) {
     const uint32_t taken = ctx->selectcount + ctx->seqno;
-    settletaken(ctx);
+    if (countslate(ctx))
+        settletaken(ctx);
     return taken == ctx->incount;
 }
 
@@ -30,7 +32,7 @@ void noteinput(qha5ctx *ctx, const char *name, uint32_t count) {
 void noteinputs(qha5ctx *ctx) {
     if (ctx->apiinput)
         return noteinput(ctx, "kvrnput", ctx->incount);
-    if (ctx->recform == 'r')
+    if (istext(ctx))
         return;
     if (ctx->stdinopt)
         return noteinput(ctx, "stdin", ctx->incount);

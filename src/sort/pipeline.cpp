@@ -15,8 +15,8 @@
 #include "session/phaseclock.h"
 #include "session/qha9msg.h"
 #include "session/workspace.h"
+#include "sort/convert/intake.h"
 #include "sort/incore/slots.h"
-#include "sort/record/intake.h"
 
 #include <algorithm>
 

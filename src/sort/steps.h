@@ -2,7 +2,7 @@
 #pragma once
 
 #include "session/context.h"
-#include "sort/record/emit.h"
+#include "sort/convert/emit.h"
 
 namespace kvern {
 

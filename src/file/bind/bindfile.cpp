@@ -4,28 +4,43 @@
 #include "file/manager/fmgrio.h"
 #include "file/plain/plainfiles.h"
 #include "session/qha9msg.h"
+#include "sort/record/recordform.h"
 
 namespace kvern {
 
 namespace {
 
+struct transfer {
+    fileroutine readfn, writefn; // null: the kind has no such records
+};
 struct bindrow {
     uint8_t kind;
-    uint8_t form;
-    fileroutine openfn, closefn, readfn, writefn;
+    fileroutine openfn, closefn;
+    transfer byform[recordforms];
 };
 
+template <class io>
+constexpr bindrow managed(uint8_t kind) {
+    return {kind,
+            io::open,
+            io::close,
+            {{io::readfixed, io::writefixed}, {io::readvariable, io::writevariable}}};
+}
+
+constexpr transfer descriptorlines = {readlinedescr, writedescr};
+constexpr transfer handlelines = {readlinehandle, writehandle};
 constexpr bindrow bindrows[] = {
-    {1, 'f', opendescr, closedescr, readfixeddescr, writedescr},
-    {1, 'r', opendescr, closedescr, readlinedescr, writedescr},
-    {16, 'f', openhandle, closehandle, readfixedhandle, writehandle},
-    {16, 'r', openhandle, closehandle, readlinehandle, writehandle},
-    {2, 'f', fmgrio::open, fmgrio::close, fmgrio::readfixed, fmgrio::writefixed},
-    {2, 'v', fmgrio::open, fmgrio::close, fmgrio::readvariable, fmgrio::writevariable},
-    {18, 'f', idxio::open, idxio::close, idxio::readfixed, idxio::writefixed},
-    {18, 'v', idxio::open, idxio::close, idxio::readvariable, idxio::writevariable},
-    {19, 'f', relio::open, relio::close, relio::readfixed, relio::writefixed},
-    {19, 'v', relio::open, relio::close, relio::readvariable, relio::writevariable},
+    {KVRN_FILE_DESCRIPTOR,
+     opendescr,
+     closedescr,
+     {{readfixeddescr, writedescr}, {}, descriptorlines, descriptorlines}},
+    {KVRN_FILE_PLAIN,
+     openhandle,
+     closehandle,
+     {{readfixedhandle, writehandle}, {}, handlelines, handlelines}},
+    managed<fmgrio>(KVRN_FILE_MANAGER),
+    managed<idxio>(KVRN_FILE_INDEXED),
+    managed<relio>(KVRN_FILE_RELATIVE),
 };
 
 // Known by number only: its variable form binds nothing and succeeds (intended).
@@ -35,21 +50,20 @@ constexpr uint8_t emptykind = 5;
 
 int bindfile(qha5ctx *ctx, filectl *file) {
     if (file->kind == emptykind)
-        return ctx->recform == 'v' ? 0 : -1;
-    bool known = false;
+        return isvariable(ctx) ? 0 : -1;
     for (const bindrow &row : bindrows) {
         if (row.kind != file->kind)
             continue;
-        known = true;
-        if (row.form != ctx->recform)
-            continue;
+        const transfer &chosen = row.byform[formof(ctx)];
+        if (chosen.readfn == nullptr)
+            return fail(ctx, msg_fileblock, KVRN_D_FILEBLOCK);
         file->openfn = row.openfn;
         file->closefn = row.closefn;
-        file->readfn = row.readfn;
-        file->writefn = row.writefn;
+        file->readfn = chosen.readfn;
+        file->writefn = chosen.writefn;
         return 0;
     }
-    return known ? fail(ctx, msg_fileblock, KVRN_D_FILEBLOCK) : -1;
+    return -1;
 }
 
 } // namespace kvern

@@ -6,6 +6,7 @@
 #include "file/manager/fmgrio.h"
 #include "file/manager/fmgrlibrary.h"
 #include "session/qha9msg.h"
+#include "sort/record/recordform.h"
 
 #include <cstring>
 
@@ -53,19 +54,19 @@ int32_t failstatus(qha5ctx *ctx, const filectl *file, const fmgrreply &reply) {
 // Kinds 2 and 19: flag bytes by mode and record form.
 struct openflags {
     uint32_t mode;
-    uint8_t recform;
+    bool variable;
     uint8_t bytes[4]; // the manager never told what the last one is for
 };
 constexpr openflags flagrows[] = {
-    {'r', 'f', {0x00, 0x09, 0x08, 0}},
-    {'r', 'v', {0x00, 0x09, 0x48, 0}},
-    {'w', 'f', {0x80, 0x60, 0x09, 0}},
-    {'w', 'v', {0x80, 0x60, 0x49, 0}},
+    {'r', false, {0x00, 0x09, 0x08, 0}},
+    {'r', true, {0x00, 0x09, 0x48, 0}},
+    {'w', false, {0x80, 0x60, 0x09, 0}},
+    {'w', true, {0x80, 0x60, 0x49, 0}},
 };
 
 int describeplain(const qha5ctx *ctx, const filectl *file, fmgrcall &call) {
     for (const openflags &row : flagrows)
-        if (row.mode == file->mode && row.recform == ctx->recform)
+        if (row.mode == file->mode && row.variable == isvariable(ctx))
             call.flags(fp_openflags, row.bytes, sizeof row.bytes);
     call.number(fp_longest, file->mode == 'r' ? ctx->inreclen : ctx->outreclen);
     return 0;
@@ -95,7 +96,7 @@ int describeoutput(qha5ctx *ctx, const filectl *file, fmgrcall &call) {
     if (buildoutkeys(ctx, file, &keys) != 0)
         return -1;
     call.number(fp_longest, ctx->outreclen);
-    call.number(fp_shortest, ctx->recform == 'f' ? ctx->outreclen : 0);
+    call.number(fp_shortest, isfixed(ctx) ? ctx->outreclen : 0);
     call.string(fp_keyparts, keys.parts, keys.bytes);
     call.number(fp_blocksize, newblocksize);
     call.number(fp_45, new45);
@@ -106,7 +107,7 @@ int describeoutput(qha5ctx *ctx, const filectl *file, fmgrcall &call) {
 
 int describeindexed(qha5ctx *ctx, const filectl *file, fmgrcall &call) {
     const bool reading = file->mode == 'r';
-    const uint32_t variable = ctx->recform == 'v' ? indexedvariable : 0;
+    const uint32_t variable = isvariable(ctx) ? indexedvariable : 0;
     call.number(fp_openflags, (reading ? indexedinput : indexedoutput) | variable);
     if (!reading)
         return describeoutput(ctx, file, call);

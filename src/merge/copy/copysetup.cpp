@@ -13,8 +13,8 @@
 #include "select/select.h"
 #include "session/phaseclock.h"
 #include "session/workspace.h"
+#include "sort/convert/intake.h"
 #include "sort/record/blockshare.h"
-#include "sort/record/intake.h"
 #include "sort/record/rawrecord.h"
 
 namespace kvern {

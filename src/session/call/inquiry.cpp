@@ -6,6 +6,7 @@
 #include "session/call/exported.h"
 #include "session/msgformat.h"
 #include "session/qha9msg.h"
+#include "sort/record/recordform.h"
 
 #include <algorithm>
 #include <cstring>
@@ -28,9 +29,9 @@ uint32_t phaseof(const qha5ctx *ctx) {
     return ctx->function == KVRN_SORT ? sortphase(ctx) : uint32_t{KVRN_PHASE_PASS};
 }
 
-// Lines that a sort or a merge reads itself are counted where they become records.
+// A copy counts as it reads.
 uint32_t takenof(const qha5ctx *ctx) {
-    const bool bylines = ctx->recform == 'r' && !ctx->apiinput && ctx->function != KVRN_COPY;
+    const bool bylines = countslate(ctx) && ctx->function != KVRN_COPY;
     return bylines ? ctx->selectcount + ctx->seqno : ctx->incount;
 }
 

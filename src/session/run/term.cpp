@@ -6,6 +6,7 @@
 #include "session/counts.h"
 #include "session/qha9msg.h"
 #include "sort/external/tempfile.h"
+#include "sort/record/recordform.h"
 
 namespace kvern {
 
@@ -33,7 +34,8 @@ int closefiles(qha5ctx *ctx) {
 }
 
 void mergestatistics(qha5ctx *ctx) {
-    settletaken(ctx);
+    if (countslate(ctx))
+        settletaken(ctx);
     point(ctx, msg_inputrecords, lv_summary, ctx->incount);
     if (ctx->selectopt)
         point(ctx, msg_filtered, lv_perfile, ctx->selectcount);

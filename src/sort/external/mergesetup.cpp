@@ -16,11 +16,11 @@
 #include "merge/sum/equalkeys.h"
 #include "session/qha9msg.h"
 #include "session/workspace.h"
+#include "sort/convert/emit.h"
 #include "sort/external/indexlist.h"
 #include "sort/external/mergeblocks.h"
 #include "sort/external/tempfile.h"
 #include "sort/external/wbio.h"
-#include "sort/record/emit.h"
 
 #include <algorithm>
 #include <cassert>

@@ -1,5 +1,7 @@
 #include "sort/record/blockshare.h"
 
+#include "sort/record/recordform.h"
+
 #include <algorithm>
 
 namespace kvern {
@@ -9,7 +11,6 @@ namespace {
 constexpr uint32_t largestread = 0x100000;
 constexpr uint32_t header = sizeof(blockhdr);
 constexpr uint32_t unit = alignof(void *); // what follows a block is aligned again
-constexpr uint32_t recordunit = 4;
 
 constexpr uint32_t rounddown(uint32_t bytes) {
     return bytes / unit * unit;
@@ -33,7 +34,7 @@ uint32_t sharetext(qha5ctx *ctx, uint32_t share) {
 
 uint32_t shareblocks(qha5ctx *ctx, uint32_t left, uint32_t blocks) {
     const uint32_t share = left / blocks;
-    if (ctx->recform == 'r')
+    if (istext(ctx))
         return sharetext(ctx, share);
     return rounddown(std::min(share, largestread + header));
 }

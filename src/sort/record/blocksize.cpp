@@ -8,6 +8,7 @@
 #include "sort/record/blocksize.h"
 
 #include "session/arena.h"
+#include "sort/record/recordform.h"
 
 #include <algorithm>
 
@@ -15,7 +16,6 @@ namespace kvern {
 namespace {
 
 constexpr uint64_t header = sizeof(blockhdr);
-constexpr uint64_t lengthword = 4;         // in front of a variable record
 constexpr uint64_t unit = alignof(void *); // what follows a block is aligned again
 
 constexpr blocklengths none{0, 0, 0, 0};

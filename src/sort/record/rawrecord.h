@@ -2,9 +2,10 @@
 // Nothing here reads at or past ctx->scanlimit.
 #pragma once
 
-#include "session/context.h"
+#include "session/arena.h"
 #include "session/qha9msg.h"
 #include "sort/incore/keycompare.h"
+#include "sort/record/recordform.h"
 
 #include <cstring>
 
@@ -15,11 +16,9 @@ inline void scanwithin(qha5ctx *ctx, const blockhdr *block) {
     ctx->scanlimit = block->limit;
 }
 
-constexpr uint32_t lengthword = 4; // in front of a variable record
-
-// Variable records are padded to 4 bytes in an input block, and nowhere else.
+// Variable records are padded in an input block, and nowhere else.
 constexpr int32_t paddedlength(uint32_t length) {
-    return static_cast<int32_t>((length + lengthword + 3) & ~3u);
+    return static_cast<int32_t>(roundup(uint64_t{length} + lengthword, recordunit));
 }
 
 // Data length of a variable record; false after reporting.

@@ -8,11 +8,11 @@
 // pieces together have outreclen bytes (text: less the delimiter), except where
 // fields are shorter than the table allows.  That a piece lies inside the longest
 // record was tested at set-up; that this record is long enough is tested here.
-#include "sort/record/rebuild.h"
+#include "sort/convert/rebuild.h"
 
+#include "sort/convert/rowrun.h"
 #include "sort/record/rawrecord.h"
 #include "sort/record/recordform.h"
-#include "sort/record/rowrun.h"
 
 #include <algorithm>
 

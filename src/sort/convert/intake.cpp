@@ -5,18 +5,16 @@
 //   text        | key area | line, zero padded | length |
 //
 // So a key field that lies behind the end of a short record reads zero bytes.
-#include "sort/record/intake.h"
+#include "sort/convert/intake.h"
 
 #include "key/text/fieldtables.h"
+#include "sort/convert/rebuild.h"
+#include "sort/convert/rowrun.h"
 #include "sort/record/rawrecord.h"
-#include "sort/record/rebuild.h"
 #include "sort/record/recordform.h"
-#include "sort/record/rowrun.h"
 
 namespace kvern {
 namespace {
-
-constexpr uint32_t recordunit = 4;
 
 int32_t encodefixed(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
     if (!countrecord(ctx) || encoderows(ctx, raw, internal) == -1)

@@ -4,16 +4,14 @@
 // Room is measured for the longest record in fixed and variable form, since the
 // decoders write all of it; a variable record then takes only its own length, and
 // no padding.
-#include "sort/record/emit.h"
+#include "sort/convert/emit.h"
 
+#include "sort/convert/rowrun.h"
 #include "sort/incore/keycompare.h"
 #include "sort/record/recordform.h"
-#include "sort/record/rowrun.h"
 
 namespace kvern {
 namespace {
-
-constexpr uint32_t lengthword = 4;
 
 // Sorted records lie all over the storage; fetching them this many records ahead
 // hides the way to memory.

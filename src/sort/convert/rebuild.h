@@ -1,9 +1,11 @@
 // The `encode` routines of a session with a reconstruction table.
 #pragma once
 
-#include "sort/record/recordform.h"
+#include "session/context.h"
 
 namespace kvern {
+
+using encoderoutine = decltype(sort_fields::encode);
 
 // Sort and merge make an internal record of the rebuilt record; a copy gets the
 // rebuilt record itself, text with its delimiter and its length in reconlen.
