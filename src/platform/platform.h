@@ -63,6 +63,8 @@ enum class openmode : uint8_t {
                  // systems without sharing locks (see tempname)
     tempreplace, // as tempcreate, but an existing plain file is emptied; links
                  // are not followed
+    tempunnamed, // as tempcreate, without a name from the start where the system can, so
+                 // that nothing stays of a process that is killed
 };
 
 [[nodiscard]] syserror openfile(const char *path, openmode mode, filehandle *out);
@@ -118,8 +120,9 @@ constexpr uint32_t maxpath = 260; // bytes with the end, of names made by the sy
 // The system's default directory for temporary files; false when too long.
 [[nodiscard]] bool tempdirectory(char *out, uint32_t room);
 // Takes the name of an open temporary file off the disk at once, where the
-// system can; false: it cannot, the file must be deleted by name at the end.
-[[nodiscard]] bool hidetemp(const char *path);
+// system can, if it ever had one; false: it cannot, the file must be deleted by name at
+// the end.
+[[nodiscard]] bool hidetemp(filehandle file, const char *path);
 
 // ---- surroundings --------------------------------------------------------
 

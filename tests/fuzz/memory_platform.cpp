@@ -149,7 +149,7 @@ syserror moveout(unsigned what, openedfile &to, const void *from, uint32_t lengt
 }
 
 syserror openpath(const char *path, openmode mode, intptr_t *out) {
-    const bool temporary = mode == openmode::tempcreate || mode == openmode::tempreplace;
+    const bool temporary = mode >= openmode::tempcreate;
     uint32_t nothing = 0;
     if (const syserror code = planned(temporary ? op_other : op_open, &nothing); code != 0)
         return code;
@@ -158,7 +158,7 @@ syserror openpath(const char *path, openmode mode, intptr_t *out) {
     if (isdirectory(path))
         return err_isdirectory;
     std::shared_ptr<memfile> file = find(path);
-    if (file != nullptr && mode == openmode::tempcreate && !plan.deletesbyname)
+    if (file != nullptr && temporary && mode != openmode::tempreplace && !plan.deletesbyname)
         return 80;
     if (file == nullptr && (mode == openmode::input || mode == openmode::truncate))
         return 2;
@@ -309,7 +309,7 @@ bool tempdirectory(char *out, uint32_t room) {
     memcpy(out, directories[2], 3);
     return true;
 }
-bool hidetemp(const char *path) {
+bool hidetemp(filehandle, const char *path) {
     return !plan.deletesbyname && !struck() && disk.erase(path) != 0;
 }
 

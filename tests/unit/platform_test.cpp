@@ -63,22 +63,26 @@ TEST(platform, open_modes) {
 
 // A place above 2 GiB, which a signed word of 32 bits does not hold.
 TEST(platform, far_places_and_hidden_files) {
-    const test::tempfolder dir;
-    const std::string path = dir.file("temp");
-    filehandle file;
-    char got[8] = {};
-    ASSERT_EQ(openfile(path.c_str(), openmode::tempcreate, &file), 0U);
-    EXPECT_EQ(writeat(file, 0xC0000000U, "z", 1).count, 1U);
-    EXPECT_EQ(readat(file, 0xC0000000U, got, 8).count, 1U);
-    EXPECT_EQ(got[0], 'z');
-    test::writefile(dir.file("other"), "");
-    for (const std::string name : {"temp", "other", "missing"})
-        EXPECT_EQ(isopenas(file, dir.file(name).c_str()), name == "temp");
-    const bool hidden = hidetemp(path.c_str());
-    EXPECT_EQ(hidden, !std::filesystem::exists(path));
-    EXPECT_EQ(closefile(file), 0U);
-    EXPECT_NE(closefile(file), 0U);
-    EXPECT_EQ(deletefile(path.c_str()), hidden ? 2U : 0U);
+    for (const openmode mode : {openmode::tempcreate, openmode::tempunnamed}) {
+        const test::tempfolder dir;
+        const std::string path = dir.file("temp");
+        filehandle file;
+        char got[8] = {};
+        ASSERT_EQ(openfile(path.c_str(), mode, &file), 0U);
+        const bool named = std::filesystem::exists(path);
+        EXPECT_TRUE(named || mode == openmode::tempunnamed);
+        EXPECT_EQ(writeat(file, 0xC0000000U, "z", 1).count, 1U);
+        EXPECT_EQ(readat(file, 0xC0000000U, got, 8).count, 1U);
+        EXPECT_EQ(got[0], 'z');
+        test::writefile(dir.file("other"), "");
+        for (const std::string name : {"temp", "other", "missing"})
+            EXPECT_EQ(isopenas(file, dir.file(name).c_str()), name == "temp" && named);
+        const bool hidden = hidetemp(file, path.c_str());
+        EXPECT_EQ(hidden, !std::filesystem::exists(path));
+        EXPECT_EQ(closefile(file), 0U);
+        EXPECT_NE(closefile(file), 0U);
+        EXPECT_EQ(deletefile(path.c_str()), hidden ? 2U : 0U);
+    }
 }
 
 TEST(platform, same_path) {

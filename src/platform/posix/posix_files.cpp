@@ -29,13 +29,27 @@ constexpr opening openings[] = {
     /* truncate */ {O_WRONLY | O_TRUNC, 0},
     /* tempcreate */ {O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600},
     /* tempreplace */ {O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK, 0600},
+    /* tempunnamed, where it takes a name */ {O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600},
 };
+
+// A file in the directory of `path`; -1: not here, or not now.
+int openedunnamed(const char *path) {
+#if defined(O_TMPFILE)
+    char directory[PATH_MAX];
+    if (splitpath(path, directory) != nullptr)
+        return open(directory, O_TMPFILE | O_RDWR | everyopen, 0600);
+#endif
+    (void)path;
+    return -1;
+}
 
 // Only a file of the caller's may be something that is waited for.
 int opened(const char *path, openmode mode) {
     const opening &how = openings[static_cast<size_t>(mode)];
-    const bool temporary = mode == openmode::tempcreate || mode == openmode::tempreplace;
-    int descr;
+    const bool temporary = mode >= openmode::tempcreate;
+    int descr = mode == openmode::tempunnamed ? openedunnamed(path) : -1;
+    if (descr >= 0)
+        return descr;
     do
         descr = open(path, how.flags | everyopen, how.permissions);
     while (descr < 0 && errno == EINTR && temporary);

@@ -115,8 +115,10 @@ bool tempdirectory(char *out, uint32_t room) {
     return true;
 }
 
-bool hidetemp(const char *path) {
-    return unlink(path) == 0;
+bool hidetemp(filehandle file, const char *path) {
+    struct stat its;
+    const bool unnamed = fstat(static_cast<int>(file), &its) == 0 && its.st_nlink == 0;
+    return unnamed || unlink(path) == 0;
 }
 
 } // namespace kvern::platform

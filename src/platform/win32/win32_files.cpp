@@ -21,6 +21,7 @@ constexpr opening openings[] = {
     {readwrite, FILE_SHARE_READ | FILE_SHARE_WRITE, TRUNCATE_EXISTING, FILE_ATTRIBUTE_NORMAL},
     /* tempcreate */ {readwrite, 0, CREATE_ALWAYS, FILE_ATTRIBUTE_TEMPORARY},
     /* tempreplace */ {readwrite, 0, CREATE_ALWAYS, FILE_ATTRIBUTE_TEMPORARY},
+    /* tempunnamed */ {readwrite, 0, CREATE_ALWAYS, FILE_ATTRIBUTE_TEMPORARY},
 };
 
 // The end of a pipe whose other side is gone, and of what has no size.

@@ -110,7 +110,7 @@ bool tempdirectory(char *out, uint32_t room) {
 }
 
 // An open file keeps its name here.
-bool hidetemp(const char *) {
+bool hidetemp(filehandle, const char *) {
     return false;
 }
 

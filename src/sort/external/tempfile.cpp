@@ -124,9 +124,14 @@ int pickdirectory(qha5ctx *ctx, tempfile *record, uint32_t *room) {
     return fail(ctx, msg_tempcreate, KVRN_D_TEMPCREATE);
 }
 
-platform::syserror opengenerated(qha5ctx *, tempfile *record) {
-    const platform::syserror error =
-        platform::openfile(record->path, platform::openmode::tempcreate, &record->handle);
+bool keepsfiles(const qha5ctx *ctx) {
+    return (ctx->tmpoption & 1) != 0;
+}
+
+platform::syserror opengenerated(qha5ctx *ctx, tempfile *record) {
+    const auto mode =
+        keepsfiles(ctx) ? platform::openmode::tempcreate : platform::openmode::tempunnamed;
+    const platform::syserror error = platform::openfile(record->path, mode, &record->handle);
     // Where the name was made by making an empty file, that file is ours to remove;
     // a file that stood in the way is a stranger's.
     if (error != 0 && !exists(error))
@@ -247,10 +252,10 @@ int newtemp(qha5ctx *ctx) {
 
     notesyscode(ctx, 0); // what made another place necessary is behind us
     source.took(ctx);
-    if ((ctx->tmpoption & 1) != 0)
+    if (keepsfiles(ctx))
         record->deleteit = 0;
     else
-        record->hidden = platform::hidetemp(record->path) ? 1 : 0;
+        record->hidden = platform::hidetemp(record->handle, record->path) ? 1 : 0;
     record->state = fs_open;
     record->link = ctx->tempfiles;
     ctx->tempfiles = record;
