@@ -53,8 +53,9 @@ TEST(reference, every_detail_has_its_row) {
 
 TEST(reference, every_option_has_its_row) {
     const std::string command = page("docs/command.md");
-    const auto options = found(page("tools/kvern/options/optiontable.cpp"),
-                               "\"((-[a-zA-Z],)?--?[a-zA-Z-]+)\",[ \n]*(out|\\[&out)");
+    const auto options =
+        found(page("tools/kvern/options/optiontable.cpp") + page("tools/kvern/syntax/keysyntax.h"),
+              "\"((-[a-zA-Z],)?--?[a-zA-Z-]+)\",[ \n]*(out|\\[&out|KVRN_TXT)");
     EXPECT_GT(options.size(), 35U);
     for (const std::string &names : options) {
         const size_t comma = names.find(',');

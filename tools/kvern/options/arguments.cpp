@@ -120,7 +120,7 @@ bool parsejob(jobkind kind, int argc, const char *const *argv, joboptions &out) 
         refuse(word + " is no option of " + jobname(kind),
                other.empty() ? list : other + " is one; " + list);
     }
-    out.textoption = firsttextoption(*app);
+    out.textonly = firsttextoption(*app);
     out.separatorgiven = app->count("-t") > 0;
     out.zonedgiven = app->count("--zoned") > 0;
     out.wheregiven = given(*app, "--where") || given(*app, "--where-file");

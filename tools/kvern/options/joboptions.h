@@ -19,7 +19,7 @@ struct joboptions {
     uint32_t blocksize = 0; // 0: as the largest block of the inputs
     bool text = false;
     bool columns = false;
-    std::string textoption; // an option of text that was given, none: empty
+    std::string textonly; // an option of text that was given, none: empty
     std::string eol = "auto";
     std::string separator;
     bool separatorgiven = false;
@@ -35,7 +35,7 @@ struct joboptions {
     // Keys
     std::vector<std::string> keys;
     bool reverse = false, stable = false, unique = false;
-    bool skipblanks = false, alnum = false, fold = false, printable = false, numeric = false;
+    uint8_t textoption = 0; // of -b -d -f -i -n, as KVRNKEYE has it
 
     // Equal keys, selection and shape
     std::vector<std::string> sums;

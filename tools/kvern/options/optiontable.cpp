@@ -2,7 +2,7 @@
 
 #include "kvern/options/helptexts.h"
 #include "kvern/records/framing.h"
-#include "kvern/syntax/fieldtypes.h"
+#include "kvern/syntax/keysyntax.h"
 #include "kvern/system/report.h"
 
 namespace command {
@@ -138,11 +138,11 @@ void addkeys(CLI::App &app, joboptions &out) {
                      out.kind == jobkind::sort ? "Keep the input order of equal keys"
                                                : "Keep the input order of equal keys, as ever")
             ->group(group);
-    app.add_flag("-b", out.skipblanks, "Text: skip leading blanks")->group(group);
-    app.add_flag("-d", out.alnum, "Text: letters, digits and blanks only")->group(group);
-    app.add_flag("-f", out.fold, "Text: lower case counts as upper case")->group(group);
-    app.add_flag("-i", out.printable, "Text: printable characters only")->group(group);
-    app.add_flag("-n", out.numeric, "Text: compare as numbers")->group(group);
+    for (const textletter &one : textletters)
+        app.add_flag_function(
+               one.option,
+               [&out, &one](int64_t times) { out.textoption |= times > 0 ? one.bit : 0; }, one.what)
+            ->group(group);
 }
 
 void addequals(CLI::App &app, joboptions &out) {

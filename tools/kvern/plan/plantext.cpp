@@ -1,53 +1,23 @@
-// Text: what ends a line, how long lines and fields are, what a key has room for.
-#include "kvern/plan/plan.h"
+#include "kvern/plan/plantext.h"
 
+#include "kvern/plan/firstlook.h"
+#include "kvern/plan/reach.h"
 #include "kvern/system/report.h"
 
-#include "kvern/records/recordreader.h"
-
 #include <algorithm>
-#include <cstring>
+#include <utility>
 
 namespace command {
 
 namespace {
 
-constexpr uint64_t streammaxline = 4096;        // for a stream that is not measured
-constexpr uint32_t sumwidth = 18;               // digits of a sum whose values are not known
-constexpr uint64_t copiedline = 32700;          // a line that is only copied; one byte is the key
-constexpr size_t lookbytes = size_t{256} << 10; // are looked through at once
-constexpr uint64_t linesinmemory = 8;           // such lines that the working storage must hold
+constexpr uint64_t streammaxline = 4096; // for a stream that is not measured
+constexpr uint32_t sumwidth = 18;        // digits of a sum whose values are not known
+constexpr uint64_t copiedline = 32700;   // a line that is only copied; one byte is the key
+constexpr uint64_t linesinmemory = 8;    // such lines that the working storage must hold
 
 uint64_t round4(uint64_t bytes) {
     return (bytes + 3) / 4 * 4;
-}
-
-// A field of the line that comes in whose width the session needs.
-struct fielduser {
-    uint32_t position;
-    const std::string &name;
-    uint32_t &length; // 0: as wide as the widest
-};
-
-// The lines of the streams' beginnings, so far as they are complete.
-void scanaheads(const jobplan &plan, const std::vector<inputsource> &sources,
-                textscanner &scanner) {
-    const std::string_view mark = endbytes(plan.shape.end);
-    for (const inputsource &source : sources) {
-        if (source.isfile())
-            continue;
-        scanner.startsource(source);
-        std::string_view text = source.ahead();
-        for (size_t at; (at = text.find(mark)) != std::string_view::npos;) {
-            checkfeeds(plan.shape, text.substr(0, at), scanner.linenumber() + 1, source);
-            scanner.line(text.substr(0, at));
-            text.remove_prefix(at + mark.size());
-        }
-        if (!source.aheadisall() || text.empty())
-            continue;
-        checkfeeds(plan.shape, text, scanner.linenumber() + 1, source);
-        scanner.line(text);
-    }
 }
 
 // Key and record together must fit the engine's internal record.
@@ -72,20 +42,6 @@ void checkroom(const jobplan &plan, uint64_t content, const textscanner &scanner
                   "shorten the keys (-k F:WIDTH) or the lines", 23, 240};
 }
 
-std::vector<fielduser> fieldusers(jobplan &plan, const std::string &rebuildname) {
-    std::vector<fielduser> users;
-    for (rebuildpiece &piece : plan.pieces)
-        if (!piece.literal)
-            users.push_back({piece.position, rebuildname, piece.length});
-    if (!plan.pieces.empty())
-        return users;
-    for (keyspec &key : plan.keys)
-        users.push_back({key.position, key.name, key.length});
-    for (sumspec &sum : plan.sums)
-        users.push_back({sum.position, sum.name, sum.length});
-    return users;
-}
-
 // Of a rebuilt line each piece is a field.
 void takepiece(const jobplan &plan, const std::string &name, uint32_t position, uint32_t &length) {
     if (position >= plan.pieces.size())
@@ -94,42 +50,6 @@ void takepiece(const jobplan &plan, const std::string &name, uint32_t position, 
                "keys and sums look at the rebuilt line");
     if (length == 0)
         length = plan.pieces[position].length;
-}
-
-uint64_t rebuiltline(const jobplan &plan, bool byfield) {
-    const uint64_t separator = plan.form.separator.empty() ? 1 : plan.form.separator.size();
-    uint64_t length = byfield ? (plan.pieces.size() - 1) * separator : 0;
-    for (const rebuildpiece &piece : plan.pieces)
-        length += piece.length;
-    return length;
-}
-
-// The longest line that comes in.
-uint64_t linelength(const joboptions &options, const jobplan &plan, const textscanner &scanner,
-                    bool allknown) {
-    if (options.maxline != 0)
-        return options.maxline;
-    if (!plan.scanned)
-        return std::min<uint64_t>(copiedline, plan.engine.prim.memsize / linesinmemory);
-    uint64_t content = std::max<uint64_t>(scanner.longest(), allknown ? 1 : streammaxline);
-    if (!options.columns)
-        return content;
-    content = std::max({content, plan.engine.conditions.reach, piecereach(plan)});
-    if (plan.pieces.empty()) {
-        for (const keyspec &key : plan.keys)
-            content = std::max(content, key.reach());
-        for (const sumspec &sum : plan.sums)
-            content = std::max(content, sum.reach());
-    }
-    return content;
-}
-
-void settlewidths(jobplan &plan, const std::vector<fielduser> &users, const textscanner &scanner,
-                  uint64_t content, bool allknown) {
-    for (size_t i = 0; i < users.size(); ++i)
-        if (users[i].length == 0)
-            users[i].length = allknown && plan.scanned ? std::max(scanner.widest(i), 1u)
-                                                       : static_cast<uint32_t>(content);
 }
 
 // By field the engine bounds number and width together by the record's length, and no
@@ -150,57 +70,6 @@ void boundwidths(jobplan &plan, uint64_t reclen) {
     }
 }
 
-// Sums grow in their fields, and the line with them.  No sum of all lines has more
-// digits than the widest value and the number of lines together.
-uint64_t settlesums(jobplan &plan, const std::vector<uint32_t> &given, const textscanner &scanner,
-                    bool known) {
-    constexpr uint32_t widest = 256;
-    uint64_t growth = 0;
-    for (size_t i = 0; i < plan.sums.size(); ++i) {
-        sumspec &sum = plan.sums[i];
-        if (given[i] == 0 && plan.pieces.empty()) {
-            const auto more = static_cast<uint32_t>(std::to_string(scanner.lines()).size());
-            sum.length = known ? std::min(sum.length + more, widest) : sumwidth;
-        }
-        growth += sum.length;
-    }
-    return growth;
-}
-
-void describetext(const joboptions &options, uint64_t content, jobplan &plan) {
-    KVRNPRIM &prim = plan.engine.prim;
-    prim.recform = KVRN_VARIABLE;
-    prim.fieldmode = options.columns ? KVRN_COLUMNS : KVRN_FIELDS;
-    constexpr uint8_t delimiters[] = {KVRN_DLMT_LF, KVRN_DLMT_CR, KVRN_DLMT_CRLF};
-    prim.linedlmt = delimiters[static_cast<size_t>(plan.shape.end)];
-    prim.reclen = static_cast<uint32_t>(content + endbytes(plan.shape.end).size());
-    if (plan.keys.empty()) {
-        const uint8_t bits = textoptions(options);
-        prim.keyoption = static_cast<uint8_t>((bits & ~KVRN_TXT_NUMERIC) |
-                                              (bits & KVRN_TXT_NUMERIC ? KVRN_KEYOPT_NUMERIC : 0));
-    }
-    plan.engine.separator = plan.form.separator;
-}
-
-// Who takes numbers of the lines; null where nobody does.
-std::shared_ptr<numbercheck> findnumbers(const joboptions &options, const jobplan &plan) {
-    auto numbers = std::make_shared<numbercheck>();
-    const bool byfield = !options.columns, rebuilt = !plan.pieces.empty();
-    for (const keyspec &key : plan.keys)
-        numbers->addkey(key, byfield, rebuilt);
-    for (const sumspec &sum : plan.sums)
-        numbers->addsum(sum, byfield, rebuilt);
-    if (plan.keys.empty() && plan.kind != jobkind::copy)
-        numbers->addline(textoptions(options), rebuilt);
-    numbers->addconditions(plan.engine.conditions, byfield);
-    if (numbers->idle())
-        return nullptr;
-    numbers->rebuild(plan.pieces, !byfield                      ? ""
-                                  : plan.form.separator.empty() ? " "
-                                                                : plan.form.separator);
-    return numbers;
-}
-
 // What ends a line in a session that the command brings single lines.
 std::string lineputs(const jobplan &plan, const textscanner &scanner) {
     std::string end(endbytes(plan.shape.end));
@@ -211,149 +80,232 @@ std::string lineputs(const jobplan &plan, const textscanner &scanner) {
     return scanner.strayreturn() ? end : "\r";
 }
 
-// Reads to the end.  True: some line feed has no CR before it.
-bool holdsbarefeed(inputsource &source, std::vector<char> &block) {
-    bool bare = false;
-    char before = 0;
-    while (const size_t count = source.read(block.data(), block.size())) {
-        const char *at = block.data(), *const end = at + count;
-        while (!bare && (at = static_cast<const char *>(
-                             std::memchr(at, '\n', static_cast<size_t>(end - at)))) != nullptr) {
-            bare = (at == block.data() ? before : at[-1]) != '\r';
-            ++at;
-        }
-        before = end[-1];
+// The steps to a plan are the same for both kinds of text; what fields are is told by one
+// of two.
+class textplan {
+  public:
+    virtual ~textplan() = default;
+    textplan(const textplan &) = delete;
+    textplan &operator=(const textplan &) = delete;
+
+    void make() {
+        setform();
+        choosefields();
+        const textscanner seen = look();
+        plan.lineput = lineputs(plan, seen);
+        const uint64_t content = linelength(seen);
+        plan.form.maxline = content;
+        const uint64_t growth = settlefields(content, seen);
+        const bool rebuilt = !plan.pieces.empty();
+        const uint64_t outgoing = rebuilt ? rebuiltline() : content + growth;
+        if (plan.kind == jobkind::copy) // the engine would take the whole line for a key
+            plan.engine.keys.push_back({0, 1, KVRN_CHAR, KVRN_ASCENDING, 0, 0, nullptr});
+        else
+            checkroom(plan, outgoing, seen, options.stable && plan.kind == jobkind::sort);
+        describe(rebuilt ? content : outgoing);
     }
-    return bare;
-}
 
-} // namespace
+  protected:
+    // `between`: what the engine puts between the pieces of a rebuilt line.
+    textplan(const joboptions &given, std::vector<inputsource> &inputs, jobplan &planned,
+             uint8_t fieldmode, std::string between)
+        : options(given), plan(planned), sources(inputs), mode(fieldmode),
+          joint(std::move(between)) {}
 
-lineend findlineend(const std::string &eol, std::vector<inputsource> &sources) {
-    if (eol == "lf")
-        return lineend::lf;
-    if (eol == "cr")
-        return lineend::cr;
-    if (eol == "crlf")
-        return lineend::crlf;
-    for (inputsource &source : sources) {
-        if (!source.isfile()) {
-            if (!source.ahead().empty())
-                return guesslineend(source.ahead());
-            continue;
-        }
-        std::string beginning(static_cast<size_t>(std::min<uint64_t>(source.size(), aheadroom)),
-                              '\0');
-        beginning.resize(source.read(beginning.data(), beginning.size()));
-        source.rewind();
-        if (!beginning.empty())
-            return guesslineend(beginning);
+    const joboptions &options;
+    jobplan &plan;
+
+    // All lines that come in are looked at before the session.
+    bool allseen() const { return plan.scanned && allknown(); }
+
+    // What the scanner looks for in each line.
+    virtual void choosefields() = 0;
+    // Some width is known only when all lines were looked at.
+    virtual bool wantswidths() const { return false; }
+    // Bytes that the description itself asks of a line.
+    virtual uint64_t leastlength() const { return 0; }
+    // Fields of lines of this length; returns the bytes that sums may add to a line.
+    virtual uint64_t settlefields(uint64_t content, const textscanner &seen) = 0;
+
+  private:
+    std::vector<inputsource> &sources;
+    uint8_t mode;
+    std::string joint;
+
+    bool allknown() const {
+        return std::all_of(sources.begin(), sources.end(),
+                           [](const inputsource &one) { return one.isfile() || one.aheadisall(); });
     }
-    return lineend::lf;
-}
+    void setform() {
+        textform &form = plan.form;
+        form.separator = options.separator;
+        form.maxline = options.maxline;
+        form.dropshort = options.dropshort;
+        form.looksforstrays = plan.shape.end == lineend::crlf && !plan.shape.guessed;
+        if (form.separator.find(endbytes(plan.shape.end)) != std::string::npos)
+            refuse("-t " + quoted(form.separator) + " holds the end of a line", "look at --eol");
+    }
+    textscanner look() {
+        textform &form = plan.form;
+        form.numbers = findnumbers();
+        textscanner scanner(form);
+        plan.scanned = (options.maxline == 0 && plan.kind != jobkind::copy) || wantswidths();
+        if (plan.scanned || form.numbers || form.looksforstrays) {
+            scanfiles(plan.shape, sources, scanner);
+            scanaheads(plan.shape, sources, scanner);
+        }
+        if (form.numbers)
+            form.numbers->settle(plan.engine.conditions);
+        return scanner;
+    }
+    // Who takes numbers of the lines; null where nobody does.
+    std::shared_ptr<numbercheck> findnumbers() const {
+        auto numbers = std::make_shared<numbercheck>(plan.view, !plan.pieces.empty());
+        for (const keyspec &key : plan.keys)
+            numbers->addkey(key);
+        for (const sumspec &sum : plan.sums)
+            numbers->addsum(sum);
+        if (plan.keys.empty() && plan.kind != jobkind::copy)
+            numbers->addline(options.textoption);
+        numbers->addconditions(plan.engine.conditions);
+        if (numbers->idle())
+            return nullptr;
+        numbers->rebuild(plan.pieces, joint);
+        return numbers;
+    }
+    // The longest line that comes in.
+    uint64_t linelength(const textscanner &seen) const {
+        if (options.maxline != 0)
+            return options.maxline;
+        if (!plan.scanned)
+            return std::min<uint64_t>(copiedline, plan.engine.prim.memsize / linesinmemory);
+        return std::max({seen.longest(), allknown() ? 1 : streammaxline, leastlength()});
+    }
+    uint64_t rebuiltline() const {
+        uint64_t length = (plan.pieces.size() - 1) * joint.size();
+        for (const rebuildpiece &piece : plan.pieces)
+            length += piece.length;
+        return length;
+    }
+    void describe(uint64_t content) {
+        KVRNPRIM &prim = plan.engine.prim;
+        prim.recform = KVRN_VARIABLE;
+        prim.fieldmode = mode;
+        constexpr uint8_t delimiters[] = {KVRN_DLMT_LF, KVRN_DLMT_CR, KVRN_DLMT_CRLF};
+        prim.linedlmt = delimiters[static_cast<size_t>(plan.shape.end)];
+        prim.reclen = static_cast<uint32_t>(content + endbytes(plan.shape.end).size());
+        const uint8_t bits = options.textoption;
+        if (plan.keys.empty())
+            prim.keyoption = static_cast<uint8_t>(
+                (bits & ~KVRN_TXT_NUMERIC) | (bits & KVRN_TXT_NUMERIC ? KVRN_KEYOPT_NUMERIC : 0));
+        plan.engine.separator = plan.form.separator;
+    }
+};
 
-void plantext(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan) {
-    textform &form = plan.form;
-    form.separator = options.separator;
-    form.maxline = options.maxline;
-    form.dropshort = options.dropshort;
-    form.looksforstrays = plan.shape.end == lineend::crlf && !plan.shape.guessed;
-    if (options.columns)
-        needleast(options, plan);
-    if (form.separator.find(endbytes(plan.shape.end)) != std::string::npos)
-        refuse("-t " + quoted(form.separator) + " holds the end of a line", "look at --eol");
-    const std::string rebuildname = "--rebuild";
-    const bool copying = plan.kind == jobkind::copy;
+// Fields are places in the line, which has to reach that far.
+class columnplan : public textplan {
+  public:
+    columnplan(const joboptions &given, std::vector<inputsource> &inputs, jobplan &planned)
+        : textplan(given, inputs, planned, KVRN_COLUMNS, "") {}
+
+  private:
+    void choosefields() override { needleast(plan); }
+    uint64_t leastlength() const override {
+        uint64_t least = std::max(plan.engine.conditions.reach, piecereach(plan));
+        if (!plan.pieces.empty())
+            return least;
+        for (const keyspec &key : plan.keys)
+            least = std::max(least, key.reach());
+        for (const sumspec &sum : plan.sums)
+            least = std::max(least, sum.reach());
+        return least;
+    }
+    uint64_t settlefields(uint64_t content, const textscanner &) override {
+        checkreaches(plan, content, "line", "raise --max-line");
+        return 0;
+    }
+};
+
+// Fields have numbers, and widths that the lines tell.
+class fieldplan : public textplan {
+  public:
+    fieldplan(const joboptions &given, std::vector<inputsource> &inputs, jobplan &planned)
+        : textplan(given, inputs, planned, KVRN_FIELDS,
+                   given.separator.empty() ? " " : given.separator) {}
+
+  private:
+    // A field of the line that comes in whose width the session needs.
+    struct fielduser {
+        uint32_t position;
+        std::string name;
+        uint32_t &length; // 0: as wide as the widest
+        bool sums;
+    };
     std::vector<fielduser> users;
-    std::vector<uint32_t> sumsgiven;
-    for (const sumspec &sum : plan.sums)
-        sumsgiven.push_back(sum.length);
-    if (!options.columns)
-        users = fieldusers(plan, rebuildname);
-    for (const fielduser &user : users) {
-        form.fields.push_back(user.position);
-        form.keynames.push_back(user.name);
-    }
-    if (!options.columns && options.wheregiven) {
-        form.fields.push_back(plan.engine.conditions.lastfield);
-        form.keynames.push_back("--where");
-    }
-    for (size_t i = 0; i < form.fields.size(); ++i)
-        if (form.fields[i] > internalroom)
-            refuse(form.keynames[i] + " names field " +
-                       std::to_string(form.fields[i] + uint64_t{1}),
-                   "lines have at most " + std::to_string(internalroom) + " bytes");
-    const bool wantswidth = std::any_of(users.begin(), users.end(),
-                                        [](const fielduser &user) { return user.length == 0; });
-    const bool allknown = std::all_of(sources.begin(), sources.end(), [](const inputsource &one) {
-        return one.isfile() || one.aheadisall();
-    });
-    form.numbers = findnumbers(options, plan);
-    textscanner scanner(form);
-    plan.scanned = (options.maxline == 0 && !copying) || wantswidth;
-    if (plan.scanned || form.numbers || form.looksforstrays) {
-        scanfiles(plan, sources, scanner);
-        scanaheads(plan, sources, scanner);
-    }
-    if (form.numbers)
-        form.numbers->settle(plan.engine.conditions);
-    plan.lineput = lineputs(plan, scanner);
 
-    uint64_t content = linelength(options, plan, scanner, allknown);
-    settlewidths(plan, users, scanner, content, allknown);
-    const uint64_t growth =
-        options.columns ? 0 : settlesums(plan, sumsgiven, scanner, allknown && plan.scanned);
-    form.maxline = content;
-    if (!options.columns)
+    void choosefields() override {
+        for (rebuildpiece &piece : plan.pieces)
+            if (!piece.literal)
+                users.push_back({piece.position, "--rebuild", piece.length, false});
+        if (plan.pieces.empty()) {
+            for (keyspec &key : plan.keys)
+                users.push_back({key.position, key.name, key.length, false});
+            for (sumspec &sum : plan.sums)
+                users.push_back({sum.position, sum.name, sum.length, true});
+        }
+        for (const fielduser &user : users)
+            lookfor(user.position, user.name);
+        if (options.wheregiven)
+            lookfor(plan.engine.conditions.lastfield, "--where");
+    }
+    void lookfor(uint32_t field, const std::string &name) {
+        if (field > internalroom)
+            refuse(name + " names field " + std::to_string(field + uint64_t{1}),
+                   "lines have at most " + std::to_string(internalroom) + " bytes");
+        plan.form.fields.push_back(field);
+        plan.form.keynames.push_back(name);
+    }
+    bool wantswidths() const override {
+        return std::any_of(users.begin(), users.end(),
+                           [](const fielduser &user) { return user.length == 0; });
+    }
+    uint64_t settlefields(uint64_t content, const textscanner &seen) override {
+        for (size_t i = 0; i < users.size(); ++i)
+            if (users[i].length == 0)
+                users[i].length = allseen()       ? widthof(i, seen)
+                                  : users[i].sums ? sumwidth
+                                                  : static_cast<uint32_t>(content);
         boundwidths(plan, content + endbytes(plan.shape.end).size());
-    const bool rebuilt = !plan.pieces.empty();
-    if (rebuilt && !options.columns) {
+        if (!plan.pieces.empty())
+            takepieces();
+        uint64_t growth = 0;
+        for (const sumspec &sum : plan.sums)
+            growth += sum.length;
+        return growth;
+    }
+    // Sums grow in their fields.  No sum of all lines has more digits than the widest
+    // value and the number of lines together.
+    uint32_t widthof(size_t user, const textscanner &seen) const {
+        constexpr uint32_t most = 256;
+        const uint32_t widest = std::max(seen.widest(user), 1u);
+        const auto digits = static_cast<uint32_t>(std::to_string(seen.lines()).size());
+        return users[user].sums ? std::min(widest + digits, most) : widest;
+    }
+    void takepieces() {
         for (keyspec &key : plan.keys)
             takepiece(plan, key.name, key.position, key.length);
         for (sumspec &sum : plan.sums)
             takepiece(plan, sum.name, sum.position, sum.length);
     }
-    const uint64_t outgoing = rebuilt ? rebuiltline(plan, !options.columns) : content + growth;
-    if (options.columns) {
-        const std::string conditions = "--where";
-        checkreach({conditions, plan.engine.conditions.reach, 10, 63}, content, "line",
-                   "raise --max-line");
-        checkreach({rebuildname, piecereach(plan), 9, 64}, content, "line", "raise --max-line");
-        if (rebuilt)
-            checkfields(plan, outgoing, "rebuilt line", "look at --rebuild");
-        else
-            checkfields(plan, content, "line", "raise --max-line");
-    }
-    if (copying) // the engine would take the whole line for a key
-        plan.engine.keys.push_back({0, 1, KVRN_CHAR, KVRN_ASCENDING, 0, 0, nullptr});
+};
+
+} // namespace
+
+void plantext(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan) {
+    if (plan.view.byfield)
+        fieldplan(options, sources, plan).make();
     else
-        checkroom(plan, outgoing, scanner, options.stable && plan.kind == jobkind::sort);
-    describetext(options, rebuilt ? content : outgoing, plan);
-}
-
-void scanfiles(const jobplan &plan, std::vector<inputsource> &sources, textscanner &scanner) {
-    for (inputsource &source : sources) {
-        if (!source.isfile())
-            continue;
-        scanner.startsource(source);
-        eachline(source, plan.shape, [&](std::string_view text) { scanner.line(text); });
-        source.rewind();
-    }
-}
-
-// What was taken from a stream was read up, but its line ends were not looked at.
-void lookthrough(const recordshape &shape, std::vector<inputsource> &sources) {
-    std::vector<char> block(lookbytes);
-    for (inputsource &source : sources) {
-        if (source.readup() && !shape.refusesfeeds())
-            continue;
-        const bool bare = holdsbarefeed(source, block);
-        source.rewind();
-        if (!bare || !shape.refusesfeeds())
-            continue;
-        eachline(source, shape, [](std::string_view) {}); // tells which line
-        source.rewind();
-    }
+        columnplan(options, sources, plan).make();
 }
 
 } // namespace command

@@ -80,23 +80,21 @@ size_t numbercheck::shapeof(const numberuse &use) {
     return shapes.size() - 1;
 }
 
-void numbercheck::addkey(const keyspec &key, bool byfield, bool rebuilt) {
+void numbercheck::addkey(const keyspec &key) {
     if ((key.textoption & KVRN_TXT_NUMERIC) == 0)
         return;
-    numberuse use{byfield ? numberuse::field : numberuse::columns, key.name, key.position,
-                  key.length, rebuilt};
+    numberuse use{usual, key.name, key.position, key.length, rebuilt};
     use.unpunctuated = (key.textoption & KVRN_TXT_ALNUM) != 0;
     shapeof(use);
 }
 
-void numbercheck::addsum(const sumspec &sum, bool byfield, bool rebuilt) {
-    numberuse use{byfield ? numberuse::field : numberuse::columns, sum.name, sum.position,
-                  sum.length, rebuilt};
+void numbercheck::addsum(const sumspec &sum) {
+    numberuse use{usual, sum.name, sum.position, sum.length, rebuilt};
     use.digitsonly = true;
     shapeof(use);
 }
 
-void numbercheck::addline(uint8_t textoption, bool rebuilt) {
+void numbercheck::addline(uint8_t textoption) {
     if ((textoption & KVRN_TXT_NUMERIC) == 0)
         return;
     numberuse use{numberuse::line, "-n without a key", 0, 0, rebuilt};
@@ -104,18 +102,17 @@ void numbercheck::addline(uint8_t textoption, bool rebuilt) {
     shapeof(use);
 }
 
-void numbercheck::addconditions(const conditiontable &conditions, bool byfield) {
+void numbercheck::addconditions(const conditiontable &conditions) {
     for (const KVRNSELE &test : conditions.entries) {
         if (!takesnumber(test)) {
             tests.push_back(notest);
             continue;
         }
-        std::string field =
-            byfield ? "$" + std::to_string(test.lpos + 1)
-                    : "[" + std::to_string(test.lpos + 1) + "," + std::to_string(test.llen) + "]";
+        std::string field = usual == numberuse::field ? "$" + std::to_string(test.lpos + 1)
+                                                      : "[" + std::to_string(test.lpos + 1) + "," +
+                                                            std::to_string(test.llen) + "]";
         field.append(" in ").append(conditionplace);
-        tests.push_back(shapeof(
-            {byfield ? numberuse::field : numberuse::columns, field, test.lpos, test.llen}));
+        tests.push_back(shapeof({usual, field, test.lpos, test.llen}));
     }
 }
 

@@ -39,13 +39,17 @@ struct numberuse {
 
 class numbercheck {
   public:
+    // Keys and sums look at rebuilt lines, or at those that come in.
+    numbercheck(const recordview &view, bool keysrebuilt)
+        : usual(view.byfield ? numberuse::field : numberuse::columns), rebuilt(keysrebuilt) {}
+
     // Nobody takes a number: there is nothing to look at.
     bool idle() const { return shapes.empty(); }
 
-    void addkey(const keyspec &key, bool byfield, bool rebuilt);
-    void addsum(const sumspec &sum, bool byfield, bool rebuilt);
-    void addline(uint8_t textoption, bool rebuilt);
-    void addconditions(const conditiontable &conditions, bool byfield);
+    void addkey(const keyspec &key);
+    void addsum(const sumspec &sum);
+    void addline(uint8_t textoption);
+    void addconditions(const conditiontable &conditions);
     // Of lines that are rebuilt, as pieces joined by this.
     void rebuild(const std::vector<rebuildpiece> &pieces, const std::string &separator);
 
@@ -79,6 +83,8 @@ class numbercheck {
         example first, filled, zero;
     };
 
+    numberuse::kindof usual; // of all but whole lines
+    bool rebuilt;
     std::vector<shape> shapes;
     std::vector<size_t> tests; // of each condition its shape; `notest`: it takes no number
     std::vector<rebuildpiece> parts;

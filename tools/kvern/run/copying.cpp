@@ -1,5 +1,6 @@
 #include "kvern/run/copying.h"
 
+#include "kvern/plan/plan.h"
 #include "kvern/records/recordreader.h"
 #include "kvern/run/feeding.h"
 #include "kvern/system/report.h"
@@ -36,10 +37,11 @@ class portions {
                 atend = count == 0;
             }
             data.resize(filled);
-            if (atend && plan.text && !data.empty() && !data.ends_with(endbytes(plan.shape.end)))
+            if (atend && plan.view.text && !data.empty() &&
+                !data.ends_with(endbytes(plan.shape.end)))
                 data += endbytes(plan.shape.end);
             const size_t whole = atend ? data.size() : wholerecords(data);
-            if (plan.text && data.size() - whole > longestkept)
+            if (plan.view.text && data.size() - whole > longestkept)
                 refuselongline("a line", source, longestkept);
             if (whole != 0)
                 copy(source, std::string_view(data).substr(0, whole));
@@ -55,7 +57,7 @@ class portions {
     uint64_t lines = 0; // of the source, in earlier portions
 
     size_t wholerecords(const std::string &data) const {
-        if (!plan.text)
+        if (!plan.view.text)
             return data.size() / plan.shape.length * plan.shape.length;
         const std::string_view end = endbytes(plan.shape.end);
         const size_t last = data.rfind(end);
@@ -63,7 +65,7 @@ class portions {
     }
     // The engine reads a byte 0x1A as one of the line only where lines part at line feeds.
     void copy(const inputsource &source, std::string_view data) {
-        if (!plan.text) {
+        if (!plan.view.text) {
             run(source, data, KVRN_FILE_PLAIN);
             return;
         }
@@ -132,11 +134,11 @@ class portions {
             session engine(plan.engine, sums);
             engine.close();
         } catch (const enginefailure &) {
-            if (plan.text)
+            if (plan.view.text)
                 findline(source, data);
             throw;
         }
-        if (plan.text)
+        if (plan.view.text)
             eachline(data, [this](std::string_view) { ++lines; });
         drawfile(out.path(), target);
     }

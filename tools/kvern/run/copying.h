@@ -3,7 +3,7 @@
 #pragma once
 
 #include "kvern/engine/session.h"
-#include "kvern/plan/plan.h"
+#include "kvern/plan/jobplan.h"
 #include "kvern/records/recordsink.h"
 
 namespace command {

@@ -32,16 +32,25 @@ std::string shown(const char *bytes, size_t length) {
 }
 
 // A field as it is typed.
-std::string fieldof(const jobplan &plan, bool byfield, uint32_t position, uint32_t length,
-                    uint8_t type) {
-    if (byfield)
+std::string fieldof(const recordview &view, uint32_t position, uint32_t length, uint8_t type) {
+    if (view.byfield)
         return "$" + std::to_string(position + 1) + ":" + std::to_string(length);
     const bool mask = type == KVRN_MASKBYTE;
     std::string out =
         std::to_string(position + 1) + "," + (mask ? std::string("1") : std::to_string(length));
-    if (!plan.text)
+    if (!view.text)
         out += std::string(",") + (type == KVRN_CHARX ? "ch" : nameoftype(type));
     return mask ? out + "=" + std::to_string(length) : out;
+}
+
+// The letters of a key, in the order of their bits.
+std::string lettersof(uint8_t textoption) {
+    std::string out;
+    for (unsigned bit = 1; bit <= UINT8_MAX; bit <<= 1)
+        for (const textletter &one : textletters)
+            if (one.bit == bit && (textoption & bit) != 0)
+                out += one.letter();
+    return out;
 }
 
 std::string range(uint64_t from, uint64_t length) {
@@ -52,7 +61,7 @@ class explainer {
   public:
     explainer(const joboptions &given, const std::vector<inputsource> &inputs,
               const jobplan &planned)
-        : options(given), sources(inputs), plan(planned), byfield(plan.text && !given.columns) {}
+        : options(given), sources(inputs), plan(planned) {}
 
     std::string run() {
         section(std::string("Command") + ": " + jobname(options.kind));
@@ -69,7 +78,6 @@ class explainer {
     const joboptions &options;
     const std::vector<inputsource> &sources;
     const jobplan &plan;
-    bool byfield;
     std::string text;
 
     void section(const std::string &title) { text += title + "\n"; }
@@ -99,7 +107,7 @@ class explainer {
         else
             line("lines of up to " + plural(prim.reclen, "byte") + " with their end, which is " +
                  shown(endbytes(plan.shape.end).data(), endbytes(plan.shape.end).size()) +
-                 (byfield ? ", by fields" : ", by columns"));
+                 (plan.view.byfield ? ", by fields" : ", by columns"));
         line("data " + options.data + (options.data == "ascii" ? ", zoned " + options.zoned : ""));
     }
     void keys() {
@@ -107,12 +115,8 @@ class explainer {
             return;
         section("Keys, the first weighs most");
         for (const keyspec &key : plan.keys) {
-            std::string letters;
-            constexpr const char *names = "bdif??n"; // by bit
-            for (size_t bit = 0; bit < 7; ++bit)
-                if (key.textoption >> bit & 1 && names[bit] != '?')
-                    letters += names[bit];
-            line(fieldof(plan, byfield, key.position, key.length, key.type) +
+            const std::string letters = lettersof(key.textoption);
+            line(fieldof(plan.view, key.position, key.length, key.type) +
                  (key.descending ? ", descending" : ", ascending") +
                  (letters.empty() ? "" : ", -" + letters) + (key.kanjiconv ? ", by JIS code" : ""));
         }
@@ -121,7 +125,7 @@ class explainer {
         if (options.unique)
             line("one record of each key is kept");
         for (const sumspec &sum : plan.sums)
-            line("sum " + fieldof(plan, byfield, sum.position, sum.length, sum.type));
+            line("sum " + fieldof(plan.view, sum.position, sum.length, sum.type));
     }
     static std::string outcome(uint8_t code, size_t entry, uint32_t jump) {
         return code == KVRN_GO_KEEP   ? "keep"
@@ -136,11 +140,10 @@ class explainer {
         size_t number = 0;
         for (const KVRNSELE &one : plan.engine.conditions.entries) {
             const bool literal = one.rtype == KVRN_FLD_LIT;
-            line(std::to_string(number) + "  " +
-                 fieldof(plan, byfield, one.lpos, one.llen, one.ltype) + " " +
-                 ops[one.op - KVRN_OP_EQ] + " " +
+            line(std::to_string(number) + "  " + fieldof(plan.view, one.lpos, one.llen, one.ltype) +
+                 " " + ops[one.op - KVRN_OP_EQ] + " " +
                  (literal ? shown(static_cast<const char *>(one.rlit), one.rlen)
-                          : fieldof(plan, byfield, one.rpos, one.rlen, one.rtype)) +
+                          : fieldof(plan.view, one.rpos, one.rlen, one.rtype)) +
                  "  -> " + outcome(one.iftrue, number, one.truejump) + ", " +
                  outcome(one.iffalse, number, one.falsejump));
             ++number;
@@ -151,8 +154,9 @@ class explainer {
         std::vector<std::pair<uint32_t, std::string>> in, out;
         const auto place = [&](auto &map, uint32_t position, uint64_t length,
                                const std::string &what) {
-            map.emplace_back(position, byfield ? "$" + std::to_string(position + 1) + "  " + what
-                                               : range(position, length) + "  " + what);
+            map.emplace_back(position, plan.view.byfield
+                                           ? "$" + std::to_string(position + 1) + "  " + what
+                                           : range(position, length) + "  " + what);
         };
         for (const KVRNSELE &one : plan.engine.conditions.entries) {
             place(in, one.lpos, one.ltype == KVRN_MASKBYTE ? 1 : one.llen, "condition");
@@ -163,11 +167,11 @@ class explainer {
         for (const rebuildpiece &piece : plan.pieces) {
             if (!piece.literal)
                 place(in, piece.position, piece.length, "piece");
-            const uint32_t number = byfield ? static_cast<uint32_t>(out.size()) : at;
+            const uint32_t number = plan.view.byfield ? static_cast<uint32_t>(out.size()) : at;
             place(out, number, piece.length,
                   piece.literal ? shown(piece.bytes.data(), piece.bytes.size())
-                                : "piece " + fieldof(plan, byfield, piece.position, piece.length,
-                                                     plan.text ? 0 : uint8_t{KVRN_CHAR}));
+                                : "piece " + fieldof(plan.view, piece.position, piece.length,
+                                                     plan.view.text ? 0 : uint8_t{KVRN_CHAR}));
             at += piece.length;
         }
         auto &keyed = plan.pieces.empty() ? in : out;
@@ -202,9 +206,10 @@ class explainer {
             for (const rebuildpiece &piece : plan.pieces)
                 record += piece.length;
         }
-        uint64_t keybytes = plan.keys.empty() && plan.text ? record : 0;
+        uint64_t keybytes = plan.keys.empty() && plan.view.text ? record : 0;
         for (const keyspec &key : plan.keys)
-            keybytes += plan.text ? key.keybytes() : 0; // else the key holds its part of the record
+            keybytes +=
+                plan.view.text ? key.keybytes() : 0; // else the key holds its part of the record
         const uint64_t internal = (keybytes + record + 7) / 4 * 4;
         const uint64_t incore = prim.memsize * uint64_t{3} / 4 / (internal + 2 * sizeof(void *));
         line("about " + plural(internal, "byte") + " a record, about " + std::to_string(incore) +
@@ -228,7 +233,7 @@ class explainer {
 // Opened with the caller at both ends, a session looks at its description and waits.
 void trydescription(const jobplan &plan) {
     description what = plan.engine;
-    const bool crlf = plan.text && plan.shape.end == lineend::crlf;
+    const bool crlf = plan.view.text && plan.shape.end == lineend::crlf;
     const bool merging = what.prim.function == KVRN_MERGE;
     what.infiles.clear();
     what.outfile.clear();

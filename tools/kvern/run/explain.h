@@ -1,7 +1,7 @@
 // --explain: what would run, on standard output.
 #pragma once
 
-#include "kvern/plan/plan.h"
+#include "kvern/plan/jobplan.h"
 
 namespace command {
 

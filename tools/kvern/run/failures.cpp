@@ -1,6 +1,7 @@
 #include "kvern/run/failures.h"
 
 #include "kvern/engine/details.h"
+#include "kvern/plan/firstlook.h"
 #include "kvern/run/feeding.h"
 
 #include <algorithm>
@@ -26,7 +27,7 @@ void findunordered(const jobplan &plan, std::vector<inputsource> &sources) {
     one.engine.sums.clear();
     one.engine.prim.mergecnt = 1;
     one.engine.prim.recoprat = KVRN_PUT_RECORD | KVRN_GET_RECORD;
-    if (one.text && one.shape.end == lineend::crlf)
+    if (one.view.text && one.shape.end == lineend::crlf)
         one.engine.prim.linedlmt = KVRN_DLMT_LF;
     for (inputsource &source : sources) {
         std::vector<inputsource> single;
@@ -47,11 +48,11 @@ failure translate(const enginefailure &what, const joboptions &options, const jo
                   std::vector<inputsource> &sources) {
     // The lines are looked at only now where the options made that unnecessary; a fault
     // found there says more than the engine's code.
-    if (isofline(what.detail) && plan.text && plan.byfile && !plan.scanned) {
+    if (isofline(what.detail) && plan.view.text && plan.byfile && !plan.scanned) {
         for (inputsource &source : sources)
             source.rewind();
         textscanner scanner(plan.form);
-        scanfiles(plan, sources, scanner);
+        scanfiles(plan.shape, sources, scanner);
     }
     const explanation known = explain(what.detail, what.syscode);
     std::string where;

@@ -1,7 +1,7 @@
 // What went wrong in the engine, in the user's words.
 #pragma once
 
-#include "kvern/plan/plan.h"
+#include "kvern/plan/jobplan.h"
 #include "kvern/system/failure.h"
 
 namespace command {

@@ -90,7 +90,7 @@ void feed(session &engine, std::vector<inputsource> &sources, const jobplan &pla
             continue;
         }
         recordintake intake(source, plan.shape, tests, false);
-        if (plan.text)
+        if (plan.view.text)
             feedtext(engine, intake);
         else
             feedvariable(engine, intake);
@@ -134,7 +134,7 @@ void exchange(session &engine, std::vector<inputsource> &sources, const jobplan 
     // A copy's inputs follow each other as one.
     const bool oneinput = plan.kind == jobkind::copy;
     const std::string_view textend = endbytes(plan.shape.end);
-    const bool otherend = plan.text && plan.lineput != textend;
+    const bool otherend = plan.view.text && plan.lineput != textend;
     std::vector<recordintake> intakes;
     std::deque<textscanner> scanners;
     intakes.reserve(sources.size());
@@ -158,9 +158,9 @@ void exchange(session &engine, std::vector<inputsource> &sources, const jobplan 
             more = intakes[++current].next();
         const recordreader &record = intakes[current].record();
         if (more)
-            given = !plan.text ? record.data()
-                    : otherend ? withend(record, plan.lineput[0], line)
-                               : record.raw();
+            given = !plan.view.text ? record.data()
+                    : otherend      ? withend(record, plan.lineput[0], line)
+                                    : record.raw();
         try {
             if (!engine.step(more ? given.data() : nullptr, given.size(), &data, &length))
                 break;

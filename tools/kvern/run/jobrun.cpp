@@ -19,7 +19,9 @@
 // is written like standard output; any other takes its place when all went well.
 #include "kvern/run/jobrun.h"
 
+#include "kvern/options/optioncheck.h"
 #include "kvern/plan/plan.h"
+#include "kvern/plan/reach.h"
 #include "kvern/records/blocks.h"
 #include "kvern/run/copying.h"
 #include "kvern/run/explain.h"
@@ -200,7 +202,7 @@ class job {
     }
     void runsession(recordsink *out) {
         std::optional<scratchfile> shown;
-        if (out && plan.byfile && plan.text && plan.kind == jobkind::merge &&
+        if (out && plan.byfile && plan.view.text && plan.kind == jobkind::merge &&
             plan.shape.end == lineend::crlf) {
             // Record calls of a merge give such lines shifted by a byte.
             shown.emplace(options.tempdirs);
@@ -367,7 +369,7 @@ class groupmerge {
   public:
     static recordshape shapebehind(const jobplan &plan) {
         recordshape shape = plan.shape;
-        if (!plan.pieces.empty() && !plan.text)
+        if (!plan.pieces.empty() && !plan.view.text)
             shape.length = rebuiltlength(plan);
         return shape;
     }
@@ -382,7 +384,7 @@ class groupmerge {
         how.rebuildgiven = false;
         how.rebuild.clear();
         how.maxline = 0;
-        (how.fixed != 0 ? how.fixed : how.variable) = plan.text ? 0 : rebuiltlength(plan);
+        (how.fixed != 0 ? how.fixed : how.variable) = plan.view.text ? 0 : rebuiltlength(plan);
         return how;
     }
 };

@@ -1,6 +1,5 @@
 #include "kvern/syntax/keysyntax.h"
 
-#include "kvern/syntax/fieldtypes.h"
 #include "kvern/system/report.h"
 #include "kvern/system/streams.h"
 
@@ -10,10 +9,6 @@ namespace {
 
 constexpr const char *columnform = "a key is POS,LEN[,TYPE][,a|d], as 21,6,pd,d";
 constexpr const char *fieldform = "a key is F[:WIDTH][letters], letters of bdfinr, as 3:12nr";
-
-std::string keyname(const std::string &text, size_t number) {
-    return "key " + std::to_string(number) + " (" + text + ")";
-}
 
 std::vector<uint8_t> readtable(const keyspec &key, const std::string &path) {
     const int file = openinput(path);
@@ -32,7 +27,7 @@ std::vector<uint8_t> readtable(const keyspec &key, const std::string &path) {
     return table;
 }
 
-void settype(keyspec &key, const std::string &text, const keydefaults &defaults) {
+void settype(keyspec &key, const std::string &text, const recordview &view) {
     const size_t equals = text.find('=');
     const std::string value = equals == std::string::npos ? "" : text.substr(equals + 1);
     const fieldtype *found = findtype(text.substr(0, equals));
@@ -41,14 +36,14 @@ void settype(keyspec &key, const std::string &text, const keydefaults &defaults)
     if (!found || wantsvalue != (equals != std::string::npos))
         refuse(key.name + ": " + quoted(text) + " is no type",
                "types are ch ac ec zd zl sl st pd bi fi bil fil fp bit=MASK tbl=FILE sj");
-    if (defaults.text && !found->intext)
+    if (view.text && !found->intext)
         refuse(key.name + ": lines of text have no " + name + " fields",
                "types of text are ch ac ec sj");
-    if (!defaults.text && name == "sj")
+    if (!view.text && name == "sj")
         refuse(key.name + ": sj is a type of text", "use --columns in place of --fixed");
     checklength(key.name, *found, key.length, found->keymost, columnform);
     key.type = found->code;
-    if (name == "ch" && defaults.ebcdic)
+    if (name == "ch" && view.ebcdic())
         key.type = KVRN_CHARX;
     if (name == "sj")
         key.kanjiconv = KVRN_KANJI_JIS;
@@ -58,30 +53,16 @@ void settype(keyspec &key, const std::string &text, const keydefaults &defaults)
         key.table = readtable(key, value);
 }
 
-uint8_t optionof(char letter) {
-    switch (letter) {
-    case 'b':
-        return KVRN_TXT_SKIPBLANKS;
-    case 'd':
-        return KVRN_TXT_ALNUM;
-    case 'f':
-        return KVRN_TXT_FOLD;
-    case 'i':
-        return KVRN_TXT_PRINTABLE;
-    case 'n':
-        return KVRN_TXT_NUMERIC;
-    default:
-        return 0;
-    }
+// 0: none.
+uint8_t bitof(char letter) {
+    for (const textletter &one : textletters)
+        if (one.letter() == letter)
+            return one.bit;
+    return 0;
 }
 
-} // namespace
-
-keyspec parsecolumnkey(const std::string &text, size_t number, const keydefaults &defaults) {
-    keyspec key;
-    key.name = keyname(text, number);
-    key.descending = defaults.reverse;
-    key.textoption = defaults.textoption;
+// POS,LEN[,TYPE][,a|d]
+void readplaced(keyspec &key, const std::string &text, const recordview &view) {
     std::vector<std::string> parts = splitcommas(text);
     if (parts.size() < 2)
         refuse(key.name + " has no length", columnform);
@@ -95,52 +76,65 @@ keyspec parsecolumnkey(const std::string &text, size_t number, const keydefaults
     std::string type = parts.size() > 2 ? parts[2] : "ch";
     for (size_t i = 3; i < parts.size(); ++i)
         type += ',' + parts[i]; // a file name may hold commas
-    settype(key, type, defaults);
+    settype(key, type, view);
     if (key.textoption & KVRN_TXT_NUMERIC) {
         if (key.kanjiconv)
             refuse(key.name + ": -n and sj exclude each other", "leave one out");
         key.type = KVRN_CHAR; // a number has no order of characters
     }
-    return key;
 }
 
-keyspec parsefieldkey(const std::string &text, size_t number, const keydefaults &defaults) {
-    keyspec key;
-    key.name = keyname(text, number);
-    key.descending = defaults.reverse;
-    key.textoption = defaults.textoption;
+// The digits behind the first character of the text, which is cut off with them.
+std::string takedigits(std::string &text) {
+    const std::string digits = digitsat(text, 1);
+    text.erase(0, 1 + digits.size());
+    return digits;
+}
 
-    const size_t digits = text.find_first_not_of("0123456789");
-    const std::string field = text.substr(0, digits);
-    std::string rest = digits == std::string::npos ? "" : text.substr(digits);
+// Letters of its own: the common ones do not hold.
+void readletters(keyspec &key, const std::string &letters) {
+    if (letters.empty())
+        return;
+    key.descending = false;
+    key.textoption = 0;
+    for (char letter : letters) {
+        const uint8_t bit = bitof(letter);
+        if (letter == 'r')
+            key.descending = true;
+        else if (bit == 0)
+            refuse(key.name + ": " + quoted(std::string(1, letter)) + " is no letter of a key",
+                   fieldform);
+        key.textoption |= bit;
+    }
+}
+
+// F[:WIDTH][letters]
+void readnumbered(keyspec &key, const std::string &text) {
+    const std::string field = digitsat(text, 0);
+    std::string rest = text.substr(field.size());
     key.position = parseposition(key.name, field.empty() ? text : field, fieldform);
     if (!rest.empty() && rest[0] == ',') {
         // F,F is how a single field is spelled elsewhere.
-        const size_t end = rest.find_first_not_of("0123456789", 1);
-        const std::string last = rest.substr(1, end == std::string::npos ? end : end - 1);
-        if (last != field)
+        if (takedigits(rest) != field)
             refuse(key.name + " is no single field", "a key of text is one field, as -k 3; POS,LEN "
                                                      "needs --fixed, --variable or --columns");
-        rest = end == std::string::npos ? "" : rest.substr(end);
     } else if (!rest.empty() && rest[0] == ':') {
-        const size_t end = rest.find_first_not_of("0123456789", 1);
-        key.length = parselength(key.name, rest.substr(1, end == std::string::npos ? end : end - 1),
-                                 fieldform);
-        rest = end == std::string::npos ? "" : rest.substr(end);
+        key.length = parselength(key.name, takedigits(rest), fieldform);
     }
-    if (!rest.empty()) { // letters of its own: the common ones do not hold
-        key.descending = false;
-        key.textoption = 0;
-    }
-    for (char letter : rest) {
-        const uint8_t option = optionof(letter);
-        if (letter == 'r')
-            key.descending = true;
-        else if (option == 0)
-            refuse(key.name + ": " + quoted(std::string(1, letter)) + " is no letter of a key",
-                   fieldform);
-        key.textoption = static_cast<uint8_t>(key.textoption | option);
-    }
+    readletters(key, rest);
+}
+
+} // namespace
+
+keyspec parsekey(const std::string &text, size_t number, const keydefaults &defaults) {
+    keyspec key;
+    key.name = "key " + std::to_string(number) + " (" + text + ")";
+    key.descending = defaults.reverse;
+    key.textoption = defaults.textoption;
+    if (defaults.view.byfield)
+        readnumbered(key, text);
+    else
+        readplaced(key, text, defaults.view);
     return key;
 }
 

@@ -2,7 +2,7 @@
 // of text, F[:WIDTH][letters] for fields of text.
 #pragma once
 
-#include "kvern.h"
+#include "kvern/syntax/fieldtypes.h"
 
 #include <cstdint>
 #include <string>
@@ -16,7 +16,7 @@ struct keyspec {
     uint32_t length = 0;   // 0: as wide as the field's widest value
     uint8_t type = KVRN_CHAR;
     bool descending = false;
-    uint8_t textoption = 0;
+    uint8_t textoption = 0; // as KVRNKEYE has it
     uint8_t kanjiconv = 0;
     std::vector<uint8_t> table; // tbl=FILE
 
@@ -28,17 +28,32 @@ struct keyspec {
     }
 };
 
-// What holds for keys that do not say otherwise.
-struct keydefaults {
-    bool text = false;
-    bool ebcdic = false;
-    bool reverse = false;
-    uint8_t textoption = 0; // of -b -d -f -i -n
+// The options of text and, without the hyphen, letters of a key; each is a bit of
+// `textoption`.
+struct textletter {
+    const char *option;
+    uint8_t bit;
+    const char *what; // for the help
+
+    char letter() const { return option[1]; }
+};
+constexpr textletter textletters[] = {
+    {"-b", KVRN_TXT_SKIPBLANKS, "Text: skip leading blanks"},
+    {"-d", KVRN_TXT_ALNUM, "Text: letters, digits and blanks only"},
+    {"-f", KVRN_TXT_FOLD, "Text: lower case counts as upper case"},
+    {"-i", KVRN_TXT_PRINTABLE, "Text: printable characters only"},
+    {"-n", KVRN_TXT_NUMERIC, "Text: compare as numbers"},
 };
 
-// `number` counts from 1.  Both throw a failure that names the key.
-keyspec parsecolumnkey(const std::string &text, size_t number, const keydefaults &defaults);
-keyspec parsefieldkey(const std::string &text, size_t number, const keydefaults &defaults);
+// What holds for keys that do not say otherwise.
+struct keydefaults {
+    const recordview &view;
+    bool reverse;
+    uint8_t textoption;
+};
+
+// `number` counts from 1.  Throws a failure that names the key.
+keyspec parsekey(const std::string &text, size_t number, const keydefaults &defaults);
 
 // The engine's entry; the table's bytes stay with the spec.
 KVRNKEYE keyentry(const keyspec &key);

@@ -1,8 +1,5 @@
 #include "kvern/syntax/recordsyntax.h"
 
-#include "kvern.h"
-
-#include "kvern/syntax/fieldtypes.h"
 #include "kvern/syntax/literals.h"
 #include "kvern/system/report.h"
 
@@ -35,8 +32,8 @@ void takenumbered(const std::string &what, const std::string &text, size_t &at, 
 
 class pieces {
   public:
-    pieces(const std::string &spec, bool numbered, bool inebcdic, const layout &named)
-        : text(spec), byfield(numbered), ebcdic(inebcdic), names(named) {}
+    pieces(const std::string &spec, const recordview &records, const layout &named)
+        : text(spec), view(records), names(named) {}
 
     std::vector<rebuildpiece> run() {
         std::vector<rebuildpiece> all;
@@ -49,7 +46,7 @@ class pieces {
 
   private:
     const std::string &text;
-    bool byfield, ebcdic;
+    const recordview &view;
     const layout &names;
     size_t at = 0;
 
@@ -61,7 +58,7 @@ class pieces {
         rebuildpiece out;
         literaltext literal;
         const size_t from = at;
-        out.literal = readliteral(option, text, at, ebcdic, literal);
+        out.literal = readliteral(option, text, at, view.ebcdic(), literal);
         if (out.literal) {
             repeat(literal.bytes, out.bytes);
             if (out.bytes.empty())
@@ -69,7 +66,7 @@ class pieces {
             out.length = static_cast<uint32_t>(out.bytes.size());
         } else if (const std::string name = nameat(text, at); !name.empty()) {
             takename(name, out);
-        } else if (byfield) {
+        } else if (view.byfield) {
             takefield(out);
         } else {
             takeplace(out);
@@ -98,7 +95,7 @@ class pieces {
             names.failname(option, name);
         const size_t type = field->find(',', field->find(',') + 1);
         const std::string place = (*field)[0] == '$' ? *field : field->substr(0, type);
-        out = pieces(place, byfield, ebcdic, names).next();
+        out = pieces(place, view, names).next();
         at += name.size();
     }
     void takefield(rebuildpiece &out) {
@@ -121,24 +118,24 @@ class pieces {
 
 } // namespace
 
-sumspec parsesum(const std::string &text, size_t number, bool istext, bool byfield) {
+sumspec parsesum(const std::string &text, size_t number, const recordview &view) {
     sumspec sum;
     sum.name = "sum " + std::to_string(number) + " (" + text + ")";
     sum.type = KVRN_CHAR;
-    if (byfield) {
+    if (view.byfield) {
         size_t at = 0;
         takenumbered(sum.name, text, at, fieldform, sum.position, sum.length);
         if (at != text.size() || sum.length > longesttext)
             refuse(sum.name + " is no field", fieldform);
         return sum;
     }
-    const char *form = istext ? textform : columnform;
+    const char *form = view.text ? textform : columnform;
     const std::vector<std::string> parts = splitcommas(text);
-    if (parts.size() != (istext ? 2u : 3u))
+    if (parts.size() != (view.text ? 2u : 3u))
         refuse(sum.name + " is no field", form);
     sum.position = parseposition(sum.name, parts[0], form);
     sum.length = parselength(sum.name, parts[1], form);
-    if (istext) {
+    if (view.text) {
         if (sum.length > longesttext)
             refuse(sum.name + ": a number has at most 256 bytes", form);
         return sum;
@@ -151,9 +148,9 @@ sumspec parsesum(const std::string &text, size_t number, bool istext, bool byfie
     return sum;
 }
 
-std::vector<rebuildpiece> parserebuild(const std::string &text, bool byfield, bool ebcdic,
+std::vector<rebuildpiece> parserebuild(const std::string &text, const recordview &view,
                                        const layout &names) {
-    return pieces(text, byfield, ebcdic, names).run();
+    return pieces(text, view, names).run();
 }
 
 } // namespace command

@@ -1,6 +1,7 @@
 // Sums and rebuilt records: --sum FIELD and --rebuild SPEC.
 #pragma once
 
+#include "kvern/syntax/fieldtypes.h"
 #include "kvern/syntax/layout.h"
 
 #include <cstdint>
@@ -19,7 +20,7 @@ struct sumspec {
 };
 
 // POS,LEN,TYPE; text by columns POS,LEN; text by fields F[:WIDTH].  `number` from 1.
-sumspec parsesum(const std::string &text, size_t number, bool istext, bool byfield);
+sumspec parsesum(const std::string &text, size_t number, const recordview &view);
 
 struct rebuildpiece {
     bool literal = false;
@@ -29,7 +30,7 @@ struct rebuildpiece {
 };
 
 // Pieces with blanks between them: POS,LEN or $F[:WIDTH], names, literals, literals *N.
-std::vector<rebuildpiece> parserebuild(const std::string &text, bool byfield, bool ebcdic,
+std::vector<rebuildpiece> parserebuild(const std::string &text, const recordview &view,
                                        const layout &names);
 
 } // namespace command
