@@ -7,7 +7,6 @@ namespace kvern {
 
 struct qha5ctx;
 struct blockhdr;
-struct filectl;
 
 // The next record of one input, as an internal record behind this header.
 struct mergenode {
@@ -54,14 +53,6 @@ struct merge_fields {
     uint8_t *sumbuf;                  // sumlen bytes
     uint8_t folding;                  // recfunction in force: recfunc until a sum could not be made
     uint32_t suppresscount, sumcount; // records that folding made away with
-
-    // Copy, wired by its set-up.
-    // Takes an open input to its end; 0 or -1.
-    int (*copyinput)(qha5ctx *ctx, filectl *file, uint32_t input);
-    // Settles the count of a block that was read.
-    void (*countblock)(const qha5ctx *ctx, blockhdr *block);
-    // Record by record from block to block, a copyresult; null in a plain copy.
-    int32_t (*copystep)(qha5ctx *ctx, blockhdr *in, blockhdr *out);
 };
 
 } // namespace kvern

@@ -98,7 +98,7 @@ int taketext(qha5ctx *ctx, workspace &space) {
     return layouttables(ctx, space);
 }
 
-int chooseroutines(qha5ctx *ctx) {
+void wiremerge(qha5ctx *ctx) {
     wireencode(ctx);
     beginfolding(ctx);
     if (ctx->selectopt)
@@ -106,7 +106,6 @@ int chooseroutines(qha5ctx *ctx) {
     ctx->selectfn = chooseselectfn(ctx);
     ctx->nextrecfn = choosenext(ctx);
     ctx->emitfn = chooseemitfn(ctx);
-    return 0;
 }
 
 // ---- blocks ----------------------------------------------------------------
@@ -162,9 +161,9 @@ int layblocks(qha5ctx *ctx, workspace &space) {
 int preparemerge(qha5ctx *ctx) {
     markphase(ctx);
     workspace space = arenarest(ctx);
-    if (takebuffers(ctx, space) != 0 || takenodes(ctx, space) != 0 || taketext(ctx, space) != 0 ||
-        chooseroutines(ctx) != 0)
+    if (takebuffers(ctx, space) != 0 || takenodes(ctx, space) != 0 || taketext(ctx, space) != 0)
         return -1;
+    wiremerge(ctx);
     return layblocks(ctx, space);
 }
 

@@ -54,13 +54,11 @@ int32_t nextselected(qha5ctx *ctx, uint32_t input, mergenode *node) {
     blockhdr *block = ctx->inputblocks[input];
     scanwithin(ctx, block);
     while (holdsrecord(block)) {
-        const int32_t dropped = ctx->selecteval(ctx, block->next);
+        const int32_t dropped = dropnext(ctx, block);
         if (dropped < 0)
             return failed;
         if (dropped == 0)
             return takerecord(ctx, block, input, node);
-        countdropped(ctx);
-        block->next += dropped;
     }
     return usedup;
 }

@@ -65,7 +65,7 @@ int settleplaces(qha5ctx *ctx) {
 int unsupported(qha5ctx *ctx) {
     return failstale(ctx, msg_nofunction, KVRN_D_UNSUPPORTED);
 }
-int badoption(qha5ctx *ctx) {
+int refusetogether(qha5ctx *ctx) {
     return failstale(ctx, msg_prim, KVRN_D_PRIM);
 }
 
@@ -76,7 +76,7 @@ int checkmerge(qha5ctx *ctx) {
         return unsupported(ctx);
     const bool miscounted = !ctx->apiinput && ctx->filecount != ctx->mergecount;
     if (ctx->mergecount == 0 || miscounted || ctx->stdinopt || ctx->samefile)
-        return badoption(ctx);
+        return refusetogether(ctx);
     return 0;
 }
 
@@ -85,7 +85,7 @@ int checkcopy(qha5ctx *ctx) {
     if (ctx->apiinput || ctx->apioutput)
         return unsupported(ctx);
     if (ctx->sumopt || ctx->suppressopt || ctx->descall || ctx->samefile)
-        return badoption(ctx);
+        return refusetogether(ctx);
     return 0;
 }
 

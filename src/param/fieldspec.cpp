@@ -14,7 +14,7 @@ bool sumfieldfits(const qha5ctx *ctx, const KVRNSUME &field) {
            (field.type == KVRN_CHAR) == istext(ctx);
 }
 
-int keepliteral(qha5ctx *ctx, KVRNRCNE &piece, uint32_t entry) {
+int keeppiece(qha5ctx *ctx, KVRNRCNE &piece, uint32_t entry) {
     if (piece.literal == nullptr)
         return refuserecon(ctx, entry);
     piece.literal = copybytes(ctx, piece.literal, piece.length);
@@ -25,7 +25,7 @@ int readpiece(qha5ctx *ctx, KVRNRCNE &piece, uint32_t entry) {
     if ((piece.type != KVRN_FLD_COPY && piece.type != KVRN_FLD_LIT) || piece.length == 0)
         return refuserecon(ctx, entry);
     if (piece.type == KVRN_FLD_LIT)
-        return keepliteral(ctx, piece, entry);
+        return keeppiece(ctx, piece, entry);
     ctx->reconcopies = true;
     if (ctx->fieldmode == KVRN_FIELDS)
         raise(ctx->reconmaxfld, piece.position);

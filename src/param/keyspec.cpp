@@ -47,7 +47,7 @@ bool keyfits(const qha5ctx *ctx, const KVRNKEYE &key) {
     return fieldfits(fielduse::key, key.type, key.length) && insiderecord(ctx, key);
 }
 
-int addentry(qha5ctx *ctx, tablebuilder &builder, const KVRNKEYE &key, uint32_t number) {
+int addkey(qha5ctx *ctx, tablebuilder &builder, const KVRNKEYE &key, uint32_t number) {
     if (!keyfits(ctx, key))
         return refusekey(ctx, number);
     const bool oldbinary = quirks::littleubebin(ctx->version) && key.type == KVRN_UBEBIN;
@@ -109,7 +109,7 @@ int readkeys(qha5ctx *ctx, const KVRNPRIM *prim, const KVRNKEY *table, const KVR
     if (count == 0 && addwhole(ctx, builder, prim) != 0)
         return -1;
     for (uint32_t i = count; i-- != 0;)
-        if (addentry(ctx, builder, table->entry[i], i) != 0)
+        if (addkey(ctx, builder, table->entry[i], i) != 0)
             return -1;
     if (sum != nullptr && count == 0)
         return failstale(ctx, msg_samefields, KVRN_D_SAMEFIELD); // no key to sum by

@@ -68,7 +68,7 @@ void movemask(KVRNSELE &cond) {
         cond.rlen = 1;
 }
 
-int keepliteral(qha5ctx *ctx, KVRNSELE &cond, uint32_t entry) {
+int keepoperand(qha5ctx *ctx, KVRNSELE &cond, uint32_t entry) {
     if (cond.rlit == nullptr)
         return refuseselection(ctx, entry);
     cond.rlit = copybytes(ctx, cond.rlit, cond.rlen);
@@ -83,7 +83,7 @@ int readcondition(qha5ctx *ctx, uint32_t entry) {
         raise(ctx->selmaxfld, cond.lpos);
     movemask(cond);
     if (cond.rtype == KVRN_FLD_LIT) {
-        if (keepliteral(ctx, cond, entry) != 0)
+        if (keepoperand(ctx, cond, entry) != 0)
             return -1;
     } else if (ctx->fieldmode == KVRN_FIELDS) {
         raise(ctx->selmaxfld, cond.rpos);

@@ -99,7 +99,7 @@ found fromsystem(const qha5ctx *ctx, KVRNSESS *sess) {
 
 // The list comes first, for its faults show even where the deposited text, which
 // takes precedence over it, is used.
-found findtext(qha5ctx *ctx, KVRNSESS *sess, const KVRNFLST *list) {
+found findlist(qha5ctx *ctx, KVRNSESS *sess, const KVRNFLST *list) {
     found listed = found::no;
     if ((list != nullptr) && list->count != 0)
         listed = fromlist(ctx, sess, list);
@@ -119,7 +119,7 @@ bool textends(char c) {
     return c == 0 || c == '\n';
 }
 
-const char *skipblanks(const char *at) {
+const char *behindspace(const char *at) {
     while (*at == ' ' || *at == '\t')
         ++at;
     return at;
@@ -127,7 +127,7 @@ const char *skipblanks(const char *at) {
 
 // Whether no entry can begin here, behind a separator.
 bool noentry(const char *at) {
-    at = skipblanks(at);
+    at = behindspace(at);
     return textends(*at) || *at == '\\' || *at == ':' || *at == separator;
 }
 
@@ -165,7 +165,7 @@ bool cutentries(char *at, char **table, uint32_t count) {
 int cutplaces(qha5ctx *ctx, KVRNSESS *sess) {
     char *text = textplace(ctx);
     const auto length = static_cast<uint32_t>(strlen(text));
-    char *at = text + (skipblanks(text) - text);
+    char *at = text + (behindspace(text) - text);
     if (*at == separator) {
         sess->detail = KVRN_D_WORKDIRS;
         return -1;
@@ -191,7 +191,7 @@ int cutplaces(qha5ctx *ctx, KVRNSESS *sess) {
 } // namespace
 
 int findplaces(qha5ctx *ctx, KVRNSESS *sess, const KVRNFILE *files) {
-    switch (findtext(ctx, sess, files != nullptr ? files->workfiles : nullptr)) {
+    switch (findlist(ctx, sess, files != nullptr ? files->workfiles : nullptr)) {
     case found::failed:
         return -1;
     case found::no:

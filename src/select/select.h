@@ -27,9 +27,15 @@ inline uint64_t operandroom(const qha5ctx *ctx) {
 // selbufl and selbufr over an area of operandroom bytes, which need not be cleared.
 void layoutoperands(qha5ctx *ctx, uint8_t *area);
 
-// A record that selecteval dropped.
-inline void countdropped(qha5ctx *ctx) {
-    ++ctx->selectcount;
+// Steps over the block's next record if it is dropped: its bytes then, 0 when it is kept,
+// -1 failed.  The block's count is the caller's.
+inline int32_t dropnext(qha5ctx *ctx, blockhdr *block) {
+    const int32_t bytes = ctx->selecteval(ctx, block->next);
+    if (bytes > 0) {
+        ++ctx->selectcount;
+        block->next += bytes;
+    }
+    return bytes;
 }
 
 } // namespace kvern

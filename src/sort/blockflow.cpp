@@ -141,7 +141,7 @@ blockhdr *buildblocks(qha5ctx *ctx) {
     }
     if (setuppipeline(ctx) != 0 || reservespill(ctx) != 0)
         return nullptr;
-    ctx->intake = fillslots;
+    ctx->intake = chooseintake(ctx);
     ctx->deliver = choosedeliver(ctx);
     arenaleave(ctx, {ctx->sortnext, ctx->sortfree});
     ctx->freeblocks->state = bs_read;

@@ -61,12 +61,11 @@ int layoutbuffers(qha5ctx *ctx, workspace &space) {
     return layoutwork(ctx, space);
 }
 
-int chooseroutines(qha5ctx *ctx) {
+void wiresort(qha5ctx *ctx) {
     wireencode(ctx);
     beginfolding(ctx);
     if (ctx->selectopt)
         chooseselect(ctx);
-    return 0;
 }
 
 } // namespace
@@ -74,8 +73,9 @@ int chooseroutines(qha5ctx *ctx) {
 int setuppipeline(qha5ctx *ctx) {
     markphase(ctx);
     workspace space{ctx->sortnext, ctx->sortfree};
-    if (layouttext(ctx, space) != 0 || layoutbuffers(ctx, space) != 0 || chooseroutines(ctx) != 0)
+    if (layouttext(ctx, space) != 0 || layoutbuffers(ctx, space) != 0)
         return -1;
+    wiresort(ctx);
     return layoutpool(ctx, space.next, space.left);
 }
 

@@ -7,17 +7,6 @@
 namespace kvern {
 namespace {
 
-// True when the record at the block's next is taken out by selection.
-bool dropped(qha5ctx *ctx, blockhdr *block, int32_t *size) {
-    *size = ctx->selecteval(ctx, block->next);
-    if (*size <= 0)
-        return false;
-    countdropped(ctx);
-    --block->count;
-    block->next += *size;
-    return true;
-}
-
 blockhdr *failintake(blockhdr *block) {
     block->iostat = io_failed;
     return block;
@@ -28,26 +17,35 @@ blockhdr *overflow(qha5ctx *ctx, blockhdr *block) {
     return goexternal(ctx) == 0 ? ctx->intake(ctx, block) : failintake(block);
 }
 
-} // namespace
-
+template <bool selecting>
 blockhdr *fillslots(qha5ctx *ctx, blockhdr *block) {
     block->iostat = io_done;
     scanwithin(ctx, block);
     while (block->next < block->limit && ctx->slotused < ctx->slotcount) {
-        int32_t size = 0;
-        if (ctx->selectopt && dropped(ctx, block, &size))
-            continue;
-        if (size == -1)
-            return failintake(block);
-        size = ctx->encode(ctx, block->next, ctx->slotnext->record());
-        if (size == -1)
+        if constexpr (selecting) {
+            const int32_t dropped = dropnext(ctx, block);
+            if (dropped < 0)
+                return failintake(block);
+            if (dropped > 0) {
+                --block->count;
+                continue;
+            }
+        }
+        const int32_t taken = ctx->encode(ctx, block->next, ctx->slotnext->record());
+        if (taken < 0)
             return failintake(block);
         ++ctx->slotused;
         --block->count;
-        block->next += size;
+        block->next += taken;
         ctx->slotnext = ctx->slotnext->link;
     }
     return block->next < block->limit ? overflow(ctx, block) : block;
+}
+
+} // namespace
+
+intakeroutine chooseintake(const qha5ctx *ctx) {
+    return ctx->selectopt ? fillslots<true> : fillslots<false>;
 }
 
 } // namespace kvern

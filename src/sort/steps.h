@@ -12,7 +12,8 @@ namespace kvern {
 [[nodiscard]] int setuppipeline(qha5ctx *ctx);
 
 // The first `intake`: takes records into slots until all are used, and then goes external.
-blockhdr *fillslots(qha5ctx *ctx, blockhdr *block);
+using intakeroutine = blockhdr *(*)(qha5ctx *ctx, blockhdr *block);
+[[nodiscard]] intakeroutine chooseintake(const qha5ctx *ctx);
 
 // What happens between the last input block and the first output block.
 [[nodiscard]] int runphases(qha5ctx *ctx);

@@ -15,7 +15,7 @@ namespace {
 constexpr uint32_t descriptionroom = 2020;
 static_assert(sizeof(idxinfo) <= descriptionroom);
 
-uint8_t *cleared(qha5ctx *ctx, uint64_t bytes) {
+uint8_t *takecleared(qha5ctx *ctx, uint64_t bytes) {
     uint8_t *room = arenaneed(ctx, bytes);
     if (room != nullptr)
         memset(room, 0, static_cast<size_t>(bytes));
@@ -28,25 +28,25 @@ int refuseindexed(qha5ctx *ctx) {
 
 int takedescription(qha5ctx *ctx, uint32_t number, uint32_t filecount) {
     if (number == 0) {
-        uint8_t *list = cleared(ctx, uint64_t{filecount} * sizeof(idxinfo *));
+        uint8_t *list = takecleared(ctx, uint64_t{filecount} * sizeof(idxinfo *));
         if (list == nullptr)
             return -1;
         ctx->idxinfos = reinterpret_cast<idxinfo **>(list);
     }
-    uint8_t *info = cleared(ctx, descriptionroom);
+    uint8_t *info = takecleared(ctx, descriptionroom);
     if (info == nullptr)
         return -1;
     ctx->idxinfos[number] = reinterpret_cast<idxinfo *>(info);
     ctx->idxcur = number;
-    ctx->idxhdr = cleared(ctx, idxformat::headerlen);
+    ctx->idxhdr = takecleared(ctx, idxformat::headerlen);
     return ctx->idxhdr != nullptr ? 0 : -1;
 }
 
 int takeroom(qha5ctx *ctx, const idxinfo &info) {
-    ctx->idxentry = cleared(ctx, roundup(uint64_t{info.keypartcount} * idxformat::entrylen, 4));
+    ctx->idxentry = takecleared(ctx, roundup(uint64_t{info.keypartcount} * idxformat::entrylen, 4));
     if (ctx->idxentry == nullptr)
         return -1;
-    ctx->idxblock = cleared(ctx, roundup(idxblocksize(info), 4));
+    ctx->idxblock = takecleared(ctx, roundup(idxblocksize(info), 4));
     return ctx->idxblock != nullptr ? 0 : -1;
 }
 

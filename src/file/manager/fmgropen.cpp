@@ -105,7 +105,7 @@ int describeoutput(qha5ctx *ctx, const filectl *file, fmgrcall &call) {
     return 0;
 }
 
-int describeindexed(qha5ctx *ctx, const filectl *file, fmgrcall &call) {
+int describekeyed(qha5ctx *ctx, const filectl *file, fmgrcall &call) {
     const bool reading = file->mode == 'r';
     const uint32_t variable = isvariable(ctx) ? indexedvariable : 0;
     call.number(fp_openflags, (reading ? indexedinput : indexedoutput) | variable);
@@ -123,7 +123,7 @@ int describe(qha5ctx *ctx, const filectl *file, fmgrcall &call) {
         call.number(fp_16, 2);
     call.string(fp_name, file->name, static_cast<uint32_t>(strlen(file->name)));
     if constexpr (kind.kind == KVRN_FILE_INDEXED)
-        return describeindexed(ctx, file, call);
+        return describekeyed(ctx, file, call);
     else
         return describeplain(ctx, file, call);
 }

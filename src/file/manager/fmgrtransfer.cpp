@@ -87,7 +87,7 @@ int32_t endfile(blockhdr *block) {
 // The end shows as fs_end, once.  Asked again the manager of kinds 18 and 19 calls
 // it a failure, that of kind 2 the end.
 template <const fmgrkind &kind>
-bool isend(filectl *file, uint8_t status) {
+bool isfileend(filectl *file, uint8_t status) {
     if (status == fs_end) {
         file->atend = kind.readstatus ? 1 : file->atend;
         return true;
@@ -116,7 +116,7 @@ int32_t readblock(qha5ctx *ctx, filectl *file) {
         fmgrreply reply;
         if (!call.ask(block->next + frame::head, &reply))
             return failtransfer(ctx, file);
-        if (isend<kind>(file, reply.status))
+        if (isfileend<kind>(file, reply.status))
             return endfile(block);
         if (kind.readstatus && reply.status != fs_done)
             return failcoded(ctx, file, msg_read, reply);

@@ -43,6 +43,16 @@ int32_t endatmark(qha5ctx *ctx, carryentry *carry, blockhdr *block) {
     return 0;
 }
 
+// The block's bytes as far as an end mark, 0 when it stands in front of them all.
+uint32_t cutmarked(filectl *file, blockhdr *block, uint32_t length, linedelimiter delimiter) {
+    const void *mark = memchr(block->first, endmark, length);
+    if (mark == nullptr)
+        return length;
+    file->eofseen = true;
+    const auto index = static_cast<uint32_t>(static_cast<const uint8_t *>(mark) - block->first);
+    return index == 0 ? 0 : cutatmark(block, index, delimiter);
+}
+
 } // namespace
 
 int32_t openhandle(qha5ctx *ctx, filectl *file) {
@@ -118,14 +128,9 @@ int32_t readlinehandle(qha5ctx *ctx, filectl *file) {
         endlines(carry, block);
         return 0;
     }
-    if (const void *mark = memchr(block->first, endmark, length); mark != nullptr) {
-        file->eofseen = true;
-        const auto index = static_cast<uint32_t>(static_cast<const uint8_t *>(mark) - block->first);
-        if (index == 0)
-            return endatmark(ctx, carry, block);
-        length = cutatmark(block, index, delimiter);
-    }
-
+    length = cutmarked(file, block, length, delimiter);
+    if (length == 0)
+        return endatmark(ctx, carry, block);
     switch (splitlines(block, carry, length, delimiter, ctx->inreclen, file->eofseen)) {
     case splitend::delimiter:
         return afterpump(ctx, blockbytes(block));

@@ -36,13 +36,22 @@ void countlines(const qha5ctx *ctx, blockhdr *block) {
     block->count = counttext(block->first, block->limit, ctx->linedlmt, ctx->linedlmtlen);
 }
 
+// The run's routines, by record form and by what happens to the records.
+struct copyroutines {
+    // Settles the count of a block that was read.
+    void (*countblock)(const qha5ctx *ctx, blockhdr *block);
+    // Takes an open input to its end; 0 or -1.
+    int (*copyinput)(qha5ctx *ctx, const copyroutines &run, filectl *file, uint32_t input);
+    steproutine step; // null where blocks go out as they came
+};
+
 // Bytes in the block, 0 at the end of the file, -1 failed.
-int32_t readcounted(qha5ctx *ctx, filectl *file, uint32_t input) {
+int32_t readcounted(qha5ctx *ctx, const copyroutines &run, filectl *file, uint32_t input) {
     blockhdr *block = file->block;
     const int32_t got = file->readfn(ctx, file);
     if (got <= 0)
         return got;
-    ctx->countblock(ctx, block);
+    run.countblock(ctx, block);
     countcopied(ctx, input, block->count);
     ++file->blockcount;
     block->next = block->first;
@@ -63,10 +72,10 @@ void emptyblock(blockhdr *block) {
 
 // ---- one open input to its end ----------------------------------------------
 
-int passblock(qha5ctx *ctx, filectl *file, uint32_t input) {
+int passblock(qha5ctx *ctx, const copyroutines &run, filectl *file, uint32_t input) {
     ctx->outfile->block = file->block;
     int32_t got;
-    while ((got = readcounted(ctx, file, input)) > 0)
+    while ((got = readcounted(ctx, run, file, input)) > 0)
         if (writecounted(ctx) != 0)
             return -1;
     return got;
@@ -91,9 +100,9 @@ int packrecords(qha5ctx *ctx, blockhdr *in, blockhdr *out) {
     return 0;
 }
 
-int copypacked(qha5ctx *ctx, filectl *file, uint32_t input) {
+int copypacked(qha5ctx *ctx, const copyroutines &run, filectl *file, uint32_t input) {
     int32_t got;
-    while ((got = readcounted(ctx, file, input)) > 0)
+    while ((got = readcounted(ctx, run, file, input)) > 0)
         if (packrecords(ctx, file->block, ctx->outfile->block) != 0 || writecounted(ctx) != 0)
             return -1;
     return got;
@@ -106,12 +115,12 @@ int flushoutput(qha5ctx *ctx) {
     return 0;
 }
 
-int transform(qha5ctx *ctx, filectl *file, uint32_t input) {
+int transform(qha5ctx *ctx, const copyroutines &run, filectl *file, uint32_t input) {
     int32_t got;
-    while ((got = readcounted(ctx, file, input)) > 0) {
+    while ((got = readcounted(ctx, run, file, input)) > 0) {
         int32_t step;
         do {
-            step = ctx->copystep(ctx, file->block, ctx->outfile->block);
+            step = run.step(ctx, file->block, ctx->outfile->block);
             if (step < 0 || (step != cr_inused && flushoutput(ctx) != 0))
                 return -1;
         } while (step == cr_outfull);
@@ -119,42 +128,44 @@ int transform(qha5ctx *ctx, filectl *file, uint32_t input) {
     return got;
 }
 
-struct copyset {
-    void (*countplain)(const qha5ctx *ctx, blockhdr *block);
-    int (*copyplain)(qha5ctx *ctx, filectl *file, uint32_t input);
-    void (*countrecords)(const qha5ctx *ctx, blockhdr *block); // for the transform
+constexpr copyroutines plainruns[recordforms] = {
+    {keepcount, passblock, nullptr},
+    {keepcount, copypacked, nullptr},
+    {countfeeds, passblock, nullptr},
+    {countfeeds, passblock, nullptr},
 };
-constexpr copyset copysets[recordforms] = {
-    {keepcount, passblock, keepcount},
-    {keepcount, copypacked, keepcount},
-    {countfeeds, passblock, countlines},
-    {countfeeds, passblock, countlines},
+constexpr copyroutines changingruns[recordforms] = {
+    {keepcount, transform, nullptr},
+    {keepcount, transform, nullptr},
+    {countlines, transform, nullptr},
+    {countlines, transform, nullptr},
 };
 
-int copyfile(qha5ctx *ctx, uint32_t input) {
+copyroutines chooserun(const qha5ctx *ctx) {
+    if (!ctx->selectopt && !ctx->reconopt)
+        return plainruns[formof(ctx)];
+    copyroutines run = changingruns[formof(ctx)];
+    run.step = choosestep(ctx);
+    return run;
+}
+
+int copyfile(qha5ctx *ctx, const copyroutines &run, uint32_t input) {
     filectl *file = ctx->infiles[input];
-    if (openinput(ctx, file) != 0 || ctx->copyinput(ctx, file, input) != 0)
+    if (openinput(ctx, file) != 0 || run.copyinput(ctx, run, file, input) != 0)
         return -1;
     return closeinput(ctx, file);
 }
 
 } // namespace
 
-void choosecopyrun(qha5ctx *ctx) {
-    const copyset &set = copysets[formof(ctx)];
-    const bool plain = !ctx->selectopt && !ctx->reconopt;
-    ctx->countblock = plain ? set.countplain : set.countrecords;
-    ctx->copyinput = plain ? set.copyplain : transform;
-    ctx->copystep = plain ? nullptr : choosestep(ctx);
-}
-
 int runcopy(qha5ctx *ctx) {
     if (openoutput(ctx, ctx->outfile) != 0)
         return -1;
+    const copyroutines run = chooserun(ctx);
     for (uint32_t input = 0; input < ctx->filecount; ++input)
-        if (copyfile(ctx, input) != 0)
+        if (copyfile(ctx, run, input) != 0)
             return -1;
-    const bool filled = ctx->copystep != nullptr && ctx->outfile->block->count != 0;
+    const bool filled = run.step != nullptr && ctx->outfile->block->count != 0;
     if (filled && flushoutput(ctx) != 0)
         return -1;
     return closeoutput(ctx, ctx->outfile);

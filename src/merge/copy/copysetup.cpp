@@ -9,7 +9,6 @@
 
 #include "key/text/fieldtables.h"
 #include "key/text/textfields.h"
-#include "merge/copy/copystep.h"
 #include "select/select.h"
 #include "session/phaseclock.h"
 #include "session/workspace.h"
@@ -47,7 +46,7 @@ int layoutfields(qha5ctx *ctx, workspace &space) {
     return layoutrows(ctx, space, 1, KVRN_D_SETUP);
 }
 
-int layouttext(qha5ctx *ctx, workspace &space) {
+int layoutlines(qha5ctx *ctx, workspace &space) {
     if (ctx->recform != 'r')
         return 0;
     return layoutcarry(ctx, space, 1) ? layoutfields(ctx, space) : nostorage(ctx);
@@ -92,14 +91,13 @@ int layoutblocks(qha5ctx *ctx, const workspace &space) {
 int setupcopy(qha5ctx *ctx) {
     markphase(ctx);
     workspace space = arenarest(ctx);
-    if (layoutselection(ctx, space) != 0 || layouttext(ctx, space) != 0 ||
+    if (layoutselection(ctx, space) != 0 || layoutlines(ctx, space) != 0 ||
         layoutblocks(ctx, space) != 0)
         return -1;
     if (ctx->selectopt)
         chooseselect(ctx);
     if (ctx->reconopt)
         wireencode(ctx);
-    choosecopyrun(ctx);
     return 0;
 }
 

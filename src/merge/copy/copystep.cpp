@@ -66,12 +66,10 @@ int32_t steptext(qha5ctx *ctx, const uint8_t *raw, uint8_t *to, uint32_t *placed
 
 int32_t skiprejected(qha5ctx *ctx, blockhdr *in) {
     while (in->count != 0 && in->next < in->limit) {
-        const int32_t size = ctx->selecteval(ctx, in->next);
+        const int32_t size = dropnext(ctx, in);
         if (size <= 0)
             return size;
-        countdropped(ctx);
         --in->count;
-        in->next += size;
     }
     return 0;
 }

@@ -1,14 +1,10 @@
-// What a copy is made of: files to their end, blocks to their end, and the record by
-// record part, out of the input block, through selection and reconstruction, into the
-// output block.
+// The record by record part of a copy: out of the input block, through selection
+// and reconstruction, into the output block.
 #pragma once
 
 #include "session/context.h"
 
 namespace kvern {
-
-// Fills countblock, copyinput and copystep.
-void choosecopyrun(qha5ctx *ctx);
 
 // Result of a step; negative: failed, the message is out.
 enum copyresult : int32_t {

@@ -20,7 +20,7 @@ void storesum(uint8_t *field, uint32_t length, uint64_t word) {
 }
 
 template <typename Integer>
-addresult add(uint8_t *sum, const uint8_t *a, const uint8_t *b, uint32_t length) {
+addresult addbinary(uint8_t *sum, const uint8_t *a, const uint8_t *b, uint32_t length) {
     Integer total;
     if (__builtin_add_overflow(static_cast<Integer>(load(a, length)),
                                static_cast<Integer>(load(b, length)), &total))
@@ -32,10 +32,10 @@ addresult add(uint8_t *sum, const uint8_t *a, const uint8_t *b, uint32_t length)
 } // namespace
 
 addresult add_ubebin(uint8_t *sum, const uint8_t *a, const uint8_t *b, uint32_t length) {
-    return add<uint64_t>(sum, a, b, length);
+    return addbinary<uint64_t>(sum, a, b, length);
 }
 addresult add_sbebin(uint8_t *sum, const uint8_t *a, const uint8_t *b, uint32_t length) {
-    return add<int64_t>(sum, a, b, length);
+    return addbinary<int64_t>(sum, a, b, length);
 }
 
 } // namespace kvern

@@ -64,7 +64,8 @@ struct packed {
 
 // a + factor * b, digit by digit; what is carried out of the first one, in tens.  Good
 // digits carry 0 or `factor`, bad ones between -2 and 3.
-int32_t combine(decimal &sum, const decimal &a, const decimal &b, int32_t factor, uint32_t count) {
+int32_t combinedigits(decimal &sum, const decimal &a, const decimal &b, int32_t factor,
+                      uint32_t count) {
     constexpr int32_t shift = 2; // tens added and taken off, so that nothing is divided below zero
     int32_t carry = 0;
     for (uint32_t i = count; i-- != 0;) {
@@ -76,7 +77,7 @@ int32_t combine(decimal &sum, const decimal &a, const decimal &b, int32_t factor
 }
 
 // False for all zeros, which only bad digits lead to: their complement has a digit more.
-bool complement(decimal &number, uint32_t count) {
+bool tenscomplement(decimal &number, uint32_t count) {
     uint32_t at = count;
     while (at != 0 && number.digit[at - 1] == 0)
         at--;
@@ -93,17 +94,17 @@ bool complement(decimal &number, uint32_t count) {
 bool total(decimal &sum, const decimal &a, const decimal &b, uint32_t count) {
     sum.negative = a.negative;
     const bool subtracting = a.negative != b.negative;
-    const int32_t carry = combine(sum, a, b, subtracting ? -1 : 1, count);
+    const int32_t carry = combinedigits(sum, a, b, subtracting ? -1 : 1, count);
     if (carry == 0)
         return true;
     if (!subtracting || carry != -1)
         return false;
     sum.negative = b.negative;
-    return complement(sum, count);
+    return tenscomplement(sum, count);
 }
 
 template <typename Format>
-addresult add(uint8_t *sum, const uint8_t *a, const uint8_t *b, uint32_t length) {
+addresult adddecimal(uint8_t *sum, const uint8_t *a, const uint8_t *b, uint32_t length) {
     decimal first = {}, second = {}, result = {};
     Format::unpack(first, a, length);
     Format::unpack(second, b, length);
@@ -116,19 +117,19 @@ addresult add(uint8_t *sum, const uint8_t *a, const uint8_t *b, uint32_t length)
 } // namespace
 
 addresult add_zoned_e(uint8_t *sum, const uint8_t *a, const uint8_t *b, uint32_t length) {
-    return add<zoned<ebcdicsign>>(sum, a, b, length);
+    return adddecimal<zoned<ebcdicsign>>(sum, a, b, length);
 }
 addresult add_zoned_5(uint8_t *sum, const uint8_t *a, const uint8_t *b, uint32_t length) {
-    return add<zoned<zone5sign>>(sum, a, b, length);
+    return adddecimal<zoned<zone5sign>>(sum, a, b, length);
 }
 addresult add_zoned_7(uint8_t *sum, const uint8_t *a, const uint8_t *b, uint32_t length) {
-    return add<zoned<zone7sign>>(sum, a, b, length);
+    return adddecimal<zoned<zone7sign>>(sum, a, b, length);
 }
 addresult add_zoned_o(uint8_t *sum, const uint8_t *a, const uint8_t *b, uint32_t length) {
-    return add<zoned<overpunchsign>>(sum, a, b, length);
+    return adddecimal<zoned<overpunchsign>>(sum, a, b, length);
 }
 addresult add_packed(uint8_t *sum, const uint8_t *a, const uint8_t *b, uint32_t length) {
-    return add<packed>(sum, a, b, length);
+    return adddecimal<packed>(sum, a, b, length);
 }
 
 } // namespace kvern

@@ -83,13 +83,13 @@ int32_t stopundone(qha5ctx *ctx, addresult result) {
 
 // ---- fields at a place -----------------------------------------------------
 
-const sumrow *rowsend(const sumtable *rows) {
+const sumrow *sumsend(const sumtable *rows) {
     return rows->entry + rows->count;
 }
 
 // The rows' positions count from `first` and `second`.
 int32_t foldplaces(qha5ctx *ctx, uint8_t *first, const uint8_t *second) {
-    const sumrow *const end = rowsend(ctx->sumspec);
+    const sumrow *const end = sumsend(ctx->sumspec);
     uint8_t *sum = ctx->sumbuf;
     for (const sumrow *row = ctx->sumspec->entry; row != end; sum += row->length, row++) {
         const addresult result =
@@ -138,7 +138,7 @@ addresult addnumbered(const qha5ctx *ctx, uint64_t *grown) {
     for (uint32_t i = 0; i <= ctx->summaxfld; i++)
         ctx->sumfields1[i].userword = 0;
     *grown = 0;
-    const sumrow *const end = rowsend(ctx->sumspec);
+    const sumrow *const end = sumsend(ctx->sumspec);
     uint8_t *sum = ctx->sumbuf;
     for (const sumrow *row = ctx->sumspec->entry; row != end; sum += row->length, row++) {
         fieldaddr &field = ctx->sumfields1[row->position];
@@ -184,7 +184,7 @@ int32_t foldnumbered(qha5ctx *ctx, uint8_t *first, const uint8_t *second) {
     widen(ctx, text, length);
     const auto newlength = static_cast<uint32_t>(length + grown);
     memcpy(first + ctx->txtlenoff, &newlength, sizeof newlength);
-    const sumrow *const end = rowsend(ctx->sumspec);
+    const sumrow *const end = sumsend(ctx->sumspec);
     const uint8_t *sum = ctx->sumbuf;
     for (const sumrow *row = ctx->sumspec->entry; row != end; sum += row->length, row++)
         memcpy(text + (ctx->sumfields1[row->position].start - text), sum, row->length);

@@ -27,20 +27,20 @@ struct number {
     }
 };
 
-const uint8_t *skipblanks(const uint8_t *at, const uint8_t *end) {
+const uint8_t *pastblanks(const uint8_t *at, const uint8_t *end) {
     while (at != end && *at == ' ')
         at++;
     return at;
 }
 
 // False: not a number.
-bool scan(number &found, textnumber text) {
+bool readnumber(number &found, textnumber text) {
     const uint8_t *const end = text.bytes + text.length;
-    const uint8_t *at = skipblanks(text.bytes, end);
+    const uint8_t *at = pastblanks(text.bytes, end);
     found.mark = nomark;
     if (at != end && (*at == '+' || *at == '-')) {
         found.mark = *at;
-        at = skipblanks(at + 1, end);
+        at = pastblanks(at + 1, end);
     }
     found.digits = at;
     found.count = static_cast<uint32_t>(end - at);
@@ -59,8 +59,8 @@ int comparesizes(const number &a, const number &b) {
 
 // a + factor * b, with leading zeros behind the mark.  A number of a sum with a mark
 // has one itself, so its digits always have room; what is carried out is the result.
-int32_t combine(uint8_t *sum, uint32_t length, uint8_t mark, const number &a, const number &b,
-                int32_t factor) {
+int32_t combinetexts(uint8_t *sum, uint32_t length, uint8_t mark, const number &a, const number &b,
+                     int32_t factor) {
     if (mark != nomark) {
         *sum++ = mark;
         length--;
@@ -78,11 +78,11 @@ int32_t combine(uint8_t *sum, uint32_t length, uint8_t mark, const number &a, co
 
 addresult add_text(uint8_t *sum, uint32_t length, textnumber a, textnumber b) {
     number first, second;
-    if (!scan(first, a) || !scan(second, b))
+    if (!readnumber(first, a) || !readnumber(second, b))
         return sum_unusable;
     if (first.negative() == second.negative()) {
         const uint8_t mark = first.mark == second.mark ? first.mark : nomark;
-        return combine(sum, length, mark, first, second, 1) == 0 ? sum_done : sum_overflow;
+        return combinetexts(sum, length, mark, first, second, 1) == 0 ? sum_done : sum_overflow;
     }
     first.skipzeros();
     second.skipzeros();
@@ -93,7 +93,7 @@ addresult add_text(uint8_t *sum, uint32_t length, textnumber a, textnumber b) {
     }
     const number &larger = order > 0 ? first : second;
     const number &smaller = order > 0 ? second : first;
-    (void)combine(sum, length, larger.mark, larger, smaller, -1);
+    (void)combinetexts(sum, length, larger.mark, larger, smaller, -1);
     return sum_done;
 }
 

@@ -44,7 +44,7 @@ blockhdr *leave(blockhdr *block, int32_t status) {
 }
 
 // The draw after the last record.
-blockhdr *finish(qha5ctx *ctx, blockhdr *block) {
+blockhdr *drawafter(qha5ctx *ctx, blockhdr *block) {
     point(ctx, msg_datablocks, lv_inner, ctx->blocksread);
     point(ctx, msg_indexblocks, lv_inner, ctx->wbcount);
     const int outcome = deletetemps(ctx);
@@ -91,12 +91,21 @@ refilled refill(qha5ctx *ctx, Tree &tree) {
     return refilled::failed;
 }
 
+// The last record is out, or no WB came.
+blockhdr *endmerging(qha5ctx *ctx, blockhdr *block, refilled outcome) {
+    if (outcome == refilled::failed)
+        return leave(block, io_failed);
+    ctx->outdone = true;
+    block->limit = block->next;
+    return leave(block, io_done);
+}
+
 template <uint32_t width>
 blockhdr *merge(qha5ctx *ctx, blockhdr *block) {
     block->count = 0;
     block->next = block->first;
     if (ctx->outdone)
-        return finish(ctx, block);
+        return drawafter(ctx, block);
 
     const keyorder<width> order(ctx->keylen);
     losertree<blockhdr, lowestfirst<width>> tree(ctx->mergetree, {order});
@@ -113,27 +122,16 @@ blockhdr *merge(qha5ctx *ctx, blockhdr *block) {
             tree.build(ctx->mergeblocks, ctx->mergewidth);
             continue;
         }
-        const int32_t room = ctx->emit(ctx, block, record);
-        if (room < 0)
-            return leave(block, io_failed);
-        if (room > 0) {
-            ctx->mergeresume = true;
-            return leave(block, io_done);
+        if (const int32_t room = ctx->emit(ctx, block, record); room != 0) {
+            ctx->mergeresume = room > 0;
+            return leave(block, room > 0 ? io_done : io_failed);
         }
         block->count += ctx->emitcounts;
         drophead(champion);
-        if (champion->count != 0) {
+        if (champion->count != 0)
             tree.replay(champion->treenode, champion);
-            continue;
-        }
-        const refilled outcome = refill(ctx, tree);
-        if (outcome == refilled::yes)
-            continue;
-        if (outcome == refilled::failed)
-            return leave(block, io_failed);
-        ctx->outdone = true;
-        block->limit = block->next;
-        return leave(block, io_done);
+        else if (const refilled outcome = refill(ctx, tree); outcome != refilled::yes)
+            return endmerging(ctx, block, outcome);
     }
 }
 

@@ -71,7 +71,7 @@ slot *slotat(const qha5ctx *ctx, uint32_t number) {
 }
 
 // All slots but one, in the order of their addresses, as a chain at slotfirst.
-void chainslots(qha5ctx *ctx, const slot *without) {
+void chainall(qha5ctx *ctx, const slot *without) {
     slot *next = nullptr;
     for (uint32_t at = ctx->slotcount; at != 0; --at) {
         slot *player = slotat(ctx, at - 1);
@@ -121,7 +121,7 @@ int endstring(qha5ctx *ctx) {
         return -1;
     assert(slotsintree(ctx) + ctx->frozencount == ctx->slotcount);
     ctx->frozencount = 0;
-    chainslots(ctx, nullptr);
+    chainall(ctx, nullptr);
     openstring(ctx);
     return 0;
 }
@@ -133,9 +133,35 @@ inline int stepoutput(qha5ctx *ctx) {
     return static_cast<size_t>(wb->end - wb->next) < ctx->intreclen ? turnover(ctx) : 0;
 }
 
-blockhdr *failstring(blockhdr *block, int32_t status) {
+blockhdr *endintake(blockhdr *block, int32_t status) {
     block->iostat = status;
     return block;
+}
+
+// The new record, in the champion's slot, by how it compares with the last one written.
+template <uint32_t width>
+inline int playnew(qha5ctx *ctx, slottree<width> &tree, uint32_t *leaf, int against) {
+    slot *player = tree.champion();
+    if (against == 0) {
+        writeimage(ctx, player);
+        return 0;
+    }
+    if (against < 0) {
+        tree.setchampion(nullptr);
+        if (++ctx->frozencount >= ctx->frozenlimit) {
+            if (endstring(ctx) != 0)
+                return -1;
+            *leaf = tree.champion()->leaf;
+            return 0;
+        }
+        player = tree.takeabove(*leaf);
+        if (player == nullptr)
+            return faillogic(ctx);
+    }
+    tree.replay(*leaf, player);
+    writeimage(ctx, tree.champion());
+    *leaf = tree.champion()->leaf;
+    return 0;
 }
 
 // The string-creating `intake`.
@@ -148,13 +174,11 @@ blockhdr *makestrings(qha5ctx *ctx, blockhdr *block) {
     scanwithin(ctx, block);
     while (block->next < block->limit) {
         if constexpr (selecting) {
-            const int32_t dropped = ctx->selecteval(ctx, block->next);
+            const int32_t dropped = dropnext(ctx, block);
             if (dropped < 0)
-                return failstring(block, io_failed);
+                return endintake(block, io_failed);
             if (dropped > 0) {
-                countdropped(ctx);
                 --block->count;
-                block->next += dropped;
                 continue;
             }
         }
@@ -162,34 +186,15 @@ blockhdr *makestrings(qha5ctx *ctx, blockhdr *block) {
         tree.prefetch(leaf, keytop);
         const int32_t taken = ctx->encode(ctx, block->next, player->record());
         if (taken < 0)
-            return failstring(block, io_failed);
+            return endintake(block, io_failed);
         block->next += taken;
         --block->count;
 
         const int against = order.compare(player->record(), ctx->outwb->next);
-        if (stepoutput(ctx) != 0)
-            return failstring(block, io_failed);
-        if (against == 0) {
-            writeimage(ctx, player);
-            continue;
-        }
-        if (against < 0) {
-            tree.setchampion(nullptr);
-            if (++ctx->frozencount >= ctx->frozenlimit) {
-                if (endstring(ctx) != 0)
-                    return failstring(block, io_failed);
-                leaf = tree.champion()->leaf;
-                continue;
-            }
-            player = tree.takeabove(leaf);
-            if (player == nullptr)
-                return failstring(block, faillogic(ctx));
-        }
-        tree.replay(leaf, player);
-        writeimage(ctx, tree.champion());
-        leaf = tree.champion()->leaf;
+        if (stepoutput(ctx) != 0 || playnew(ctx, tree, &leaf, against) != 0)
+            return endintake(block, io_failed);
     }
-    return failstring(block, io_done);
+    return endintake(block, io_done);
 }
 
 using intakeroutine = blockhdr *(*)(qha5ctx *ctx, blockhdr *block);
@@ -245,7 +250,7 @@ int endstrings(qha5ctx *ctx) {
     if (ctx->outwb->count > 0 && turnover(ctx) != 0)
         return -1;
     assert(slotsintree(ctx) + ctx->frozencount == ctx->slotcount);
-    chainslots(ctx, ctx->slotptrs[0]); // the champion's record is out already
+    chainall(ctx, ctx->slotptrs[0]); // the champion's record is out already
     const uint32_t records = ctx->slotused - 1;
     if (sortslots(ctx, records) != 0 || writesorted(ctx, records) != 0)
         return -1;
