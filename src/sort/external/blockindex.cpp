@@ -38,7 +38,7 @@ idxentry *nextentry(const qha5ctx *ctx, entrykind kind) {
 }
 
 // Starts idxwb afresh behind the index WB at the given place.
-void chainbehind(qha5ctx *ctx, tempfile *file, platform::filepos place, uint32_t count) {
+void chainbehind(const qha5ctx *ctx, tempfile *file, platform::filepos place, uint32_t count) {
     blockhdr *wb = ctx->idxwb;
     wb->next = wb->first;
     wb->count = 0;

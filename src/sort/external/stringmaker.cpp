@@ -108,7 +108,7 @@ void writeimage(const qha5ctx *ctx, const slot *player) {
 }
 
 // The tree of all N slots of the chain at slotfirst; its champion opens a string.
-void openstring(qha5ctx *ctx) {
+void openstring(const qha5ctx *ctx) {
     slottree<0> tree = treeof<0>(ctx);
     tree.build(ctx->slotfirst, ctx->slotcount);
     writeimage(ctx, tree.champion());
@@ -139,8 +139,10 @@ blockhdr *endintake(blockhdr *block, int32_t status) {
 }
 
 // The new record, in the champion's slot, by how it compares with the last one written.
+// Part of the loop below, and in line with it.
 template <uint32_t width>
-inline int playnew(qha5ctx *ctx, slottree<width> &tree, uint32_t *leaf, int against) {
+[[gnu::always_inline]] inline int playnew(qha5ctx *ctx, slottree<width> &tree, uint32_t *leaf,
+                                          int against) {
     slot *player = tree.champion();
     if (against == 0) {
         writeimage(ctx, player);
