@@ -12,7 +12,6 @@
 namespace kvern {
 namespace {
 
-constexpr uint8_t keyoptionbits = 1 | 2 | 4 | 8 | 16;
 constexpr uint8_t bothrecords = 225; // old spelling of "one record per call, both ways"
 
 int badoption(qha5ctx *ctx, const char *field) {
@@ -86,11 +85,10 @@ void readbits(qha5ctx *ctx, const KVRNPRIM *prim) {
 int readkeybits(qha5ctx *ctx, const KVRNPRIM *prim) {
     if (ctx->level < 2)
         return 0;
-    ctx->keyoption = prim->keyoption & keyoptionbits;
     ctx->keyoption2 = prim->keyoption2 & KVRN_KANJI_JIS;
     if (ctx->keyoption2 != 0)
         ctx->dbcs = dbcsaware;
-    if (ctx->keyoption2 != 0 && (ctx->keyoption & KVRN_KEYOPT_NUMERIC) != 0)
+    if (ctx->keyoption2 != 0 && (prim->keyoption & KVRN_KEYOPT_NUMERIC) != 0)
         return badoption(ctx, "keyoption");
     return 0;
 }

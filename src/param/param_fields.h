@@ -37,7 +37,7 @@ struct param_fields {
     bool samefile, stdoutopt, stdinopt;
     uint8_t recoprat;
     bool keeporder, suppressopt, sumopt, selectopt, reconopt, descall;
-    uint8_t keyoption, keyoption2;
+    uint8_t keyoption2;
     uint8_t tmpoption;
     uint8_t cdmode, altmode;
     uint8_t fieldmode;     // 243 by number, 244 by column, 0 no text

@@ -65,14 +65,12 @@ bool buildcaller(qha5ctx *ctx, workspace &rest) {
     uint8_t *const room = lengths.block != 0 ? rest.take(lengths.block) : nullptr;
     if (room == nullptr)
         return false;
-    ctx->iobufcount = 1;
     setlengths(ctx, lengths.inblklen, lengths.outblklen);
     ctx->textreadlen = static_cast<uint32_t>(lengths.textreadlen);
 
     ctx->idxentlen = idxentrylen(ctx->keylen);
     ctx->wbsize = wbsizefor(ctx, lengths.block - sizeof(blockhdr));
-    ctx->freeblocks =
-        buildchain(room, ctx->iobufcount, lengths.inblklen, lengths.block - sizeof(blockhdr));
+    ctx->freeblocks = buildchain(room, 1, lengths.inblklen, lengths.block - sizeof(blockhdr));
     return true;
 }
 

@@ -86,7 +86,6 @@ constexpr uint32_t tempfileroom = 20; // temporary file records reserved
 
 struct sort_fields {
     // Caller blocks.
-    uint32_t iobufcount;          // 1 in a sort
     uint32_t inblklen, outblklen; // usable bytes for input and output
     uint32_t textreadlen;         // bytes asked of one line read
     carryentry *carrytab;         // one entry per input stream
@@ -152,7 +151,7 @@ struct sort_fields {
     uint32_t datawbcount; // data WBs written
 
     // Index of first keys.
-    blockhdr *idxwb, *idxreadwb;
+    blockhdr *idxwb;
     tempfile *idxrootfile;
     platform::filepos idxrootpos;
     uint32_t idxrootcount;

@@ -53,6 +53,7 @@ class ordering {
     qha5ctx *ctx;
     placenode *places = nullptr; // places free for writing
     placenode *spare = nullptr;  // nodes without a place
+    blockhdr *reading = nullptr; // index WB whose read was issued
     blockhdr *out = nullptr;     // WB being filled from its end
     uint32_t taken = 0;          // d entries read
     uint32_t moved = 0;          // d entries put
@@ -122,14 +123,14 @@ int ordering::issueread(tempfile *file, platform::filepos place, uint32_t count)
     if (wb == nullptr)
         return -1;
     loadplace(wb, file, place, count);
-    ctx->idxreadwb = wb;
+    reading = wb;
     return readwb(ctx, wb);
 }
 
 // The index WB whose read was issued, or null at the end of the chain; issues the
 // read of its predecessor.
 int ordering::nextindexwb(blockhdr **wb) {
-    *wb = ctx->idxreadwb;
+    *wb = reading;
     if (*wb == nullptr)
         return 0;
     if (takedone(ctx, *wb) == nullptr || (*wb)->iostat != io_done)
@@ -138,7 +139,7 @@ int ordering::nextindexwb(blockhdr **wb) {
     const auto *chain = reinterpret_cast<const idxentry *>((*wb)->first);
     if (chain->tempfile != nullptr)
         return issueread(chain->tempfile, chain->filepos, chain->count);
-    ctx->idxreadwb = nullptr;
+    reading = nullptr;
     return 0;
 }
 

@@ -72,6 +72,28 @@ int startread(qha5ctx *ctx, idxentry *entry, blockhdr *block) {
     return readwb(ctx, block);
 }
 
+namespace {
+
+// The WB of the entry is in the block.
+int awaitread(qha5ctx *ctx, const idxentry *due, blockhdr *block) {
+    if (takedone(ctx, block) == nullptr || block->iostat != io_done)
+        return -1;
+    block->state = bs_merging;
+    return keycompare(block->first, due->key(), ctx->keylen) != 0 ? faillogic(ctx) : 0;
+}
+
+// The entry, no group then, has its read issued, if a WB is left.
+int readfollowing(qha5ctx *ctx, idxentry *following, blockhdr *buffer) {
+    while (following->kind == ek_index)
+        if (expandgroup(ctx, following, buffer) != 0)
+            return -1;
+    if (following->kind == ek_end || following->mark == em_reading)
+        return 0;
+    return startread(ctx, following, buffer);
+}
+
+} // namespace
+
 int nextwb(qha5ctx *ctx, blockhdr *buffer, blockhdr **wb) {
     idxentry *due = ctx->idxlist;
     *wb = nullptr;
@@ -80,22 +102,12 @@ int nextwb(qha5ctx *ctx, blockhdr *buffer, blockhdr **wb) {
     blockhdr *block = due->mark == em_reading ? due->receiver : nullptr;
     if (block == nullptr)
         return faillogic(ctx);
-    if (takedone(ctx, block) == nullptr || block->iostat != io_done)
+    if (awaitread(ctx, due, block) != 0 || readfollowing(ctx, due->link, buffer) != 0)
         return -1;
-    block->state = bs_merging;
-    if (keycompare(block->first, due->key(), ctx->keylen) != 0)
-        return faillogic(ctx);
-
-    idxentry *following = due->link;
-    while (following->kind == ek_index)
-        if (expandgroup(ctx, following, buffer) != 0)
-            return -1;
-    if (following->kind != ek_end && following->mark != em_reading)
-        if (startread(ctx, following, buffer) != 0)
-            return -1;
 
     // Only now, behind what the expansion took, the place just read becomes the one
     // that a spill may write over.
+    idxentry *following = due->link;
     due->mark = em_unread;
     due->tempfile = block->file;
     due->link = ctx->idxfree;

@@ -64,6 +64,20 @@ uint32_t listlength(const qha5ctx *ctx, const workspace &space) {
     return static_cast<uint32_t>(ctx->idxperwb + sparelist + spilled);
 }
 
+// The root's entries as the list, by rising keys, with the sentinel behind them.
+void listroot(qha5ctx *ctx, const blockhdr *root) {
+    idxentry *entry = ctx->idxlist = ctx->idxfree; // in address order
+    for (uint32_t at = 0; at < root->count; ++at, entry = entry->link)
+        copyentry(ctx, entry, root->first + size_t{at} * ctx->idxentlen);
+    ctx->idxsentinel = entry;
+    ctx->idxfree = entry->link;
+    ctx->idxcount = root->count + 1;
+    memset(static_cast<void *>(entry), 0xFF, ctx->idxentlen);
+    entry->kind = ek_end;
+    entry->link = entry;
+    assert(listholds(ctx));
+}
+
 // Reads the root of the ordered index into the list.
 int loadroot(qha5ctx *ctx, workspace &space) {
     const uint32_t entries = listlength(ctx, space);
@@ -85,17 +99,7 @@ int loadroot(qha5ctx *ctx, workspace &space) {
     if (readwbsync(ctx, wb) != 0)
         return -1;
 
-    idxentry *entry = ctx->idxlist = ctx->idxfree; // in address order
-    for (uint32_t at = 0; at < wb->count; ++at, entry = entry->link)
-        copyentry(ctx, entry, wb->first + size_t{at} * ctx->idxentlen);
-    ctx->idxsentinel = entry;
-    ctx->idxfree = entry->link;
-    ctx->idxcount = wb->count + 1;
-    memset(static_cast<void *>(entry), 0xFF, ctx->idxentlen);
-    entry->kind = ek_end;
-    entry->link = entry;
-    assert(listholds(ctx));
-
+    listroot(ctx, wb);
     wb->state = bs_free;
     returnwb(ctx, wb);
     return 0;

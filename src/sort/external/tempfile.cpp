@@ -144,7 +144,6 @@ void tookdirectory(qha5ctx *ctx) {
 }
 
 int misseddirectory(qha5ctx *ctx) {
-    ctx->workpaths[ctx->workdirpos] = nullptr;
     ++ctx->workdirpos;
     return ctx->workdirpos >= ctx->workdircount ? fail(ctx, msg_tempspace, KVRN_D_TEMPSPACE) : 1;
 }
@@ -230,6 +229,21 @@ void notetraffic(qha5ctx *ctx, const tempfile *file) {
     point(ctx, msg_tempreads, lv_inner, file->path, file->reads);
 }
 
+// The record of a file that was made is the newest of the list.
+void enter(qha5ctx *ctx, tempfile *record, uint32_t room) {
+    if (keepsfiles(ctx))
+        record->deleteit = 0;
+    else
+        record->hidden = platform::hidetemp(record->handle, record->path) ? 1 : 0;
+    record->state = fs_open;
+    record->link = ctx->tempfiles;
+    ctx->tempfiles = record;
+    ++ctx->tempcount;
+    assert(room <= ctx->tfrecroom);
+    ctx->tfrecnext += room;
+    ctx->tfrecroom -= room;
+}
+
 } // namespace
 
 int newtemp(qha5ctx *ctx) {
@@ -252,17 +266,7 @@ int newtemp(qha5ctx *ctx) {
 
     notesyscode(ctx, 0); // what made another place necessary is behind us
     source.took(ctx);
-    if (keepsfiles(ctx))
-        record->deleteit = 0;
-    else
-        record->hidden = platform::hidetemp(record->handle, record->path) ? 1 : 0;
-    record->state = fs_open;
-    record->link = ctx->tempfiles;
-    ctx->tempfiles = record;
-    ++ctx->tempcount;
-    assert(room <= ctx->tfrecroom);
-    ctx->tfrecnext += room;
-    ctx->tfrecroom -= room;
+    enter(ctx, record, room);
     return 0;
 }
 
