@@ -9,41 +9,35 @@ namespace kvern {
 struct qha5ctx;
 struct blockhdr;
 
-// What an encoder may need beside its field.
-struct keyextra {
-    const uint8_t *table; // TABLED: 256 bytes; MASKBYTE: the mask; else null
-    uint8_t options;      // textoption bits, text records only
-    uint32_t textlength;  // text records only: bytes of the field that are there
+// A field of a record as its encoder and decoder know it.
+struct keyfield {
+    uint32_t len = 0; // bytes in the source record; text by fields: at most
+    uint8_t type = 0; // public key type; 0 for what is no key
+    uint8_t options = 0;
+    uint8_t order = 0;
+    uint8_t kanjiconv = 0;
+    // TABLED: 256 bytes; MASKBYTE: the mask; else the order of the other code
+    const uint8_t *table = nullptr;
 };
 
-// An encoder fills a piece of the internal record from `length` source bytes; a
-// decoder fills the source bytes from the piece.  Both return -1 for failure,
-// anything else for success; decoder results are not looked at.  No message is
-// issued by either.
-using coder = int32_t (*)(qha5ctx *ctx, uint8_t *dst, const uint8_t *src, uint32_t length,
-                          uint8_t order, const keyextra &extra);
+// An encoder fills the field's place in the internal record, `key`, with its normal
+// form.  Of text records `given` bytes of the field are there; others do not look at it.
+// The length of the normal form, or -1 for a record that cannot be encoded; no message.
+using keyencoder = int32_t (*)(const qha5ctx *ctx, uint8_t *key, const uint8_t *source,
+                               const keyfield &field, uint32_t given);
+// A decoder fills the field from its normal form, as far as that tells its bytes.
+using keydecoder = void (*)(uint8_t *target, const uint8_t *key, const keyfield &field);
 
 // One piece of a record and its place in the internal record.
-struct keyentry {
+struct keyentry : keyfield {
     uint32_t src; // offset in the source record ('v' counts the length word);
                   // text by fields: the field's number
     uint32_t dst; // offset in the internal record
-    uint32_t len; // bytes in the source record
-    uint8_t type; // public key type or one of internaltype
-    uint8_t options;
-    uint8_t order;
-    uint8_t kanjiconv;
-    const uint8_t *table;
-    coder encoder;
-    coder decoder; // null: nothing to restore
-
-    keyextra extra(uint32_t textlength = 0) const { return {table, options, textlength}; }
+    keyencoder encoder;
+    keydecoder decoder; // null: nothing to restore
 };
-
-enum internaltype : uint8_t {
-    ET_RAW = 237, // bytes carried over unchanged
-    ET_SEQ = 238, // the 4-byte input sequence number
-};
+// What a storage size has room for shows.
+static_assert(sizeof(keyentry) == 16 + 3 * sizeof(void *));
 
 struct keytab {
     uint32_t count;

@@ -13,7 +13,7 @@
 // and cut to 32 only for a table that is refused right after.
 #include "key/keytable.h"
 
-#include "key/wiring.h"
+#include "key/keytypes.h"
 #include "session/arena.h"
 #include "session/qha9msg.h"
 #include "sort/record/recordform.h"
@@ -39,63 +39,9 @@ uint32_t sourceplace(const qha5ctx *ctx, uint32_t position) {
     return cut(std::min<uint64_t>(place, UINT32_MAX));
 }
 
-// Width of a normal form, where it is not the field's length:
-// length * factor + extra.
-struct typewidth {
-    uint8_t type;
-    uint8_t factor;
-    uint8_t extra;
-};
-constexpr typewidth widths[] = {
-    {KVRN_COLLATE, 12, 0}, {KVRN_WIDE2, 12, 0},    {KVRN_WIDE4, 12, 0}, {KVRN_ZONED, 1, 1},
-    {KVRN_SIGNLEAD, 1, 1}, {KVRN_SIGNTRAIL, 1, 1}, {KVRN_ZONEDU, 1, 1}, {KVRN_ZONEDLEAD, 1, 1},
-    {KVRN_FLOAT4, 1, 1},   {KVRN_FLOAT8, 1, 1},    {KVRN_PACKED, 1, 1}, {KVRN_MASKBYTE, 0, 1},
-};
-
-// The bit alone makes a character field wide; whether it is encoded by JIS code
-// hangs on the whole byte.  Intended: the upper half then stays zero.
-uint64_t normalwidth(const keypiece &piece) {
-    if (piece.type == KVRN_CHAR && (piece.kanjiconv & KVRN_KANJI_JIS) != 0)
-        return uint64_t{piece.length} * 2;
-    for (const typewidth &row : widths)
-        if (row.type == piece.type)
-            return uint64_t{piece.length} * row.factor + row.extra;
-    return piece.length;
-}
-
 // A row whose source bytes do not come back from the key area.
-bool islost(const qha5ctx *ctx, const keyentry &row) {
-    const bool ebcdic = ctx->cdmode == KVRN_CD_EBCDIC;
-    switch (row.type) {
-    case KVRN_TABLED:
-    case KVRN_MASKBYTE:
-    case KVRN_COLLATE:
-    case KVRN_WIDE2:
-    case KVRN_WIDE4:
-        return true;
-    case KVRN_CHAR:
-        if (ebcdic)
-            return true;
-        break;
-    case KVRN_CHARX:
-        if (!ebcdic)
-            return true;
-        break;
-    default:
-        break;
-    }
-    return (row.options & KVRN_TXT_KEEPSOURCE) != 0 || row.kanjiconv != 0;
-}
-
-// Bytes at the front and at the end of a field that its decoder does not write.
-constexpr uint32_t lostfront(uint8_t type) {
-    return type == KVRN_SIGNLEAD || type == KVRN_ZONEDLEAD ? 1 : 0;
-}
-constexpr uint32_t losttail(uint8_t type) {
-    return type == KVRN_ZONED || type == KVRN_SIGNTRAIL || type == KVRN_ZONEDU ||
-                   type == KVRN_PACKED
-               ? 1
-               : 0;
+bool islost(const keyentry &row) {
+    return row.decoder == nullptr || (row.options & KVRN_TXT_KEEPSOURCE) != 0 || row.kanjiconv != 0;
 }
 
 // A row that restores its source bytes, in the list by ascending source offset.
@@ -121,7 +67,7 @@ int tablebuilder::begin(uint32_t keys, uint32_t sums) {
         wanted = wanted * 2 + 1 + uint64_t{sums} * 2;
     if (ctx->keeporder)
         wanted++;
-    const uint64_t bytes = offsetof(keytab, entry) + wanted * sizeof(keyentry);
+    const uint64_t bytes = sizeof(keytab) - sizeof(keyentry) + wanted * sizeof(keyentry);
     uint8_t *area = arenaneed(ctx, bytes);
     if (area == nullptr)
         return -1;
@@ -129,31 +75,30 @@ int tablebuilder::begin(uint32_t keys, uint32_t sums) {
     ctx->keytable = reinterpret_cast<keytab *>(area);
     keysleft = keys != 0 ? keys : 1;
     if (ctx->keeporder) {
-        addrow().type = ET_SEQ;
+        codesequence(addrow());
         place = sequenceword;
     }
     return 0;
 }
 
-keyentry *tablebuilder::addkey(const keypiece &piece) {
+keyentry *tablebuilder::addkey(uint32_t position, const keyfield &field) {
     if (keysleft == 0) {
         faillogic(ctx);
         return nullptr;
     }
     keysleft--;
     keyentry &row = addrow();
-    row.src = sourceplace(ctx, piece.position);
-    row.len = piece.length;
-    row.type = piece.type;
-    row.options = piece.options;
-    row.order = piece.order;
-    row.kanjiconv = piece.kanjiconv;
-    place += normalwidth(piece);
+    static_cast<keyfield &>(row) = field;
+    row.src = sourceplace(ctx, position);
+    place += normalwidth(field);
     return &row;
 }
 
 int tablebuilder::finish(const KVRNSUM *sum) {
     ctx->keycount = rows;
+    for (uint32_t i = ctx->keeporder ? 1 : 0; i < rows; i++)
+        if (wirekey(ctx, ctx->keytable->entry[i]) != 0)
+            return -1;
     place = roundup(place, keyunit);
     ctx->keylen = cut(place);
     if (sum != nullptr)
@@ -171,7 +116,7 @@ int tablebuilder::finish(const KVRNSUM *sum) {
         return fail(ctx, msg_nostorage, KVRN_D_SETUP);
     ctx->intreclen = cut(place);
     ctx->keytable->count = rows;
-    return wire(ctx);
+    return 0;
 }
 
 keyentry &tablebuilder::addrow() {
@@ -184,7 +129,7 @@ keyentry &tablebuilder::addraw(uint32_t src, uint64_t length) {
     keyentry &row = addrow();
     row.src = src;
     row.len = cut(length);
-    row.type = ET_RAW;
+    codecarried(row);
     place += length;
     return row;
 }
@@ -219,20 +164,21 @@ int tablebuilder::addgaps() {
     uint32_t listed = 0;
     for (uint32_t i = 0; i < present; i++) {
         const keyentry &row = ctx->keytable->entry[i];
-        if (!islost(ctx, row))
+        if (!islost(row))
             list[listed++] = {row.src, row.len, i, row.type};
     }
     std::sort(list, list + listed, comesfirst);
 
     uint64_t covered = 0;
     for (uint32_t i = 0; i < listed; i++) {
-        const uint64_t start = uint64_t{list[i].src} + lostfront(list[i].type);
+        const lostbytes lost = lostof(list[i].type);
+        const uint64_t start = uint64_t{list[i].src} + lost.front;
         const uint64_t end = uint64_t{list[i].src} + list[i].len;
         if (start > covered)
             addgap(covered, start);
         else if (end <= covered)
             continue;
-        covered = end - losttail(list[i].type);
+        covered = end - lost.tail;
     }
     const uint32_t prefix = prefixof(formof(ctx));
     const uint64_t recordend = uint64_t{ctx->reconopt ? ctx->outreclen : ctx->inreclen} + prefix;
@@ -242,7 +188,7 @@ int tablebuilder::addgaps() {
 }
 
 void tablebuilder::addgap(uint64_t from, uint64_t to) {
-    addraw(cut(from), to - from).order = KVRN_ASCENDING;
+    addraw(cut(from), to - from);
 }
 
 // The rows hold the prefix of 'v' already, and still the record gets a word more,

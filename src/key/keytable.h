@@ -12,15 +12,6 @@
 
 namespace kvern {
 
-struct keypiece {
-    uint32_t position; // as in KVRNKEYE, without the length word of 'v'
-    uint32_t length;
-    uint8_t type;
-    uint8_t options;
-    uint8_t order;
-    uint8_t kanjiconv;
-};
-
 class tablebuilder {
   public:
     explicit tablebuilder(qha5ctx *session) : ctx(session) {}
@@ -29,10 +20,11 @@ class tablebuilder {
     // number of key entries given, 0 for the whole-record key; `sums` that of
     // summation entries.
     [[nodiscard]] int begin(uint32_t keys, uint32_t sums);
-    // Places the next key piece; its row, for the caller to add a table or to
-    // change the length of a mask.  Null, with the message out, beyond `keys`.
-    keyentry *addkey(const keypiece &piece);
-    // Summation rows, gaps or text, the internal record's length, wiring.  `sum`
+    // Places the next key, at `position` as in KVRNKEYE; its row, for the caller to add
+    // a table or to change the length of a mask.  Null, with the message out, beyond
+    // `keys`.
+    keyentry *addkey(uint32_t position, const keyfield &field);
+    // Summation rows, gaps or text, the internal record's length.  `sum`
     // is the caller's table, null without summation.
     [[nodiscard]] int finish(const KVRNSUM *sum);
 

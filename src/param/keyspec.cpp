@@ -52,8 +52,11 @@ int addkey(qha5ctx *ctx, tablebuilder &builder, const KVRNKEYE &key, uint32_t nu
         return refusekey(ctx, number);
     const bool oldbinary = quirks::littleubebin(ctx->version) && key.type == KVRN_UBEBIN;
     const uint8_t type = oldbinary ? uint8_t{KVRN_SLEBIN} : key.type;
-    keyentry *row =
-        builder.addkey({key.position, key.length, type, key.textoption, key.order, key.kanjiconv});
+    keyentry *row = builder.addkey(key.position, {.len = key.length,
+                                                  .type = type,
+                                                  .options = key.textoption,
+                                                  .order = key.order,
+                                                  .kanjiconv = key.kanjiconv});
     if (row == nullptr)
         return -1;
     if (key.kanjiconv == KVRN_KANJI_JIS)
@@ -87,13 +90,13 @@ int addwhole(qha5ctx *ctx, tablebuilder &builder, const KVRNPRIM *prim) {
     const bool ebcdic = ctx->cdmode == KVRN_CD_EBCDIC;
     if (ebcdic && (ctx->level < 4 || ctx->keyoption2 != 0))
         return refusekey(ctx, 0);
-    keypiece whole{};
-    whole.length = ctx->outreclen;
-    whole.type = ebcdic ? KVRN_CHARX : KVRN_CHAR;
-    whole.options = wholeoptions(ctx, prim);
-    whole.order = ctx->descall ? KVRN_DESCENDING : KVRN_ASCENDING;
-    whole.kanjiconv = ctx->keyoption2;
-    return builder.addkey(whole) != nullptr ? 0 : -1;
+    const keyfield whole = {.len = ctx->outreclen,
+                            .type = ebcdic ? uint8_t{KVRN_CHARX} : uint8_t{KVRN_CHAR},
+                            .options = wholeoptions(ctx, prim),
+                            .order =
+                                ctx->descall ? uint8_t{KVRN_DESCENDING} : uint8_t{KVRN_ASCENDING},
+                            .kanjiconv = ctx->keyoption2};
+    return builder.addkey(0, whole) != nullptr ? 0 : -1;
 }
 
 } // namespace

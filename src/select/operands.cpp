@@ -8,7 +8,7 @@
 
 #include "select/operands.h"
 
-#include "key/encode/encoders.h"
+#include "key/encode/textkeys.h"
 #include "select/comparators.h"
 #include "session/arena.h"
 #include "session/qha9msg.h"
@@ -21,7 +21,6 @@ namespace kvern {
 
 namespace {
 
-constexpr uint8_t ascending = 16;
 constexpr uint8_t wholebyte = 0xFF; // mask of a literal
 
 // The key encoders know nothing of words: what is left of the last one is zero.  A
@@ -43,10 +42,11 @@ int32_t wholewords(const qha5ctx *ctx, int32_t encoded) {
 int32_t encodeone(qha5ctx *ctx, const comparison &kind, uint8_t *dst, const operand &from,
                   const uint8_t *mask) {
     const uint32_t column = cdcolumn(ctx->cdmode);
-    const coder comparator = column < cdmodes ? kind.comparator[column] : nullptr;
+    const keyencoder comparator = column < cdmodes ? kind.comparators[column].encoder : nullptr;
     if (comparator == nullptr)
         return faillogic(ctx);
-    return comparator(ctx, dst, from.source, from.length, ascending, {mask, 0, 0});
+    const keyfield field = {.len = from.length, .order = KVRN_ASCENDING, .table = mask};
+    return comparator(ctx, dst, from.source, field, from.length);
 }
 
 void widenoperand(const qha5ctx *ctx, const comparison &kind, uint8_t *buffer, operand &shorter,
@@ -98,13 +98,14 @@ int32_t encodebytes(qha5ctx *ctx, const KVRNSELE &cond, const uint8_t *data) {
 // other records no text is equal to what it begins with.
 int32_t encodetexts(qha5ctx *ctx, const KVRNSELE &cond, const operand &left, const operand &right) {
     if (cond.ltype == KVRN_COLLATE)
-        return enc_none(ctx, ctx->selbufl, left.source, left.length, ascending, {});
+        return -1;
     if (cond.ltype != KVRN_CHAR)
         return faillogic(ctx);
-    const uint32_t length = std::max(left.length, right.length);
+    const keyfield field = {.len = std::max(left.length, right.length),
+                            .options = cond.options,
+                            .order = KVRN_ASCENDING};
     const auto encode = [&](uint8_t *to, const operand &from) {
-        return enc_text(ctx, to, from.source, length, ascending,
-                        {nullptr, cond.options, from.length});
+        return keyform::linetext::encode(ctx, to, {from.source, from.length}, field);
     };
     return encode(ctx->selbufl, left) < 0 ? -1 : wholewords(ctx, encode(ctx->selbufr, right));
 }

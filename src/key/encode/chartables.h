@@ -33,10 +33,4 @@ extern const chartable TBL_E2A0, TBL_E2A1, TBL_E2A2;
 extern const chartable TBL_A2E0, TBL_A2E1, TBL_A2E2;
 // NOLINTEND(bugprone-dynamic-static-initializers)
 
-// The same values for text keys of the other code (enc_textx).
-inline constexpr const chartable &TBL_CLASSX = TBL_CLASS;
-inline constexpr const chartable &TBL_A2E0T = TBL_A2E0;
-inline constexpr const chartable &TBL_A2E1T = TBL_A2E1;
-inline constexpr const chartable &TBL_A2E2T = TBL_A2E2;
-
 } // namespace kvern

@@ -4,7 +4,7 @@
 // that overlaps the one before.  Source and destination never overlap.
 #pragma once
 
-#include "key/encode/encoders.h"
+#include "kvern.h"
 
 #include <cstdint>
 #include <cstring>
@@ -18,7 +18,7 @@ constexpr uint8_t flipof(bool complemented) {
     return complemented ? flipall : flipnone;
 }
 constexpr bool isdescending(uint8_t order) {
-    return order == order_descending;
+    return order == KVRN_DESCENDING;
 }
 constexpr uint8_t flipoforder(uint8_t order) {
     return flipof(isdescending(order));

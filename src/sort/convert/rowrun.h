@@ -7,20 +7,14 @@
 //   | seq | reversals up to keycount | copies up to count |
 #pragma once
 
-#include "key/encode/encoders.h"
-#include "key/encode/reversal.h"
+#include "key/encode/coding.h"
+#include "key/encode/plainkeys.h"
 #include "session/context.h"
 
 #include <algorithm>
 #include <cstring>
 
 namespace kvern {
-
-// What a text row works on: `length` bytes of the field are there.
-struct textsource {
-    const uint8_t *bytes;
-    uint32_t length;
-};
 
 inline const keyentry *rowsbegin(const keytab *table) {
     return table->entry;
@@ -32,21 +26,18 @@ inline const keyentry *rowsend(const keytab *table) {
 inline int32_t encoderows(qha5ctx *ctx, const uint8_t *image, uint8_t *internal) {
     const keyentry *end = rowsend(ctx->keytable);
     for (const keyentry *row = rowsbegin(ctx->keytable); row != end; ++row)
-        if (row->encoder(ctx, internal + row->dst, image + row->src, row->len, row->order,
-                         row->extra()) == -1)
+        if (row->encoder(ctx, internal + row->dst, image + row->src, *row, row->len) == -1)
             return -1;
     return 0;
 }
 
-// Text rows: the field's length goes beside the call, since row->len is only the
-// room that the key has for it.
+// Text rows: row->len is only the room that the key has for the field.
 template <typename Locate>
 int32_t encodetextrows(qha5ctx *ctx, uint8_t *internal, Locate locate) {
     const keyentry *end = rowsend(ctx->keytable);
     for (const keyentry *row = rowsbegin(ctx->keytable); row != end; ++row) {
-        const textsource source = locate(*row);
-        if (row->encoder(ctx, internal + row->dst, source.bytes, row->len, row->order,
-                         row->extra(source.length)) == -1)
+        const textspan text = locate(*row);
+        if (row->encoder(ctx, internal + row->dst, text.start, *row, text.length) == -1)
             return -1;
     }
     return 0;
@@ -55,7 +46,7 @@ int32_t encodetextrows(qha5ctx *ctx, uint8_t *internal, Locate locate) {
 // src is a column; behind the line's end there are zeros.
 inline int32_t encodecolumnrows(qha5ctx *ctx, const uint8_t *text, uint8_t *internal) {
     return encodetextrows(ctx, internal, [text](const keyentry &row) {
-        return textsource{text + row.src, row.len};
+        return textspan{text + row.src, row.len};
     });
 }
 
@@ -63,16 +54,15 @@ inline int32_t encodecolumnrows(qha5ctx *ctx, const uint8_t *text, uint8_t *inte
 inline int32_t encodefieldrows(qha5ctx *ctx, const uint8_t *text, uint8_t *internal) {
     return encodetextrows(ctx, internal, [ctx, text](const keyentry &row) {
         const fieldrow &field = ctx->keyfields[row.src];
-        return textsource{text + field.offset, std::min(row.len, field.length)};
+        return textspan{text + field.offset, std::min(row.len, field.length)};
     });
 }
 
-inline void decoderows(qha5ctx *ctx, const uint8_t *internal, uint8_t *image) {
+inline void decoderows(const qha5ctx *ctx, const uint8_t *internal, uint8_t *image) {
     const keyentry *end = rowsend(ctx->keytable);
     for (const keyentry *row = rowsbegin(ctx->keytable); row != end; ++row)
         if (row->decoder != nullptr)
-            (void)row->decoder(ctx, image + row->src, internal + row->dst, row->len, row->order,
-                               row->extra());
+            row->decoder(image + row->src, internal + row->dst, *row);
 }
 
 // ---- the plain table --------------------------------------------------------
@@ -80,13 +70,15 @@ inline void decoderows(qha5ctx *ctx, const uint8_t *internal, uint8_t *image) {
 inline bool isplaintable(const qha5ctx *ctx) {
     if (ctx->keytable == nullptr)
         return false;
+    constexpr coding key = coded<keyform::reversed>;
+    constexpr coding gap = coded<keyform::carried>;
     const keyentry *const begin = rowsbegin(ctx->keytable);
     const keyentry *const keysend = begin + ctx->keycount;
     for (const keyentry *row = begin + (ctx->keeporder ? 1 : 0); row < keysend; ++row)
-        if (row->encoder != enc_rev || row->decoder != dec_rev)
+        if (row->encoder != key.encoder || row->decoder != key.decoder)
             return false;
     for (const keyentry *row = keysend; row < rowsend(ctx->keytable); ++row)
-        if (row->encoder != enc_copy || row->decoder != enc_copy)
+        if (row->encoder != gap.encoder || row->decoder != gap.decoder)
             return false;
     return true;
 }

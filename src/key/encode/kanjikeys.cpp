@@ -6,16 +6,14 @@
 //
 // A field has `length` bytes of room and twice that in the key.
 
-#include "key/encode/encoders.h"
+#include "key/encode/textkeys.h"
 
-#include "key/encode/enc_kanji.h"
 #include "key/encode/reversal.h"
-#include "key/encode/textoptions.h"
 #include "session/context.h"
 
 #include <cstring>
 
-namespace kvern {
+namespace kvern::keyform {
 
 namespace {
 
@@ -80,13 +78,12 @@ uint32_t prepare(uint8_t *to, textspan text, uint8_t options) {
     return used;
 }
 
-} // namespace
-
-uint32_t sjis_to_jis(uint8_t *dst, const uint8_t *text, uint32_t length, uint8_t order) {
+// Fills 2 * length bytes from the top: two bytes a character, the high one above the low
+// one; what the characters do not fill is zero.  Descending complements all of it.
+uint32_t jiscodes(uint8_t *key, const uint8_t *text, uint32_t length, uint8_t flip) {
     const uint32_t room = 2 * length;
-    const uint8_t flip = flipoforder(order);
-    memset(dst, flip, room);
-    uint8_t *top = dst + room;
+    memset(key, flip, room);
+    uint8_t *top = key + room;
     for (uint32_t i = 0; i < length;) {
         const jiscode code = nextcharacter(text + i, length - i);
         *--top = static_cast<uint8_t>(code.high ^ flip);
@@ -96,20 +93,20 @@ uint32_t sjis_to_jis(uint8_t *dst, const uint8_t *text, uint32_t length, uint8_t
     return room;
 }
 
+} // namespace
+
 // The text lies at the bottom of the slot and its lowest 2 * (room - text) bytes
 // are blanked, so only fields that fill their room compare as text; the order of
 // shorter ones is kept as it ever was (intended).  The slot is cleared first, so
 // that nothing of an earlier key shows through.
-int32_t enc_kanji(qha5ctx *ctx, uint8_t *dst, const uint8_t *src, uint32_t length, uint8_t order,
-                  const keyextra &extra) {
-    const uint32_t room = 2 * length;
-    const uint32_t given = extra.textlength < length ? extra.textlength : length;
-    const textspan text = skipblanks(src, given, extra.options);
-    const uint32_t used = prepare(ctx->keyscratch, text, extra.options);
-    memset(dst, 0, room);
-    const uint32_t filled = sjis_to_jis(dst, ctx->keyscratch, used, order);
-    memset(dst, flipoforder(order), room - filled);
+int32_t kanjitext::encode(const qha5ctx *ctx, uint8_t *key, textspan text, const keyfield &field) {
+    const uint32_t room = 2 * field.len;
+    const uint8_t flip = flipoforder(field.order);
+    const uint32_t used = prepare(ctx->keyscratch, usedtext(text, field), field.options);
+    memset(key, 0, room);
+    const uint32_t filled = jiscodes(key, ctx->keyscratch, used, flip);
+    memset(key, flip, room - filled);
     return codedlength(room);
 }
 
-} // namespace kvern
+} // namespace kvern::keyform

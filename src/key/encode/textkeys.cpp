@@ -1,5 +1,5 @@
-// Character fields of text lines.  The field has textlength bytes, at most the
-// room of `length` bytes in the key; what is left below the text is zero, so a
+// Character fields of text lines.  What counts is the text that is there, at most the
+// field's room in the key; what is left below it is zero, so a
 // shorter text of equal beginning comes first:
 //
 //   "ab " in a room of 5   00 00 20 62 61, ascending
@@ -13,15 +13,13 @@
 // compaction of that kind.  So a key never depends on what was there: decided, since
 // else records of equal text would compare by those that had the slot before.
 
-#include "key/encode/encoders.h"
+#include "key/encode/textkeys.h"
 
 #include "key/encode/reversal.h"
-#include "key/encode/textoptions.h"
-#include "session/context.h"
 
 #include <cstring>
 
-namespace kvern {
+namespace kvern::keyform {
 
 namespace {
 
@@ -38,13 +36,12 @@ void complement(uint8_t *slot, uint32_t length) {
 
 // Puts the field reversed under the slot's top, less what the options drop, and
 // clears the rest.  Returns the bytes of text.
-uint32_t placetext(uint8_t *slot, uint32_t room, textspan text, uint8_t options,
-                   const chartable &classes) {
+uint32_t placetext(uint8_t *slot, uint32_t room, textspan text, uint8_t options) {
     uint32_t used = 0;
     if (options & (KVRN_TXT_ALNUM | KVRN_TXT_PRINTABLE)) {
         const uint32_t kept = keptclasses(options);
         for (uint32_t i = 0; i < text.length; ++i)
-            if (iskept(kept, classes, text.start[i]))
+            if (iskept(kept, TBL_CLASS, text.start[i]))
                 slot[room - ++used] = text.start[i];
     } else {
         used = text.length;
@@ -54,9 +51,9 @@ uint32_t placetext(uint8_t *slot, uint32_t room, textspan text, uint8_t options,
     return used;
 }
 
-void foldcase(uint8_t *slot, uint32_t length, const chartable &classes) {
+void foldcase(uint8_t *slot, uint32_t length) {
     for (uint32_t i = 0; i < length; ++i)
-        if (classes[slot[i]] == class_lower)
+        if (TBL_CLASS[slot[i]] == class_lower)
             slot[i] ^= casebit;
 }
 
@@ -81,42 +78,35 @@ void makenumber(uint8_t *slot, uint32_t room, uint32_t used) {
 }
 
 // Places the text and applies all options.  True: the slot holds a number.
-bool fillslot(uint8_t *slot, const uint8_t *src, uint32_t room, const keyextra &extra,
-              const chartable &classes) {
-    const uint8_t options = extra.options;
-    const uint32_t length = extra.textlength < room ? extra.textlength : room;
-    const uint32_t used = placetext(slot, room, skipblanks(src, length, options), options, classes);
-    if (options & KVRN_TXT_FOLD)
-        foldcase(slot, room, classes);
-    if (!(options & KVRN_TXT_NUMERIC))
+bool fillslot(uint8_t *slot, textspan text, const keyfield &field) {
+    const uint32_t room = field.len;
+    const uint32_t used = placetext(slot, room, usedtext(text, field), field.options);
+    if (field.options & KVRN_TXT_FOLD)
+        foldcase(slot, room);
+    if (!(field.options & KVRN_TXT_NUMERIC))
         return false;
     makenumber(slot, room, used);
     return true;
 }
 
-constexpr const chartable *codeorder[] = {&TBL_A2E0T, &TBL_A2E1T, &TBL_A2E2T};
-
 } // namespace
 
-int32_t enc_text(qha5ctx *, uint8_t *dst, const uint8_t *src, uint32_t length, uint8_t order,
-                 const keyextra &extra) {
-    fillslot(dst, src, length, extra, TBL_CLASS);
-    if (isdescending(order))
-        complement(dst, length);
-    return codedlength(length);
+int32_t linetext::encode(const qha5ctx *, uint8_t *key, textspan text, const keyfield &field) {
+    fillslot(key, text, field);
+    if (isdescending(field.order))
+        complement(key, field.len);
+    return codedlength(field.len);
 }
 
 // A number is not translated, and its order has no effect: it always ascends
 // (intended).
-int32_t enc_textx(qha5ctx *ctx, uint8_t *dst, const uint8_t *src, uint32_t length, uint8_t order,
-                  const keyextra &extra) {
-    if (fillslot(dst, src, length, extra, TBL_CLASSX))
-        return codedlength(length);
-    const chartable &table = *codeorder[ctx->altmode];
-    const uint8_t flip = flipoforder(order);
-    for (uint32_t i = 0; i < length; ++i)
-        dst[i] = static_cast<uint8_t>(table[dst[i]] ^ flip);
-    return codedlength(length);
+int32_t recodedtext::encode(const qha5ctx *, uint8_t *key, textspan text, const keyfield &field) {
+    if (fillslot(key, text, field))
+        return codedlength(field.len);
+    const uint8_t flip = flipoforder(field.order);
+    for (uint32_t i = 0; i < field.len; ++i)
+        key[i] = static_cast<uint8_t>(field.table[key[i]] ^ flip);
+    return codedlength(field.len);
 }
 
-} // namespace kvern
+} // namespace kvern::keyform
