@@ -6,7 +6,6 @@
 namespace kvern {
 namespace {
 
-constexpr uint8_t timedlevel = 3; // message level from which phases are timed
 constexpr int64_t minute = 60;
 
 } // namespace
@@ -21,7 +20,7 @@ bool readclock(qha5ctx *ctx, int64_t *when) {
 }
 
 void markphase(qha5ctx *ctx) {
-    if (ctx->msglevel < timedlevel || !readclock(ctx, &ctx->phasetime))
+    if (!istimed(ctx) || !readclock(ctx, &ctx->phasetime))
         return;
     const int64_t elapsed = ctx->phasetime - ctx->starttime;
     point(ctx, msg_phasetime, lv_inner, 1u, static_cast<uint32_t>(elapsed / minute),

@@ -97,7 +97,7 @@ blockhdr *delivergrouped(qha5ctx *ctx, blockhdr *block) {
 
 } // namespace
 
-deliverroutine choosedeliver(const qha5ctx *ctx) {
+blockroutine choosedeliver(const qha5ctx *ctx) {
     return ctx->recfunc != rf_none ? delivergrouped : chooseplain(ctx);
 }
 

@@ -15,8 +15,6 @@
 namespace kvern {
 namespace {
 
-constexpr uint8_t timedlevel = 3; // message level from which phases are timed
-
 // The readers of text files do not count lines.
 bool countsagree(qha5ctx *ctx) {
     const uint32_t taken = ctx->selectcount + ctx->seqno;
@@ -54,7 +52,7 @@ void notecounts(qha5ctx *ctx) {
 // Here alone a clock that fails is told in syserr too; intended.
 void notetime(qha5ctx *ctx) {
     int64_t when;
-    if (ctx->msglevel < timedlevel)
+    if (!istimed(ctx))
         return;
     if (readclock(ctx, &when))
         point(ctx, msg_phasetime, lv_inner);

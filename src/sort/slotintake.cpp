@@ -44,7 +44,7 @@ blockhdr *fillslots(qha5ctx *ctx, blockhdr *block) {
 
 } // namespace
 
-intakeroutine chooseintake(const qha5ctx *ctx) {
+blockroutine chooseintake(const qha5ctx *ctx) {
     return ctx->selectopt ? fillslots<true> : fillslots<false>;
 }
 

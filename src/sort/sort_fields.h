@@ -84,6 +84,10 @@ struct carryentry {
 constexpr uint32_t workblocks = 3;    // WBs that a sort begins with
 constexpr uint32_t tempfileroom = 20; // temporary file records reserved
 
+// Consumes a block of raw records, or fills a block with finished records.  Returns the
+// block; iostat -1 is failure, already reported.
+using blockroutine = blockhdr *(*)(qha5ctx *ctx, blockhdr *block);
+
 struct sort_fields {
     // Caller blocks.
     uint32_t inblklen, outblklen; // usable bytes for input and output
@@ -91,10 +95,7 @@ struct sort_fields {
     carryentry *carrytab;         // one entry per input stream
     blockhdr *freeblocks;
 
-    // Consumes a block of raw records / fills a block with finished records.
-    // Both return the block; iostat -1 is failure, already reported.
-    blockhdr *(*intake)(qha5ctx *ctx, blockhdr *block);
-    blockhdr *(*deliver)(qha5ctx *ctx, blockhdr *block);
+    blockroutine intake, deliver;
 
     // Builds an internal record from the raw record; returns the bytes that the
     // record occupies in its block, -1 after reporting.  Counts seqno.

@@ -12,13 +12,12 @@ namespace kvern {
 [[nodiscard]] int setuppipeline(qha5ctx *ctx);
 
 // The first `intake`: takes records into slots until all are used, and then goes external.
-using intakeroutine = blockhdr *(*)(qha5ctx *ctx, blockhdr *block);
-[[nodiscard]] intakeroutine chooseintake(const qha5ctx *ctx);
+[[nodiscard]] blockroutine chooseintake(const qha5ctx *ctx);
 
 // What happens between the last input block and the first output block.
 [[nodiscard]] int runphases(qha5ctx *ctx);
 
 // The in-core `deliver`: plain by record form, or grouping (recfunc not 0).
-[[nodiscard]] deliverroutine choosedeliver(const qha5ctx *ctx);
+[[nodiscard]] blockroutine choosedeliver(const qha5ctx *ctx);
 
 } // namespace kvern

@@ -89,7 +89,7 @@ blockhdr *deliverplain(qha5ctx *ctx, blockhdr *block) {
 
 struct outputroutines {
     emitroutine emit;
-    deliverroutine deliver;
+    blockroutine deliver;
 };
 template <emitroutine emit>
 constexpr outputroutines outputby = {emit, deliverplain<emit>};
@@ -136,7 +136,7 @@ void wireemit(qha5ctx *ctx) {
     ctx->plainemit = chooseemit(ctx);
 }
 
-deliverroutine chooseplain(const qha5ctx *ctx) {
+blockroutine chooseplain(const qha5ctx *ctx) {
     return chooseoutput(ctx).deliver;
 }
 

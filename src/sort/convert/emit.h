@@ -6,7 +6,6 @@
 namespace kvern {
 
 using emitroutine = int32_t (*)(qha5ctx *ctx, blockhdr *block, const uint8_t *record);
-using deliverroutine = blockhdr *(*)(qha5ctx *ctx, blockhdr *block);
 
 // Puts one record at the block's next and steps next: 0 placed, 1 no room (limit
 // is then set to next), -1 failed.  The block's count is the caller's.
@@ -15,7 +14,7 @@ using deliverroutine = blockhdr *(*)(qha5ctx *ctx, blockhdr *block);
 void wireemit(qha5ctx *ctx);
 
 // The in-core `deliver` of a sort that keeps all records, by record form.
-[[nodiscard]] deliverroutine chooseplain(const qha5ctx *ctx);
+[[nodiscard]] blockroutine chooseplain(const qha5ctx *ctx);
 
 // Around the records of one output block: empties it; sets its limit, and iostat
 // where `placed`, the last result of an emit routine, is a failure.

@@ -68,7 +68,6 @@ int closeindex(qha5ctx *ctx) {
     if (ctx->idxrootfile == nullptr)
         return faillogic(ctx);
     ctx->idxwb = nullptr;
-    wb->state = bs_free;
     returnwb(ctx, wb);
     return 0;
 }

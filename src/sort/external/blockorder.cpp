@@ -164,7 +164,6 @@ int ordering::takein(blockhdr *wb) {
     taken += source.left;
     insertsorted(takechain(ctx, &source).first);
     if (source.left == 0) {
-        wb->state = bs_free;
         returnwb(ctx, wb);
         keepplace(wb);
         return 0;
@@ -228,7 +227,6 @@ int ordering::writeout() {
         if (overwritewb(ctx, out) != 0)
             return -1;
     }
-    out->state = bs_free;
     returnwb(ctx, out);
     return 0;
 }
@@ -266,7 +264,6 @@ int ordering::expand(idxentry *group) {
     idxentry **at =
         mergechain<listorder::falling_back>(ctx, &group->link, takechain(ctx, &source).first);
     if (source.left == 0) {
-        wb->state = bs_free;
         returnwb(ctx, wb);
         keepplace(wb);
         return 0;

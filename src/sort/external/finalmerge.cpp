@@ -135,13 +135,13 @@ blockhdr *merge(qha5ctx *ctx, blockhdr *block) {
     }
 }
 
-constexpr widthrow<deliverroutine> merges[] = {
+constexpr widthrow<blockroutine> merges[] = {
     {4, merge<4>}, {8, merge<8>}, {12, merge<12>}, {16, merge<16>}, {24, merge<24>}, {0, merge<0>},
 };
 
 } // namespace
 
-deliverroutine choosemerge(const qha5ctx *ctx) {
+blockroutine choosemerge(const qha5ctx *ctx) {
     return forwidth(merges, ctx->keylen);
 }
 

@@ -100,7 +100,6 @@ int loadroot(qha5ctx *ctx, workspace &space) {
         return -1;
 
     listroot(ctx, wb);
-    wb->state = bs_free;
     returnwb(ctx, wb);
     return 0;
 }

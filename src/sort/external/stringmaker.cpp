@@ -199,9 +199,8 @@ blockhdr *makestrings(qha5ctx *ctx, blockhdr *block) {
     return endintake(block, io_done);
 }
 
-using intakeroutine = blockhdr *(*)(qha5ctx *ctx, blockhdr *block);
 template <bool selecting>
-constexpr widthrow<intakeroutine> makers[] = {
+constexpr widthrow<blockroutine> makers[] = {
     {4, makestrings<4, selecting>},   {8, makestrings<8, selecting>},
     {12, makestrings<12, selecting>}, {16, makestrings<16, selecting>},
     {24, makestrings<24, selecting>}, {0, makestrings<0, selecting>},
@@ -263,7 +262,6 @@ int endstrings(qha5ctx *ctx) {
         if (appendwb(ctx, last) != 0)
             return -1;
     } else {
-        last->state = bs_free;
         returnwb(ctx, last);
     }
     return drain(ctx);

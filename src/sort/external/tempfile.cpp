@@ -230,7 +230,7 @@ void notetraffic(qha5ctx *ctx, const tempfile *file) {
 }
 
 // The record of a file that was made is the newest of the list.
-void enter(qha5ctx *ctx, tempfile *record, uint32_t room) {
+void enlist(qha5ctx *ctx, tempfile *record, uint32_t room) {
     if (keepsfiles(ctx))
         record->deleteit = 0;
     else
@@ -266,7 +266,7 @@ int newtemp(qha5ctx *ctx) {
 
     notesyscode(ctx, 0); // what made another place necessary is behind us
     source.took(ctx);
-    enter(ctx, record, room);
+    enlist(ctx, record, room);
     return 0;
 }
 

@@ -184,6 +184,7 @@ blockhdr *freewb(qha5ctx *ctx) {
 }
 
 void returnwb(qha5ctx *ctx, blockhdr *wb) {
+    wb->state = bs_free;
     wb->link = nullptr;
     blockhdr **tail = &ctx->freewbs;
     for (uint32_t links = 0; *tail != nullptr; tail = &(*tail)->link)

@@ -35,7 +35,7 @@ blockhdr *takequeue(qha5ctx *ctx);
 [[nodiscard]] blockhdr *takefree(qha5ctx *ctx);
 // The block, empty.
 blockhdr *cleared(blockhdr *wb);
-// Back to the tail of `freewbs`.
+// Back to the tail of `freewbs`, idle.
 void returnwb(qha5ctx *ctx, blockhdr *wb);
 // The blocks of `freewbs` all lie idle.
 [[nodiscard]] bool allidle(const qha5ctx *ctx);
