@@ -8,6 +8,7 @@
 #include "shared/replacefile.h"
 
 #include <cstdint>
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,7 @@ class scratchfile {
     static void remove(void *self);
     int makenamed(const std::string &prefix);
 };
+using scratchfiles = std::deque<scratchfile>; // their places stay
 
 // Where an output of that name is written: as a new file that replaces what stands there,
 // or through a descriptor.
