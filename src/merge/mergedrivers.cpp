@@ -4,7 +4,6 @@
 #include "merge/merge.h"
 #include "merge/routines.h"
 
-#include "merge/callerforms.h"
 #include "merge/mergeflow.h"
 #include "session/counts.h"
 
@@ -35,7 +34,7 @@ template <class form>
 int32_t showone(const qha5ctx *ctx) {
     blockhdr *block = ctx->mergectl->outblock;
     --block->count;
-    form::show(ctx, block, ctx->userblk);
+    showrecord<form>(ctx, block);
     return merge_open;
 }
 
@@ -58,25 +57,13 @@ int32_t deliverfiles(qha5ctx *ctx) {
 }
 
 using driver = decltype(merge_fields::mergefn);
-struct deliverrow {
-    uint8_t recform;
-    driver routine;
-};
-constexpr deliverrow delivers[] = {
-    {'f', deliverfiles<fixedrecord>},
-    {'v', deliverfiles<variablerecord>},
-    {'r', deliverfiles<textrecord>},
-};
+constexpr driver delivers[recordforms] = {deliverfiles<fixedrecord>, deliverfiles<variablerecord>,
+                                          deliverfiles<textrecord>, deliverfiles<textrecord>};
 
 driver choose(const qha5ctx *ctx) {
     if (ctx->apiinput)
         return choosefeeder(ctx);
-    if (!ctx->apioutput)
-        return runfiles;
-    for (const deliverrow &row : delivers)
-        if (row.recform == ctx->recform)
-            return row.routine;
-    return nullptr;
+    return ctx->apioutput ? delivers[formof(ctx)] : runfiles;
 }
 
 } // namespace

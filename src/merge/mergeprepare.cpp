@@ -15,7 +15,7 @@
 #include "select/select.h"
 #include "session/phaseclock.h"
 #include "sort/convert/intake.h"
-#include "sort/record/blockshare.h"
+#include "sort/record/blocks.h"
 #include "sort/record/recordform.h"
 
 #include <algorithm>
@@ -86,8 +86,6 @@ int takenodes(qha5ctx *ctx, workspace &space) {
 }
 
 int taketext(qha5ctx *ctx, workspace &space) {
-    if (ctx->recform != 'r')
-        return 0;
     if (!layoutcarry(ctx, space, ctx->mergecount))
         return fail(ctx, msg_nostorage, KVRN_D_SETUP);
     if (ctx->fieldmode != KVRN_FIELDS)
@@ -110,28 +108,13 @@ void wiremerge(qha5ctx *ctx) {
 
 // ---- blocks ----------------------------------------------------------------
 
-struct capacities {
-    uint64_t in, out;           // bytes used of a block's data area
-    uint64_t leastin, leastout; // bytes that one record needs
-};
-
-capacities capacitiesfor(const qha5ctx *ctx, uint64_t room) {
-    const uint64_t prefix = ctx->recform == 'v' ? lengthword : 0;
-    const uint64_t inrecord = ctx->inreclen + prefix;
-    const uint64_t outrecord = ctx->outreclen + prefix;
-    const uint64_t longest = std::max(inrecord, outrecord);
-    if (ctx->apiinput && ctx->apioutput) // a record a block
-        return room < longest ? capacities{0, 0, 1, 1} : capacities{inrecord, outrecord, 1, 1};
-    switch (ctx->recform) {
-    case 'f':
-        if (inrecord == 0 || outrecord == 0)
-            return {0, 0, 1, 1};
-        return {room / inrecord * inrecord, room / outrecord * outrecord, 1, 1};
-    case 'v':
-        return {room, room, inrecord, outrecord};
-    default:
-        return {room, room, inrecord * 2, outrecord};
-    }
+// With the caller at both ends a block holds one record.
+blockuse blocksuse(const qha5ctx *ctx, uint64_t room) {
+    if (!ctx->apiinput || !ctx->apioutput)
+        return useof(ctx, room);
+    const uint64_t prefix = prefixof(formof(ctx));
+    const blockuse one = {ctx->inreclen + prefix, ctx->outreclen + prefix};
+    return room < std::max(one.in, one.out) ? blockuse{} : one;
 }
 
 // Room in a data area is a multiple of 4 bytes, so that the longest variable record
@@ -140,10 +123,10 @@ int layblocks(qha5ctx *ctx, workspace &space) {
     const uint32_t size =
         ctx->mergecount < space.left ? shareblocks(ctx, space.left, ctx->mergecount + 1) : 0;
     const uint64_t room = size > sizeof(blockhdr) ? size - sizeof(blockhdr) : 0;
-    const capacities lengths = capacitiesfor(ctx, room);
-    if (room == 0 || lengths.in < lengths.leastin || lengths.out < lengths.leastout)
+    const blockuse use = blocksuse(ctx, room);
+    if (use.in == 0)
         return fail(ctx, msg_nostorage, KVRN_D_STORAGE);
-    setlengths(ctx, lengths.in, lengths.out);
+    setlengths(ctx, use);
     ctx->idleblocks = nullptr;
     for (uint32_t i = ctx->mergecount; i != 0; i--) {
         blockhdr *block = layblock(space.next + uint64_t{size} * i, ctx->inblklen);

@@ -65,7 +65,7 @@ int32_t sizeofline(const qha5ctx *ctx, const uint8_t *line, int32_t size) {
 
 struct columnform {
     static int32_t enter(qha5ctx *ctx, const uint8_t *line) {
-        const int32_t length = textlength(ctx, line, ctx->scanlimit);
+        const int32_t length = linelength(ctx, line, ctx->scanlimit);
         if (length < 0)
             return fail(ctx, msg_nodelimiter, KVRN_D_NODELIMITER);
         if (static_cast<uint32_t>(length) <= ctx->selmaxpos)
@@ -82,7 +82,7 @@ struct numberform {
         const int32_t size = ctx->fieldscan(ctx, line, ctx->selfields, ctx->selmaxfld);
         if (size >= 0)
             return sizeofline(ctx, line, size);
-        if (textlength(ctx, line, ctx->scanlimit) < 0)
+        if (linelength(ctx, line, ctx->scanlimit) < 0)
             return fail(ctx, msg_nodelimiter, KVRN_D_NODELIMITER);
         return nofield(ctx);
     }

@@ -10,6 +10,10 @@ namespace kvern {
 constexpr uint64_t roundup(uint64_t bytes, uint64_t unit) {
     return (bytes + unit - 1) / unit * unit;
 }
+constexpr uint64_t rounddown(uint64_t bytes, uint64_t unit) {
+    return bytes / unit * unit;
+}
+
 constexpr uint32_t arenaunit = alignof(void *);
 
 constexpr uint64_t arenaround(uint64_t bytes) {

@@ -11,8 +11,7 @@
 #include "sort/external/diskimage.h"
 #include "sort/external/external.h"
 #include "sort/external/tempfile.h"
-#include "sort/record/blockshare.h"
-#include "sort/record/blocksize.h"
+#include "sort/record/blocks.h"
 #include "sort/steps.h"
 
 #include <algorithm>
@@ -65,12 +64,12 @@ bool buildcaller(qha5ctx *ctx, workspace &rest) {
     uint8_t *const room = lengths.block != 0 ? rest.take(lengths.block) : nullptr;
     if (room == nullptr)
         return false;
-    setlengths(ctx, lengths.inblklen, lengths.outblklen);
+    setlengths(ctx, lengths.use);
     ctx->textreadlen = static_cast<uint32_t>(lengths.textreadlen);
 
     ctx->idxentlen = idxentrylen(ctx->keylen);
     ctx->wbsize = wbsizefor(ctx, lengths.block - sizeof(blockhdr));
-    ctx->freeblocks = buildchain(room, 1, lengths.inblklen, lengths.block - sizeof(blockhdr));
+    ctx->freeblocks = buildchain(room, 1, lengths.use.in, lengths.block - sizeof(blockhdr));
     return true;
 }
 
@@ -105,14 +104,10 @@ bool reservetemps(qha5ctx *ctx, workspace &rest) {
     return ctx->tfrecnext != nullptr;
 }
 
-bool reservecarry(qha5ctx *ctx, workspace &rest) {
-    return ctx->recform != 'r' || layoutcarry(ctx, rest, 1);
-}
-
 bool dividestorage(qha5ctx *ctx) {
     workspace rest = arenarest(ctx);
     if (!buildcaller(ctx, rest) || !buildwork(ctx, rest) || !reservetemps(ctx, rest) ||
-        !reservecarry(ctx, rest))
+        !layoutcarry(ctx, rest, 1))
         return false;
     ctx->sortnext = rest.next;
     ctx->sortfree = rest.left;

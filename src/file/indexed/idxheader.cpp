@@ -4,6 +4,7 @@
 #include "file/indexed/idxformat.h"
 #include "file/indexed/idxreader.h"
 #include "file/waiting.h"
+#include "sort/record/recordform.h"
 
 #include <cstring>
 
@@ -37,9 +38,9 @@ bool islengths(const idxinfo &info) {
 
 // The session's records are as long as each other or they are not, and so are
 // the file's.
-bool isform(const idxinfo &info, uint8_t recform) {
+bool isform(const qha5ctx *ctx, const idxinfo &info) {
     const bool same = info.minreclen == info.maxreclen;
-    return recform == KVRN_FIXED ? same : recform == KVRN_VARIABLE && !same;
+    return isfixed(ctx) ? same : isvariable(ctx) && !same;
 }
 
 bool isindexattr(uint8_t value) {
@@ -66,7 +67,7 @@ int readheader(qha5ctx *ctx, const filectl *file) {
     store(ctx->idxhdr, info);
     if (!islengths(info))
         return idxrefuse(ctx, file, msg_open, KVRN_D_OPEN);
-    if (!isform(info, ctx->recform))
+    if (!isform(ctx, info))
         return idxrefuse(ctx, file, msg_fileblock, KVRN_D_FILEFORM);
     if (!isusable(info))
         return idxrefuse(ctx, file, msg_open, KVRN_D_OPEN);

@@ -1,14 +1,10 @@
 // Records to and from the file manager, a request each; the message pump has its
-// turn once a block.  Records lie in a block as the engine wants them:
-//
-//   fixed      in, out   | record | record | ...
-//   variable   in        | length | record | padding to 4 | length | ...
-//              out       | length | record | length | ...
+// turn once a block.
 #include "file/manager/fmgrcall.h"
 #include "file/manager/fmgrio.h"
-#include "session/arena.h"
 #include "session/pump.h"
 #include "session/qha9msg.h"
+#include "sort/record/blockrecord.h"
 
 #include <cstring>
 
@@ -18,44 +14,6 @@ namespace {
 
 constexpr uint8_t readflags[] = {0x80};
 constexpr uint8_t writeflags[] = {0x00};
-
-// ---- how records lie in a block ---------------------------------------------
-
-// head: bytes in front of a record.  room: bytes that the longest record takes of
-// a block.  place: puts a record that was read, of `length` bytes, to its place,
-// and moves on; false where no such record can be.  take: length of the record to
-// write, with `next` at its first byte.
-struct fixedframe {
-    static constexpr uint32_t head = 0;
-    static uint64_t room(const qha5ctx *ctx) { return ctx->inreclen; }
-    static bool place(const qha5ctx *ctx, blockhdr *block, uint32_t length) {
-        if (length != ctx->inreclen)
-            return false;
-        block->next += length;
-        return true;
-    }
-    static uint32_t take(const qha5ctx *ctx, blockhdr *) { return ctx->outreclen; }
-};
-
-struct variableframe {
-    static constexpr uint32_t head = 4;
-    static constexpr uint32_t unit = 4;
-    static uint64_t room(const qha5ctx *ctx) { return head + roundup(ctx->inreclen, unit); }
-    // There is room for inreclen bytes, so what is not longer ends inside the block.
-    static bool place(const qha5ctx *ctx, blockhdr *block, uint32_t length) {
-        if (length > ctx->inreclen)
-            return false;
-        memcpy(block->next, &length, head);
-        block->next += head + roundup(length, unit);
-        return true;
-    }
-    static uint32_t take(const qha5ctx *, blockhdr *block) {
-        uint32_t length;
-        memcpy(&length, block->next, head);
-        block->next += head;
-        return length;
-    }
-};
 
 // ---- reading ----------------------------------------------------------------
 
@@ -98,12 +56,12 @@ bool isfileend(filectl *file, uint8_t status) {
     return true;
 }
 
-template <const fmgrkind &kind, class frame>
+template <const fmgrkind &kind, class form>
 int32_t readblock(qha5ctx *ctx, filectl *file) {
     if (file->kind != kind.kind)
         return -1;
     blockhdr *block = file->block;
-    const auto room = static_cast<ptrdiff_t>(frame::room(ctx));
+    const auto room = static_cast<ptrdiff_t>(form::room(ctx->inreclen));
     block->next = block->first;
     block->count = 0;
     while (block->end - block->next >= room) {
@@ -114,16 +72,18 @@ int32_t readblock(qha5ctx *ctx, filectl *file) {
         call.flags(fp_readflags, readflags, sizeof readflags);
         call.number(fp_length, ctx->inreclen);
         fmgrreply reply;
-        if (!call.ask(block->next + frame::head, &reply))
+        if (!call.ask(block->next + form::prefix, &reply))
             return failtransfer(ctx, file);
         if (isfileend<kind>(file, reply.status))
             return endfile(block);
         if (kind.readstatus && reply.status != fs_done)
             return failcoded(ctx, file, msg_read, reply);
-        // Any other status of kind 2 comes as far as this: intended.
+        // What is not longer than the longest record ends inside the block.  Any other
+        // status of kind 2 comes as far as this: intended.
         fmgrvalue length;
-        if (!call.scan(fp_length, &length) || !frame::place(ctx, block, length.number))
+        if (!call.scan(fp_length, &length) || !form::lengthfits(ctx, length.number))
             return failtransfer(ctx, file);
+        form::settle(block, length.number);
         ctx->inbytes += length.number;
         ++block->count;
     }
@@ -137,28 +97,27 @@ int32_t failwrite(qha5ctx *ctx, const filectl *file) {
     return fail(ctx, msg_write, KVRN_D_WRITE, file->name, ctx->errnum);
 }
 
-template <const fmgrkind &kind, class frame>
+template <const fmgrkind &kind, class form>
 int32_t writeblock(qha5ctx *ctx, filectl *file) {
     if (file->kind != kind.kind)
         return -1;
     blockhdr *block = file->block;
     for (block->next = block->first; block->count != 0; --block->count) {
-        const uint32_t length = frame::take(ctx, block);
+        const recordspan record = form::show(ctx, block, 0);
         fmgrcall call(ctx, file->fmtable);
         call.number(fp_request, kind.write);
         call.number(fp_organisation, kind.organisation);
         call.string(fp_handle, file->fmhandle, file->handlelen);
         if constexpr (kind.writeflags)
             call.flags(fp_writeflags, writeflags, sizeof writeflags);
-        call.number(fp_length, length);
+        call.number(fp_length, record.length);
         call.number(fp_37, 2);
         fmgrreply reply;
-        if (!call.ask(block->next, &reply))
+        if (!call.ask(record.bytes, &reply))
             return failwrite(ctx, file);
         if (reply.status != fs_done)
             return kind.writestatus ? failcoded(ctx, file, msg_write, reply) : failwrite(ctx, file);
-        ctx->outbytes += length;
-        block->next += length;
+        ctx->outbytes += record.length;
     }
     return pumpround(ctx) ? -1 : moved(block);
 }
@@ -167,19 +126,19 @@ int32_t writeblock(qha5ctx *ctx, filectl *file) {
 
 template <const fmgrkind &kind>
 int32_t fmgrtransfer<kind>::readfixed(qha5ctx *ctx, filectl *file) {
-    return readblock<kind, fixedframe>(ctx, file);
+    return readblock<kind, fixedrecord>(ctx, file);
 }
 template <const fmgrkind &kind>
 int32_t fmgrtransfer<kind>::readvariable(qha5ctx *ctx, filectl *file) {
-    return readblock<kind, variableframe>(ctx, file);
+    return readblock<kind, variablerecord>(ctx, file);
 }
 template <const fmgrkind &kind>
 int32_t fmgrtransfer<kind>::writefixed(qha5ctx *ctx, filectl *file) {
-    return writeblock<kind, fixedframe>(ctx, file);
+    return writeblock<kind, fixedrecord>(ctx, file);
 }
 template <const fmgrkind &kind>
 int32_t fmgrtransfer<kind>::writevariable(qha5ctx *ctx, filectl *file) {
-    return writeblock<kind, variableframe>(ctx, file);
+    return writeblock<kind, variablerecord>(ctx, file);
 }
 
 template struct fmgrtransfer<sequentialkind>;

@@ -10,6 +10,7 @@
 #include "key/text/textfields.h"
 
 #include "platform/platform.h"
+#include "sort/record/rawrecord.h"
 
 #include <cstring>
 
@@ -119,7 +120,7 @@ bool locate(const Finder &finder, const uint8_t *line, const uint8_t *end, Row *
 // block the delimiter comes before it: an empty line is one field there.
 template <typename Finder>
 int32_t scanline(const qha5ctx *ctx, const uint8_t *line, fieldrow *table, uint32_t maxfield) {
-    const int32_t length = textlength(ctx, line, ctx->scanlimit);
+    const int32_t length = linelength(ctx, line, ctx->scanlimit);
     if (length < 0)
         return -1;
     if (length == 0) {
@@ -181,15 +182,6 @@ void wirescanners(qha5ctx *ctx) {
         ctx->fieldscan = fields_sep;
         ctx->fieldscanlen = fieldslen_sep;
     }
-}
-
-int32_t textlength(const qha5ctx *ctx, const uint8_t *line, const uint8_t *limit) {
-    if (line >= limit)
-        return -1;
-    const uint8_t *end = findtext(line, limit, ctx->linedlmt, ctx->linedlmtlen);
-    if (end == nullptr)
-        end = findbyte(line, limit, 0);
-    return end != nullptr ? static_cast<int32_t>(end - line) : -1;
 }
 
 } // namespace kvern

@@ -19,8 +19,4 @@ int32_t fieldslen_dbcs(qha5ctx *ctx, const uint8_t *line, fieldaddr *table, uint
 // Chooses the scanners of a session by field number.
 void wirescanners(qha5ctx *ctx);
 
-// Length of a line without its delimiter: up to the delimiter, else up to the
-// first zero byte, else -1; looks no further than `limit`.
-int32_t textlength(const qha5ctx *ctx, const uint8_t *line, const uint8_t *limit);
-
 } // namespace kvern

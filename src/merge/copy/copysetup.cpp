@@ -13,17 +13,12 @@
 #include "session/phaseclock.h"
 #include "session/workspace.h"
 #include "sort/convert/intake.h"
-#include "sort/record/blockshare.h"
-#include "sort/record/rawrecord.h"
+#include "sort/record/blocks.h"
 
 namespace kvern {
 namespace {
 
 constexpr uint32_t header = sizeof(blockhdr);
-
-constexpr uint32_t rounddown(uint32_t bytes, uint32_t to) {
-    return to != 0 ? bytes / to * to : 0;
-}
 
 int nostorage(qha5ctx *ctx) {
     return fail(ctx, msg_nostorage, KVRN_D_SETUP);
@@ -47,37 +42,18 @@ int layoutfields(qha5ctx *ctx, workspace &space) {
 }
 
 int layoutlines(qha5ctx *ctx, workspace &space) {
-    if (ctx->recform != 'r')
-        return 0;
     return layoutcarry(ctx, space, 1) ? layoutfields(ctx, space) : nostorage(ctx);
 }
 
 // ---- the two blocks ---------------------------------------------------------
 
-// Least data bytes of a side.  Text is read behind the rest of a line.
-struct blockneeds {
-    uint64_t in, out;
-};
-blockneeds needsof(const qha5ctx *ctx) {
-    switch (ctx->recform) {
-    case 'v':
-        return {uint64_t{ctx->inreclen} + lengthword, uint64_t{ctx->outreclen} + lengthword};
-    case 'r':
-        return {uint64_t{ctx->inreclen} * 2, ctx->outreclen};
-    default:
-        return {ctx->inreclen, ctx->outreclen};
-    }
-}
-
 int layoutblocks(qha5ctx *ctx, const workspace &space) {
     const uint32_t block = shareblocks(ctx, space.left, 2);
     const uint32_t data = block > header ? block - header : 0;
-    const blockneeds needs = needsof(ctx);
-    if (data < needs.in || data < needs.out)
+    const blockuse use = useof(ctx, data);
+    if (use.in == 0)
         return nostorage(ctx);
-    const bool whole = ctx->recform == 'f';
-    setlengths(ctx, whole ? rounddown(data, ctx->inreclen) : data,
-               whole ? rounddown(data, ctx->outreclen) : data);
+    setlengths(ctx, use);
     blockhdr *out = layblock(space.next, ctx->outblklen);
     blockhdr *in = layblock(space.next + block, ctx->inblklen);
     ctx->outfile->block = out;

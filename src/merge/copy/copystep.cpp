@@ -85,7 +85,7 @@ int32_t inputused(qha5ctx *ctx, const blockhdr *in, copyresult result) {
 
 template <recordform form, mover move, bool selecting>
 int32_t copystep(qha5ctx *ctx, blockhdr *in, blockhdr *out) {
-    const uint32_t room = ctx->outreclen + (form == form_variable ? lengthword : 0);
+    const uint32_t room = ctx->outreclen + prefixof(form);
     scanwithin(ctx, in);
     for (;;) {
         if (selecting && skiprejected(ctx, in) != 0)

@@ -105,8 +105,8 @@ int32_t foldplaces(qha5ctx *ctx, uint8_t *first, const uint8_t *second) {
 
 // The record must be longer than the highest position in use, which for a variable
 // record counts the length word and so asks for 4 bytes more: intended.
-bool reaches(const qha5ctx *ctx, const uint8_t *lengthword) {
-    return loadword(lengthword) > ctx->summaxpos;
+bool reaches(const qha5ctx *ctx, const uint8_t *word) {
+    return loadword(word) > ctx->summaxpos;
 }
 
 int32_t foldvariable(qha5ctx *ctx, uint8_t *first, const uint8_t *second) {

@@ -3,6 +3,7 @@
 #include "session/busy.h"
 #include "session/qha9msg.h"
 #include "session/run/run.h"
+#include "sort/record/blockrecord.h"
 
 namespace kvern {
 
@@ -40,10 +41,6 @@ bool feeddue(const qha5ctx *ctx, const KVRNSESS *sess) {
     return sess->mergestat == KVRN_WANTS_RECORD && sess->inputno == control->nextinput;
 }
 
-bool mergelength(const qha5ctx *ctx, uint32_t length) {
-    return ctx->recform == 'f' ? length == ctx->inreclen : length <= ctx->inreclen;
-}
-
 } // namespace
 
 int checkedput(qha5ctx *ctx, KVRNSESS *sess) {
@@ -72,7 +69,7 @@ int checkedmerge(qha5ctx *ctx, KVRNSESS *sess) {
     if (ctx->apiinput && sess->code == KVRN_RECORD) {
         if (sess->recaddr == nullptr)
             return refuseorder(ctx, sess, msg_norecord, KVRN_D_NORECORD, "kvrnmrge");
-        if (!mergelength(ctx, sess->reclen))
+        if (!takeslength(ctx, sess->reclen))
             return refuseorder(ctx, sess, msg_reclength, KVRN_D_RECLEN, "kvrnmrge");
     }
     if (ctx->mergefn == nullptr)

@@ -3,42 +3,15 @@
 
 #include "session/run/steps.h"
 
-#include "key/text/textfields.h"
 #include "session/busy.h"
 #include "session/counts.h"
 #include "session/qha9msg.h"
+#include "sort/record/blockrecord.h"
 #include "sort/sort.h"
-
-#include <cstring>
 
 namespace kvern {
 
 namespace {
-
-struct recordspan {
-    uint8_t *bytes;
-    uint32_t length;
-};
-
-recordspan fixedrecord(const qha5ctx *ctx, const blockhdr *block) {
-    return {block->next, ctx->outreclen};
-}
-
-recordspan variablerecord(const qha5ctx *, const blockhdr *block) {
-    uint32_t length;
-    memcpy(&length, block->next, sizeof length);
-    return {block->next + sizeof length, length};
-}
-
-// A line ends with its delimiter; where none follows, with the first zero byte or
-// the data.
-recordspan textrecord(const qha5ctx *ctx, const blockhdr *block) {
-    const auto left = static_cast<uint32_t>(block->limit - block->next);
-    const int32_t length = textlength(ctx, block->next, block->limit);
-    if (length < 0 || left - static_cast<uint32_t>(length) < ctx->linedlmtlen)
-        return {block->next, left};
-    return {block->next, static_cast<uint32_t>(length) + ctx->linedlmtlen};
-}
 
 void countout(qha5ctx *ctx, KVRNSESS *sess, uint32_t records) {
     sess->getcount += records;
@@ -46,13 +19,11 @@ void countout(qha5ctx *ctx, KVRNSESS *sess, uint32_t records) {
     ctx->getblock->count -= records;
 }
 
-template <recordspan (*locate)(const qha5ctx *, const blockhdr *)>
+template <class form>
 int getrecord(qha5ctx *ctx, KVRNSESS *sess) {
-    blockhdr *block = ctx->getblock;
-    const recordspan record = locate(ctx, block);
+    const recordspan record = form::show(ctx, ctx->getblock, ctx->linedlmtlen);
     sess->recaddr = record.bytes;
     sess->reclen = record.length;
-    block->next = record.bytes + record.length;
     countout(ctx, sess, 1);
     return 0;
 }
@@ -70,15 +41,8 @@ int getwrong(qha5ctx *ctx, KVRNSESS *sess) {
     return callfailed(ctx, sess);
 }
 
-struct getrow {
-    uint8_t form;
-    callroutine byrecord, byblock;
-};
-constexpr getrow getrows[] = {
-    {'f', getrecord<fixedrecord>, getwhole},
-    {'v', getrecord<variablerecord>, getwhole},
-    {'r', getrecord<textrecord>, getwhole},
-};
+constexpr callroutine recordgets[recordforms] = {getrecord<fixedrecord>, getrecord<variablerecord>,
+                                                 getrecord<textrecord>, getrecord<textrecord>};
 
 int endgets(qha5ctx *ctx, KVRNSESS *sess) {
     ctx->getblock = nullptr;
@@ -100,10 +64,7 @@ callroutine chooseget(const qha5ctx *ctx) {
     const uint32_t mode = ctx->recoprat & (KVRN_GET_RECORD | KVRN_GET_BLOCK);
     if (mode != KVRN_GET_RECORD && mode != KVRN_GET_BLOCK)
         return getwrong;
-    for (const getrow &row : getrows)
-        if (row.form == ctx->recform)
-            return mode == KVRN_GET_RECORD ? row.byrecord : row.byblock;
-    return getwrong;
+    return mode == KVRN_GET_RECORD ? recordgets[formof(ctx)] : getwhole;
 }
 
 int getcall(qha5ctx *ctx, KVRNSESS *sess) {

@@ -8,10 +8,10 @@
 
 #include "session/run/steps.h"
 
-#include "session/arena.h"
 #include "session/busy.h"
 #include "session/counts.h"
 #include "session/qha9msg.h"
+#include "sort/record/blockrecord.h"
 #include "sort/sort.h"
 
 #include <cstring>
@@ -21,7 +21,6 @@ namespace kvern {
 namespace {
 
 constexpr char callname[] = "kvrnput";
-constexpr uint32_t wordbytes = sizeof(uint32_t); // a variable record's length word
 
 const uint8_t *callerbytes(const KVRNSESS *sess) {
     return static_cast<const uint8_t *>(sess->recaddr);
@@ -73,71 +72,19 @@ int countput(qha5ctx *ctx, KVRNSESS *sess, uint32_t records) {
     return 0;
 }
 
-uint64_t variableroom(uint32_t length) {
-    return roundup(length, wordbytes) + wordbytes;
-}
-
 // ---- record by record ------------------------------------------------------
-
-struct fixedrecord {
-    static int test(qha5ctx *ctx, KVRNSESS *sess) {
-        return sess->reclen == ctx->inreclen ? 0 : refuselength(ctx, sess);
-    }
-    static uint64_t room(uint32_t length) { return length; }
-    static void store(uint8_t *to, const uint8_t *from, uint32_t length) {
-        memcpy(to, from, length);
-    }
-};
-
-struct variablerecord {
-    static int test(qha5ctx *ctx, KVRNSESS *sess) {
-        return sess->reclen <= ctx->inreclen ? 0 : refuselength(ctx, sess);
-    }
-    static uint64_t room(uint32_t length) { return variableroom(length); }
-    static void store(uint8_t *to, const uint8_t *from, uint32_t length) {
-        memcpy(to, &length, wordbytes);
-        memcpy(to + wordbytes, from, length);
-    }
-};
-
-struct textrecord {
-    // The delimiter may begin nowhere before the last byte and must begin there.
-    // With one of two bytes that cannot be, for its second byte would lie behind
-    // the record: intended, such lines come in blocks or by files.
-    static int test(qha5ctx *ctx, KVRNSESS *sess) {
-        const uint32_t length = sess->reclen;
-        if (length > ctx->inreclen)
-            return refuselength(ctx, sess);
-        const uint8_t *bytes = callerbytes(sess);
-        for (uint32_t i = 0; i + 1 < length; ++i) {
-            const auto *hit = static_cast<const uint8_t *>(
-                memchr(bytes + i, ctx->linedlmt[0], size_t{length} - 1 - i));
-            if (hit == nullptr)
-                break;
-            if (ctx->linedlmtlen == 1 || hit[1] == ctx->linedlmt[1])
-                return refuselength(ctx, sess);
-            i = static_cast<uint32_t>(hit - bytes);
-        }
-        const bool ended =
-            length != 0 && ctx->linedlmtlen == 1 && bytes[length - 1] == ctx->linedlmt[0];
-        return ended ? 0 : refusedelimiter(ctx, sess);
-    }
-    static uint64_t room(uint32_t length) { return length; }
-    static void store(uint8_t *to, const uint8_t *from, uint32_t length) {
-        memcpy(to, from, length);
-    }
-};
 
 template <class form>
 int putrecord(qha5ctx *ctx, KVRNSESS *sess) {
-    if (form::test(ctx, sess) != 0)
-        return -1;
-    const uint64_t room = form::room(sess->reclen);
-    if (needroom(ctx, room) != 0)
+    const uint8_t *const bytes = callerbytes(sess);
+    const uint32_t length = sess->reclen;
+    if (!form::lengthfits(ctx, length) || !form::isoneline(ctx, bytes, length))
+        return refuselength(ctx, sess);
+    if (!form::isdelimited(ctx, bytes, length))
+        return refusedelimiter(ctx, sess);
+    if (needroom(ctx, form::room(length)) != 0)
         return callfailed(ctx, sess);
-    blockhdr *block = ctx->putblock;
-    form::store(block->next, callerbytes(sess), sess->reclen);
-    block->next += room;
+    form::store(ctx->putblock, bytes, length);
     return countput(ctx, sess, 1) == 0 ? 0 : callfailed(ctx, sess);
 }
 
@@ -169,21 +116,17 @@ int putfixed(qha5ctx *ctx, KVRNSESS *sess) {
 int putvariables(qha5ctx *ctx, KVRNSESS *sess) {
     const uint8_t *from = callerbytes(sess);
     uint32_t left = sess->reclen;
-    while (left >= wordbytes) {
-        uint32_t length;
-        memcpy(&length, from, wordbytes);
-        if (length > ctx->inreclen || length > left - wordbytes)
+    while (left >= lengthword) {
+        const uint32_t length = loadword(from);
+        if (!variablerecord::lengthfits(ctx, length) || length > left - lengthword)
             return refuselength(ctx, sess);
-        const uint64_t room = variableroom(length);
-        if (needroom(ctx, room) != 0)
+        if (needroom(ctx, variablerecord::room(length)) != 0)
             return callfailed(ctx, sess);
-        const uint32_t bytes = length + wordbytes;
-        memcpy(ctx->putblock->next, from, bytes);
-        ctx->putblock->next += room;
+        variablerecord::store(ctx->putblock, from + lengthword, length);
         if (countput(ctx, sess, 1) != 0)
             return callfailed(ctx, sess);
-        from += bytes;
-        left -= bytes;
+        from += lengthword + length;
+        left -= lengthword + length;
     }
     return left == 0 ? 0 : refuselength(ctx, sess);
 }
@@ -254,19 +197,15 @@ int badmode(qha5ctx *ctx, KVRNSESS *sess) {
     return callfailed(ctx, sess);
 }
 
-int badform(qha5ctx *ctx, KVRNSESS *sess) {
-    fail(ctx, msg_putuse, KVRN_D_PUTUSE);
-    return callfailed(ctx, sess);
-}
-
-struct putrow {
-    uint8_t form;
+struct putset {
     callroutine byrecord, byblock;
 };
-constexpr putrow putrows[] = {
-    {'f', putrecord<fixedrecord>, putfixed},
-    {'v', putrecord<variablerecord>, putvariables},
-    {'r', putrecord<textrecord>, putlines},
+constexpr putset lineputs = {putrecord<textrecord>, putlines};
+constexpr putset puts[recordforms] = {
+    {putrecord<fixedrecord>, putfixed},
+    {putrecord<variablerecord>, putvariables},
+    lineputs,
+    lineputs,
 };
 
 int putdata(qha5ctx *ctx, KVRNSESS *sess) {
@@ -305,10 +244,8 @@ callroutine chooseput(const qha5ctx *ctx) {
     const uint32_t mode = ctx->recoprat & (KVRN_PUT_RECORD | KVRN_PUT_BLOCK);
     if (mode != KVRN_PUT_RECORD && mode != KVRN_PUT_BLOCK)
         return badmode;
-    for (const putrow &row : putrows)
-        if (row.form == ctx->recform)
-            return mode == KVRN_PUT_RECORD ? row.byrecord : row.byblock;
-    return badform;
+    const putset &chosen = puts[formof(ctx)];
+    return mode == KVRN_PUT_RECORD ? chosen.byrecord : chosen.byblock;
 }
 
 int putcall(qha5ctx *ctx, KVRNSESS *sess) {

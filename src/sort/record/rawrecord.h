@@ -17,8 +17,11 @@ inline void scanwithin(qha5ctx *ctx, const blockhdr *block) {
 }
 
 // Variable records are padded in an input block, and nowhere else.
+constexpr uint64_t paddedroom(uint32_t length) {
+    return lengthword + roundup(length, recordunit);
+}
 constexpr int32_t paddedlength(uint32_t length) {
-    return static_cast<int32_t>(roundup(uint64_t{length} + lengthword, recordunit));
+    return static_cast<int32_t>(paddedroom(length));
 }
 
 // Data length of a variable record; false after reporting.
@@ -33,11 +36,11 @@ inline bool takevariable(qha5ctx *ctx, const uint8_t *raw, uint32_t *length) {
     return false;
 }
 
-// The line's delimiter, or null where none follows.
-inline const uint8_t *finddelimiter(const qha5ctx *ctx, const uint8_t *line) {
+// The line's delimiter, or null where none follows in front of `limit`.
+inline const uint8_t *finddelimiter(const qha5ctx *ctx, const uint8_t *line, const uint8_t *limit) {
     const uint32_t behind = ctx->linedlmtlen - 1;
-    for (const uint8_t *at = line; ctx->scanlimit - at > static_cast<ptrdiff_t>(behind); ++at) {
-        const auto left = static_cast<size_t>(ctx->scanlimit - at) - behind;
+    for (const uint8_t *at = line; limit - at > static_cast<ptrdiff_t>(behind); ++at) {
+        const auto left = static_cast<size_t>(limit - at) - behind;
         at = static_cast<const uint8_t *>(memchr(at, ctx->linedlmt[0], left));
         if (at == nullptr || memcmp(at, ctx->linedlmt, ctx->linedlmtlen) == 0)
             return at;
@@ -45,9 +48,20 @@ inline const uint8_t *finddelimiter(const qha5ctx *ctx, const uint8_t *line) {
     return nullptr;
 }
 
+// Length of a line without its delimiter: up to the delimiter, else up to the first
+// zero byte, else -1; looks no further than `limit`.
+inline int32_t linelength(const qha5ctx *ctx, const uint8_t *line, const uint8_t *limit) {
+    if (line >= limit)
+        return -1;
+    const void *end = finddelimiter(ctx, line, limit);
+    if (end == nullptr)
+        end = memchr(line, 0, static_cast<size_t>(limit - line));
+    return end != nullptr ? static_cast<int32_t>(static_cast<const uint8_t *>(end) - line) : -1;
+}
+
 // Length of a line without its delimiter; false after reporting.
 inline bool takeline(qha5ctx *ctx, const uint8_t *raw, uint32_t *length) {
-    const uint8_t *end = finddelimiter(ctx, raw);
+    const uint8_t *end = finddelimiter(ctx, raw, ctx->scanlimit);
     if (end == nullptr) {
         fail(ctx, msg_nodelimiter, KVRN_D_NODELIMITER);
         return false;
@@ -67,7 +81,7 @@ inline bool takefields(qha5ctx *ctx, const uint8_t *raw, fieldrow *table, uint32
         if (memcmp(raw + *length, ctx->linedlmt, ctx->linedlmtlen) == 0)
             return true;
     }
-    if (finddelimiter(ctx, raw) == nullptr) {
+    if (finddelimiter(ctx, raw, ctx->scanlimit) == nullptr) {
         fail(ctx, msg_nodelimiter, KVRN_D_NODELIMITER);
         return false;
     }

@@ -1,6 +1,8 @@
 // Record forms: fixed, variable, and text, which counts twice by how its fields are found.
-// This folder holds what a form means for a record as it lies in a block, and for the
-// blocks.  What becomes of the fields in it is the key table's (sort/convert).
+//
+// This folder holds what a form means for a record as it lies in a block: lengths and
+// steps (rawrecord.h), taking one in and giving one out (blockrecord.h), blocks of records
+// (blocks.h).  What becomes of the fields in it is the key table's (sort/convert).
 //
 // A form is settled by the analysis.  Set-ups ask for it here and choose routines by it;
 // what runs for each record does not ask.
