@@ -100,6 +100,14 @@ int buildstdin(qha5ctx *ctx) {
     return 0;
 }
 
+int nameinput(qha5ctx *ctx, filectl *file, const char *path) {
+    if (path == nullptr)
+        return refusefiles(ctx);
+    file->name = arenatext(ctx, path);
+    file->mode = 'r';
+    return file->name != nullptr ? 0 : -1;
+}
+
 int buildinputs(qha5ctx *ctx, const KVRNFLST &list, const KVRNFTYP *types, const char *&library) {
     ctx->infiles = newpointers<filectl>(ctx, list.count);
     if (ctx->infiles == nullptr)
@@ -115,14 +123,9 @@ int buildinputs(qha5ctx *ctx, const KVRNFLST &list, const KVRNFTYP *types, const
             return -1;
         ctx->infiles[i] = file;
         ctx->filecount = i + 1; // so that the close of a refused session meets no null
-        if (inputkind(ctx, *file, i, types, library) != 0)
+        if (inputkind(ctx, *file, i, types, library) != 0 ||
+            nameinput(ctx, file, list.path[i]) != 0)
             return -1;
-        if (list.path[i] == nullptr)
-            return refusefiles(ctx);
-        file->name = arenatext(ctx, list.path[i]);
-        if (file->name == nullptr)
-            return -1;
-        file->mode = 'r';
         if (file->kind == KVRN_FILE_INDEXED &&
             describeindexed(ctx, file, indexed++, list.count) != 0)
             return -1;

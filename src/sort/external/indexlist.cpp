@@ -54,15 +54,35 @@ entrychain takechain(qha5ctx *ctx, entrysource *source) {
     return chain;
 }
 
+namespace {
+
+// The first of the last `size` entries in front of the sentinel.
+idxentry *groupstart(const qha5ctx *ctx, uint32_t size) {
+    idxentry *entry = ctx->idxlist;
+    for (uint32_t links = ctx->idxcount - size - 1; links != 0; --links)
+        entry = entry->link;
+    return entry;
+}
+
+// The entry stands for itself and those that were behind it, up to `following`.
+void makegroup(idxentry *head, idxentry *following, uint32_t size, const blockhdr *wb) {
+    head->link = following;
+    head->kind = ek_index;
+    head->mark = em_unread;
+    head->count = size;
+    head->tempfile = wb->file;
+    head->filepos = wb->filepos;
+}
+
+} // namespace
+
 bool evictgroup(qha5ctx *ctx, const blockhdr *wb, uint8_t *image, entrysource *source,
                 idxentry ***at, entrychain *taken) {
     const uint32_t groupsize = ctx->idxperwb;
     assert(listholds(ctx));
     if (source->left == 0 || ctx->idxcount <= groupsize)
         return false;
-    idxentry *head = ctx->idxlist;
-    for (uint32_t links = ctx->idxcount - groupsize - 1; links != 0; --links)
-        head = head->link;
+    idxentry *head = groupstart(ctx, groupsize);
 
     // The last free entry goes first: it makes the source one entry ahead of the
     // image, and from then on each member is copied before it is used again.
@@ -82,14 +102,9 @@ bool evictgroup(qha5ctx *ctx, const blockhdr *wb, uint8_t *image, entrysource *s
             dropentry(ctx, member);
         member = following;
     }
-    head->link = member;
-    head->kind = ek_index;
-    head->mark = em_unread;
-    head->count = groupsize;
-    head->tempfile = wb->file;
-    head->filepos = wb->filepos;
-    ctx->idxcount -= groupsize - 1;
     assert(member->kind == ek_end);
+    makegroup(head, member, groupsize, wb);
+    ctx->idxcount -= groupsize - 1;
     return source->left == 0 && ctx->idxfree != nullptr;
 }
 
