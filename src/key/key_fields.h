@@ -67,9 +67,10 @@ struct key_fields {
 
     // Text by field numbers.  Both return -1 for a line with too few fields.
     // fieldscan returns the line's length with its delimiter.
-    int32_t (*fieldscan)(qha5ctx *ctx, const uint8_t *line, fieldrow *table, uint32_t maxfield);
-    int32_t (*fieldscanlen)(qha5ctx *ctx, const uint8_t *line, fieldaddr *table, uint32_t maxfield,
-                            uint32_t length);
+    int32_t (*fieldscan)(const qha5ctx *ctx, const uint8_t *line, fieldrow *table,
+                         uint32_t maxfield);
+    int32_t (*fieldscanlen)(const qha5ctx *ctx, const uint8_t *line, fieldaddr *table,
+                            uint32_t maxfield, uint32_t length);
     fieldrow *keyfields, *reconfields, *selfields;
     fieldaddr *sumfields1, *sumfields2;
 

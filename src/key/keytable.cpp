@@ -19,7 +19,6 @@
 #include "sort/record/recordform.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <cstring>
 
 namespace kvern {
@@ -37,6 +36,13 @@ constexpr uint32_t cut(uint64_t value) {
 uint32_t sourceplace(const qha5ctx *ctx, uint32_t position) {
     const uint64_t place = uint64_t{position} + prefixof(formof(ctx));
     return cut(std::min<uint64_t>(place, UINT32_MAX));
+}
+
+int wirekeys(qha5ctx *ctx) {
+    for (uint32_t i = ctx->keeporder ? 1 : 0; i < ctx->keycount; i++)
+        if (wirekey(ctx, ctx->keytable->entry[i]) != 0)
+            return -1;
+    return 0;
 }
 
 // A row whose source bytes do not come back from the key area.
@@ -96,9 +102,8 @@ keyentry *tablebuilder::addkey(uint32_t position, const keyfield &field) {
 
 int tablebuilder::finish(const KVRNSUM *sum) {
     ctx->keycount = rows;
-    for (uint32_t i = ctx->keeporder ? 1 : 0; i < rows; i++)
-        if (wirekey(ctx, ctx->keytable->entry[i]) != 0)
-            return -1;
+    if (wirekeys(ctx) != 0)
+        return -1;
     place = roundup(place, keyunit);
     ctx->keylen = cut(place);
     if (sum != nullptr)

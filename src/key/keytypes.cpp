@@ -67,8 +67,7 @@ coding chosencoding(const qha5ctx *ctx, const keyentry &row) {
     const keytype &type = keytypeof(row.type);
     if (istext(ctx))
         return row.kanjiconv == KVRN_KANJI_JIS ? type.kanjitext : type.text;
-    const uint32_t column = cdcolumn(ctx->cdmode);
-    return column < cdmodes ? type.bytes[column] : coding{};
+    return codingfor(type.bytes, ctx->cdmode);
 }
 
 // The order of the code that the data is not in, by altmode.

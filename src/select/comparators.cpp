@@ -14,6 +14,7 @@
 #include "key/encode/binarykeys.h"
 #include "key/encode/decimalkeys.h"
 #include "key/encode/plainkeys.h"
+#include "key/encode/textkeys.h"
 
 #include <iterator>
 
@@ -72,14 +73,13 @@ struct aspacked<overpunchsign> {
     }
 };
 
-constexpr coding none = {nullptr, nullptr};
-constexpr codings onlyebcdic = {coded<reversed>, none, none, none};
-constexpr codings onlyascii = {none, coded<reversed>, coded<reversed>, coded<reversed>};
+constexpr codings onlyebcdic = {coded<reversed>};
+constexpr codings onlyascii = {coding{}, coded<reversed>, coded<reversed>, coded<reversed>};
 
 constexpr comparison comparisons[] = {
     // clang-format off
     {0, nullptr, {}},
-    {KVRN_CHAR, nullptr, onlyascii},
+    {KVRN_CHAR, nullptr, onlyascii, coded<linetext>},
     {KVRN_CHARX, nullptr, onlyebcdic},
     {KVRN_MASKBYTE, nullptr, everycode<masked>},
     {KVRN_UBEBIN, widenzeros, everycode<reversed>},
@@ -90,7 +90,7 @@ constexpr comparison comparisons[] = {
     {KVRN_SIGNTRAIL, widendigits, bycharset<signlast<ebcdicminus>, signlast<asciiminus>>},
     {KVRN_ZONEDLEAD, widendigit, bysign<zonedfirst>},
     {KVRN_ZONEDU, widendigits, bysign<zonedlast>},
-    {KVRN_COLLATE, nullptr, everycode<reserved>},
+    {KVRN_COLLATE, nullptr, everycode<reserved>, coded<reserved>},
     {KVRN_WIDE2, nullptr, everycode<reserved>},
     {KVRN_WIDE4, nullptr, everycode<reserved>},
     // clang-format on

@@ -12,12 +12,12 @@ namespace kvern {
 
 struct comparison {
     uint8_t type;
-    widener widen;       // null: of two lengths the shorter one counts
-    codings comparators; // by code of data; null: this code has none
+    widener widen;    // null: of two lengths the shorter one counts
+    codings bytes;    // fixed and variable records, by code of data; null: this code has none
+    coding text = {}; // text records
 };
 
-// The row of a field type of fixed and variable records; of a type that has none,
-// a row without comparators.
+// The row of a field type; of a type that has none, a row without comparators.
 const comparison &comparisonof(uint8_t type);
 
 } // namespace kvern

@@ -8,7 +8,6 @@
 
 #include "select/operands.h"
 
-#include "key/encode/textkeys.h"
 #include "select/comparators.h"
 #include "session/arena.h"
 #include "session/qha9msg.h"
@@ -39,14 +38,17 @@ int32_t wholewords(const qha5ctx *ctx, int32_t encoded) {
     return static_cast<int32_t>(words);
 }
 
-int32_t encodeone(qha5ctx *ctx, const comparison &kind, uint8_t *dst, const operand &from,
-                  const uint8_t *mask) {
-    const uint32_t column = cdcolumn(ctx->cdmode);
-    const keyencoder comparator = column < cdmodes ? kind.comparators[column].encoder : nullptr;
-    if (comparator == nullptr)
+int32_t encodeone(qha5ctx *ctx, const coding &comparator, uint8_t *dst, const operand &from,
+                  const keyfield &field) {
+    if (comparator.encoder == nullptr)
         return faillogic(ctx);
-    const keyfield field = {.len = from.length, .order = KVRN_ASCENDING, .table = mask};
-    return comparator(ctx, dst, from.source, field, from.length);
+    return comparator.encoder(ctx, dst, from.source, field, from.length);
+}
+
+int32_t encodemasked(qha5ctx *ctx, const comparison &kind, uint8_t *dst, const operand &from,
+                     const uint8_t *mask) {
+    return encodeone(ctx, codingfor(kind.bytes, ctx->cdmode), dst, from,
+                     {.len = from.length, .order = KVRN_ASCENDING, .table = mask});
 }
 
 void widenoperand(const qha5ctx *ctx, const comparison &kind, uint8_t *buffer, operand &shorter,
@@ -82,12 +84,12 @@ int32_t encodebytes(qha5ctx *ctx, const KVRNSELE &cond, const uint8_t *data) {
     operand right = literal ? literalof(cond) : operand{data + cond.rpos, cond.rlen};
     if (left.length != right.length)
         matchlengths(ctx, leftkind, left, rightkind, right);
-    const int32_t encoded = encodeone(ctx, leftkind, ctx->selbufl, left, &cond.mask);
+    const int32_t encoded = encodemasked(ctx, leftkind, ctx->selbufl, left, &cond.mask);
     if (encoded < 0)
         return -1;
     if (ctx->heldliteral != &cond) {
         const uint8_t *mask = literal ? &wholebyte : &cond.mask;
-        if (encodeone(ctx, rightkind, ctx->selbufr, right, mask) < 0)
+        if (encodemasked(ctx, rightkind, ctx->selbufr, right, mask) < 0)
             return -1;
         ctx->heldliteral = literal ? &cond : nullptr;
     }
@@ -97,17 +99,13 @@ int32_t encodebytes(qha5ctx *ctx, const KVRNSELE &cond, const uint8_t *data) {
 // The shorter text is filled with zero bytes behind its end, so unlike the bytes of
 // other records no text is equal to what it begins with.
 int32_t encodetexts(qha5ctx *ctx, const KVRNSELE &cond, const operand &left, const operand &right) {
-    if (cond.ltype == KVRN_COLLATE)
-        return -1;
-    if (cond.ltype != KVRN_CHAR)
-        return faillogic(ctx);
+    const coding &comparator = comparisonof(cond.ltype).text;
     const keyfield field = {.len = std::max(left.length, right.length),
                             .options = cond.options,
                             .order = KVRN_ASCENDING};
-    const auto encode = [&](uint8_t *to, const operand &from) {
-        return keyform::linetext::encode(ctx, to, {from.source, from.length}, field);
-    };
-    return encode(ctx->selbufl, left) < 0 ? -1 : wholewords(ctx, encode(ctx->selbufr, right));
+    if (encodeone(ctx, comparator, ctx->selbufl, left, field) < 0)
+        return -1;
+    return wholewords(ctx, encodeone(ctx, comparator, ctx->selbufr, right, field));
 }
 
 } // namespace kvern

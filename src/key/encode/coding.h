@@ -34,8 +34,8 @@ int32_t encodeby(const qha5ctx *ctx, uint8_t *key, const uint8_t *source, const 
 }
 
 struct coding {
-    keyencoder encoder;
-    keydecoder decoder; // null: the source bytes do not come back
+    keyencoder encoder = nullptr;
+    keydecoder decoder = nullptr; // null: the source bytes do not come back
 };
 
 template <typename Family>
@@ -58,5 +58,11 @@ constexpr codings bycharset = {coded<Ebcdic>, coded<Ascii>, coded<Ascii>, coded<
 template <template <typename Sign> typename Family>
 constexpr codings bysign = {coded<Family<ebcdicsign>>, coded<Family<zone5sign>>,
                             coded<Family<zone7sign>>, coded<Family<overpunchsign>>};
+
+// Without routines for a code of data that has none.
+constexpr coding codingfor(const codings &all, uint8_t cdmode) {
+    const uint32_t column = cdcolumn(cdmode);
+    return column < cdmodes ? all[column] : coding{};
+}
 
 } // namespace kvern

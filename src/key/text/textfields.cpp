@@ -139,6 +139,12 @@ int32_t scantext(const qha5ctx *ctx, const uint8_t *line, fieldaddr *table, uint
     return locate(Finder(ctx), line, line + length, table, maxfield) ? 0 : -1;
 }
 
+template <typename Finder>
+void scanby(qha5ctx *ctx) {
+    ctx->fieldscan = scanline<Finder>;
+    ctx->fieldscanlen = scantext<Finder>;
+}
+
 // A byte that may be the second one of a double-byte character, or a half-width
 // kana of one byte.
 bool ambiguous(uint8_t byte) {
@@ -147,41 +153,14 @@ bool ambiguous(uint8_t byte) {
 
 } // namespace
 
-int32_t fields_ws(qha5ctx *ctx, const uint8_t *line, fieldrow *table, uint32_t maxfield) {
-    return scanline<whitespace>(ctx, line, table, maxfield);
-}
-int32_t fields_sep(qha5ctx *ctx, const uint8_t *line, fieldrow *table, uint32_t maxfield) {
-    return scanline<separator>(ctx, line, table, maxfield);
-}
-int32_t fields_dbcs(qha5ctx *ctx, const uint8_t *line, fieldrow *table, uint32_t maxfield) {
-    return scanline<dbcsseparator>(ctx, line, table, maxfield);
-}
-
-int32_t fieldslen_ws(qha5ctx *ctx, const uint8_t *line, fieldaddr *table, uint32_t maxfield,
-                     uint32_t length) {
-    return scantext<whitespace>(ctx, line, table, maxfield, length);
-}
-int32_t fieldslen_sep(qha5ctx *ctx, const uint8_t *line, fieldaddr *table, uint32_t maxfield,
-                      uint32_t length) {
-    return scantext<separator>(ctx, line, table, maxfield, length);
-}
-int32_t fieldslen_dbcs(qha5ctx *ctx, const uint8_t *line, fieldaddr *table, uint32_t maxfield,
-                       uint32_t length) {
-    return scantext<dbcsseparator>(ctx, line, table, maxfield, length);
-}
-
 void wirescanners(qha5ctx *ctx) {
     constexpr uint8_t awareness = 3;
-    if (!ctx->sepgiven) {
-        ctx->fieldscan = fields_ws;
-        ctx->fieldscanlen = fieldslen_ws;
-    } else if (ctx->dbcs == awareness && ambiguous(*ctx->sepstr)) {
-        ctx->fieldscan = fields_dbcs;
-        ctx->fieldscanlen = fieldslen_dbcs;
-    } else {
-        ctx->fieldscan = fields_sep;
-        ctx->fieldscanlen = fieldslen_sep;
-    }
+    if (!ctx->sepgiven)
+        scanby<whitespace>(ctx);
+    else if (ctx->dbcs == awareness && ambiguous(*ctx->sepstr))
+        scanby<dbcsseparator>(ctx);
+    else
+        scanby<separator>(ctx);
 }
 
 } // namespace kvern
