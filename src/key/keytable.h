@@ -4,6 +4,10 @@
 //   offset 0            keylen        txtdataoff              intreclen
 //   | seq | keys, last entry lowest | sums | gap pieces / text | filler |
 //
+// In this folder: where each piece goes, and what a key type is (keytypes).  Left to
+// others: which entries are allowed (param), the encoders themselves (key/encode), the walk
+// over the rows for each record (sort/convert).
+//
 // Legal order: begin, one addkey per key entry from the last entry to the first
 // (or one for the whole record), finish.
 #pragma once

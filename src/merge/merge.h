@@ -4,7 +4,7 @@
 // mergeprepare.cpp divides the storage, mergeselect.cpp goes from record to record,
 // mergeemit.cpp writes, mergedrivers.cpp and mergefeed.cpp bring blocks and carry them
 // off.  Left to others: equal keys (merge/sum), the making of internal records
-// (sort/record), when files open and close (session/run).  In order: preparemerge,
+// (sort/convert), when files open and close (session/run).  In order: preparemerge,
 // wiredriver, then mergefn until it gives merge_ended.
 #pragma once
 

@@ -3,7 +3,7 @@
 // Here: division of the working storage, the pool of slots filled, the phases behind
 // the last record, grouping in core.  Left to others: everything once records have left
 // memory (sort/external), the making of internal records and of finished ones
-// (sort/record), the comparing (sort/incore).
+// (sort/convert), the comparing (sort/incore).
 //
 //   buildblocks     the first input block
 //   feedblock       for each filled one

@@ -5,6 +5,9 @@
 // order is the complement of ascending.  A sign sorts in a marker byte on top:
 // 0xFF positive, 0x00 negative, complemented for descending.
 //
+// Left to others: which type has which family (keytypes.cpp, select/comparators.cpp) and
+// where the bytes go (keytable.h).  An encoder knows its field and nothing around it.
+//
 // A family is a struct (plainkeys.h, binarykeys.h, decimalkeys.h, textkeys.h):
 //   encode(key, source, field)      of bytes, or
 //   encode(ctx, key, text, field)   of text, or with the session

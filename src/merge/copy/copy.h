@@ -3,7 +3,7 @@
 //
 // Here: from block to block whole, or record by record where the filter or the
 // reconstruction asks for it.  Left to others: what is kept (select) and how a record is
-// rebuilt (sort/record).  In order: setupcopy, runcopy.
+// rebuilt (sort/convert).  In order: setupcopy, runcopy.
 #pragma once
 
 #include "session/context.h"

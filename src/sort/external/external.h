@@ -4,7 +4,7 @@
 // (wbio, tempfile), the index of first keys (blockindex, indexlist) and its ordering
 // (blockorder), the one pass of the final merge (mergesetup, finalmerge, mergeblocks,
 // idxexpand, spill, groupemit).  Left to others: internal records come from `encode` and
-// leave by `emit`, both of sort/record.  Nothing here knows a record form.
+// leave by `emit`, both of sort/convert.  Nothing here knows a record form.
 #pragma once
 
 #include "session/context.h"

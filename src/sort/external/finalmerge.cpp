@@ -5,7 +5,7 @@
 //   mergetree  35 < 38 < 60                lowest records of the merge blocks
 //
 //   35, 38 go out; 40 lies below 60, so that WB must come in first.  Either a block
-//   ran dry just now, and the WB takes its place, or a block is freed (spill.h).
+//   ran dry just now, and the WB takes its place, or a block is freed (spill.cpp).
 //
 // A slice of the merge runs for each output block.  In between the tree stands as it
 // is (`mergeresume`).  The tree is built anew only when the blocks in it changed
