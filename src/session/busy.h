@@ -9,7 +9,7 @@ namespace kvern {
 
 // The session of a caller's block; null: none.
 inline qha5ctx *sessionof(const KVRNSESS *sess) {
-    return sess ? static_cast<qha5ctx *>(sess->ctx) : nullptr;
+    return sess != nullptr ? static_cast<qha5ctx *>(sess->ctx) : nullptr;
 }
 
 // Refuses a call while another runs.  Only the running call may fail the session, so
@@ -35,13 +35,13 @@ inline int endcall(qha5ctx *ctx, int result) {
 
 class busymark {
   public:
-    explicit busymark(qha5ctx *ctx) : ctx_(ctx) { ctx_->busy = true; }
-    ~busymark() { ctx_->busy = false; }
+    explicit busymark(qha5ctx *of) : ctx(of) { ctx->busy = true; }
+    ~busymark() { ctx->busy = false; }
     busymark(const busymark &) = delete;
     busymark &operator=(const busymark &) = delete;
 
   private:
-    qha5ctx *ctx_;
+    qha5ctx *ctx;
 };
 
 // -1, and the reason for the caller: the first failure of the session, or the

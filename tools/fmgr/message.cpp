@@ -25,7 +25,7 @@ uint32_t number32(const uint8_t *from) {
 
 message::message(messagekind kind, const void *buffer, uint32_t length)
     : at(static_cast<const uint8_t *>(buffer)) {
-    if (!at || length < messagehead || std::memcmp(at, markof(kind), marklength) != 0)
+    if (at == nullptr || length < messagehead || std::memcmp(at, markof(kind), marklength) != 0)
         return;
     const uint32_t told = number32(at + marklength);
     if (told >= messagehead && told <= length)
@@ -47,7 +47,7 @@ std::optional<parameter> message::find(uint32_t number) const {
 }
 
 bool beginmessage(messagekind kind, void *buffer, uint32_t length) {
-    if (!buffer || length < messagehead)
+    if (buffer == nullptr || length < messagehead)
         return false;
     auto *at = static_cast<uint8_t *>(buffer);
     std::memcpy(at, markof(kind), marklength);
@@ -59,7 +59,7 @@ bool addparameter(messagekind kind, void *buffer, uint32_t length, uint32_t numb
                   uint32_t numeric, uint32_t bytecount, const void *bytes) {
     const message sofar(kind, buffer, length);
     if (!sofar.valid() || number > largestnumber || bytecount > largestnumber ||
-        (!bytes && bytecount != 0) || sofar.find(number))
+        (bytes == nullptr && bytecount != 0) || sofar.find(number))
         return false;
     auto *at = static_cast<uint8_t *>(buffer);
     const uint32_t used = number32(at + marklength);

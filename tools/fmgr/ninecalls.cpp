@@ -30,7 +30,7 @@ T guarded(F call, T otherwise) {
 uint32_t addbytes(uint32_t number, uint32_t length, const void *bytes) {
     const auto *from = static_cast<const uint8_t *>(bytes);
     const auto numeric =
-        from ? static_cast<uint32_t>(fmgr::littleendian(from, std::min(length, 4U))) : 0;
+        from != nullptr ? static_cast<uint32_t>(fmgr::littleendian(from, std::min(length, 4U))) : 0;
     return fmgr::addparameter(fmgr::messagekind::request, building.buffer, building.length, number,
                               numeric, length, bytes)
                ? 1
@@ -89,11 +89,11 @@ uint32_t FMGR_CALL ScanParmType(uint32_t number, uint32_t *length, const void **
     const auto found = reply.find(number);
     if (!found)
         return 0;
-    if (length)
+    if (length != nullptr)
         *length = found->length;
-    if (value)
+    if (value != nullptr)
         *value = found->bytes;
-    if (numeric)
+    if (numeric != nullptr)
         *numeric = found->number;
     return 1;
 }

@@ -136,7 +136,7 @@ void read(exchange &x) {
     openfile &file = fileof(x, status::notread);
     if (!file.in)
         fail(status::notread);
-    if (!x.data)
+    if (x.data == nullptr)
         throw malformed{};
     if (file.ended)
         fail(wayof(x.request).afterend);
@@ -153,7 +153,7 @@ void write(exchange &x) {
     if (!file.out)
         fail(status::notwritten);
     if (need(x.request, pm_request).number != wayof(x.request).writerequest ||
-        (!x.data && length != 0))
+        (x.data == nullptr && length != 0))
         throw malformed{};
     if (file.broken)
         fail(status::failed);

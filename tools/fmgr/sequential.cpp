@@ -14,23 +14,23 @@ constexpr uint32_t longestvariable = 0xFFFF;
 
 class fixedreader final : public reader {
   public:
-    explicit fixedreader(const opening &how) : file(how.path), length_(how.longest) {
-        if (length_ == 0 || file.size() % length_ != 0)
+    explicit fixedreader(const opening &how) : file(how.path), reclen(how.longest) {
+        if (reclen == 0 || file.size() % reclen != 0)
             fail(status::conflict);
     }
     bool read(uint8_t *to, uint32_t room, uint32_t *length) override {
         if (file.left() == 0)
             return false;
-        if (room < length_)
+        if (room < reclen)
             fail(status::lengthdiffers);
-        file.next(to, length_);
-        *length = length_;
+        file.next(to, reclen);
+        *length = reclen;
         return true;
     }
 
   private:
     inputfile file;
-    uint32_t length_;
+    uint32_t reclen;
 };
 
 class variablereader final : public reader {

@@ -65,7 +65,7 @@ const verb *findverb(const char *name) {
 
 const verb &needverb(const char *name) {
     const verb *found = findverb(name);
-    if (!found)
+    if (found == nullptr)
         refuse(quoted(name) + " is no command",
                "first comes sort, merge, copy or check; \"kvern help\" tells more");
     return *found;

@@ -273,7 +273,7 @@ int claimfile(int file, bool named) {
 void removedead(const std::string &prefix) {
     const std::string folder = folderof(prefix), start = prefix.substr(folder.size());
     DIR *all = ::opendir((folder + ".").c_str());
-    if (!all)
+    if (all == nullptr)
         return;
     while (const dirent *each = ::readdir(all)) {
         const std::string name = each->d_name;

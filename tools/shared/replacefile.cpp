@@ -97,7 +97,7 @@ outcome replacefile::begin(const std::string &path, const char *mark, const std:
         code = lookat(place, &old);
     if (code == 0)
         code = elsewhere && !old.found ? ENOENT : notplain(old);
-    where = folder ? *folder + "/" + place.substr(folderof(place).size()) : place;
+    where = folder != nullptr ? *folder + "/" + place.substr(folderof(place).size()) : place;
     if (code == 0)
         code = makefile();
     if (code == 0 && (strictrename || mustcopy()) && old.found)

@@ -133,7 +133,8 @@ class losertree {
                 continue;
             const auto theirs = rules.weightof(*waiting);
             const bool passed = theirs < mine;
-            const uintptr_t swap = (addressof(waiting) ^ addressof(traveller)) & -uintptr_t{passed};
+            const uintptr_t swap =
+                (addressof(waiting) ^ addressof(traveller)) & -static_cast<uintptr_t>(passed);
             entries[node] = playerat(addressof(waiting) ^ swap);
             traveller = playerat(addressof(traveller) ^ swap);
             mine = passed ? theirs : mine;

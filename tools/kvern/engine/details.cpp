@@ -226,7 +226,7 @@ explanation explaindetail(uint32_t detail) {
     for (const systemrow &row : systemrows)
         if (row.first <= detail)
             found = &row;
-    if (found && detail <= lastdetail)
+    if (found != nullptr && detail <= lastdetail)
         return explainsystem(*found, detail);
     return {"the engine refused the session", ourfault, ending::internal, 0, side::none};
 }

@@ -22,7 +22,7 @@ constexpr uint32_t callwork = 256; // that a call is worth by itself
 // the next look.
 int KVRN_CALL stophook(KVRNSESS *sess, void *watcher) {
     try {
-        if (watcher)
+        if (watcher != nullptr)
             static_cast<watch *>(watcher)->look(sess);
     } catch (const std::bad_alloc &) {
         return stopwanted() ? 1 : 0;
@@ -101,7 +101,7 @@ void session::closeopen(void *self) {
 
 void session::look(uint32_t work) {
     unseen += work + callwork;
-    if (!watcher || unseen < workbetween)
+    if (watcher == nullptr || unseen < workbetween)
         return;
     watcher->look(&sess);
     unseen = 0;
@@ -124,7 +124,7 @@ void session::put(const void *data, uint32_t length) {
     sess.recaddr = const_cast<void *>(data); // the engine only reads it
     sess.reclen = length;
     check("kvrnput", kvrnput(&sess));
-    if (watcher)
+    if (watcher != nullptr)
         watcher->fed(length);
     look(length);
 }
@@ -155,7 +155,7 @@ bool session::getmerged(const void **data, uint32_t *length) {
 }
 
 bool session::step(const char *input, size_t inputlength, const void **data, uint32_t *length) {
-    sess.code = input ? KVRN_RECORD : KVRN_END;
+    sess.code = input != nullptr ? KVRN_RECORD : KVRN_END;
     sess.recaddr = const_cast<char *>(input); // the engine only reads it
     sess.reclen = static_cast<uint32_t>(inputlength);
     const int result = kvrnmrge(&sess);
@@ -167,7 +167,7 @@ bool session::step(const char *input, size_t inputlength, const void **data, uin
 }
 
 void session::close() {
-    if (watcher)
+    if (watcher != nullptr)
         watcher->finish(&sess);
     open = false;
     check("kvrnclse", kvrnclse(version, &link, &prim, &sess));

@@ -18,7 +18,7 @@ constexpr const char *sizeform = "give a number with b, K or M behind it, as -S 
 
 bool given(const CLI::App &app, const char *name) {
     const CLI::Option *option = app.get_option_no_throw(name);
-    return option && option->count() > 0;
+    return option != nullptr && option->count() > 0;
 }
 
 // Options that say something about text; the first one given, or nothing.
@@ -75,7 +75,7 @@ std::string wholeword(int argc, const char *const *argv, const std::string &rest
 std::string wordsof(const CLI::ParseError &error) {
     std::string text = error.what();
     const std::string option = text.substr(0, text.find(':'));
-    if (dynamic_cast<const CLI::ArgumentMismatch *>(&error))
+    if (dynamic_cast<const CLI::ArgumentMismatch *>(&error) != nullptr)
         return option + (text.find("At Most") == std::string::npos ? " needs a value"
                                                                    : " may be given once");
     return text;
@@ -113,7 +113,7 @@ bool parsejob(jobkind kind, int argc, const char *const *argv, joboptions &out) 
     } catch (const CLI::ParseError &error) {
         const std::string list =
             std::string("\"kvern help ") + jobname(kind) + "\" lists the options";
-        if (!dynamic_cast<const CLI::ExtrasError *>(&error) || app->remaining().empty())
+        if (dynamic_cast<const CLI::ExtrasError *>(&error) == nullptr || app->remaining().empty())
             refuse(wordsof(error), list);
         const std::string word = wholeword(argc, argv, app->remaining().front());
         const std::string other = meant(*app, word);

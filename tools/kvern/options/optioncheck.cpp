@@ -17,7 +17,7 @@ struct conflict {
 
 // Told in this order.
 constexpr conflict formconflicts[] = {
-    {[](given by) { return (by.fixed != 0) + (by.variable != 0) + by.text > 1; },
+    {[](given by) { return by.text ? !by.istext() : by.fixed != 0 && by.variable != 0; },
      "--fixed, --variable and --text exclude each other", "give the records' form once"},
     {[](given by) { return by.variable != 0 && by.framing.empty(); }, "--variable needs --framing",
      "it tells how lengths lie in the file: rdw, bdw, be16z, be32, le32 or be16"},

@@ -25,7 +25,7 @@ std::vector<std::string> split(const std::string &text, char at) {
 bool ischoice(const std::string &value) {
     const auto isword = [](char c) {
         const auto byte = static_cast<unsigned char>(c);
-        return std::islower(byte) || std::isdigit(byte) || c == '|';
+        return std::islower(byte) != 0 || std::isdigit(byte) != 0 || c == '|';
     };
     return value.find('|') != std::string::npos && std::all_of(value.begin(), value.end(), isword);
 }

@@ -73,14 +73,14 @@ size_t inputsource::readraw(void *to, size_t room) {
     auto count = static_cast<size_t>(got);
     rawtaken += count;
     const void *mark = std::memchr(to, endmark, count);
-    marks = marks || mark;
-    if (mark && marksend) {
+    marks = marks || mark != nullptr;
+    if (mark != nullptr && marksend) {
         count = static_cast<size_t>(static_cast<const char *>(mark) - static_cast<char *>(to));
         cut = true;
     } else if (count == 0 && isfile() && rawtaken < facts.size) {
         failcut(rawtaken);
     }
-    if (count == 0 || (mark && marksend))
+    if (count == 0 || (mark != nullptr && marksend))
         reachend();
     return count;
 }

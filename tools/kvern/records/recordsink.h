@@ -43,7 +43,7 @@ class recordsink {
     uint32_t room = 0; // of a block; 0: not asked yet
     std::string block, framed, leading;
 
-    bool blocked() const { return shape.frame && shape.frame->blocked; }
+    bool blocked() const { return shape.frame != nullptr && shape.frame->blocked; }
     void settle();
     void addtoblock(std::string_view record);
     void endblock();

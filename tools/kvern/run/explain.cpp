@@ -17,7 +17,7 @@ std::string shown(const char *bytes, size_t length) {
     constexpr size_t most = 24;
     const std::string text(bytes, std::min(length, most));
     const bool plain = std::all_of(text.begin(), text.end(), [](char c) {
-        return std::isprint(static_cast<unsigned char>(c)) && c != '"';
+        return std::isprint(static_cast<unsigned char>(c)) != 0 && c != '"';
     });
     std::string out = plain ? '"' + text + '"' : "x\"";
     if (!plain) {

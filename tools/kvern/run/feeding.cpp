@@ -173,9 +173,9 @@ void exchange(session &engine, std::vector<inputsource> &sources, const jobplan 
         look();
         taken += more ? 1 : 0;
         // With one input, each record but the first puts out the one ahead of it.
-        if (strict && more && taken > 1 && !data)
+        if (strict && more && taken > 1 && data == nullptr)
             failorder(record, " has the key of the one ahead of it", "", 0, 0);
-        if (!data || !out)
+        if (data == nullptr || out == nullptr)
             continue;
         if (plan.shape.kind == formkind::variable)
             out->put(data, length);

@@ -91,7 +91,7 @@ class groupmerge {
         job one(how, group, part, seen, none, 0, before);
         scratchfile &file = made.emplace_back(how.tempdirs);
         one.runinto(file);
-        if (before)
+        if (before != nullptr)
             return;
         const intakefacts read = one.taken();
         facts.header += read.header;

@@ -57,7 +57,7 @@ void job::runinto(scratchfile &file) {
 }
 
 intakefacts job::taken() const {
-    if (before)
+    if (before != nullptr)
         return *before;
     const bool byengine = plan.byfile || plan.engine.prim.function == KVRN_COPY;
     intakefacts all;
@@ -89,7 +89,7 @@ lookat job::checking() const {
 
 // What the engine read by itself is all that the files held when they were opened.
 void job::checkread() const {
-    if (!plan.byfile || before)
+    if (!plan.byfile || before != nullptr)
         return;
     uint64_t held = 0;
     for (const inputsource &source : sources) {
@@ -144,16 +144,17 @@ void job::deliver(outputsink &out) {
 }
 
 uint32_t job::blocksize() const {
-    uint32_t largest = before && options.blocksize == 0 ? before->largestblock : options.blocksize;
+    uint32_t largest =
+        before != nullptr && options.blocksize == 0 ? before->largestblock : options.blocksize;
     for (const inputsource &source : sources)
-        if (options.blocksize == 0 && !before)
+        if (options.blocksize == 0 && before == nullptr)
             largest = std::max(largest, source.largestblock());
     return largest == 0 ? longestblock : largest;
 }
 
 void job::runsession(recordsink *out) {
     std::optional<scratchfile> shown;
-    if (out && plan.byfile && plan.view.text && plan.kind == jobkind::merge &&
+    if (out != nullptr && plan.byfile && plan.view.text && plan.kind == jobkind::merge &&
         plan.shape.end == lineend::crlf) {
         // Record calls of a merge give such lines shifted by a byte.
         shown.emplace(options.tempdirs);
@@ -166,9 +167,9 @@ void job::runsession(recordsink *out) {
     checksum();
     if (plan.engine.prim.function == KVRN_MERGE && !plan.byfile)
         exchange(engine, sources, plan, out, checking(), counts);
-    else if (out && !shown && plan.kind == jobkind::sort)
+    else if (out != nullptr && !shown && plan.kind == jobkind::sort)
         draw(engine, plan, *out, checking());
-    else if (out && !shown)
+    else if (out != nullptr && !shown)
         drawmerged(engine, *out, checking());
     engine.close();
     checksum();

@@ -87,7 +87,7 @@ uint64_t sift(const joboptions &options, std::vector<inputsource> &sources, jobp
 
 // A merge and a copy write blocks before they have read all.
 bool mustmeasureblocks(const joboptions &options, const recordshape &shape) {
-    return shape.frame && shape.frame->blocked && options.blocksize == 0 &&
+    return shape.frame != nullptr && shape.frame->blocked && options.blocksize == 0 &&
            (options.kind == jobkind::merge || options.kind == jobkind::copy);
 }
 

@@ -122,7 +122,7 @@ bool fieldreader::takename(conditionfield &out) {
         (name == "x" && end < text.size() && (text[end] == '"' || text[end] == '\'')))
         return false;
     const std::string *field = names.find(name);
-    if (!field)
+    if (field == nullptr)
         fail(names.empty() ? "names come from --layout FILE" : "the layout has no such field");
     out = fieldreader(*field, "--layout, " + name, view, names).whole();
     out.at = at;
@@ -160,7 +160,7 @@ void fieldreader::takeplaced(conditionfield &out, bool bracket) {
 
 void fieldreader::settype(conditionfield &out, const std::string &name) {
     const fieldtype *type = findtype(name);
-    if (!type || type->conditionmost == 0)
+    if (type == nullptr || type->conditionmost == 0)
         failat(out.at, "types of conditions are ch ac ec zd zl sl st pd bi fi bit=MASK");
     if (view.text && (!type->intext || type->code != KVRN_CHAR))
         failat(out.at, "lines of text have ch fields only");

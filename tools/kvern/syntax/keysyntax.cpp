@@ -31,9 +31,9 @@ void settype(keyspec &key, const std::string &text, const recordview &view) {
     const size_t equals = text.find('=');
     const std::string value = equals == std::string::npos ? "" : text.substr(equals + 1);
     const fieldtype *found = findtype(text.substr(0, equals));
-    const std::string name = found ? found->name : "";
+    const std::string name = found != nullptr ? found->name : "";
     const bool wantsvalue = name == "bit" || name == "tbl";
-    if (!found || wantsvalue != (equals != std::string::npos))
+    if (found == nullptr || wantsvalue != (equals != std::string::npos))
         refuse(key.name + ": " + quoted(text) + " is no type",
                "types are ch ac ec zd zl sl st pd bi fi bil fil fp bit=MASK tbl=FILE sj");
     if (view.text && !found->intext)

@@ -98,7 +98,7 @@ std::string layout::expand(const std::string &what, const std::string &text) con
     if (name.empty() || (fields.empty() && text.size() > name.size()))
         return text;
     const std::string *field = find(name);
-    if (!field)
+    if (field == nullptr)
         failname(what, name);
     const std::string rest = text.substr(name.size());
     if ((*field)[0] != '$')

@@ -91,7 +91,7 @@ class pieces {
     // Of POS,LEN,TYPE the type says nothing here.
     void takename(const std::string &name, rebuildpiece &out) {
         const std::string *field = names.find(name);
-        if (!field)
+        if (field == nullptr)
             names.failname(option, name);
         const size_t type = field->find(',', field->find(',') + 1);
         const std::string place = (*field)[0] == '$' ? *field : field->substr(0, type);
@@ -141,7 +141,7 @@ sumspec parsesum(const std::string &text, size_t number, const recordview &view)
         return sum;
     }
     const fieldtype *type = findtype(parts[2]);
-    if (!type || type->summost == 0)
+    if (type == nullptr || type->summost == 0)
         refuse(sum.name + ": " + quoted(parts[2]) + " is no type that sums", form);
     checklength(sum.name, *type, sum.length, type->summost, form);
     sum.type = type->code;

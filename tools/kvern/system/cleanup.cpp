@@ -21,20 +21,20 @@ class cleanuplist {
     void enter(cleanup *one) {
         const std::lock_guard<std::mutex> held(lock);
         one->older = newest;
-        if (newest)
+        if (newest != nullptr)
             newest->newer = one;
         newest = one;
     }
     void leave(const cleanup *one) {
         const std::lock_guard<std::mutex> held(lock);
-        (one->newer ? one->newer->older : newest) = one->older;
-        if (one->older)
+        (one->newer != nullptr ? one->newer->older : newest) = one->older;
+        if (one->older != nullptr)
             one->older->newer = one->newer;
     }
     // Another thread's may be in use there.
     void run() {
         const std::lock_guard<std::mutex> held(lock);
-        for (const cleanup *one = newest; one; one = one->older)
+        for (const cleanup *one = newest; one != nullptr; one = one->older)
             if (one->owner == std::this_thread::get_id())
                 one->call(one->argument);
     }
@@ -50,7 +50,7 @@ cleanuplist all;
 
 // No exception stands behind it where there was no memory for one either.
 bool ofmemory() {
-    if (!abi::__cxa_current_exception_type())
+    if (abi::__cxa_current_exception_type() == nullptr)
         return true;
     try {
         throw;

@@ -26,7 +26,7 @@ void settle(const manner &how) {
 
 bool wantscolor(const std::string &mode) {
     const char *forbidden = std::getenv("NO_COLOR");
-    if (mode != "auto" || (forbidden && *forbidden))
+    if (mode != "auto" || (forbidden != nullptr && *forbidden))
         return mode == "always";
     return isterminal(standarderror);
 }

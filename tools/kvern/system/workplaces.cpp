@@ -17,7 +17,7 @@ constexpr const char *variables[] = {"KVERN_TMPDIR", "TEMP", "TMP"};
 // As the engine finds it.  What it would read otherwise, or not at all, is left to it.
 std::vector<std::string> defaultplace() {
     for (const char *name : variables)
-        if (const char *value = std::getenv(name); value && *value) {
+        if (const char *value = std::getenv(name); value != nullptr && *value) {
             const std::string place = value;
             const bool one =
                 place.find_first_of(";\n") == std::string::npos && place.find_first_of(" \t") != 0;
