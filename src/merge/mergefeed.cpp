@@ -40,7 +40,7 @@ const uint8_t *recordbytes(const KVRNSESS *sess) {
 }
 
 template <class form>
-bool isdelimited(const qha5ctx *ctx) {
+bool linedelimited(const qha5ctx *ctx) {
     const KVRNSESS *sess = ctx->userblk;
     return form::isdelimited(ctx, recordbytes(sess), sess->reclen);
 }
@@ -148,7 +148,7 @@ int32_t feedfile(qha5ctx *ctx) {
     if (ctx->userblk->code == KVRN_RECORD) {
         if (checkrecord<form>(ctx) != 0)
             return merge_failed;
-        if (!isdelimited<form>(ctx))
+        if (!linedelimited<form>(ctx))
             return fail(ctx, msg_nodelimiter, KVRN_D_NODELIMITER, callname);
         return collect<form>(ctx);
     }
@@ -169,7 +169,7 @@ int32_t checkbrought(qha5ctx *ctx) {
         return 0;
     if (checkrecord<form>(ctx) != 0)
         return -1;
-    return isdelimited<form>(ctx) ? 0 : failstale(ctx, msg_nodelimiter, KVRN_D_NODELIMITER);
+    return linedelimited<form>(ctx) ? 0 : failstale(ctx, msg_nodelimiter, KVRN_D_NODELIMITER);
 }
 
 template <class form>

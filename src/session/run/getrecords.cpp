@@ -13,7 +13,7 @@ namespace kvern {
 
 namespace {
 
-void countout(qha5ctx *ctx, KVRNSESS *sess, uint32_t records) {
+void countgot(qha5ctx *ctx, KVRNSESS *sess, uint32_t records) {
     sess->getcount += records;
     countout(ctx, records);
     ctx->getblock->count -= records;
@@ -24,7 +24,7 @@ int getrecord(qha5ctx *ctx, KVRNSESS *sess) {
     const recordspan record = form::show(ctx, ctx->getblock, ctx->linedlmtlen);
     sess->recaddr = record.bytes;
     sess->reclen = record.length;
-    countout(ctx, sess, 1);
+    countgot(ctx, sess, 1);
     return 0;
 }
 
@@ -32,7 +32,7 @@ int getwhole(qha5ctx *ctx, KVRNSESS *sess) {
     const blockhdr *block = ctx->getblock;
     sess->recaddr = block->first;
     sess->reclen = static_cast<uint32_t>(block->limit - block->first);
-    countout(ctx, sess, block->count);
+    countgot(ctx, sess, block->count);
     return 0;
 }
 
