@@ -2,11 +2,29 @@
 // a hook that stops the session.
 #include "handmade.h"
 
+#include <map>
+
 namespace kvern::test {
 namespace {
 
 // Enough to fill some blocks.
 const strings shuffled = numbered(5003, 5003);
+
+// What a line put by itself must be: one line, whole.
+TEST(exchange, single_lines) {
+    for (const auto &[line, detail] : std::map<std::string, uint32_t>{{"a\n", 0},
+                                                                      {"a\nb\n", 111},
+                                                                      {"a", 117},
+                                                                      {"", 117},
+                                                                      {"1234567\n", 0},
+                                                                      {"12345678\n", 111}}) {
+        handmade s;
+        s.astext(KVRN_DLMT_LF);
+        ASSERT_EQ(s.open(), 0);
+        EXPECT_EQ(s.put(line), detail == 0 ? 0 : -1) << line;
+        EXPECT_EQ(s.sess.detail, detail) << line;
+    }
+}
 
 // A line without its delimiter in a block: the call takes it, the session fails.
 TEST(exchange, text_block_without_a_delimiter) {

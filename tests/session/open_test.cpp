@@ -126,13 +126,16 @@ TEST(order, of_calls) {
 }
 
 TEST(order, another_block_is_refused) {
-    handmade s;
-    EXPECT_EQ(s.play("open put end"), "0 0 1");
-    KVRNSESS copy = s.sess;
-    EXPECT_EQ(qha5chkg(&copy), -1);
-    EXPECT_EQ(qha5term(&s.prim, &copy), -1);
-    EXPECT_EQ(copy.detail, 223U);
-    EXPECT_EQ(s.close(), 0);
+    for (const bool put : {true, false}) {
+        handmade s;
+        EXPECT_EQ(s.play(put ? "open put" : "open put end"), put ? "0 0" : "0 0 1");
+        KVRNSESS copy = s.sess;
+        copy.code = KVRN_RECORD;
+        EXPECT_EQ(put ? qha5chkp(&copy) : qha5chkg(&copy), -1);
+        EXPECT_EQ(qha5term(&s.prim, &copy), -1);
+        EXPECT_EQ(copy.detail, 223U);
+        EXPECT_EQ(s.close(), 0);
+    }
 }
 
 // What the caller of a merge must not bring, by the checked call and by the plain one,

@@ -60,4 +60,17 @@ TEST(random_sessions, external) {
     compare_with_model({.maxrecords = 40000, .external = true}, externals);
 }
 
+// Keys so long that the first keys of all blocks have no room in memory either.
+TEST(external, long_keys) {
+    sessionspec spec;
+    spec.reclen = 300;
+    spec.keys = {{0, 300}};
+    spec.memsize = KVRN_MEM_MIN;
+    spec.external = true;
+    spec.inputs.resize(1);
+    for (randomness r(1); spec.inputs[0].size() < 20000;)
+        spec.inputs[0].push_back(bytes(4, r.byte()) + bytes(296, r.byte()));
+    EXPECT_EQ(faultof(spec), "");
+}
+
 } // namespace kvern::test

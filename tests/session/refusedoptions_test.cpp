@@ -2,6 +2,8 @@
 // exclude each other.
 #include "refusal.h"
 
+#include <map>
+
 namespace kvern::test {
 namespace {
 
@@ -77,6 +79,33 @@ TEST(refusal, options_together) {
         ROW(exclusive, with(r, 's', KVRN_SUM | KVRN_SUPPRESS)),
         ROW(exclusive, with(r, 's', KVRN_KEEPORDER | KVRN_SUPPRESS)),
     });
+}
+
+// A separator takes as much storage as it is long.  Whoever finds none then says so, in
+// every kind of session.
+TEST(refusal, storage_that_ends_anywhere) {
+    std::map<std::string, int> seen;
+    for (const uint8_t function : {KVRN_SORT, KVRN_MERGE, KVRN_COPY})
+        for (const uint8_t mode : {uint8_t{0}, uint8_t{KVRN_FIELDS}, uint8_t{KVRN_COLUMNS}})
+            for (uint32_t left = 0; left < 36000; left += left < 3000 ? 24 : 600) {
+                session r;
+                const std::string blanks(66000 - left, ' ');
+                r.prim.separator = blanks.c_str();
+                r.prim.memsize = KVRN_MEM_MIN;
+                if (mode != 0)
+                    r.text(mode);
+                if (function != KVRN_SORT || left % 3 == 0)
+                    r.twofiles(function);
+                if (function != KVRN_COPY)
+                    r.key(0, 4), r.sum(10, 4, mode == 0 ? KVRN_ZONED : KVRN_CHAR);
+                r.piece(0, 50);
+                r.select({cond(KVRN_CHAR, 4, KVRN_CHAR, 4), compared(KVRN_CHAR, 1, "a", 1)});
+                r.prim.function = function;
+                ++seen[r.opened()];
+            }
+    for (const auto &[told, times] : seen)
+        EXPECT_TRUE(told == accepted || told == noroom || told == nosetup) << told << times;
+    EXPECT_GE(seen.size(), 2U);
 }
 
 } // namespace
