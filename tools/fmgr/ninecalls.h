@@ -1,7 +1,6 @@
 // The nine functions of the file manager, as its library exports them, and a tenth for
-// callers that know of it.  Builders and
-// scanners work on the message that the calling thread began last; their result is 0
-// on failure.  docs/file-manager.md tells the requests.
+// callers that know of it.  Builders and scanners work on the message that the calling
+// thread began last; their result is 0 on failure.  docs/file-manager.md tells the requests.
 #pragma once
 
 #include <stdint.h>

@@ -1,5 +1,9 @@
 // One session of the engine: opens it, passes data through, closes it whatever
 // happens.  `detail` is looked at after every call, also where the result is 0.
+//
+// In this folder: all calls of the engine, who looks on (watch), details in words.  Left
+// to others: whose fault a detail is in the user's terms (run/failures).  In order: a
+// session of a description; put and endinput, get, getmerged or step; close.
 #pragma once
 
 #include "kvern.h"

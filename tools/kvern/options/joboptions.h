@@ -1,4 +1,9 @@
 // The command line of a job as values, not yet judged against each other.
+//
+// In this folder: from the words of the command line to these values and back, for help,
+// manual and completions, by one table (optiontable); optioncheck judges them.  Left to
+// others: what the texts of keys, conditions and pieces say (syntax), what they mean for a
+// session (plan).  In order: parsejob, checkoptions.
 #pragma once
 
 #include <cstdint>

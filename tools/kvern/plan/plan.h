@@ -1,5 +1,9 @@
 // From options and inputs to the description of a session: everything that can
 // be refused without the engine is refused here, in the user's words.
+//
+// Left to others: options that exclude each other (options/optioncheck), and everything
+// once the plan stands (run).  In order: findshape, then planjob; planmerge and listinputs
+// again where inputs are merged by groups or stand in scratch files.
 #pragma once
 
 #include "kvern/plan/jobplan.h"

@@ -1,4 +1,9 @@
 // Records of one input, one after the other, in whatever form they lie there.
+//
+// In this folder: inputs and what is read of them ahead (inputs), framing, readers and
+// the sink, lines looked at beforehand (textscan).  Left to others: whether a record is
+// wanted (the engine's filter), where it goes (run).  In order: an inputsource, a
+// recordreader of it, next until it gives false; a recordsink, its records, finish.
 #pragma once
 
 #include "kvern/records/framing.h"

@@ -1,5 +1,9 @@
 // The records that fields lie in, the field types by the names that users type, and what
 // all field descriptions are made of.
+//
+// In this folder: texts of the user as entries of the engine's blocks: keys, sums and
+// pieces, conditions, literals, names of a layout file.  Left to others: whether a field
+// lies in the record (plan/reach).  In order: a layout, then the texts that use its names.
 #pragma once
 
 #include "kvern.h"
