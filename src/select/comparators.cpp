@@ -74,7 +74,7 @@ struct aspacked<overpunchsign> {
 };
 
 constexpr codings onlyebcdic = {coded<reversed>};
-constexpr codings onlyascii = {coding{}, coded<reversed>, coded<reversed>, coded<reversed>};
+constexpr codings onlyascii = {nocoding, coded<reversed>, coded<reversed>, coded<reversed>};
 
 constexpr comparison comparisons[] = {
     // clang-format off

@@ -62,10 +62,12 @@ template <template <typename Sign> typename Family>
 constexpr codings bysign = {coded<Family<ebcdicsign>>, coded<Family<zone5sign>>,
                             coded<Family<zone7sign>>, coded<Family<overpunchsign>>};
 
+inline constexpr coding nocoding = {};
+
 // Without routines for a code of data that has none.
-constexpr coding codingfor(const codings &all, uint8_t cdmode) {
+constexpr const coding &codingfor(const codings &all, uint8_t cdmode) {
     const uint32_t column = cdcolumn(cdmode);
-    return column < cdmodes ? all[column] : coding{};
+    return column < cdmodes ? all[column] : nocoding;
 }
 
 } // namespace kvern

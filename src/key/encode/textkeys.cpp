@@ -80,10 +80,11 @@ void makenumber(uint8_t *slot, uint32_t room, uint32_t used) {
 // Places the text and applies all options.  True: the slot holds a number.
 bool fillslot(uint8_t *slot, textspan text, const keyfield &field) {
     const uint32_t room = field.len;
-    const uint32_t used = placetext(slot, room, usedtext(text, field), field.options);
-    if (field.options & KVRN_TXT_FOLD)
+    const uint8_t options = field.options;
+    const uint32_t used = placetext(slot, room, usedtext(text, field), options);
+    if (options & KVRN_TXT_FOLD)
         foldcase(slot, room);
-    if (!(field.options & KVRN_TXT_NUMERIC))
+    if (!(options & KVRN_TXT_NUMERIC))
         return false;
     makenumber(slot, room, used);
     return true;
