@@ -48,6 +48,8 @@ constexpr coding codingof() {
     else
         return {encodeby<Family>, nullptr};
 }
+// Constants all, which the checker does not see in templates.
+// NOLINTBEGIN(bugprone-dynamic-static-initializers)
 template <typename Family>
 constexpr coding coded = codingof<Family>();
 
@@ -61,6 +63,7 @@ constexpr codings bycharset = {coded<Ebcdic>, coded<Ascii>, coded<Ascii>, coded<
 template <template <typename Sign> typename Family>
 constexpr codings bysign = {coded<Family<ebcdicsign>>, coded<Family<zone5sign>>,
                             coded<Family<zone7sign>>, coded<Family<overpunchsign>>};
+// NOLINTEND(bugprone-dynamic-static-initializers)
 
 inline constexpr coding nocoding = {};
 
