@@ -86,7 +86,7 @@ void readplaced(keyspec &key, const std::string &text, const recordview &view) {
 
 // The digits behind the first character of the text, which is cut off with them.
 std::string takedigits(std::string &text) {
-    const std::string digits = digitsat(text, 1);
+    std::string digits = digitsat(text, 1);
     text.erase(0, 1 + digits.size());
     return digits;
 }
