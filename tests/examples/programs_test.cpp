@@ -10,7 +10,7 @@ struct programcase {
     std::string program, arguments; // the program as the shell takes it
     int code;
     std::string out, err; // all of the output, a part of the errors
-    std::string input = "";
+    std::string input{};
 };
 
 // One that the build left beside the tests.

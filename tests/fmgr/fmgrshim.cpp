@@ -14,6 +14,8 @@ namespace {
 
 kvern::test::fmgrstage *stage() {
     const char *text = std::getenv(kvern::test::stagevariable);
+    if (text == nullptr)
+        std::abort(); // loaded by no test
     const auto address = static_cast<uintptr_t>(std::strtoull(text, nullptr, 10));
     return reinterpret_cast<kvern::test::fmgrstage *>(address);
 }

@@ -1,9 +1,6 @@
 #!/usr/bin/env python3
 """The plan of the house: floors, arrows that go down and not round, one door to the system,
-and one room that writes each field of the session context.
-
-    house.py ROOT
-"""
+and one room that writes each field of the session context: house.py ROOT"""
 import pathlib
 import re
 import sys
