@@ -22,7 +22,7 @@ struct scene {
     std::string before, path; // a script
     uid_t user;
     int code;
-    std::string after = ""; // empty: as before
+    std::string after{}; // empty: as before
     void (*meanwhile)(const std::string &) = [](const std::string &) {};
 };
 

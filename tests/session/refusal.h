@@ -40,7 +40,7 @@ struct session : handmade {
 
     std::string opened() {
         const int result = open();
-        EXPECT_EQ(sess.detail == 0, result == 0 || message() == "");
+        EXPECT_EQ(sess.detail == 0, result == 0 || message().empty());
         if (result == 0)
             return accepted;
         const std::string line = message();
