@@ -101,7 +101,7 @@ void wiremerge(qha5ctx *ctx) {
     beginfolding(ctx);
     if (ctx->selectopt)
         chooseselect(ctx);
-    ctx->selectfn = chooseselectfn(ctx);
+    ctx->selectfn = chooseselector(ctx);
     ctx->nextrecfn = choosenext(ctx);
     ctx->emitfn = chooseemitfn(ctx);
 }

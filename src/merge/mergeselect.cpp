@@ -214,7 +214,7 @@ constexpr widthrow<selectstep> fillsteps[] = {
 
 } // namespace
 
-selectstep chooseselectfn(const qha5ctx *ctx) {
+selectstep chooseselector(const qha5ctx *ctx) {
     return forwidth(fillsteps, ctx->keylen);
 }
 

@@ -10,7 +10,7 @@ namespace kvern {
 
 // The `selectfn` that a merge begins with; it changes to that of the steady state by
 // itself when every input has given a record or ended.
-[[nodiscard]] decltype(merge_fields::selectfn) chooseselectfn(const qha5ctx *ctx);
+[[nodiscard]] decltype(merge_fields::selectfn) chooseselector(const qha5ctx *ctx);
 
 // The `nextrecfn`: with or without the record filter.
 [[nodiscard]] decltype(merge_fields::nextrecfn) choosenext(const qha5ctx *ctx);

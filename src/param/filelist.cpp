@@ -11,7 +11,7 @@
 namespace kvern {
 namespace {
 
-constexpr char filemanagername[] = "m7hxfmg.dll";
+constexpr char managerfile[] = "m7hxfmg.dll";
 constexpr uint32_t keyspecroom = 1024; // key parts sent when an indexed output is created
 
 struct kindrow {
@@ -114,7 +114,7 @@ int buildinputs(qha5ctx *ctx, const KVRNFLST &list, const KVRNFTYP *types, const
         return -1;
     if (types != nullptr && types->count == 0)
         types = nullptr;
-    if (types != nullptr && (library = arenatext(ctx, filemanagername)) == nullptr)
+    if (types != nullptr && (library = arenatext(ctx, managerfile)) == nullptr)
         return -1;
     uint32_t indexed = 0;
     for (uint32_t i = 0; i < list.count; i++) {
@@ -160,7 +160,7 @@ int outputkind(qha5ctx *ctx, filectl &file, uint8_t given, const char *library) 
     if (file.family == 0 || file.libname != nullptr)
         return 0;
     // No input had a list of kinds, so there is no name to share.
-    file.libname = arenatext(ctx, filemanagername);
+    file.libname = arenatext(ctx, managerfile);
     return file.libname != nullptr ? 0 : -1;
 }
 

@@ -27,17 +27,17 @@ constexpr bindrow managed(uint8_t kind) {
             {{io::readfixed, io::writefixed}, {io::readvariable, io::writevariable}}};
 }
 
-constexpr transfer descriptorlines = {readlinedescr, writedescr};
-constexpr transfer handlelines = {readlinehandle, writehandle};
+constexpr transfer linesbydescr = {descrlines, writedescr};
+constexpr transfer linesbyhandle = {handlelines, writehandle};
 constexpr bindrow bindrows[] = {
     {KVRN_FILE_DESCRIPTOR,
      opendescr,
      closedescr,
-     {{readfixeddescr, writedescr}, {}, descriptorlines, descriptorlines}},
+     {{descrrecords, writedescr}, {}, linesbydescr, linesbydescr}},
     {KVRN_FILE_PLAIN,
      openhandle,
      closehandle,
-     {{readfixedhandle, writehandle}, {}, handlelines, handlelines}},
+     {{handlerecords, writehandle}, {}, linesbyhandle, linesbyhandle}},
     managed<fmgrio>(KVRN_FILE_MANAGER),
     managed<idxio>(KVRN_FILE_INDEXED),
     managed<relio>(KVRN_FILE_RELATIVE),

@@ -105,7 +105,7 @@ int32_t closedescr(qha5ctx *ctx, filectl *file) {
     return fail(ctx, msg_close, KVRN_D_CLOSE, messagename(file), ctx->errnum);
 }
 
-int32_t readfixeddescr(qha5ctx *ctx, filectl *file) {
+int32_t descrrecords(qha5ctx *ctx, filectl *file) {
     if (file->kind != ownkind)
         return -1;
     blockhdr *block = file->block;
@@ -120,7 +120,7 @@ int32_t readfixeddescr(qha5ctx *ctx, filectl *file) {
     return static_cast<int32_t>(count);
 }
 
-int32_t readlinedescr(qha5ctx *ctx, filectl *file) {
+int32_t descrlines(qha5ctx *ctx, filectl *file) {
     if (file->kind != ownkind)
         return -1;
     blockhdr *block = file->block;

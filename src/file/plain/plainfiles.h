@@ -13,15 +13,15 @@ namespace kvern {
 // Kind 1: through descriptors, and the standard streams.
 int32_t opendescr(qha5ctx *ctx, filectl *file);
 int32_t closedescr(qha5ctx *ctx, filectl *file);
-int32_t readfixeddescr(qha5ctx *ctx, filectl *file);
-int32_t readlinedescr(qha5ctx *ctx, filectl *file);
+int32_t descrrecords(qha5ctx *ctx, filectl *file);
+int32_t descrlines(qha5ctx *ctx, filectl *file);
 int32_t writedescr(qha5ctx *ctx, filectl *file);
 
 // Kind 16: through system handles.
 int32_t openhandle(qha5ctx *ctx, filectl *file);
 int32_t closehandle(qha5ctx *ctx, filectl *file);
-int32_t readfixedhandle(qha5ctx *ctx, filectl *file);
-int32_t readlinehandle(qha5ctx *ctx, filectl *file);
+int32_t handlerecords(qha5ctx *ctx, filectl *file);
+int32_t handlelines(qha5ctx *ctx, filectl *file);
 int32_t writehandle(qha5ctx *ctx, filectl *file);
 
 } // namespace kvern

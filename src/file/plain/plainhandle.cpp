@@ -89,7 +89,7 @@ int32_t closehandle(qha5ctx *ctx, filectl *file) {
     return closed == 0 ? 0 : failsystem(ctx, file, closed, fileop::close);
 }
 
-int32_t readfixedhandle(qha5ctx *ctx, filectl *file) {
+int32_t handlerecords(qha5ctx *ctx, filectl *file) {
     if (file->kind != ownkind)
         return -1;
     blockhdr *block = file->block;
@@ -106,7 +106,7 @@ int32_t readfixedhandle(qha5ctx *ctx, filectl *file) {
     return count == 0 ? 0 : afterpump(ctx, static_cast<int32_t>(count));
 }
 
-int32_t readlinehandle(qha5ctx *ctx, filectl *file) {
+int32_t handlelines(qha5ctx *ctx, filectl *file) {
     if (file->kind != ownkind)
         return -1;
     blockhdr *block = file->block;

@@ -23,7 +23,7 @@ int32_t encodefixed(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
 }
 
 template <bool sequenced>
-int32_t encodeplainfixed(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
+int32_t plainfixed(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
     if (!countrecord(ctx))
         return -1;
     encodeplain<sequenced>(ctx, raw, internal);
@@ -56,7 +56,7 @@ int32_t encodecolumns(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
     if (!takeline(ctx, raw, &length) || !linefits(ctx, length) || !countrecord(ctx))
         return -1;
     const uint8_t *text = placeline(ctx, raw, length, internal);
-    if (encodecolumnrows(ctx, text, internal) == -1)
+    if (columnrows(ctx, text, internal) == -1)
         return -1;
     return static_cast<int32_t>(length + ctx->linedlmtlen);
 }
@@ -71,7 +71,7 @@ int32_t encodefields(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
     if (!taken || !linefits(ctx, length) || !countrecord(ctx))
         return -1;
     const uint8_t *text = placeline(ctx, raw, length, internal);
-    if (encodefieldrows(ctx, text, internal) == -1)
+    if (fieldrows(ctx, text, internal) == -1)
         return -1;
     return static_cast<int32_t>(length + ctx->linedlmtlen);
 }
@@ -92,7 +92,7 @@ encoderoutine chooseencode(const qha5ctx *ctx) {
     if (ctx->reconopt)
         return chooserebuild(ctx);
     if (form == form_fixed && isplaintable(ctx))
-        return ctx->keeporder ? encodeplainfixed<true> : encodeplainfixed<false>;
+        return ctx->keeporder ? plainfixed<true> : plainfixed<false>;
     const encodeset &set = plainencodes[form];
     return ctx->keygiven ? set.keyed : set.unkeyed;
 }

@@ -82,7 +82,7 @@ int32_t rebuildcolumns(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
         enddelimited(ctx, text, rebuilt);
     } else {
         memcpy(internal + ctx->txtlenoff, &rebuilt, sizeof rebuilt);
-        if (!countrecord(ctx) || encodecolumnrows(ctx, text, internal) == -1)
+        if (!countrecord(ctx) || columnrows(ctx, text, internal) == -1)
             return -1;
     }
     return static_cast<int32_t>(length + ctx->linedlmtlen);
@@ -124,7 +124,7 @@ int32_t encodejoined(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
     const uint32_t length = joinfields(ctx, raw, text, keyed ? ctx->keyfields : nullptr);
     memset(text + length, 0, textroom(ctx) - length);
     memcpy(internal + ctx->txtlenoff, &length, sizeof length);
-    return countrecord(ctx) ? encodefieldrows(ctx, text, internal) : -1;
+    return countrecord(ctx) ? fieldrows(ctx, text, internal) : -1;
 }
 
 template <bool copying>

@@ -33,7 +33,7 @@ inline int32_t encoderows(qha5ctx *ctx, const uint8_t *image, uint8_t *internal)
 
 // Text rows: row->len is only the room that the key has for the field.
 template <typename Locate>
-int32_t encodetextrows(qha5ctx *ctx, uint8_t *internal, Locate locate) {
+int32_t textrows(qha5ctx *ctx, uint8_t *internal, Locate locate) {
     const keyentry *end = rowsend(ctx->keytable);
     for (const keyentry *row = rowsbegin(ctx->keytable); row != end; ++row) {
         const textspan text = locate(*row);
@@ -44,15 +44,15 @@ int32_t encodetextrows(qha5ctx *ctx, uint8_t *internal, Locate locate) {
 }
 
 // src is a column; behind the line's end there are zeros.
-inline int32_t encodecolumnrows(qha5ctx *ctx, const uint8_t *text, uint8_t *internal) {
-    return encodetextrows(ctx, internal, [text](const keyentry &row) {
+inline int32_t columnrows(qha5ctx *ctx, const uint8_t *text, uint8_t *internal) {
+    return textrows(ctx, internal, [text](const keyentry &row) {
         return textspan{text + row.src, row.len};
     });
 }
 
 // src is a row of keyfields.
-inline int32_t encodefieldrows(qha5ctx *ctx, const uint8_t *text, uint8_t *internal) {
-    return encodetextrows(ctx, internal, [ctx, text](const keyentry &row) {
+inline int32_t fieldrows(qha5ctx *ctx, const uint8_t *text, uint8_t *internal) {
+    return textrows(ctx, internal, [ctx, text](const keyentry &row) {
         const fieldrow &field = ctx->keyfields[row.src];
         return textspan{text + field.offset, std::min(row.len, field.length)};
     });
