@@ -32,7 +32,7 @@ inline void arenaleave(qha5ctx *ctx, const workspace &rest) {
     ctx->arenafree = rest.left;
 }
 
-// The same for `count` objects; null after message 23.
+// Room for `count` objects, as take gives it; null after message 23.
 template <typename Object>
 [[nodiscard]] Object *carve(qha5ctx *ctx, workspace &space, uint64_t count,
                             uint32_t detail = KVRN_D_STORAGE) {
