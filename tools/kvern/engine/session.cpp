@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <utility>
 
 namespace command {
 
@@ -164,6 +165,31 @@ bool session::step(const char *input, size_t inputlength, const void **data, uin
     *data = sess.outaddr;
     *length = sess.outlen;
     return result == 0;
+}
+
+bool session::key(std::string_view record) {
+    const auto length = static_cast<unsigned>(record.size());
+    auto room = static_cast<unsigned>(probed.size());
+    int result = kvrnkey(&sess, record.data(), length, probed.data(), &room);
+    if (result < 0 && room > probed.size()) { // the first one: all keys are as long
+        sess.detail = 0;
+        probed.resize(room);
+        result = kvrnkey(&sess, record.data(), length, probed.data(), &room);
+    }
+    if (result < 0)
+        failprobe("kvrnkey");
+    return result == 0;
+}
+
+bool session::keeps(std::string_view record) {
+    const int result = kvrntest(&sess, record.data(), static_cast<unsigned>(record.size()));
+    if (result < 0)
+        failprobe("kvrntest");
+    return result == 0;
+}
+
+void session::failprobe(const char *call) {
+    throw enginefailure{call, std::exchange(sess.detail, 0), 0};
 }
 
 void session::close() {

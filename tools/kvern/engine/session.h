@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace command {
@@ -84,6 +85,12 @@ class session {
     bool wantsinput() const { return sess.mergestat != KVRN_WANTS_NONE; }
     size_t wanted() const { return sess.inputno; }
     bool step(const char *input, size_t inputlength, const void **data, uint32_t *length);
+    // The key of a record as it would be put, of which the session takes no notice; false:
+    // the filter drops it.  It stands until the next call.
+    bool key(std::string_view record);
+    std::string_view lastkey() const { return {probed.data(), probed.size()}; }
+    // The filter keeps the record.
+    bool keeps(std::string_view record);
     // Ends the session.  Without this call the destructor does so, silently.
     void close();
 
@@ -95,11 +102,13 @@ class session {
     uint32_t &sumstopped;
     watch *watcher;
     uint32_t unseen = 0;
+    std::string probed;
     cleanup closing{closeopen, this};
 
     static void closeopen(void *self);
     void look(uint32_t work);
     void check(const char *call, int result);
+    [[noreturn]] void failprobe(const char *call);
 };
 
 } // namespace command

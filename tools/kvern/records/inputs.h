@@ -44,6 +44,14 @@ class inputsource {
     bool endedatmark() const { return cut; }
     // Up to `room` bytes from the current place, 0 at the end.
     size_t read(void *to, size_t room);
+    // Its bytes can be had from any place: a regular file, or a stream that was kept.
+    bool placed() const;
+    // Any thread, of a placed one: so many bytes from there on (0 is where it begins now,
+    // behind its header), fewer at the end alone.
+    size_t readat(uint64_t offset, void *to, size_t room);
+    // Takes in the rest of a stream, up to so much of it in memory and what is more into a
+    // file without a name in one of the directories.
+    void keep(size_t memory, const std::vector<std::string> &tempdirs);
     // Back to the place where a file stood at first.
     void rewind();
     // The source begins behind its first records from now on, so many bytes in front of

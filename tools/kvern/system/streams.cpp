@@ -334,4 +334,7 @@ bool stopwanted() {
     return signalled != 0;
 }
 
+helpingthread::helpingthread() = default;
+helpingthread::~helpingthread() = default;
+
 } // namespace command

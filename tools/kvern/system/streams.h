@@ -68,4 +68,13 @@ std::string systemerror();
 void catchsignals();
 bool stopwanted();
 
+// Stands on each thread but the first while it works: a signal ends its waits as well.
+class helpingthread {
+  public:
+    helpingthread();
+    ~helpingthread();
+    helpingthread(const helpingthread &) = delete;
+    helpingthread &operator=(const helpingthread &) = delete;
+};
+
 } // namespace command

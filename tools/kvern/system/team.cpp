@@ -1,0 +1,74 @@
+#include "kvern/system/team.h"
+
+#include "kvern/system/failure.h"
+#include "kvern/system/streams.h"
+
+#include <system_error>
+#include <thread>
+#include <vector>
+
+namespace command {
+
+namespace {
+
+bool wasstopped(const std::exception_ptr &what) {
+    try {
+        std::rethrow_exception(what);
+    } catch (const stopped &) {
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+} // namespace
+
+void team::fail(uint64_t place) {
+    const std::exception_ptr what = std::current_exception();
+    const uint64_t first = wasstopped(what) ? 0 : place;
+    const std::lock_guard<std::mutex> held(lock);
+    if (error == nullptr || first < earliest) {
+        error = what;
+        earliest = first;
+    }
+    changed();
+}
+
+void team::attempt(const std::function<void(unsigned)> &work, unsigned number) noexcept {
+    try {
+        work(number);
+    } catch (const abandoned &) {
+    } catch (...) {
+        fail(UINT64_MAX);
+    }
+}
+
+void team::run(const std::function<void(unsigned)> &work) {
+    std::vector<std::thread> others;
+    others.reserve(wanted);
+    try {
+        while (others.size() + 1 < wanted)
+            others.emplace_back([this, &work, number = static_cast<unsigned>(others.size()) + 1] {
+                const helpingthread here;
+                std::unique_lock<std::mutex> held(lock);
+                news.wait(held, [this] { return begun; });
+                held.unlock();
+                attempt(work, number);
+            });
+    } catch (const std::system_error &) {
+        // As many as there are do it.
+    }
+    {
+        const std::lock_guard<std::mutex> held(lock);
+        wanted = static_cast<unsigned>(others.size()) + 1;
+        begun = true;
+        changed();
+    }
+    attempt(work, 0);
+    for (std::thread &one : others)
+        one.join();
+    if (error != nullptr)
+        std::rethrow_exception(error);
+}
+
+} // namespace command
