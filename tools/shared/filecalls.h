@@ -24,6 +24,8 @@ std::string folderof(const std::string &path);
 
 // New files, for reading and writing; -1 and errno.
 int createfile(const std::string &path, uint32_t mode);
+// One that is gone with its descriptor, whatever ends the process.
+int createpassing(const std::string &path, uint32_t mode);
 // A name that opens an open file in this process, where the system has such names.
 bool reachable(int file, std::string *way);
 // One without a name, in the directory of `path`; `way`: what opens it in this process.
@@ -35,6 +37,10 @@ int openplain(const std::string &path, uint64_t *size);
 int openagain(const std::string &path);            // for reading and writing; -1 and errno
 int openover(const std::string &path);             // for writing, as it is
 int64_t readonce(int file, void *to, size_t room); // -1 and errno
+// At a place of a file, whatever its position, by several threads; one turn, which a
+// signal may end with EINTR.  -1 and errno.
+int64_t readplace(int file, uint64_t place, void *to, size_t room);
+int64_t writeplace(int file, uint64_t place, const void *from, size_t length);
 int writeall(int file, const void *from, size_t length);
 int seekto(int file, uint64_t position);
 int cutto(int file, uint64_t length);

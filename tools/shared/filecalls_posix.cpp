@@ -120,6 +120,16 @@ bool reachable(int file, std::string *way) {
     return true;
 }
 
+int createpassing(const std::string &path, uint32_t mode) {
+    const int file = createfile(path, mode);
+    if (file < 0 || ::unlink(path.c_str()) == 0)
+        return file;
+    const int code = errno;
+    (void)::close(file);
+    errno = code;
+    return -1;
+}
+
 int createunnamed(const std::string &path, uint32_t mode, std::string *way) {
 #if defined(O_TMPFILE)
     const std::string folder = folderof(path) + ".";
@@ -173,6 +183,14 @@ int64_t readonce(int file, void *to, size_t room) {
         if (count >= 0 || errno != EINTR)
             return count;
     }
+}
+
+int64_t readplace(int file, uint64_t place, void *to, size_t room) {
+    return ::pread(file, to, std::min(room, mostbytes), static_cast<off_t>(place));
+}
+
+int64_t writeplace(int file, uint64_t place, const void *from, size_t length) {
+    return ::pwrite(file, from, std::min(length, mostbytes), static_cast<off_t>(place));
 }
 
 int writeall(int file, const void *from, size_t length) {

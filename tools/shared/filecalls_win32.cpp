@@ -49,6 +49,20 @@ int codeof(bool done) {
     return done ? 0 : systemcode();
 }
 
+OVERLAPPED placeof(uint64_t place) {
+    OVERLAPPED where = {};
+    where.Offset = static_cast<DWORD>(place);
+    where.OffsetHigh = static_cast<DWORD>(place >> 32);
+    return where;
+}
+
+int64_t moved(bool done, DWORD count) {
+    if (done || GetLastError() == ERROR_HANDLE_EOF)
+        return count;
+    errno = systemcode();
+    return -1;
+}
+
 // What a path stands for can be asked whoever has it open.
 HANDLE openfor(const std::string &path, DWORD flags) {
     return CreateFileA(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
@@ -124,6 +138,11 @@ int createfile(const std::string &path, uint32_t) {
     return _open(path.c_str(), _O_RDWR | _O_CREAT | _O_EXCL | openflags, _S_IREAD | _S_IWRITE);
 }
 
+int createpassing(const std::string &path, uint32_t) {
+    return _open(path.c_str(), _O_RDWR | _O_CREAT | _O_EXCL | _O_TEMPORARY | openflags,
+                 _S_IREAD | _S_IWRITE);
+}
+
 int createunnamed(const std::string &, uint32_t, std::string *) {
     errno = ENOSYS;
     return -1;
@@ -164,6 +183,23 @@ int openover(const std::string &path) {
 
 int64_t readonce(int file, void *to, size_t room) {
     return _read(file, to, static_cast<unsigned>(std::min(room, mostbytes)));
+}
+
+int64_t readplace(int file, uint64_t place, void *to, size_t room) {
+    OVERLAPPED where = placeof(place);
+    DWORD count = 0;
+    const bool done = ReadFile(reinterpret_cast<HANDLE>(_get_osfhandle(file)), to,
+                               static_cast<DWORD>(std::min(room, mostbytes)), &count, &where) != 0;
+    return moved(done, count);
+}
+
+int64_t writeplace(int file, uint64_t place, const void *from, size_t length) {
+    OVERLAPPED where = placeof(place);
+    DWORD count = 0;
+    const bool done =
+        WriteFile(reinterpret_cast<HANDLE>(_get_osfhandle(file)), from,
+                  static_cast<DWORD>(std::min(length, mostbytes)), &count, &where) != 0;
+    return moved(done, count);
 }
 
 int writeall(int file, const void *from, size_t length) {

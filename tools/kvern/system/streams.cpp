@@ -1,6 +1,7 @@
 #include "kvern/system/streams.h"
 
 #include "kvern/system/failure.h"
+#include "shared/filecalls.h"
 
 #include <cerrno>
 #include <climits>
@@ -83,6 +84,9 @@ size_t countfree(size_t wanted) {
 bool opentowrite(int) {
     return true;
 }
+bool opentoappend(int) {
+    return true; // nothing tells
+}
 bool terminal(int descriptor) {
     return _isatty(descriptor) != 0;
 }
@@ -135,6 +139,10 @@ size_t countfree(size_t wanted) {
 bool opentowrite(int descriptor) {
     const int flags = fcntl(descriptor, F_GETFL);
     return flags >= 0 && (flags & O_ACCMODE) != O_RDONLY;
+}
+bool opentoappend(int descriptor) {
+    const int flags = fcntl(descriptor, F_GETFL);
+    return flags < 0 || (flags & O_APPEND) != 0;
 }
 bool terminal(int descriptor) {
     return isatty(descriptor) == 1;
@@ -247,6 +255,11 @@ bool iswritable(int descriptor) {
     return opentowrite(descriptor);
 }
 
+bool isplaceable(int descriptor) {
+    return inspect(descriptor).sort == filesort::regular && iswritable(descriptor) &&
+           !opentoappend(descriptor);
+}
+
 int openinput(const std::string &path) {
     return patiently([&] { return openread(path.c_str()); });
 }
@@ -261,6 +274,10 @@ void closeinput(int descriptor) {
 
 int64_t readsome(int descriptor, void *to, size_t room) {
     return patiently([&] { return readonce(descriptor, to, bounded(room)); });
+}
+
+int64_t readplace(int descriptor, uint64_t place, void *to, size_t room) {
+    return patiently([&] { return shared::readplace(descriptor, place, to, room); });
 }
 
 int64_t position(int descriptor) {
@@ -279,11 +296,14 @@ bool isterminal(int descriptor) {
     return terminal(descriptor);
 }
 
-void writefile(int descriptor, const std::string &path, const void *from, size_t length) {
+namespace {
+
+// `write`: a turn of it, the bytes written or -1.
+template <class Call>
+void writeturns(const std::string &path, const void *from, size_t length, Call write) {
     auto next = static_cast<const char *>(from);
     while (length > 0) {
-        const int64_t count =
-            patiently([&] { return writeonce(descriptor, next, bounded(length)); });
+        const int64_t count = patiently([&] { return write(next, length); });
         if (count < 0 && errno == EPIPE)
             throw stopped{};
         if (count <= 0) // no error and no progress: it takes no more
@@ -291,6 +311,23 @@ void writefile(int descriptor, const std::string &path, const void *from, size_t
         next += count;
         length -= static_cast<size_t>(count);
     }
+}
+
+} // namespace
+
+void writefile(int descriptor, const std::string &path, const void *from, size_t length) {
+    writeturns(path, from, length, [descriptor](const char *next, size_t left) {
+        return writeonce(descriptor, next, bounded(left));
+    });
+}
+
+void writeplace(int descriptor, const std::string &path, uint64_t place, const void *from,
+                size_t length) {
+    writeturns(path, from, length, [descriptor, &place](const char *next, size_t left) {
+        const int64_t count = shared::writeplace(descriptor, place, next, left);
+        place += count > 0 ? static_cast<uint64_t>(count) : 0;
+        return count;
+    });
 }
 
 void saydirectly(const char *text) {

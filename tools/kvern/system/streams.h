@@ -37,6 +37,8 @@ struct fileidentity {
 fileidentity identify(const std::string &path);
 fileidentity identify(int descriptor);
 bool iswritable(int descriptor); // as it was opened
+// A regular file that is written at any place, not one opened for appending.
+bool isplaceable(int descriptor);
 
 // -1 on failure, then systemerror() tells why.  The opening of a pipe waits for its other
 // end; throws `stopped` as readsome does.
@@ -46,11 +48,16 @@ void closeinput(int descriptor);
 int openstream(const std::string &path);
 // All of it, or throws the failure of the file.
 void writefile(int descriptor, const std::string &path, const void *from, size_t length);
+// The same at a place of a regular file, whatever its position, by several threads.
+void writeplace(int descriptor, const std::string &path, uint64_t place, const void *from,
+                size_t length);
 // To standard error, where no memory may be taken; that it fails is told nowhere.
 void saydirectly(const char *text);
 // Up to `room` bytes; 0 at the end, -1 on failure.  Throws `stopped` when a
 // signal came in between.
 int64_t readsome(int descriptor, void *to, size_t room);
+// The same at a place of a regular file, whatever its position, by several threads.
+int64_t readplace(int descriptor, uint64_t place, void *to, size_t room);
 // The place of a regular file's next byte, and back to it.
 int64_t position(int descriptor);
 bool goback(int descriptor, int64_t place);

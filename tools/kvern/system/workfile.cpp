@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <system_error>
 
@@ -48,78 +47,34 @@ int standardof(const std::string &path) {
 // ---- scratch files --------------------------------------------------------------
 
 scratchfile::scratchfile(const std::vector<std::string> &dirs) {
+    static std::atomic<unsigned> number{0};
     const std::string place = scratchplace(dirs);
     const std::string base = (fs::path(place) / "scratch").string();
+    const std::string prefix = base + "." + mark + "-" + std::to_string(shared::processnumber());
     shown = "a temporary file in " + place;
+    std::string way;
     descriptor = shared::createunnamed(base, ownmode, &way);
-    const int code = descriptor >= 0 ? 0 : makenamed(base + "." + mark + "-");
-    if (code != 0)
+    for (int i = 0; i < attempts && descriptor < 0 && (i == 0 || errno == EEXIST); ++i)
+        descriptor = shared::createpassing(prefix + "-" + std::to_string(number++), ownmode);
+    if (descriptor < 0)
         throw failure{ending::file,
-                      place + ": no temporary file can be made (" + std::strerror(code) + ")",
+                      place + ": no temporary file can be made (" + systemerror() + ")",
                       "look at -T"};
-    finish();
-}
-
-// It has its name no longer than it is needed.
-int scratchfile::makenamed(const std::string &prefix) {
-    static unsigned number = 0;
-    shared::removedead(prefix);
-    int code = EEXIST;
-    for (int i = 0; i < attempts && code == EEXIST; ++i) {
-        name = prefix + std::to_string(shared::processnumber()) + "-" + std::to_string(number++);
-        descriptor = shared::createfile(name, ownmode);
-        code = descriptor < 0 ? errno : 0;
-    }
-    way = name;
-    const bool hidden =
-        code == 0 && shared::reachable(descriptor, &way) && shared::removefile(name) == 0;
-    if (code == 0 && !hidden) {
-        way = name;
-        static_cast<void>(shared::claimfile(descriptor, true));
-    } else {
-        name.clear();
-    }
-    return code;
 }
 
 scratchfile::~scratchfile() {
-    remove(this);
-}
-
-void scratchfile::remove(void *self) {
-    auto *one = static_cast<scratchfile *>(self);
-    if (one->descriptor >= 0)
-        closeinput(one->descriptor);
-    one->descriptor = -1;
-    if (!one->name.empty())
-        static_cast<void>(shared::removefile(one->name));
-}
-
-void scratchfile::clear() {
-    if (descriptor < 0)
-        descriptor = shared::openagain(name);
-    int code = descriptor < 0 ? errno : shared::seekto(descriptor, 0);
-    if (code == 0)
-        code = shared::cutto(descriptor, 0);
-    if (code != 0)
-        failsystem(code, shown, "look at -T");
+    closeinput(descriptor);
 }
 
 void scratchfile::append(const void *data, size_t length) {
     writefile(descriptor, shown, data, length);
 }
 
-// One without a name lives as long as it is open.
-void scratchfile::finish() {
-    int code = 0;
-    if (shared::strictrename) {
-        code = shared::closefile(descriptor);
-        descriptor = -1;
-    } else {
-        code = shared::flushfile(descriptor);
-    }
-    if (code != 0)
-        failsystem(code, shown, "look at -T");
+size_t scratchfile::readat(uint64_t place, void *to, size_t room) const {
+    const int64_t count = readplace(descriptor, place, to, room);
+    if (count < 0)
+        failsystem(errno, shown);
+    return static_cast<size_t>(count);
 }
 
 // ---- the output -----------------------------------------------------------------
@@ -147,8 +102,12 @@ void outputsink::findstream(const std::string &path, const std::vector<fileident
     if (its.keeps && isamong(its, inputs))
         throw failure{ending::file, name + " is an input too, and would change while it is read",
                       otherplace};
-    if (descriptor >= 0)
+    if (descriptor >= 0) {
+        // Where notes go to the same file they would lie upon what is placed there.
+        byplace = isplaceable(descriptor) && !its.same(identify(standarderror));
+        start = byplace ? static_cast<uint64_t>(position(descriptor)) : 0;
         return;
+    }
     descriptor = openstream(path);
     if (descriptor < 0)
         failsystem(errno, path);
@@ -169,6 +128,7 @@ void outputsink::makefile(const std::string &path, const std::vector<std::string
             failsystem(elsewhere, path, otherplace);
     }
     descriptor = file.descriptor();
+    byplace = true;
 }
 
 outputsink::~outputsink() {
@@ -181,22 +141,40 @@ void outputsink::remove(void *self) {
 }
 
 void outputsink::write(const void *data, size_t length) {
-    total += length;
     if (buffer.size() + length < sinkbytes) {
         buffer.append(static_cast<const char *>(data), length);
-        return;
+    } else {
+        pass(buffer.data(), buffer.size());
+        buffer.clear();
+        pass(data, length);
     }
-    flush();
-    writefile(descriptor, name, data, length);
+    reach(flushed + buffer.size());
 }
 
-void outputsink::flush() {
-    writefile(descriptor, name, buffer.data(), buffer.size());
-    buffer.clear();
+void outputsink::pass(const void *data, size_t length) {
+    if (byplace)
+        writeplace(descriptor, name, start + flushed, data, length);
+    else
+        writefile(descriptor, name, data, length);
+    flushed += length;
+}
+
+void outputsink::writeat(uint64_t offset, const void *data, size_t length) {
+    writeplace(descriptor, name, start + offset, data, length);
+    reach(offset + length);
+}
+
+void outputsink::reach(uint64_t end) {
+    uint64_t before = total;
+    while (before < end && !total.compare_exchange_weak(before, end)) {
+    }
 }
 
 void outputsink::finish() {
-    flush();
+    pass(buffer.data(), buffer.size());
+    buffer.clear();
+    if (byplace && !goback(descriptor, static_cast<int64_t>(start + total)))
+        failsystem(errno, name);
     const bool own = opened;
     opened = false;
     const int code = own ? shared::closefile(descriptor) : shared::flushfile(descriptor);

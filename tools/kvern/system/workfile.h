@@ -7,8 +7,8 @@
 #include "kvern/system/streams.h"
 #include "shared/replacefile.h"
 
+#include <atomic>
 #include <cstdint>
-#include <deque>
 #include <string>
 #include <vector>
 
@@ -23,22 +23,14 @@ class scratchfile {
     scratchfile(const scratchfile &) = delete;
     scratchfile &operator=(const scratchfile &) = delete;
 
-    // A name that opens it in this process.
-    const std::string &path() const { return way; }
-    // Bytes go in from clear() to finish(), and only then may others open it.
-    void clear();
     void append(const void *data, size_t length);
-    void finish();
+    // Up to so many bytes from there on, by any thread; 0 at the end.
+    size_t readat(uint64_t place, void *to, size_t room) const;
 
   private:
-    std::string shown, name, way; // name: empty where it has none
+    std::string shown;
     int descriptor = -1;
-    cleanup leftover{remove, this};
-
-    static void remove(void *self);
-    int makenamed(const std::string &prefix);
 };
-using scratchfiles = std::deque<scratchfile>; // their places stay
 
 // Where an output of that name is written: as a new file that replaces what stands there,
 // or through a descriptor.
@@ -64,10 +56,12 @@ class outputsink {
     outputsink(const outputsink &) = delete;
     outputsink &operator=(const outputsink &) = delete;
 
-    // Of one that replaces: a name by which the engine may write it instead.
-    const std::string &way() const { return file.way(); }
     void write(const void *data, size_t length);
-    uint64_t bytes() const { return total; }
+    // Bytes can go to any place of it, by several threads.  0 is where the output begins;
+    // what write() was given first stands in front.
+    bool placeable() const { return byplace; }
+    void writeat(uint64_t offset, const void *data, size_t length);
+    uint64_t bytes() const { return total; } // up to the last one
     // All is written; nothing of it would stay without commit() but on a stream.
     void finish();
     void commit();
@@ -77,15 +71,19 @@ class outputsink {
     shared::replacefile file;
     int descriptor = -1;
     bool opened = false; // a stream of its own
+    bool byplace = false;
+    uint64_t start = 0; // the place where the output begins
     std::string buffer;
-    uint64_t total = 0;
+    uint64_t flushed = 0; // of what write() was given
+    std::atomic<uint64_t> total{0};
     cleanup leftover{remove, this};
 
     static void remove(void *self);
     void findstream(const std::string &path, const std::vector<fileidentity> &inputs);
     void makefile(const std::string &path, const std::vector<std::string> &tempdirs,
                   const std::vector<fileidentity> &inputs);
-    void flush();
+    void pass(const void *data, size_t length);
+    void reach(uint64_t end);
 };
 
 } // namespace command
