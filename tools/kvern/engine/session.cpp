@@ -74,7 +74,10 @@ session::session(const description &what, uint32_t &sumstop)
     files.outfile = what.outfile.empty() ? nullptr : what.outfile.c_str();
     files.workfiles = what.workdirs.empty() ? nullptr : workdirs.get();
 
-    kvrnhook(stophook, watcher);
+    // One hook a thread: sessions without one who looks on leave that of the others.
+    static thread_local watch *looker = nullptr;
+    looker = watcher != nullptr ? watcher : looker;
+    kvrnhook(stophook, looker);
     const int result = kvrnopen(version, &link, &prim, &sess, keys.get(), &files, &options);
     open = true;
     try {
@@ -83,14 +86,12 @@ session::session(const description &what, uint32_t &sumstop)
     } catch (...) {
         // The destructor of a half-made object does not run.
         kvrnclse(version, &link, &prim, &sess);
-        kvrnhook(nullptr, nullptr);
         throw;
     }
 }
 
 session::~session() {
     closeopen(this);
-    kvrnhook(nullptr, nullptr);
 }
 
 void session::closeopen(void *self) {

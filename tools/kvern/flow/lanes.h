@@ -5,10 +5,12 @@
 #pragma once
 
 #include "kvern/system/team.h"
-#include "kvern/system/workfile.h"
 
+#include <deque>
+#include <functional>
 #include <map>
 #include <string>
+#include <utility>
 
 namespace command {
 
@@ -25,15 +27,19 @@ class lanes {
     void grow(size_t bytes);
 
   private:
+    using chunks = std::deque<std::string>;
     struct waiting {
-        std::string bytes;
+        chunks bytes;
         bool ended = false;
     };
     team &crew;
     writer out;
-    size_t room;        // that is left
-    size_t first = 0;   // the lane that is written
+    size_t room;      // that is left
+    size_t first = 0; // the lane that is written
     std::map<size_t, waiting> behind;
+
+    chunks take(size_t lane);
+    void pass(const chunks &bytes);
 };
 
 } // namespace command

@@ -46,6 +46,7 @@ class inputsource {
     // From here on a byte 0x1A ends the input, which makes the same of a file and of a
     // stream; otherwise it is one like any other.
     void endatmark() { marksend = true; }
+    bool endsatmark() const { return marksend; }
     bool endedatmark() const { return cut; }
     // Up to `room` bytes from the current place, 0 at the end.
     size_t read(void *to, size_t room);

@@ -7,6 +7,8 @@
 #include "kvern/records/recordreader.h"
 #include "kvern/records/textscan.h"
 
+#include <atomic>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <string_view>
@@ -25,32 +27,34 @@ struct part {
     uint64_t first = 0;
     bool counted = true;
     bool tested = false; // the scanner of the reader saw the records
+    // What follows the part is no record: to be thrown once its records were looked at.
+    std::exception_ptr trouble;
     std::vector<char> room;
-    size_t filled = 0;
+    size_t begin = 0, filled = 0;
 
     // Whole records as they lie in the input, but for the prefixes of blocks; the last
     // line has its end.
-    std::string_view bytes() const { return {room.data(), filled}; }
+    std::string_view bytes() const { return {room.data() + begin, filled}; }
 };
 
 // What is common to all parts of a run.
 struct partrules {
     const recordshape &shape;
-    bool dropshort = false;         // a last fixed record that is not whole is left out
-    textscanner *tests = nullptr;   // looks at each record in its order; so no part is read by place
+    bool dropshort = false; // a last fixed record that is not whole is left out
+    // Looks at each record in its order, for which no part can be read by place.
+    textscanner *tests = nullptr;
 };
 
 class partreader {
   public:
     partreader(std::vector<inputsource> &inputs, const partrules &given);
 
-    // The next part, for any thread; false at the end of all inputs.  Where it throws
-    // `out.number` tells the place all the same.
+    // The next part, for any thread; false at the end of all inputs.
     bool next(part &out);
     // Records of its input ahead of the part.
-    uint64_t count(const part &one);
+    uint64_t count(const part &one) const;
 
-    // Once all parts were read: last fixed records that were not whole.
+    // Last fixed records that were not whole, and left out for that.
     uint64_t torn() const { return tornrecords; }
 
   private:
@@ -58,15 +62,23 @@ class partreader {
     partrules rules;
     std::mutex lock;
     uint64_t number = 0;
-    size_t current = 0;
-    uint64_t place = 0;                   // in the current input, where its parts are taken by place
-    std::unique_ptr<recordreader> reader; // of the current input, where they are framed in order
-    uint64_t tornrecords = 0;
+    size_t current = 0;                   // the input that parts come from
+    uint64_t place = 0;                   // in it, where they are read by place
+    std::unique_ptr<recordreader> reader; // of it, where they are framed in order
+    uint64_t given = 0;                   // records of it, of a stream of fixed ones
+    std::atomic<uint64_t> tornrecords{0};
 
     bool byplace(const inputsource &source) const;
-    bool frame(inputsource &source, part &out);
-    void readfixed(inputsource &source, part &out);
-    void readlines(inputsource &source, part &out);
+    uint64_t stride() const;
+    void startpart(part &out);
+    void nextsource();
+    bool frame(part &out);
+    bool fillfixed(part &out);
+    void readfixed(part &out, uint64_t to);
+    void readlines(part &out, uint64_t to);
+    void settletorn(part &out);
+    bool findend(part &out, uint64_t base, size_t &got, size_t from, size_t &stop) const;
+    void refuseline(part &out) const;
 };
 
 // Runs `each` with all bytes of a record and with its data, over the records of a part.

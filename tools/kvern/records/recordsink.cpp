@@ -35,12 +35,17 @@ void recordsink::settle() {
     if (!blocked() || room != 0)
         return;
     room = limit();
-    for (std::string_view rest = leading; !rest.empty();) {
+    putframed(leading);
+}
+
+void recordsink::putframed(std::string_view records) {
+    settle();
+    while (!records.empty()) {
         uint32_t length = 0;
-        readprefix(*shape.frame, rest.data(), length);
+        readprefix(*shape.frame, records.data(), length);
         const size_t whole = shape.frame->prefix + length;
-        addtoblock(rest.substr(0, whole));
-        rest.remove_prefix(whole);
+        addtoblock(records.substr(0, whole));
+        records.remove_prefix(whole);
     }
 }
 

@@ -32,6 +32,8 @@ class recordsink {
     void write(const void *data, size_t length);
     // One variable record.
     void put(const void *data, size_t length);
+    // Variable records behind their prefixes already.
+    void putframed(std::string_view records);
     // What is still held goes out.
     void finish();
 

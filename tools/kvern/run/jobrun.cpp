@@ -1,26 +1,14 @@
-// Who reads and writes the files:
-//
-//   sort    the engine, or the command by record calls where a side is a stream; lines of
-//           a long stream are taken into a scratch file first, unless --max-line is given
-//   merge   the engine; streams are taken into scratch files first; to standard
-//           output by record calls, lines with CR LF through a scratch file
-//   copy    the engine, which knows files only here: to standard output some
-//           megabytes at a time, from and to scratch files
-//   check   the command by record calls, which tell the record that is out of order
-//
-// Variable records, which no plain file of the engine's holds, and an output that a
-// header leads are read and written by the command; a copy of variable records is a
-// merge of one input whose records are all equal.  An output that is a pipe or a device
-// is written like standard output; any other takes its place when all went well.
 #include "kvern/run/jobrun.h"
 
+#include "kvern/flow/flowjob.h"
 #include "kvern/options/optioncheck.h"
 #include "kvern/plan/plan.h"
+#include "kvern/plan/storage.h"
 #include "kvern/records/blocks.h"
+#include "kvern/records/headers.h"
 #include "kvern/run/explain.h"
 #include "kvern/run/failures.h"
-#include "kvern/run/groupmerge.h"
-#include "kvern/system/report.h"
+#include "kvern/run/statistics.h"
 
 #include <algorithm>
 #include <optional>
@@ -29,8 +17,7 @@ namespace command {
 
 namespace {
 
-// Beside the inputs of a session: its output, scratch files, what the system opens.
-constexpr size_t sparedescriptors = 8;
+constexpr uint64_t keptshare = 8; // of the storage, that a stream may have in memory
 
 showing modeof(const joboptions &options) {
     if (options.progress == "auto")
@@ -38,51 +25,22 @@ showing modeof(const joboptions &options) {
     return options.progress == "always" ? showing::always : showing::never;
 }
 
-void expectall(watch &seen, const std::vector<inputsource> &sources) {
-    uint64_t expected = 0;
+// Of all inputs; 0 where one is a stream.
+uint64_t bytesof(const std::vector<inputsource> &sources) {
+    uint64_t bytes = 0;
     for (const inputsource &source : sources) {
-        if (!source.isfile())
-            return;
-        expected += source.size();
+        if (!source.placed())
+            return 0;
+        bytes += source.size();
     }
-    seen.expect(expected);
+    return bytes;
 }
 
-// Streams as files, in the order of the sources.  Of many files a header is skipped by
-// the command, for a scratch file each would be too many.
-void spool(const joboptions &options, std::vector<inputsource> &sources, scratchfiles &files,
-           bool many) {
-    for (inputsource &source : sources) {
-        if (source.isnamedfile() || (many && source.isfile()))
-            continue;
-        scratchfile &file = files.emplace_back(options.tempdirs);
-        takeinto(file, source);
-        source.standfor(file.path());
-    }
-}
-
-// A sort gives each line the room of the longest one, which a stream tells only at its
-// end: with room for any line, temporary files would be many times the input.
-bool mustmeasure(const joboptions &options, const std::vector<inputsource> &sources) {
-    if (options.istext() && options.eol == "crlf")
-        return true; // how lines of it are put depends on what they hold
-    return options.kind == jobkind::sort && options.istext() && options.maxline == 0 &&
-           std::any_of(sources.begin(), sources.end(),
-                       [](const inputsource &one) { return !one.isfile() && !one.aheadisall(); });
-}
-
-// Files without their short records, for an engine that would fail at them.
-uint64_t sift(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan,
-              scratchfiles &files) {
-    textscanner tests(plan.form);
-    for (inputsource &source : sources) {
-        scratchfile &file = files.emplace_back(options.tempdirs);
-        siftinto(file, source, plan, tests);
-        source.standfor(file.path());
-    }
-    if (plan.byfile)
-        listinputs(plan, sources, options.doseof);
-    return tests.shorts();
+// Each line is given the room of the longest one, which a stream tells only at its end:
+// with room for any line, temporary files would be many times the input.
+bool mustmeasure(const joboptions &options, const inputsource &source) {
+    const bool ordered = options.kind == jobkind::sort || options.kind == jobkind::merge;
+    return options.istext() && ordered && options.maxline == 0 && !source.aheadisall();
 }
 
 // A merge and a copy write blocks before they have read all.
@@ -91,25 +49,49 @@ bool mustmeasureblocks(const joboptions &options, const recordshape &shape) {
            (options.kind == jobkind::merge || options.kind == jobkind::copy);
 }
 
-void explainsession(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan) {
+// What has to be looked through before anything is planned is kept.
+void keepstreams(const joboptions &options, const recordshape &shape,
+                 std::vector<inputsource> &sources, uint64_t memory) {
+    const bool byblocks = mustmeasureblocks(options, shape);
+    for (inputsource &source : sources)
+        if (!source.placed() && (byblocks || mustmeasure(options, source)))
+            source.keep(static_cast<size_t>(memory / keptshare / sources.size()), options.tempdirs);
+    if (byblocks)
+        measureblocks(sources, shape);
+}
+
+void explainsession(const joboptions &options, const std::vector<inputsource> &sources,
+                    const jobplan &plan, const storageplan &storage) {
     try {
-        explainjob(options, sources, plan);
+        explainjob(options, sources, plan, storage);
     } catch (const enginefailure &what) {
-        throw translate(what, options, plan, sources);
+        throw translate(what, options, sources);
     }
 }
 
-// What has to be a file, or measured, before anything is planned.
-void bringin(const joboptions &options, const recordshape &shape, std::vector<inputsource> &sources,
-             scratchfiles &files, bool replaced, bool many) {
-    const bool merging = options.kind == jobkind::merge;
-    const bool filecopy = options.kind == jobkind::copy && !inportions(options, replaced);
-    const bool byfile = shape.kind != formkind::variable && (merging || filecopy);
-    const bool byblocks = mustmeasureblocks(options, shape);
-    if (byfile || byblocks || mustmeasure(options, sources))
-        spool(options, sources, files, many);
-    if (byblocks)
-        measureblocks(sources, shape);
+using flow = void (*)(const flowjob &);
+constexpr flow flows[] = {sortrecords, mergerecords, copyrecords, checkrecords}; // by jobkind
+
+// In the user's words.
+void perform(const flowjob &job) {
+    try {
+        flows[static_cast<size_t>(job.options.kind)](job);
+    } catch (const enginefailure &what) {
+        throw translate(what, job.options, job.sources);
+    } catch (const sumended &what) {
+        throw sumfailure(what.detail, job.options, what.lost);
+    }
+}
+
+void place(const flowjob &job) {
+    if (std::any_of(job.sources.begin(), job.sources.end(),
+                    [](const inputsource &one) { return one.endedatmark(); }))
+        job.target->write("\x1A", 1);
+    job.target->finish();
+    // Where open files are locked the output can take the place of an input only now.
+    for (inputsource &source : job.sources)
+        source.close();
+    job.target->commit();
 }
 
 } // namespace
@@ -125,34 +107,38 @@ void runjob(const joboptions &options) {
     if (options.header != 0)
         header = takeheaders(sources, shape, options.header);
     const std::string output = options.tofile() ? options.output : "";
-    const bool replaced = !output.empty() && isreplaced(output);
     std::optional<outputsink> target;
     if (!options.explain && options.kind != jobkind::check)
         target.emplace(output, options.tempdirs, identities);
-    scratchfiles files;
-    const size_t wanted = sources.size() + sparedescriptors;
-    const size_t descriptors = freedescriptors(wanted);
-    const bool many = options.kind == jobkind::merge && descriptors < wanted;
+    storageplan storage = planstorage(options, bytesof(sources), sources.size());
     if (!options.explain)
-        bringin(options, shape, sources, files, replaced, many);
-    jobplan plan = planjob(options, shape, sources, replaced);
+        keepstreams(options, shape, sources, uint64_t{storage.memory} * storage.sessions);
+    jobplan plan = planjob(options, shape, sources, storage.jobs);
     if (options.explain) {
-        explainsession(options, sources, plan);
+        explainsession(options, sources, plan, storage);
         return;
     }
     watch seen(modeof(options));
-    expectall(seen, sources);
-    if (many) {
-        const size_t left = freedescriptors(wanted);
-        mergegroups(options, sources, plan, seen, *target, header,
-                    left - std::min(left, sparedescriptors));
-        return;
+    seen.expect(bytesof(sources));
+    tallies counts;
+    const flowjob job{options, plan, sources, storage, header, seen, target ? &*target : nullptr,
+                      counts};
+    const auto tell = [&] {
+        seen.clear();
+        if (!options.stats.empty())
+            printstatistics(job);
+    };
+    try {
+        perform(job);
+        if (target)
+            place(job);
+    } catch (...) {
+        tell();
+        throw;
     }
-    uint64_t shorts = 0;
-    const bool byrecord = options.kind == jobkind::sort || options.kind == jobkind::check;
-    if (options.dropshort && !byrecord && shape.kind != formkind::variable)
-        shorts = sift(options, sources, plan, files);
-    job(options, sources, plan, seen, header, shorts).run(target ? &*target : nullptr);
+    tell();
+    if (counts.sumstop != 0)
+        throw sumfailure(counts.sumstop, options, false);
 }
 
 } // namespace command

@@ -1,0 +1,48 @@
+// What the flows of all verbs are given, and what they tell.
+#pragma once
+
+#include "kvern/engine/watch.h"
+#include "kvern/options/joboptions.h"
+#include "kvern/plan/jobplan.h"
+#include "kvern/plan/storage.h"
+#include "kvern/records/inputs.h"
+#include "kvern/system/workfile.h"
+
+#include <string>
+#include <vector>
+
+namespace command {
+
+// What was counted beside the engine, added up over all threads.
+struct tallies {
+    uint64_t shorts = 0;          // records left out for that
+    uint64_t dropped = 0;         // by the filter, ahead of any session that counts them
+    uint64_t taken = 0;           // that no session took, where none was needed
+    std::vector<uint64_t> ranges; // records that went to each range, of several
+    uint32_t sumstop = 0;         // the detail where summing stopped and that is no failure
+};
+
+// Thrown where a sum that stopped ends the run.
+struct sumended {
+    uint32_t detail;
+    bool lost; // the record at which it stopped is in no output
+};
+
+struct flowjob {
+    const joboptions &options;
+    const jobplan &plan;
+    std::vector<inputsource> &sources;
+    const storageplan &storage;
+    const std::string &header; // leads the output
+    watch &seen;
+    outputsink *target; // null: nobody wants the output
+    tallies &counts;
+};
+
+// A sort, with its output written and not yet in its place.
+void sortrecords(const flowjob &job);
+void mergerecords(const flowjob &job);
+void copyrecords(const flowjob &job);
+void checkrecords(const flowjob &job);
+
+} // namespace command

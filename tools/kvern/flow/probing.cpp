@@ -1,0 +1,29 @@
+#include "kvern/flow/probing.h"
+
+#include <algorithm>
+
+namespace command {
+
+namespace {
+
+constexpr uint64_t leastmemory = uint64_t{64} << 10, longrecords = 8;
+
+} // namespace
+
+description probing(const jobplan &plan) {
+    description what = plan.engine;
+    KVRNPRIM &prim = what.prim;
+    const uint64_t enough = leastmemory + longrecords * prim.reclen;
+    prim.memsize = static_cast<uint32_t>(std::min<uint64_t>(prim.memsize, enough));
+    prim.function = KVRN_SORT;
+    prim.mergecnt = 0;
+    prim.fileoprat = 0;
+    const bool pairs = plan.view.text && plan.shape.end == lineend::crlf;
+    prim.recoprat = pairs ? KVRN_PUT_BLOCK | KVRN_GET_BLOCK : KVRN_PUT_RECORD | KVRN_GET_RECORD;
+    prim.options &= static_cast<uint8_t>(~(KVRN_SUM | KVRN_SUPPRESS | KVRN_KEEPORDER));
+    what.sums.clear();
+    what.watcher = nullptr;
+    return what;
+}
+
+} // namespace command

@@ -1,0 +1,121 @@
+#include "kvern/flow/routing.h"
+
+#include "kvern/flow/probing.h"
+
+#include <cstring>
+
+namespace command {
+
+namespace {
+
+constexpr uint16_t noone = UINT16_MAX; // takes a record that is left out
+constexpr uint32_t lengthword = 4;     // in front of a variable record in a block
+
+} // namespace
+
+router::router(const jobplan &planned, std::vector<inputsource> &inputs, const partreader &reader,
+               const keyranges &all)
+    : plan(planned), sources(inputs), parts(reader), ranges(all), tests(planned.form),
+      asitis(all.count() == 1 && planned.shape.kind != formkind::variable &&
+             !planned.form.dropshort) {
+    if (ranges.count() > 1)
+        probe.emplace(probing(plan), sumstop);
+}
+
+void router::route(routedpart &one) {
+    try {
+        choose(one);
+    } catch (const failure &) {
+        if (one.read.counted)
+            throw;
+        // Once more, to tell the line by its number.
+        one.read.first = parts.count(one.read);
+        one.read.counted = true;
+        choose(one);
+    }
+    if (one.read.trouble)
+        std::rethrow_exception(one.read.trouble);
+    settle(one);
+    if (!asitis)
+        scatter(one);
+}
+
+void router::starttests(const part &one) {
+    const inputsource &source = sources[one.source];
+    tests.startsource(source);
+    tests.behind(one.first - source.skippedrecords());
+}
+
+// Which range each record goes to.
+void router::choose(routedpart &one) {
+    targets.clear();
+    starttests(one.read);
+    one.slices.assign(ranges.count(), {});
+    one.records.assign(ranges.count(), 0);
+    const bool tested = one.read.tested || plan.shape.kind == formkind::fixed;
+    if (asitis && plan.shape.kind == formkind::fixed) {
+        one.records[0] = one.read.filled / plan.shape.length;
+        return;
+    }
+    walkrecords(plan.shape, one.read.bytes(), [&](std::string_view raw, std::string_view data) {
+        uint16_t range = 0;
+        if (!tested) {
+            if (plan.view.text)
+                checkfeeds(plan.shape, data, tests.linenumber() + 1, sources[one.read.source]);
+            if (!tests.line(data))
+                range = noone;
+        }
+        if (probe && range != noone) {
+            if (probe->key(givenof(plan, raw, data))) {
+                range = static_cast<uint16_t>(ranges.find(probe->lastkey()));
+            } else {
+                ++rejected;
+                range = noone;
+            }
+        }
+        if (range != noone)
+            ++one.records[range];
+        if (!asitis)
+            targets.push_back({range, static_cast<uint16_t>(raw.size())});
+    });
+}
+
+// Where the records of each range begin.
+void router::settle(routedpart &one) {
+    if (asitis) {
+        one.slices[0] = one.read.bytes();
+        return;
+    }
+    const bool variable = plan.shape.kind == formkind::variable;
+    const size_t more = variable ? lengthword - plan.shape.frame->prefix : 0;
+    places.assign(ranges.count() + 1, 0);
+    for (const target &its : targets)
+        if (its.range != noone)
+            places[its.range + size_t{1}] += its.length + more;
+    for (size_t range = 0; range < ranges.count(); ++range)
+        places[range + 1] += places[range];
+    if (one.room.size() < places.back())
+        one.room.resize(places.back());
+    for (size_t range = 0; range < ranges.count(); ++range)
+        one.slices[range] = {one.room.data() + places[range], places[range + 1] - places[range]};
+}
+
+void router::scatter(routedpart &one) {
+    const uint32_t prefix = plan.shape.kind == formkind::variable ? plan.shape.frame->prefix : 0;
+    const char *from = one.read.bytes().data();
+    for (const target &its : targets) {
+        if (its.range != noone) {
+            char *to = one.room.data() + places[its.range];
+            const uint32_t length = its.length - prefix;
+            if (prefix != 0) {
+                std::memcpy(to, &length, lengthword);
+                to += lengthword;
+            }
+            std::memcpy(to, from + prefix, length);
+            places[its.range] += (prefix != 0 ? lengthword : 0) + size_t{length};
+        }
+        from += its.length;
+    }
+}
+
+} // namespace command

@@ -1,0 +1,58 @@
+// Records on their way from a part of the inputs to the sessions: tested, the unwanted ones
+// left out, and laid side by side by the range of their keys.
+#pragma once
+
+#include "kvern/engine/session.h"
+#include "kvern/flow/ranges.h"
+#include "kvern/records/part.h"
+
+#include <optional>
+#include <vector>
+
+namespace command {
+
+// A part as the sessions take it: fixed records, lines with their ends, variable records
+// each behind a length word.
+struct routedpart {
+    part read;
+    std::vector<char> room;
+    std::vector<std::string_view> slices; // by range, into `room` or the part that was read
+    std::vector<uint64_t> records;        // by range
+    size_t waiting = 0;                   // slices that no session took yet
+};
+
+// Of one thread.
+class router {
+  public:
+    router(const jobplan &planned, std::vector<inputsource> &inputs, const partreader &reader,
+           const keyranges &all);
+
+    // Throws what is wrong with a record of the part.
+    void route(routedpart &one);
+
+    uint64_t shorts() const { return tests.shorts(); }
+    uint64_t dropped() const { return rejected; } // by the filter
+
+  private:
+    struct target { // of one record
+        uint16_t range, length;
+    };
+    const jobplan &plan;
+    std::vector<inputsource> &sources;
+    const partreader &parts;
+    const keyranges &ranges;
+    textscanner tests;
+    bool asitis; // one session takes the bytes as they were read
+    uint32_t sumstop = 0;
+    std::optional<session> probe; // where there are ranges
+    std::vector<target> targets;
+    std::vector<size_t> places; // by range, of the next byte
+    uint64_t rejected = 0;
+
+    void starttests(const part &one);
+    void choose(routedpart &one);
+    void settle(routedpart &one);
+    void scatter(routedpart &one);
+};
+
+} // namespace command
