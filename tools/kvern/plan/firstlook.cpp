@@ -3,31 +3,8 @@
 #include "kvern/records/recordreader.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace command {
-
-namespace {
-
-constexpr size_t lookbytes = size_t{256} << 10; // are looked through at once
-
-// Reads to the end.  True: some line feed has no CR before it.
-bool holdsbarefeed(inputsource &source, std::vector<char> &block) {
-    bool bare = false;
-    char before = 0;
-    while (const size_t count = source.read(block.data(), block.size())) {
-        const char *at = block.data(), *const end = at + count;
-        while (!bare && (at = static_cast<const char *>(
-                             std::memchr(at, '\n', static_cast<size_t>(end - at)))) != nullptr) {
-            bare = (at == block.data() ? before : at[-1]) != '\r';
-            ++at;
-        }
-        before = end[-1];
-    }
-    return bare;
-}
-
-} // namespace
 
 lineend findlineend(const std::string &eol, std::vector<inputsource> &sources) {
     if (eol == "lf")
@@ -54,7 +31,7 @@ lineend findlineend(const std::string &eol, std::vector<inputsource> &sources) {
 
 void scanfiles(const recordshape &shape, std::vector<inputsource> &sources, textscanner &scanner) {
     for (inputsource &source : sources) {
-        if (!source.isfile())
+        if (!source.placed())
             continue;
         scanner.startsource(source);
         eachline(source, shape, [&](std::string_view text) { scanner.line(text); });
@@ -66,7 +43,7 @@ void scanaheads(const recordshape &shape, const std::vector<inputsource> &source
                 textscanner &scanner) {
     const std::string_view mark = endbytes(shape.end);
     for (const inputsource &source : sources) {
-        if (source.isfile())
+        if (source.placed())
             continue;
         scanner.startsource(source);
         std::string_view text = source.ahead();
@@ -79,21 +56,6 @@ void scanaheads(const recordshape &shape, const std::vector<inputsource> &source
             continue;
         checkfeeds(shape, text, scanner.linenumber() + 1, source);
         scanner.line(text);
-    }
-}
-
-// What was taken from a stream was read up, but its line ends were not looked at.
-void lookthrough(const recordshape &shape, std::vector<inputsource> &sources) {
-    std::vector<char> block(lookbytes);
-    for (inputsource &source : sources) {
-        if (source.readup() && !shape.refusesfeeds())
-            continue;
-        const bool bare = holdsbarefeed(source, block);
-        source.rewind();
-        if (!bare || !shape.refusesfeeds())
-            continue;
-        eachline(source, shape, [](std::string_view) {}); // tells which line
-        source.rewind();
     }
 }
 

@@ -1,5 +1,5 @@
-// What a job does: the description of its session, the fields by the names that the user
-// knows, and who reads and who writes.
+// What a job does: the description of its sessions, and the fields by the names that the
+// user knows.
 #pragma once
 
 #include "kvern/engine/session.h"
@@ -15,21 +15,33 @@ namespace command {
 
 struct jobplan {
     jobkind kind = jobkind::sort;
-    description engine; // points into the pieces
+    // A sort that the command feeds and draws from.  The other verbs ask it of keys and of
+    // the filter, and a copy may have its records rebuilt by it, for it keeps their order;
+    // planmerge makes a merge of it.  It points into the plan, which has to stand.
+    description engine;
     std::vector<keyspec> keys;
     std::vector<sumspec> sums;
     std::vector<rebuildpiece> pieces;
     recordview view;
     recordshape shape;
-    textform form;         // what every record is tested for; text: its fields too
-    bool byfile = false;   // the engine reads the inputs itself
-    bool tofile = false;   // the engine writes the output itself
-    bool replaced = false; // what is written takes the place of the output at the end
-    bool portions = false; // a copy through the command, some megabytes at a time
-    bool scanned = false;  // every line of the inputs was looked at
-    // What stands behind a line in the session where the command puts lines.  Records of
-    // a merge cannot end in two bytes: lines of CR LF end in one of them there.
+    textform form; // what every record is tested for; text: its fields too
+    // Every line of placed inputs was looked at, and of streams what was read ahead.
+    bool scanned = false;
+    // Nothing is left that was not looked at: tests can only leave out short records.
+    bool allseen = false;
+    // What stands behind a line in a merge.  A record cannot end in two bytes there: lines
+    // of CR LF end in one of them.
     std::string lineput;
+    std::string joint; // what the engine puts between the pieces of a rebuilt line
+
+    // A rebuilding copy has this ahead of each record that its session gives, for its key:
+    // all records have the same.
+    static constexpr const char *leadpiece = "0";
+    size_t leadingbytes() const {
+        return kind == jobkind::copy && !pieces.empty() ? 1 + joint.size() : 0;
+    }
+    // Lines whose numbers are not known yet: each has to be held against those ahead of it.
+    bool testsinorder() const { return form.numbers != nullptr && !allseen; }
 };
 
 constexpr uint64_t internalroom = 32716; // bytes of key and record together

@@ -39,12 +39,11 @@ std::vector<keyspec> parsekeys(const joboptions &options, const recordview &view
 
 // What is the same for all record forms.
 KVRNPRIM primary(const joboptions &options) {
-    constexpr uint8_t functions[] = {KVRN_SORT, KVRN_MERGE, KVRN_COPY, KVRN_MERGE};
-    const bool sorting = options.kind == jobkind::sort;
+    const bool rebuilding = options.kind == jobkind::copy && options.rebuildgiven;
     KVRNPRIM prim{};
-    prim.function = functions[static_cast<size_t>(options.kind)];
+    prim.function = KVRN_SORT;
     int bits = 0;
-    if (options.stable && sorting) // a merge keeps the order of its inputs by itself
+    if (rebuilding || (options.stable && options.kind == jobkind::sort))
         bits |= KVRN_KEEPORDER;
     if (options.unique)
         bits |= KVRN_SUPPRESS;
@@ -81,57 +80,14 @@ void parsefields(const joboptions &options, jobplan &plan) {
         plan.pieces = parserebuild(options.rebuild, view, names);
 }
 
-// Lines among which there is a byte 0x1A where the engine would end at it.
-bool holdsmarks(const joboptions &options, const std::vector<inputsource> &sources,
-                const jobplan &plan) {
-    if (!plan.view.text || options.doseof ||
-        (plan.shape.end == lineend::lf && plan.kind != jobkind::sort))
-        return false;
-    return std::any_of(sources.begin(), sources.end(),
-                       [](const inputsource &one) { return one.holdsmark(); });
-}
-
-// Who reads and who writes, see jobrun.cpp.
-void planfiles(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan) {
-    const bool variable = plan.shape.kind == formkind::variable;
-    const bool sorting = options.kind == jobkind::sort, copying = options.kind == jobkind::copy;
-    const bool named = std::all_of(sources.begin(), sources.end(),
-                                   [](const inputsource &one) { return one.isnamedfile(); });
-    plan.portions = copying && !variable && inportions(options, plan.replaced);
-    plan.byfile = !variable && named && !plan.portions && options.kind != jobkind::check &&
-                  !(sorting && options.dropshort);
-    if (plan.byfile && plan.view.text) {
-        lookthrough(plan.shape, sources);
-        plan.byfile = !holdsmarks(options, sources, plan);
-        plan.portions = copying && !plan.byfile;
-    }
-    const bool bymerge = variable || options.kind == jobkind::check ||
-                         (plan.view.text && options.kind == jobkind::merge && !plan.byfile);
-    plan.tofile =
-        !bymerge && !plan.portions && !options.doseof && plan.replaced && options.header == 0;
+// How records come and go.
+void plancalls(const joboptions &options, jobplan &plan) {
     KVRNPRIM &prim = plan.engine.prim;
-    if (copying && variable)
-        prim.function = KVRN_MERGE; // files that the engine copies hold no such records
-    if (plan.byfile)
-        listinputs(plan, sources, options.doseof);
-    if (plan.tofile)
-        plan.engine.outfile = options.output;
-    plan.engine.workdirs = options.kind == jobkind::sort
-                               ? workplaces(options.tempdirs, prim.memsize)
-                               : options.tempdirs;
-    if (prim.function == KVRN_MERGE)
-        planmerge(options, sources.size(), plan);
-    if (options.kind != jobkind::sort)
-        return;
-
-    // All input is read before the output is opened.
-    if (plan.byfile && plan.tofile)
-        prim.fileoprat = KVRN_SAMEFILE;
+    plan.engine.workdirs = workplaces(options.tempdirs, prim.memsize);
     // Blocks, but for lines that end in one byte: those pass one by one.
     const bool byblock = !plan.view.text || plan.shape.end == lineend::crlf;
-    const int put = plan.byfile ? 0 : byblock ? KVRN_PUT_BLOCK : KVRN_PUT_RECORD;
-    const int get = plan.tofile ? 0 : KVRN_GET_BLOCK;
-    prim.recoprat = static_cast<uint8_t>(put | get);
+    prim.recoprat =
+        static_cast<uint8_t>((byblock ? KVRN_PUT_BLOCK : KVRN_PUT_RECORD) | KVRN_GET_BLOCK);
 }
 
 void planbytes(const joboptions &options, jobplan &plan) {
@@ -167,17 +123,24 @@ void checkwhole(const joboptions &options, const std::vector<inputsource> &sourc
     if (options.fixed == 0 || options.dropshort)
         return;
     for (const inputsource &source : sources)
-        if (source.isfile() && source.size() % options.fixed != 0)
+        if (source.placed() && source.size() % options.fixed != 0)
             throw failure{ending::data,
                           source.name() + " has " + plural(source.size(), "byte") +
                               ", no multiple of --fixed " + std::to_string(options.fixed),
                           lengthadvice(source.size(), options.fixed)};
 }
 
-// All records have this key: a merge then leaves them in their order.
+// A copy has no keys of its own.  The first piece of a rebuilt record, or what is never
+// compared.
 void addconstantkey(jobplan &plan) {
-    static constexpr uint8_t zeros[256] = {};
-    plan.engine.keys.push_back({0, 1, KVRN_TABLED, KVRN_ASCENDING, 0, 0, zeros});
+    plan.engine.keys.push_back({0, 1, KVRN_CHAR, KVRN_ASCENDING, 0, 0, nullptr});
+    if (plan.pieces.empty())
+        return;
+    KVRNRCNE entry{};
+    entry.literal = jobplan::leadpiece;
+    entry.length = 1;
+    entry.type = KVRN_FLD_LIT;
+    plan.engine.pieces.insert(plan.engine.pieces.begin(), entry);
 }
 
 void filltables(jobplan &plan) {
@@ -204,19 +167,21 @@ void filltables(jobplan &plan) {
 
 } // namespace
 
-void planmerge(const joboptions &options, size_t inputs, jobplan &plan) {
-    KVRNPRIM &prim = plan.engine.prim;
-    prim.mergecnt = options.kind == jobkind::merge ? static_cast<uint32_t>(inputs) : 1;
-    prim.recoprat = static_cast<uint8_t>((plan.byfile ? 0 : KVRN_PUT_RECORD) |
-                                         (plan.tofile ? 0 : KVRN_GET_RECORD));
-    if (!plan.view.text || plan.byfile || plan.shape.end != lineend::crlf)
-        return;
+description planmerge(const jobplan &plan, size_t inputs) {
+    description merge = plan.engine;
+    KVRNPRIM &prim = merge.prim;
+    prim.function = KVRN_MERGE;
+    prim.options &= static_cast<uint8_t>(~KVRN_KEEPORDER); // a merge has an order of its own
+    prim.mergecnt = static_cast<uint32_t>(inputs);
+    prim.recoprat = KVRN_PUT_RECORD | KVRN_GET_RECORD;
+    if (!plan.view.text || plan.shape.end != lineend::crlf)
+        return merge;
     if (plan.lineput.size() > 1)
         throw failure{ending::data,
                       "lines that end in CR LF hold bare line feeds and bare carriage returns",
-                      "such lines can be sorted and copied, but not checked, and not merged where "
-                      "they hold a byte 0x1A"};
+                      "such lines can be sorted, checked and copied, but not merged"};
     prim.linedlmt = plan.lineput == "\n" ? KVRN_DLMT_LF : KVRN_DLMT_CR;
+    return merge;
 }
 
 recordshape findshape(const joboptions &options, std::vector<inputsource> &sources) {
@@ -237,27 +202,24 @@ recordshape findshape(const joboptions &options, std::vector<inputsource> &sourc
     return shape;
 }
 
-uint8_t textkind(bool marked) {
-    return marked ? KVRN_FILE_DESCRIPTOR : KVRN_FILE_PLAIN;
-}
-
-void listinputs(jobplan &plan, const std::vector<inputsource> &sources, bool doseof) {
-    plan.engine.infiles.clear();
-    plan.engine.inkinds.clear();
-    for (const inputsource &source : sources) {
-        plan.engine.infiles.push_back(source.path());
-        plan.engine.inkinds.push_back(textkind(plan.view.text && !doseof && source.holdsmark()));
-    }
-}
-
-bool inportions(const joboptions &options, bool replaced) {
-    return options.kind == jobkind::copy && (!replaced || options.header != 0 || options.doseof);
+// Lines are as long as the longest one in temporary files, and in keys: with room for any
+// line those would be many times the input.  A copy needs that only where fields are
+// brought together whose widths nobody tells; and how lines of CR LF are put to a merge
+// depends on what they hold.
+bool mustmeasure(const joboptions &options) {
+    if (!options.istext())
+        return false;
+    const bool copying = options.kind == jobkind::copy;
+    if (copying && !options.rebuildgiven)
+        return false;
+    if (options.eol == "crlf" && (copying || options.kind == jobkind::merge))
+        return true;
+    return options.maxline == 0 && (!copying || !options.columns);
 }
 
 jobplan planjob(const joboptions &options, const recordshape &shape,
-                std::vector<inputsource> &sources, bool replaced) {
+                std::vector<inputsource> &sources) {
     jobplan plan;
-    plan.replaced = replaced;
     plan.shape = shape;
     plan.kind = options.kind;
     plan.view = viewof(options);
@@ -269,9 +231,9 @@ jobplan planjob(const joboptions &options, const recordshape &shape,
         plantext(options, sources, plan);
     else
         planbytes(options, plan);
-    planfiles(options, sources, plan);
+    plancalls(options, plan);
     filltables(plan);
-    if (options.kind == jobkind::copy && plan.shape.kind == formkind::variable)
+    if (options.kind == jobkind::copy)
         addconstantkey(plan);
     return plan;
 }

@@ -2,8 +2,8 @@
 // be refused without the engine is refused here, in the user's words.
 //
 // Left to others: options that exclude each other (options/optioncheck), and everything
-// once the plan stands (run).  In order: findshape, then planjob; planmerge and listinputs
-// again where inputs are merged by groups or stand in scratch files.
+// once the plan stands (flow).  In order: findshape, what mustmeasure says kept, planjob,
+// and planmerge for each merge.
 #pragma once
 
 #include "kvern/plan/jobplan.h"
@@ -16,18 +16,15 @@ namespace command {
 // How records lie in the inputs; of text this reads the beginnings.
 recordshape findshape(const joboptions &options, std::vector<inputsource> &sources);
 
-// `replaced`: the output is a file that a new one takes the place of.
-jobplan planjob(const joboptions &options, const recordshape &shape,
-                std::vector<inputsource> &sources, bool replaced);
+// All lines have to be looked at before the first session: a stream among the inputs is
+// kept for that.
+bool mustmeasure(const joboptions &options);
 
-// The file kind by which the engine reads a text: a byte 0x1A is no end in files of
-// descriptors alone, which part lines at line feeds and end the last one in such.
-uint8_t textkind(bool marked);
-// A merge of so many inputs; `byfile` and `tofile` are decided.
-void planmerge(const joboptions &options, size_t inputs, jobplan &plan);
-// The inputs that the engine reads.
-void listinputs(jobplan &plan, const std::vector<inputsource> &sources, bool doseof);
-// A copy that passes through the command some megabytes at a time whatever it holds.
-bool inportions(const joboptions &options, bool replaced);
+jobplan planjob(const joboptions &options, const recordshape &shape,
+                std::vector<inputsource> &sources);
+
+// The session of a merge of so many inputs, or of a rebuilding copy of one, with records
+// brought and given one by one.
+description planmerge(const jobplan &plan, size_t inputs);
 
 } // namespace command

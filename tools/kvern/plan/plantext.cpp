@@ -70,10 +70,10 @@ void boundwidths(jobplan &plan, uint64_t reclen) {
     }
 }
 
-// What ends a line in a session that the command brings single lines.
+// What ends a line in a merge.
 std::string lineputs(const jobplan &plan, const textscanner &scanner) {
     std::string end(endbytes(plan.shape.end));
-    if (plan.shape.end != lineend::crlf || plan.kind == jobkind::sort)
+    if (plan.shape.end != lineend::crlf)
         return end;
     if (!scanner.strayfeed())
         return "\n";
@@ -98,25 +98,20 @@ class textplan {
         const uint64_t growth = settlefields(content, seen);
         const bool rebuilt = !plan.pieces.empty();
         const uint64_t outgoing = rebuilt ? rebuiltline() : content + growth;
-        if (plan.kind == jobkind::copy) // the engine would take the whole line for a key
-            plan.engine.keys.push_back({0, 1, KVRN_CHAR, KVRN_ASCENDING, 0, 0, nullptr});
+        if (plan.kind == jobkind::copy)
+            checkcopied(outgoing);
         else
             checkroom(plan, outgoing, seen, options.stable && plan.kind == jobkind::sort);
         describe(rebuilt ? content : outgoing);
     }
 
   protected:
-    // `between`: what the engine puts between the pieces of a rebuilt line.
     textplan(const joboptions &given, std::vector<inputsource> &inputs, jobplan &planned,
-             uint8_t fieldmode, std::string between)
-        : options(given), plan(planned), sources(inputs), mode(fieldmode),
-          joint(std::move(between)) {}
+             uint8_t fieldmode)
+        : options(given), plan(planned), sources(inputs), mode(fieldmode) {}
 
     const joboptions &options;
     jobplan &plan;
-
-    // All lines that come in are looked at before the session.
-    bool allseen() const { return plan.scanned && allknown(); }
 
     // What the scanner looks for in each line.
     virtual void choosefields() = 0;
@@ -130,27 +125,31 @@ class textplan {
   private:
     std::vector<inputsource> &sources;
     uint8_t mode;
-    std::string joint;
+    bool measured = false; // the longest line is known
 
     bool allknown() const {
         return std::all_of(sources.begin(), sources.end(),
-                           [](const inputsource &one) { return one.isfile() || one.aheadisall(); });
+                           [](const inputsource &one) { return one.placed() || one.aheadisall(); });
     }
     void setform() {
         textform &form = plan.form;
         form.separator = options.separator;
         form.maxline = options.maxline;
         form.dropshort = options.dropshort;
-        form.looksforstrays = plan.shape.end == lineend::crlf && !plan.shape.guessed;
+        form.looksforstrays = plan.shape.end == lineend::crlf && !plan.shape.guessed &&
+                              (plan.kind == jobkind::merge || copiesrebuilt());
         if (form.separator.find(endbytes(plan.shape.end)) != std::string::npos)
             refuse("-t " + quoted(form.separator) + " holds the end of a line", "look at --eol");
     }
+    bool copiesrebuilt() const { return plan.kind == jobkind::copy && !plan.pieces.empty(); }
     textscanner look() {
         textform &form = plan.form;
         form.numbers = findnumbers();
         textscanner scanner(form);
-        plan.scanned = (options.maxline == 0 && plan.kind != jobkind::copy) || wantswidths();
-        if (plan.scanned || form.numbers || form.looksforstrays) {
+        measured = (options.maxline == 0 && plan.kind != jobkind::copy) || wantswidths();
+        plan.scanned = measured || form.numbers || form.looksforstrays;
+        plan.allseen = plan.scanned && allknown();
+        if (plan.scanned) {
             scanfiles(plan.shape, sources, scanner);
             scanaheads(plan.shape, sources, scanner);
         }
@@ -170,22 +169,29 @@ class textplan {
         numbers->addconditions(plan.engine.conditions);
         if (numbers->idle())
             return nullptr;
-        numbers->rebuild(plan.pieces, joint);
+        numbers->rebuild(plan.pieces, plan.joint);
         return numbers;
     }
     // The longest line that comes in.
     uint64_t linelength(const textscanner &seen) const {
         if (options.maxline != 0)
             return options.maxline;
-        if (!plan.scanned)
+        if (!measured)
             return std::min<uint64_t>(copiedline, plan.engine.prim.memsize / linesinmemory);
         return std::max({seen.longest(), allknown() ? 1 : streammaxline, leastlength()});
     }
     uint64_t rebuiltline() const {
-        uint64_t length = (plan.pieces.size() - 1) * joint.size();
+        uint64_t length = (plan.pieces.size() - 1) * plan.joint.size();
         for (const rebuildpiece &piece : plan.pieces)
             length += piece.length;
         return length;
+    }
+    void checkcopied(uint64_t outgoing) const {
+        const uint64_t more = plan.leadingbytes() + 2 * sizeof(uint32_t);
+        if (!plan.pieces.empty() && round4(outgoing + more) > internalroom)
+            throw failure{ending::usage, "--rebuild: the lines are too long",
+                          "records have at most " + std::to_string(internalroom) + " bytes", 23,
+                          240};
     }
     void describe(uint64_t content) {
         KVRNPRIM &prim = plan.engine.prim;
@@ -206,7 +212,7 @@ class textplan {
 class columnplan : public textplan {
   public:
     columnplan(const joboptions &given, std::vector<inputsource> &inputs, jobplan &planned)
-        : textplan(given, inputs, planned, KVRN_COLUMNS, "") {}
+        : textplan(given, inputs, planned, KVRN_COLUMNS) {}
 
   private:
     void choosefields() override { needleast(plan); }
@@ -230,8 +236,9 @@ class columnplan : public textplan {
 class fieldplan : public textplan {
   public:
     fieldplan(const joboptions &given, std::vector<inputsource> &inputs, jobplan &planned)
-        : textplan(given, inputs, planned, KVRN_FIELDS,
-                   given.separator.empty() ? " " : given.separator) {}
+        : textplan(given, inputs, planned, KVRN_FIELDS) {
+        plan.joint = given.separator.empty() ? " " : given.separator;
+    }
 
   private:
     // A field of the line that comes in whose width the session needs.
@@ -272,7 +279,7 @@ class fieldplan : public textplan {
     uint64_t settlefields(uint64_t content, const textscanner &seen) override {
         for (size_t i = 0; i < users.size(); ++i)
             if (users[i].length == 0)
-                users[i].length = allseen()       ? widthof(i, seen)
+                users[i].length = plan.allseen    ? widthof(i, seen)
                                   : users[i].sums ? sumwidth
                                                   : static_cast<uint32_t>(content);
         boundwidths(plan, content + endbytes(plan.shape.end).size());
