@@ -2,6 +2,7 @@
 
 #include "kvern/engine/session.h"
 #include "kvern/flow/probing.h"
+#include "kvern/records/part.h"
 #include "kvern/records/recordreader.h"
 
 #include <algorithm>

@@ -1,6 +1,7 @@
 #include "kvern/flow/routing.h"
 
 #include "kvern/flow/probing.h"
+#include "kvern/system/failure.h"
 
 #include <cstring>
 

@@ -23,8 +23,8 @@ struct batch { // what of a part waits for one session
 
 class schedule {
   public:
-    schedule(team &all, size_t ranges, size_t mostparts)
-        : crew(all), most(mostparts), queues(ranges), records(ranges), bytes(ranges) {}
+    schedule(team &together, size_t ranges, size_t mostparts)
+        : crew(together), most(mostparts), queues(ranges), records(ranges), bytes(ranges) {}
 
     // One of both: a batch for a session of this thread, or a part to be filled and routed.
     struct task {

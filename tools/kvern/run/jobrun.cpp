@@ -86,7 +86,7 @@ void perform(const flowjob &job) {
 void place(const flowjob &job) {
     if (std::any_of(job.sources.begin(), job.sources.end(),
                     [](const inputsource &one) { return one.endedatmark(); }))
-        job.target->write("\x1A", 1);
+        job.target->append("\x1A", 1);
     job.target->finish();
     // Where open files are locked the output can take the place of an input only now.
     for (inputsource &source : job.sources)

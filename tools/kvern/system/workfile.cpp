@@ -164,6 +164,15 @@ void outputsink::writeat(uint64_t offset, const void *data, size_t length) {
     reach(offset + length);
 }
 
+void outputsink::append(const void *data, size_t length) {
+    pass(buffer.data(), buffer.size());
+    buffer.clear();
+    if (byplace)
+        writeat(total, data, length);
+    else
+        pass(data, length);
+}
+
 void outputsink::reach(uint64_t end) {
     uint64_t before = total;
     while (before < end && !total.compare_exchange_weak(before, end)) {

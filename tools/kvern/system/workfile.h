@@ -61,6 +61,8 @@ class outputsink {
     // what write() was given first stands in front.
     bool placeable() const { return byplace; }
     void writeat(uint64_t offset, const void *data, size_t length);
+    // Behind all of it, whichever way it was written.
+    void append(const void *data, size_t length);
     uint64_t bytes() const { return total; } // up to the last one
     // All is written; nothing of it would stay without commit() but on a stream.
     void finish();
