@@ -53,7 +53,8 @@ void router::choose(routedpart &one) {
     starttests(one.read);
     one.slices.assign(ranges.count(), {});
     one.records.assign(ranges.count(), 0);
-    const bool tested = one.read.tested || plan.shape.kind == formkind::fixed;
+    const bool tested = one.read.tested || plan.shape.kind == formkind::fixed ||
+                        (plan.allseen && !plan.form.dropshort);
     if (asitis && plan.shape.kind == formkind::fixed) {
         one.records[0] = one.read.filled / plan.shape.length;
         return;

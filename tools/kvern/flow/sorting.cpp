@@ -27,7 +27,7 @@ class sorter {
     sorter(const flowjob &given, const keyranges &all)
         : job(given), plan(given.plan), ranges(all), inorder(plan.form),
           parts(given.sources, {plan.shape, plan.form.dropshort,
-                                plan.form.numbers && !plan.scanned ? &inorder : nullptr}),
+                                plan.testsinorder() ? &inorder : nullptr}),
           crew(threadsof(given)), tasks(crew, all.count(), partsathread * crew.threads()),
           outputs(given, crew), sumstops(all.count()) {}
 

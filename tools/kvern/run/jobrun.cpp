@@ -36,13 +36,6 @@ uint64_t bytesof(const std::vector<inputsource> &sources) {
     return bytes;
 }
 
-// Each line is given the room of the longest one, which a stream tells only at its end:
-// with room for any line, temporary files would be many times the input.
-bool mustmeasure(const joboptions &options, const inputsource &source) {
-    const bool ordered = options.kind == jobkind::sort || options.kind == jobkind::merge;
-    return options.istext() && ordered && options.maxline == 0 && !source.aheadisall();
-}
-
 // A merge and a copy write blocks before they have read all.
 bool mustmeasureblocks(const joboptions &options, const recordshape &shape) {
     return shape.frame != nullptr && shape.frame->blocked && options.blocksize == 0 &&
@@ -54,7 +47,7 @@ void keepstreams(const joboptions &options, const recordshape &shape,
                  std::vector<inputsource> &sources, uint64_t memory) {
     const bool byblocks = mustmeasureblocks(options, shape);
     for (inputsource &source : sources)
-        if (!source.placed() && (byblocks || mustmeasure(options, source)))
+        if (!source.placed() && (byblocks || (mustmeasure(options) && !source.aheadisall())))
             source.keep(static_cast<size_t>(memory / keptshare / sources.size()), options.tempdirs);
     if (byblocks)
         measureblocks(sources, shape);
