@@ -532,6 +532,38 @@ int KVRN_CALL kvrnstat(KVRNSESS *sess, KVRNSTAT *stat);
  * bytes with the end; -1 also where text is null or room is 0. */
 int KVRN_CALL kvrntext(KVRNSESS *sess, char *text, unsigned room);
 
+/* ------------------------------------------------------------------ probes */
+
+/* A record is looked at and the session left as it is: nothing is counted, kept or
+ * printed, and every later call does what it would have done without.  For sorts from
+ * kvrnopen until their input is ended, and merges from kvrnopen until their end, on the
+ * session's thread; not from the hook or another call's window procedure (detail 101 or
+ * 103, as at every other wrong time).  `record` is given as to kvrnput record by record:
+ * `length` bytes of data, of variable records without a length word, of text one line
+ * with its delimiter, also where the session takes blocks or files.  The filter and the
+ * rebuild table of the session apply.  It stays the caller's and must not overlap `key`.
+ *
+ * -1: the record would fail the session, which goes on all the same; only sess->detail
+ * says why, as kvrnput, or later the session, would (111 invalid length, 110 no record,
+ * 117 no delimiter, 118 no key field, 66 and 67 no selection or reconstruction field),
+ * until the next call that ends well takes it back.  Of a failed session the detail of
+ * that failure. */
+
+/* Writes the session's key of that record to `key`, most significant byte first: memcmp
+ * of such keys is the order of the session's records, 0 for records of equal key.  The
+ * input sequence of a stable sort is no part of it.  Keys of sessions opened alike
+ * compare with each other.  *keylen, bytes: in, the room; out, the length, which is the
+ * same for all records of a session, a multiple of 4, below 32 KB.  0 done; 1 the filter
+ * drops the record, nothing written; -1 as above (nothing of use in `key` then), or too
+ * little room (50), which is told before the record is looked at, so that room 0 and null
+ * addresses ask for the length. */
+int KVRN_CALL kvrnkey(KVRNSESS *sess, const void *record, unsigned length, void *key,
+                      unsigned *keylen);
+
+/* Asks the filter alone: 0 it keeps the record, or there is none; 1 it drops it; -1 as
+ * above, keys and rebuild not looked at. */
+int KVRN_CALL kvrntest(KVRNSESS *sess, const void *record, unsigned length);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif

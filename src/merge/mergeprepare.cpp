@@ -15,6 +15,7 @@
 #include "select/select.h"
 #include "session/phaseclock.h"
 #include "sort/convert/intake.h"
+#include "sort/convert/probe.h"
 #include "sort/record/blocks.h"
 #include "sort/record/recordform.h"
 
@@ -98,6 +99,7 @@ int taketext(qha5ctx *ctx, workspace &space) {
 
 void wiremerge(qha5ctx *ctx) {
     wireencode(ctx);
+    wireprobe(ctx);
     beginfolding(ctx);
     if (ctx->selectopt)
         chooseselect(ctx);

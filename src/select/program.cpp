@@ -58,6 +58,16 @@ struct variableform {
     }
 };
 
+struct aloneform {
+    static int32_t enter(qha5ctx *ctx, const uint8_t *data) {
+        const auto length = static_cast<uint32_t>(ctx->scanlimit - data);
+        return length > ctx->selmaxpos ? static_cast<int32_t>(length) : nofield(ctx);
+    }
+    static int32_t encode(qha5ctx *ctx, const KVRNSELE &cond, const uint8_t *data) {
+        return encodebytes(ctx, cond, data);
+    }
+};
+
 // A line that only a zero byte ends may have no room for the delimiter.
 int32_t sizeofline(const qha5ctx *ctx, const uint8_t *line, int32_t size) {
     return static_cast<int32_t>(std::min<ptrdiff_t>(size, ctx->scanlimit - line));
@@ -138,17 +148,21 @@ int32_t evaluate(qha5ctx *ctx, const uint8_t *raw) {
 }
 
 using selectroutine = int32_t (*)(qha5ctx *ctx, const uint8_t *raw);
-constexpr selectroutine evaluators[recordforms] = {
-    evaluate<fixedform>,
-    evaluate<variableform>,
-    evaluate<textform<columnform>>,
-    evaluate<textform<numberform>>,
+struct evaluatorset {
+    selectroutine inblock, alone;
+};
+constexpr evaluatorset evaluators[recordforms] = {
+    {evaluate<fixedform>, evaluate<fixedform>},
+    {evaluate<variableform>, evaluate<aloneform>},
+    {evaluate<textform<columnform>>, evaluate<textform<columnform>>},
+    {evaluate<textform<numberform>>, evaluate<textform<numberform>>},
 };
 
 } // namespace
 
 void chooseselect(qha5ctx *ctx) {
-    ctx->selecteval = evaluators[formof(ctx)];
+    ctx->selecteval = evaluators[formof(ctx)].inblock;
+    ctx->selectalone = evaluators[formof(ctx)].alone;
 }
 
 void layoutoperands(qha5ctx *ctx, uint8_t *area) {

@@ -16,7 +16,7 @@
 
 namespace kvern {
 
-// Sets selecteval by the session's record form.
+// Sets selecteval and selectalone by the session's record form.
 void chooseselect(qha5ctx *ctx);
 
 // Bytes of both operand buffers.

@@ -12,9 +12,9 @@ inline qha5ctx *sessionof(const KVRNSESS *sess) {
     return sess != nullptr ? static_cast<qha5ctx *>(sess->ctx) : nullptr;
 }
 
-// Refuses a call while another runs.  Only the running call may fail the session, so
-// what `detail` told before is kept for its end.
-inline int refusebusy(qha5ctx *ctx, KVRNSESS *sess, uint32_t detail) {
+// Refuses a call that leaves the session as it is: one made while another runs, or a
+// probe.  What `detail` told before is kept for the end of the call that runs, or is next.
+inline int refusepassing(qha5ctx *ctx, KVRNSESS *sess, uint32_t detail) {
     if (sess == ctx->userblk) {
         if (ctx->refusedwith == 0 || sess->detail != ctx->refusedwith)
             ctx->refusedover = sess->detail;
@@ -24,7 +24,7 @@ inline int refusebusy(qha5ctx *ctx, KVRNSESS *sess, uint32_t detail) {
     return -1;
 }
 
-// The end of the running call.  If it ends well and has told nothing since, `detail` is
+// The end of a call.  If it ends well and has told nothing since, `detail` is
 // as the refused calls found it.
 inline int endcall(qha5ctx *ctx, int result) {
     if (ctx->refusedwith != 0 && result >= 0 && ctx->userblk->detail == ctx->refusedwith)

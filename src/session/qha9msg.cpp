@@ -76,6 +76,10 @@ void keep(qha5ctx *ctx, uint32_t detail, msgno message) {
 } // namespace
 
 void report(qha5ctx *ctx, uint32_t detail, msgno message, int level) {
+    if (ctx->probing) {
+        ctx->probedetail = detail;
+        return;
+    }
     notedetail(ctx, detail);
     keep(ctx, detail, message);
     if (level == 0 || level > ctx->msglevel || ctx->msglevel > lv_highest)

@@ -67,8 +67,10 @@ struct session_fields {
 
     sessionstate state;
     bool busy;            // while an engine call runs; record calls and close are refused
-    uint32_t refusedwith; // detail of the last of those, 0 none; and what it took the place of
-    uint32_t refusedover;
+    uint32_t refusedwith; // detail of the last of those or of a probe, 0 none;
+    uint32_t refusedover; // and what it took the place of
+    bool probing;         // a record is only looked at: reports leave no trace
+    uint32_t probedetail; // of the last of them, for the probe's caller
 
     // Failure and reporting (qha9msg).
     uint32_t errdetail;          // first detail code of the session, kept
@@ -104,6 +106,8 @@ struct session_fields {
     blockhdr *putblock, *getblock;
     int (*putfn)(qha5ctx *ctx, KVRNSESS *sess);
     int (*getfn)(qha5ctx *ctx, KVRNSESS *sess);
+    // The detail that a record alone is refused with, 0: it is taken.
+    uint32_t (*refusal)(const qha5ctx *ctx, const uint8_t *bytes, uint32_t length);
 };
 
 } // namespace kvern

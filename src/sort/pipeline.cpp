@@ -16,6 +16,7 @@
 #include "session/qha9msg.h"
 #include "session/workspace.h"
 #include "sort/convert/intake.h"
+#include "sort/convert/probe.h"
 #include "sort/incore/slots.h"
 
 #include <algorithm>
@@ -63,6 +64,7 @@ int layoutbuffers(qha5ctx *ctx, workspace &space) {
 
 void wiresort(qha5ctx *ctx) {
     wireencode(ctx);
+    wireprobe(ctx);
     beginfolding(ctx);
     if (ctx->selectopt)
         chooseselect(ctx);

@@ -100,8 +100,11 @@ struct sort_fields {
     // Builds an internal record from the raw record; returns the bytes that the
     // record occupies in its block, -1 after reporting.  Counts seqno.
     int32_t (*encode)(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal);
+    // Writes the key alone, most significant byte first, of a record that stands by itself
+    // and passed `refusal`: probedlength(ctx) bytes.  -1 after reporting.  Counts nothing.
+    int32_t (*probe)(qha5ctx *ctx, const uint8_t *record, uint32_t length, uint8_t *key);
     // End of the valid bytes of the block that `raw` lies in: searches for a
-    // delimiter stop here.  Set by whoever calls encode or selecteval.
+    // delimiter stop here.  Set by whoever calls encode, probe or the filter.
     const uint8_t *scanlimit;
     uint32_t seqno;    // records encoded so far
     uint8_t *recwork;  // one record image

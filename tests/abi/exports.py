@@ -10,7 +10,7 @@ import subprocess
 import sys
 
 ENGINE = """kvrnopen kvrnput kvrnget kvrnmrge kvrnclse qha5init qha5chkp qha5chkg qha5chkm
-    qha5term kvrnstop kvrnlevl kvrntmpd kvrnhook kvrnstat kvrntext"""
+    qha5term kvrnstop kvrnlevl kvrntmpd kvrnhook kvrnstat kvrntext kvrnkey kvrntest"""
 MANAGER = """InitFileManager InitReqMsgBuild BldNumParm BldStrParm BldFlagParm FileManager
     InitMsgScan ScanParmType TermFileManager FailFileManager"""
 SYSTEM = "KERNEL32.dll USER32.dll ADVAPI32.dll msvcrt.dll libc.so.6 ld-linux-x86-64.so.2"

@@ -28,7 +28,7 @@ int enter(KVRNSESS *sess, uint32_t wronguse, callroutine call) {
     if (ctx == nullptr)
         return refuseentry(sess, wronguse);
     if (ctx->busy)
-        return refusebusy(ctx, sess, wronguse);
+        return refusepassing(ctx, sess, wronguse);
     const busymark running(ctx);
     return endcall(ctx, call(ctx, sess));
 }
@@ -88,6 +88,22 @@ KVERN_EXPORTED int KVRN_CALL kvrnclse(uint32_t version, KVRNLINK *link, KVRNPRIM
         unbindengine(link);
     sess->ctx = nullptr;
     return result;
+}
+
+KVERN_EXPORTED int KVRN_CALL kvrnkey(KVRNSESS *sess, const void *record, unsigned length, void *key,
+                                     unsigned *keylen) {
+    if (sess == nullptr)
+        return KVRN_FAILED;
+    qha5ctx *ctx = sessionof(sess);
+    return ctx != nullptr ? keycall(ctx, sess, record, length, key, keylen)
+                          : refuseentry(sess, KVRN_D_PUTUSE);
+}
+
+KVERN_EXPORTED int KVRN_CALL kvrntest(KVRNSESS *sess, const void *record, unsigned length) {
+    if (sess == nullptr)
+        return KVRN_FAILED;
+    qha5ctx *ctx = sessionof(sess);
+    return ctx != nullptr ? testcall(ctx, sess, record, length) : refuseentry(sess, KVRN_D_PUTUSE);
 }
 
 KVERN_EXPORTED int KVRN_CALL qha5init(uint32_t version, KVRNLINK *link, KVRNPRIM *prim,

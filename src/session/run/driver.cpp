@@ -57,6 +57,7 @@ int startmanager(qha5ctx *ctx) {
 }
 
 int sortarm(qha5ctx *ctx, KVRNSESS *) {
+    wirerefusal(ctx);
     ctx->putfn = chooseput(ctx);
     ctx->getfn = chooseget(ctx);
     ctx->putblock = buildblocks(ctx);

@@ -35,6 +35,7 @@ int mergeon(qha5ctx *ctx) {
 int openmerge(qha5ctx *ctx, KVRNSESS *sess) {
     if (preparemerge(ctx) != 0)
         return -1;
+    wirerefusal(ctx);
     if (ctx->apiinput)
         sess->mergestat = KVRN_WANTS_RECORD;
     wiredriver(ctx);

@@ -26,14 +26,12 @@ const uint8_t *callerbytes(const KVRNSESS *sess) {
     return static_cast<const uint8_t *>(sess->recaddr);
 }
 
-int refuselength(qha5ctx *ctx, KVRNSESS *sess) {
-    fail(ctx, msg_reclength, KVRN_D_RECLEN, callname);
+int refusedata(qha5ctx *ctx, KVRNSESS *sess, uint32_t detail) {
+    fail(ctx, detail == KVRN_D_RECLEN ? msg_reclength : msg_nodelimiter, detail, callname);
     return callfailed(ctx, sess);
 }
-
-int refusedelimiter(qha5ctx *ctx, KVRNSESS *sess) {
-    fail(ctx, msg_nodelimiter, KVRN_D_NODELIMITER, callname);
-    return callfailed(ctx, sess);
+int refuselength(qha5ctx *ctx, KVRNSESS *sess) {
+    return refusedata(ctx, sess, KVRN_D_RECLEN);
 }
 
 // ---- the block -------------------------------------------------------------
@@ -78,10 +76,8 @@ template <class form>
 int putrecord(qha5ctx *ctx, KVRNSESS *sess) {
     const uint8_t *const bytes = callerbytes(sess);
     const uint32_t length = sess->reclen;
-    if (!form::lengthfits(ctx, length) || !form::isoneline(ctx, bytes, length))
-        return refuselength(ctx, sess);
-    if (!form::isdelimited(ctx, bytes, length))
-        return refusedelimiter(ctx, sess);
+    if (const uint32_t detail = refusalof<form>(ctx, bytes, length); detail != 0)
+        return refusedata(ctx, sess, detail);
     if (needroom(ctx, form::room(length)) != 0)
         return callfailed(ctx, sess);
     form::store(ctx->putblock, bytes, length);
@@ -173,7 +169,7 @@ struct textblock {
 int putlines(qha5ctx *ctx, KVRNSESS *sess) {
     const textblock text = {callerbytes(sess), sess->reclen, ctx->linedlmt, ctx->linedlmtlen};
     if (!text.delimited())
-        refusedelimiter(ctx, sess);
+        refusedata(ctx, sess, KVRN_D_NODELIMITER);
     sess->putcount = 0;
     uint64_t line = 0; // bytes of the line, delimiter included
     for (uint64_t at = 0; at < text.length; at += line) {

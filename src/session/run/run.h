@@ -8,6 +8,7 @@
 //   runsession    context, work area, analysis, cross-checks, then the function's arm
 //   putcall       until it ends the input; then getcall until it gives 1
 //   mergecall     instead of both, until it gives 1
+//   keycall, testcall   anywhere in between, until the input of a sort has ended
 //   endsession    once, whatever happened
 #pragma once
 
@@ -30,6 +31,12 @@ using callroutine = int (*)(qha5ctx *ctx, KVRNSESS *sess);
 // kvrnmrge without order checks: the merge routine's result, with sess->detail
 // set on -1.
 [[nodiscard]] int mergecall(qha5ctx *ctx, KVRNSESS *sess);
+
+// kvrnkey and kvrntest: 0; 1 the filter drops the record; -1 with sess->detail set, and
+// nothing else.
+[[nodiscard]] int keycall(qha5ctx *ctx, KVRNSESS *sess, const void *record, uint32_t length,
+                          void *key, unsigned *keylen);
+[[nodiscard]] int testcall(qha5ctx *ctx, KVRNSESS *sess, const void *record, uint32_t length);
 
 // qha5term: 0 clean, or failed on the way; 1 closed early; -1 failure.  Frees the
 // context, save after detail 223 (another block's session) and 104 (a call of the

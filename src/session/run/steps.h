@@ -24,6 +24,9 @@ void ctxrelease(const qha5ctx *ctx, KVRNSESS *sess);
 // What code 16 does in this session.
 [[nodiscard]] callroutine chooseput(const qha5ctx *ctx);
 
+// Sets `refusal`: the tests of a record that comes by itself.
+void wirerefusal(qha5ctx *ctx);
+
 // What a call does once the block holds records.
 [[nodiscard]] callroutine chooseget(const qha5ctx *ctx);
 

@@ -99,7 +99,7 @@ int endsession(KVRNSESS *sess) {
         return 0;
     auto *ctx = static_cast<qha5ctx *>(sess->ctx);
     if (ctx->busy)
-        return refusebusy(ctx, sess, KVRN_D_NOTHINGOPEN);
+        return refusepassing(ctx, sess, KVRN_D_NOTHINGOPEN);
     if (ctx->userblk != sess) {
         sess->detail = KVRN_D_NOTYOURS;
         return -1;

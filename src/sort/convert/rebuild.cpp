@@ -24,15 +24,6 @@ const uint8_t *pieceof(const KVRNRCNE &piece, const uint8_t *record) {
                                       : record + piece.position;
 }
 
-void joinpieces(const KVRNRCN &pieces, const uint8_t *record, uint8_t *out) {
-    for (uint32_t i = 0; i < pieces.count; out += pieces.entry[i++].length)
-        memcpy(out, pieceof(pieces.entry[i], record), pieces.entry[i].length);
-}
-
-uint32_t textroom(const qha5ctx *ctx) {
-    return ctx->outreclen - ctx->linedlmtlen;
-}
-
 // Ends a copied line.
 void enddelimited(qha5ctx *ctx, uint8_t *line, uint32_t length) {
     memcpy(line + length, ctx->linedlmt, ctx->linedlmtlen);
@@ -48,14 +39,11 @@ int32_t rebuildfixed(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
     return static_cast<int32_t>(ctx->inreclen);
 }
 
-// An empty record is refused even where all pieces are literals; intended.
 template <bool copying>
 int32_t rebuildvariable(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
     uint32_t length;
-    if (!takevariable(ctx, raw, &length))
+    if (!takevariable(ctx, raw, &length) || !holdspieces(ctx, length))
         return -1;
-    if (ctx->reconmaxpos >= length)
-        return fail(ctx, msg_norcnfield, KVRN_D_NORCNFIELD);
     uint8_t *image = copying ? internal : ctx->recwork;
     memcpy(image, &ctx->outreclen, lengthword);
     joinpieces(*ctx->reconspec, raw + lengthword, image + lengthword);
@@ -65,15 +53,10 @@ int32_t rebuildvariable(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
     return paddedlength(length);
 }
 
-// Literals alone can be put together whatever the line holds.
 template <bool copying>
 int32_t rebuildcolumns(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
     uint32_t length;
-    if (!takeline(ctx, raw, &length))
-        return -1;
-    if (ctx->reconcopies && ctx->reconmaxpos >= length)
-        return fail(ctx, msg_norcnfield, KVRN_D_NORCNFIELD);
-    if (!linefits(ctx, length))
+    if (!takeline(ctx, raw, &length) || !lineholds(ctx, length) || !linefits(ctx, length))
         return -1;
     uint8_t *text = copying ? internal : internal + ctx->txtdataoff;
     const uint32_t rebuilt = textroom(ctx);
@@ -114,15 +97,11 @@ uint32_t joinfields(const qha5ctx *ctx, const uint8_t *raw, uint8_t *text, field
     return static_cast<uint32_t>(out - text);
 }
 
-// Keys name the pieces: piece n is field n of the rebuilt line.  The set-up lets
-// through a key on a field behind the last piece, so that is found out here.
 int32_t encodejoined(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
-    const bool keyed = ctx->keygiven;
-    if (keyed && ctx->keymaxfld >= ctx->reconspec->count)
-        return fail(ctx, msg_nokeyfield, KVRN_D_NOKEYFIELD);
     uint8_t *text = internal + ctx->txtdataoff;
-    const uint32_t length = joinfields(ctx, raw, text, keyed ? ctx->keyfields : nullptr);
-    memset(text + length, 0, textroom(ctx) - length);
+    const int32_t length = joinline(ctx, raw, text);
+    if (length == -1)
+        return -1;
     memcpy(internal + ctx->txtlenoff, &length, sizeof length);
     return countrecord(ctx) ? fieldrows(ctx, text, internal) : -1;
 }
@@ -130,9 +109,7 @@ int32_t encodejoined(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
 template <bool copying>
 int32_t rebuildfields(qha5ctx *ctx, const uint8_t *raw, uint8_t *internal) {
     uint32_t length;
-    if (!takefields(ctx, raw, ctx->reconfields, ctx->reconmaxfld, msg_norcnfield, KVRN_D_NORCNFIELD,
-                    &length) ||
-        !linefits(ctx, length))
+    if (!findpieces(ctx, raw, &length) || !linefits(ctx, length))
         return -1;
     if constexpr (copying)
         enddelimited(ctx, internal, joinfields(ctx, raw, internal, nullptr));
@@ -157,6 +134,37 @@ constexpr rebuildset rebuilds[recordforms] = {
 encoderoutine chooserebuild(const qha5ctx *ctx) {
     const rebuildset &set = rebuilds[formof(ctx)];
     return ctx->function == KVRN_COPY ? set.copy : set.keys;
+}
+
+// An empty record is refused even where all pieces are literals; intended.
+bool holdspieces(qha5ctx *ctx, uint32_t length) {
+    return ctx->reconmaxpos < length || fail(ctx, msg_norcnfield, KVRN_D_NORCNFIELD) == 0;
+}
+
+// Literals alone can be put together whatever the line holds.
+bool lineholds(qha5ctx *ctx, uint32_t length) {
+    return !ctx->reconcopies || holdspieces(ctx, length);
+}
+
+void joinpieces(const KVRNRCN &pieces, const uint8_t *record, uint8_t *out) {
+    for (uint32_t i = 0; i < pieces.count; out += pieces.entry[i++].length)
+        memcpy(out, pieceof(pieces.entry[i], record), pieces.entry[i].length);
+}
+
+bool findpieces(qha5ctx *ctx, const uint8_t *raw, uint32_t *length) {
+    return takefields(ctx, raw, ctx->reconfields, ctx->reconmaxfld, msg_norcnfield,
+                      KVRN_D_NORCNFIELD, length);
+}
+
+// Keys name the pieces: piece n is field n of the rebuilt line.  The set-up lets
+// through a key on a field behind the last piece, so that is found out here.
+int32_t joinline(qha5ctx *ctx, const uint8_t *raw, uint8_t *text) {
+    const bool keyed = ctx->keygiven;
+    if (keyed && ctx->keymaxfld >= ctx->reconspec->count)
+        return fail(ctx, msg_nokeyfield, KVRN_D_NOKEYFIELD);
+    const uint32_t length = joinfields(ctx, raw, text, keyed ? ctx->keyfields : nullptr);
+    memset(text + length, 0, textroom(ctx) - length);
+    return static_cast<int32_t>(length);
 }
 
 } // namespace kvern

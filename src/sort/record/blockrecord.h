@@ -88,6 +88,26 @@ struct textrecord : fixedrecord {
     }
 };
 
+// A line of a block or a file, which may have a delimiter of two bytes.
+struct blockline : textrecord {
+    static bool isoneline(const qha5ctx *ctx, const uint8_t *bytes, uint32_t length) {
+        const uint8_t *end = finddelimiter(ctx, bytes, bytes + length);
+        return end == nullptr || end + ctx->linedlmtlen == bytes + length;
+    }
+    static bool isdelimited(const qha5ctx *ctx, const uint8_t *bytes, uint32_t length) {
+        return length >= ctx->linedlmtlen &&
+               memcmp(bytes + length - ctx->linedlmtlen, ctx->linedlmt, ctx->linedlmtlen) == 0;
+    }
+};
+
+// The detail that a record is refused with, 0: it is taken.
+template <class form>
+uint32_t refusalof(const qha5ctx *ctx, const uint8_t *bytes, uint32_t length) {
+    if (!form::lengthfits(ctx, length) || !form::isoneline(ctx, bytes, length))
+        return KVRN_D_RECLEN;
+    return form::isdelimited(ctx, bytes, length) ? 0 : KVRN_D_NODELIMITER;
+}
+
 // Whether a record of that length may come, where no routine was chosen by the form.
 inline bool takeslength(const qha5ctx *ctx, uint32_t length) {
     return isfixed(ctx) ? fixedrecord::lengthfits(ctx, length)

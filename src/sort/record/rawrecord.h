@@ -16,6 +16,21 @@ inline void scanwithin(qha5ctx *ctx, const blockhdr *block) {
     ctx->scanlimit = block->limit;
 }
 
+// What is read meanwhile is a record that stands by itself.
+class scanalone {
+  public:
+    scanalone(qha5ctx *of, const uint8_t *end) : ctx(of), before(of->scanlimit) {
+        ctx->scanlimit = end;
+    }
+    ~scanalone() { ctx->scanlimit = before; }
+    scanalone(const scanalone &) = delete;
+    scanalone &operator=(const scanalone &) = delete;
+
+  private:
+    qha5ctx *ctx;
+    const uint8_t *before;
+};
+
 // Variable records are padded in an input block, and nowhere else.
 constexpr uint64_t paddedroom(uint32_t length) {
     return lengthword + roundup(length, recordunit);
