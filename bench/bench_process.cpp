@@ -1,132 +1,196 @@
-// Whole processes, file to file: the command beside GNU sort, cp, grep and awk on the
-// same bytes.  Every output of ours is checked off the clock: order by key, and nothing
-// lost or changed.
-#include "jobs.h"
+// Whole processes, row by row: the command beside GNU sort, cp, grep, awk or itself on
+// the same bytes.  The two of a pair run in turn, so that a drift of the machine's speed
+// meets both, and the ratio is taken pair by pair.  Every output of ours is checked off
+// the clock.
+#include "process.h"
+#include "rows.h"
 
+#include <sched.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 
 namespace bench {
 
-namespace fs = std::filesystem;
-
-job::job(const setting &use)
-    : in(use.folder / "in"), out(use.folder / "out"), temp(use.folder / "temp") {
-    fs::create_directories(temp);
-}
-
-void job::clear() const {
-    fs::remove(out);
-    fs::remove(peerout());
-}
-
-std::function<void()> job::checker() const {
-    return [this] {
-        if (!(read_digest(out) == expected))
-            give_up("the output is wrong");
-        clear();
-    };
-}
-
-job sort_job(const setting &use, uint64_t records) {
-    job work(use);
-    write_file(work.in, records);
-    work.expected = read_digest(work.in);
-    work.expected.ordered = true;
-    return work;
-}
-
-command our_sort(const setting &use, const job &work, bool text, const std::string &memory) {
-    command words = {use.kvern, "sort", "-S", memory, "-T", work.temp, "-k", "1,10,ch"};
-    const command form = text ? command{"--text", "--columns", "--eol", "lf", "--max-line", "100"}
-                              : command{"--fixed", "100"};
-    words.insert(words.end(), form.begin(), form.end());
-    words.insert(words.end(), {"-o", work.out, work.in});
-    return words;
-}
-
 namespace {
 
-command gnu(const job &work, const command &limits) {
-    command words = {"sort", "-s", "-k1.1,1.10", "-T", work.temp};
-    words.insert(words.end(), limits.begin(), limits.end());
-    words.insert(words.end(), {"-o", work.peerout(), work.in});
-    return words;
+namespace fs = std::filesystem;
+
+int cores() {
+    cpu_set_t own;
+    return sched_getaffinity(0, sizeof own, &own) == 0 ? CPU_COUNT(&own) : 1;
 }
 
-command copy_twice(const job &work) {
-    const std::string middle = work.temp / "copy";
-    return {"sh", "-c",
-            "cp '" + work.in.string() + "' '" + middle + "' && cp '" + middle + "' '" +
-                work.peerout() + "' && rm '" + middle + "'"};
+void name(const char *variable, const std::string &value) {
+    setenv(variable, value.c_str(), 1);
 }
 
-void incore(const setting &use, table &out) {
-    const job work = sort_job(use, 60000);
-    out.compare("in core, 6 MB fixed : sort -S 32M", our_sort(use, work, false, "10M"),
-                gnu(work, {"-S", "32M", "--parallel=1"}), work.checker());
-}
+// The inputs made so far.
+class inputs {
+  public:
+    explicit inputs(const fs::path &folder) : place(folder) {}
 
-void external(const setting &use, table &out, uint64_t records, const std::string &size) {
-    const job work = sort_job(use, records);
-    const auto check = work.checker();
-    for (const bool text : {false, true}) {
-        const command mine = our_sort(use, work, text, "10M");
-        const std::string name = size + (text ? " text" : " fixed");
-        out.compare(name + " : sort, its defaults", mine, gnu(work, {}), check);
-        out.compare(name + " : sort -S 10M --parallel=1", mine,
-                    gnu(work, {"-S", "10M", "--parallel=1"}), check);
-        out.compare(name + " : cp to temp, cp to output", mine, copy_twice(work), check);
+    std::string path(const content &of) {
+        for (const auto &[made, at] : files)
+            if (made == of)
+                return at;
+        const bool parts = of.form == content::parts;
+        const std::string whole = parts ? path({of.records, of.shape}) : "";
+        std::string at = place / ("in" + std::to_string(files.size()));
+        if (parts)
+            split(whole, at);
+        else
+            write_file(at, of.records, of.shape, of.form == content::prefixed);
+        files.emplace_back(of, at);
+        return at;
     }
+
+    void clear() {
+        files.clear();
+        fs::remove_all(place);
+        fs::create_directories(place / "temp");
+    }
+
+  private:
+    static void split(const std::string &from, const std::string &to) {
+        const std::string line = "split -n 8 " + from + " " + to + "; for i in " + to +
+                                 "*; do sort -s -k1.1,1.10 -o $i $i; done";
+        if (!run(line).done)
+            std::exit(1);
+    }
+
+    fs::path place;
+    std::vector<std::pair<content, std::string>> files;
+};
+
+bool isright(const row &one, const digest &was, const digest &is) {
+    switch (one.result) {
+    case outcome::sorted:
+        return is.ordered && is.records == was.records && is.sum == was.sum;
+    case outcome::copied:
+    case outcome::halved:
+        return is.records == was.records && is.sequence == was.sequence;
+    case outcome::summed:
+        return is.records == groups_of_records && is.amount == was.amount;
+    }
+    return false;
 }
 
-// Ours against ours at 1 GB: growth with size, and with little storage.
-void growth(const setting &use, table &out, uint64_t records, const std::string &memory,
-            const std::string &name) {
-    const job work = sort_job(use, records);
-    out.compare(name, our_sort(use, work, false, memory), copy_twice(work), work.checker());
+double middle(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
 }
 
-struct group {
-    const char *name;
-    void (*run)(const setting &, table &);
+struct side {
+    std::string line, in;
+    std::vector<double> seconds = {};
+    double peak = 0; // MB
 };
-constexpr group groups[] = {
-    {"incore", incore},
-    {"external", [](const setting &use, table &out) { external(use, out, 10000000, "1 GB"); }},
-    {"small",
-     [](const setting &use, table &out) {
-         growth(use, out, 2000000, "64K", "200 MB fixed in 64 KB : cp, cp");
-     }},
-    {"4g", [](const setting &use,
-              table &out) { growth(use, out, 40000000, "10M", "4 GB fixed in 10 MB : cp, cp"); }},
-    {"16g",
-     [](const setting &use, table &out) {
-         growth(use, out, 160000000, "10M", "16 GB fixed in 10 MB : cp, cp");
-     }},
-    {"functions", functions},
-};
+
+// A value beside its bar: as it is printed it may reach it.
+std::string judged(double value, double bar, int digits) {
+    char text[40] = "";
+    if (bar != 0)
+        std::snprintf(text, sizeof text, "%.*f %s", digits, bar,
+                      value < bar + 0.5 * std::pow(10, -digits) ? "met" : "MISSED");
+    return text;
+}
+
+constexpr char format[] = "%-40s %8.3f %8.3f %6.2f (%5.2f to %5.2f)  %-11s %8.1f  %-10s %8.1f\n";
+
+void print(const row &one, const side &ours, const side &peer) {
+    std::vector<double> ratio;
+    for (size_t i = 0; i < ours.seconds.size(); ++i)
+        ratio.push_back(ours.seconds[i] / peer.seconds[i]);
+    const auto [low, high] = std::minmax_element(ratio.begin(), ratio.end());
+    const double bar = cores() >= 4 ? one.four : cores() >= 2 ? one.two : 0;
+    const int threads = one.threads == 0 ? cores() : one.threads;
+    const double bound = one.storage == 0 ? 0 : one.storage + 4 + 2 * threads;
+    std::printf(format, one.name, middle(ours.seconds), middle(peer.seconds), middle(ratio), *low,
+                *high, judged(middle(ratio), bar, 2).c_str(), ours.peak,
+                judged(ours.peak, bound, 0).c_str(), peer.peak);
+}
+
+// False: a side failed, or the output of ours is wrong.
+bool compare(const row &one, inputs &from, const std::string &out, int runs) {
+    const bool prefixed = one.in.form == content::prefixed;
+    side sides[] = {{one.ours, from.path(one.in)}, {one.peer, from.path(one.peerin)}};
+    content whole = one.in;
+    whole.form = prefixed ? content::prefixed : content::plain;
+    const digest was = read_digest(from.path(whole), prefixed, one.result == outcome::halved);
+    for (int i = 0; i < 2 * runs * one.often; ++i) {
+        const bool isours = i % 4 == 0 || i % 4 == 3; // each goes first in every other pair
+        side &now = sides[isours ? 0 : 1];
+        name("in", now.in);
+        const measure took = run(now.line);
+        const char *fault = !took.done                                                 ? "failed"
+                            : isours && !isright(one, was, read_digest(out, prefixed)) ? "wrong"
+                                                                                       : nullptr;
+        fs::remove(out); // the other needs the room, and nobody pays for an old file
+        if (fault != nullptr) {
+            std::printf("%-40s %s: %s\n", one.name, fault, now.line.c_str());
+            return false;
+        }
+        now.seconds.push_back(took.seconds);
+        now.peak = std::max(now.peak, static_cast<double>(took.peak_kb) / 1024);
+    }
+    print(one, sides[0], sides[1]);
+    std::fflush(stdout);
+    return true;
+}
+
+void heading() {
+    double load = 0;
+    getloadavg(&load, 1);
+    const double memory = static_cast<double>(sysconf(_SC_PHYS_PAGES)) *
+                          static_cast<double>(sysconf(_SC_PAGESIZE)) / (1 << 30);
+    std::printf("%d cores, %.0f GB of memory, load %.1f; bars are those of %s cores\n", cores(),
+                memory, load, cores() >= 4 ? "four" : "two");
+    std::printf("%-40s %8s %8s %6s %16s  %-11s %8s  %-10s %8s\n", "ours : peer", "ours s", "peer s",
+                "ratio", "(of the pairs)", "bar", "peak MB", "bound", "peer MB");
+}
 
 } // namespace
 } // namespace bench
 
-// bench_process KVERN FOLDER RUNS GROUP...
+// bench_process KVERN FOLDER RUNS [GROUP...]: all groups but 16g where none is named; group
+// former only beside a base command, which KVERN_BENCH_BASE names.
 int main(int argc, char **argv) {
     using namespace bench;
-    const setting use{argc > 4 ? argv[1] : "", argc > 4 ? argv[2] : "",
-                      argc > 4 ? std::atoi(argv[3]) : 0};
-    if (use.runs < 1) {
-        std::string names;
-        for (const group &one : groups)
-            names += std::string(" ") + one.name;
-        give_up("usage: bench_process KVERN FOLDER RUNS GROUP...; groups:" + names);
+    if (argc < 4 || std::atoi(argv[3]) < 1) {
+        std::fprintf(stderr, "usage: bench_process KVERN FOLDER RUNS [GROUP...]\n");
+        return 1;
     }
-    fs::create_directories(use.folder);
-    table out(use);
-    for (int i = 4; i < argc; ++i)
-        for (const group &one : groups)
-            if (argv[i] == std::string(one.name))
-                one.run(use, out);
-    fs::remove_all(use.folder);
-    return 0;
+    const fs::path folder = fs::path(argv[2]) / "kvern-bench"; // removed, whatever it holds
+    const std::vector<std::string> wanted(argv + 4, argv + argc);
+    const char *base = std::getenv("KVERN_BENCH_BASE");
+    name("LC_ALL", "C");
+    name("kvern", argv[1]);
+    name("base", base == nullptr ? "" : base);
+    name("cores", std::to_string(cores()));
+    name("temp", folder / "temp");
+    name("out", folder / "out");
+    inputs from(folder);
+    std::string group;
+    bool fine = true;
+    heading();
+    for (const row &one : rows()) {
+        const bool named = std::find(wanted.begin(), wanted.end(), one.group) != wanted.end();
+        const bool left =
+            one.group == std::string("former") ? base == nullptr : one.group == std::string("16g");
+        if (wanted.empty() ? left : !named)
+            continue;
+        if (group != one.group) {
+            from.clear();
+            std::printf("%s\n", one.group);
+        }
+        group = one.group;
+        fine = compare(one, from, folder / "out", std::atoi(argv[3])) && fine;
+    }
+    fs::remove_all(folder);
+    return fine ? 0 : 1;
 }

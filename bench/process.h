@@ -1,44 +1,18 @@
-// Times whole processes in turn and prints one line a pair.  Runs take turns, so that
-// a drift of the machine's speed meets both; the ratio is taken pair by pair and its
-// median printed.
+// Runs commands and times them whole.
 #pragma once
 
-#include <filesystem>
-#include <functional>
 #include <string>
-#include <vector>
 
 namespace bench {
 
-using command = std::vector<std::string>;
-
-struct setting {
-    std::string kvern; // the command
-    std::filesystem::path folder;
-    int runs;
-};
-
 struct measure {
+    bool done = false; // exit code 0
     double seconds = 0;
-    long peak_kb = 0;
+    long peak_kb = 0; // of the largest process
 };
 
-// Runs the command with LC_ALL=C; ends the program where it fails.
-measure run(const command &words);
-
-[[noreturn]] void give_up(const std::string &why);
-
-class table {
-  public:
-    explicit table(const setting &use);
-
-    // One line: ours and a peer in turn.  `check` looks at our output, off the clock;
-    // with `bytes` the rate of ours is told too.
-    void compare(const std::string &name, const command &ours, const command &peer,
-                 const std::function<void()> &check, uint64_t bytes = 0);
-
-  private:
-    const setting &what;
-};
+// Runs the line as a shell would; one without pipes and redirections runs without a
+// shell, whose start would weigh in what takes a millisecond.
+measure run(const std::string &line);
 
 } // namespace bench

@@ -16,12 +16,15 @@ struct closer {
 };
 using file = std::unique_ptr<FILE, closer>;
 
+[[noreturn]] void give_up(const std::string &why) {
+    std::fprintf(stderr, "bench: %s\n", why.c_str());
+    std::exit(1);
+}
+
 file open_or_die(const std::string &path, const char *mode) {
     file f(std::fopen(path.c_str(), mode));
-    if (!f) {
-        std::perror(path.c_str());
-        std::exit(1);
-    }
+    if (!f)
+        give_up("cannot open " + path);
     return f;
 }
 
@@ -37,23 +40,40 @@ uint64_t hash(const uint8_t *record) {
     return h;
 }
 
+constexpr uint32_t number_at = 11, number_digits = 10;
 constexpr uint32_t group_at = 22, group_digits = 3;
 constexpr uint32_t amount_at = 26, amount_digits = 8;
+
+uint32_t amount_of(const uint8_t *record) {
+    uint32_t value = 0;
+    for (uint32_t i = 0; i < amount_digits; ++i)
+        value = value * 10 + (record[amount_at + i] & 15u);
+    return value;
+}
 
 void put_digits(uint8_t *field, uint32_t digits, uint64_t value) {
     for (uint32_t i = digits; i-- > 0; value /= 10)
         field[i] = static_cast<uint8_t>('0' + value % 10);
 }
 
+constexpr uint8_t prefix[4] = {0, record_length + sizeof prefix, 0, 0};
+
 // All records of a file in turn.
 template <class T>
-void each_record(const std::string &path, T &&visit) {
+void each_record(const std::string &path, bool prefixed, T &&visit) {
     const file in = open_or_die(path, "rb");
-    std::vector<uint8_t> buffer(batch * record_length);
+    const size_t before = prefixed ? sizeof prefix : 0, length = before + record_length;
+    std::vector<uint8_t> buffer(batch * length);
     size_t got;
-    while ((got = std::fread(buffer.data(), record_length, batch, in.get())) != 0)
-        for (size_t i = 0; i < got; ++i)
-            visit(&buffer[i * record_length]);
+    while ((got = std::fread(buffer.data(), 1, buffer.size(), in.get())) != 0) {
+        if (got % length != 0)
+            give_up(path + " ends within a record");
+        for (const uint8_t *at = buffer.data(); got != 0; got -= length, at += length) {
+            if (std::memcmp(at, prefix, before) != 0)
+                give_up(path + " holds a wrong prefix");
+            visit(at + before);
+        }
+    }
 }
 
 // The permutation that makes a median of first, middle and last element pick
@@ -111,53 +131,48 @@ void fill_record(uint8_t *record, uint64_t rank, uint64_t number) {
     }
     for (uint32_t i = key_length; i + 1 < record_length; ++i)
         record[i] = static_cast<uint8_t>('a' + (number + i) % 26);
-    put_digits(record + 11, 10, number);
+    put_digits(record + number_at, number_digits, number);
     put_digits(record + group_at, group_digits, spread % groups_of_records);
     put_digits(record + amount_at, amount_digits, spread / groups_of_records % amounts);
+    for (const uint32_t at : {number_at, group_at, amount_at, amount_at + amount_digits + 1})
+        record[at - 1] = ',';
     record[record_length - 1] = '\n';
 }
 
-void write_file(const std::string &path, uint64_t records, uint64_t seed) {
+void write_file(const std::string &path, uint64_t records, order shape, bool prefixed) {
     const file out = open_or_die(path, "wb");
-    std::mt19937_64 random(seed);
-    std::vector<uint8_t> buffer(batch * record_length);
-    for (uint64_t done = 0; done < records; done += batch) {
-        const uint64_t now = std::min(batch, records - done);
-        for (uint64_t i = 0; i < now; ++i)
-            fill_record(&buffer[i * record_length], random() % 141167095653376u, done + i);
-        if (std::fwrite(buffer.data(), record_length, now, out.get()) != now) {
-            std::perror(path.c_str());
-            std::exit(1);
-        }
+    const std::vector<uint64_t> rank =
+        shape == order::random ? std::vector<uint64_t>() : ranks(shape, records);
+    std::mt19937_64 random(11);
+    const size_t before = prefixed ? sizeof prefix : 0, length = before + record_length;
+    std::vector<uint8_t> record(length);
+    std::memcpy(record.data(), prefix, before);
+    for (uint64_t i = 0; i < records; ++i) {
+        fill_record(&record[before], rank.empty() ? random() % 141167095653376u : rank[i], i);
+        if (std::fwrite(record.data(), length, 1, out.get()) != 1)
+            give_up("cannot write " + path);
     }
+    if (std::fflush(out.get()) != 0)
+        give_up("cannot write " + path);
 }
 
-digest read_digest(const std::string &path, bool (*passes)(const uint8_t *record)) {
+digest read_digest(const std::string &path, bool prefixed, bool halved) {
     digest out;
     uint8_t before[key_length] = {};
-    each_record(path, [&](const uint8_t *record) {
-        if (passes != nullptr && !passes(record))
+    each_record(path, prefixed, [&](const uint8_t *record) {
+        const uint32_t amount = amount_of(record);
+        if (halved && amount >= amounts / 2)
             return;
         if (std::memcmp(before, record, key_length) > 0)
             out.ordered = false;
         std::memcpy(before, record, key_length);
-        out.sum += hash(record);
+        const uint64_t one = hash(record);
+        out.sum += one;
+        out.sequence = out.sequence * 1099511628211u + one;
+        out.amount += amount;
         ++out.records;
     });
     return out;
-}
-
-uint32_t amount_of(const uint8_t *record) {
-    uint32_t value = 0;
-    for (uint32_t i = 0; i < amount_digits; ++i)
-        value = value * 10 + (record[amount_at + i] & 15u);
-    return value;
-}
-
-uint64_t total_amount(const std::string &path) {
-    uint64_t total = 0;
-    each_record(path, [&](const uint8_t *record) { total += amount_of(record); });
-    return total;
 }
 
 } // namespace bench

@@ -31,23 +31,20 @@ constexpr uint32_t groups_of_records = 1000;
 constexpr uint32_t amounts = 1000;
 
 // One record: the key spells `rank` so that key order is rank order; at 12,10 (from 1)
-// its number, at 23,3 its group and at 27,8 its amount, in digits.
+// its number, at 23,3 its group and at 27,8 its amount, in digits.  Commas part these.
 void fill_record(uint8_t *record, uint64_t rank, uint64_t number);
 
-// A file of random keys.
-void write_file(const std::string &path, uint64_t records, uint64_t seed = 11);
+// A file of records; `prefixed`: each behind a word of its length (RDW).
+void write_file(const std::string &path, uint64_t records, order shape, bool prefixed);
 
-// What stays the same however records are ordered.
 struct digest {
     uint64_t records = 0;
-    uint64_t sum = 0;
-    bool ordered = true;
-    bool operator==(const digest &) const = default;
+    uint64_t sum = 0;      // the same however records are ordered
+    uint64_t sequence = 0; // not the same
+    uint64_t amount = 0;   // of all records
+    bool ordered = true;   // by key
 };
-// Of all records, or of those that pass.
-digest read_digest(const std::string &path, bool (*passes)(const uint8_t *record) = nullptr);
-
-uint32_t amount_of(const uint8_t *record);
-uint64_t total_amount(const std::string &path);
+// Of all records, or of those with an amount below half.
+digest read_digest(const std::string &path, bool prefixed, bool halved = false);
 
 } // namespace bench

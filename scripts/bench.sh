@@ -1,9 +1,7 @@
 #!/bin/sh
-# The performance table.  KVERN_BENCH_GROUPS chooses whole-process groups (incore
-# external small functions 4g 16g; the last needs some 50 GB), KVERN_BENCH_DIR the place.
+# The performance table: docs/performance.md tells of the settings.
 set -eu
 cd "$(dirname "$0")/.."
-groups=${KVERN_BENCH_GROUPS:-incore external small functions}
 place=${KVERN_BENCH_DIR:-build/bench-files}
 
 echo "hot loops (bytes or records per second; compare within the run)"
@@ -12,4 +10,4 @@ build/native/bench_engine --benchmark_repetitions=5 --benchmark_report_aggregate
 echo
 echo "whole processes (ratio below 1: we are faster)"
 # shellcheck disable=SC2086
-build/native/bench_process build/native/kvern "$place" "${KVERN_BENCH_RUNS:-3}" $groups
+build/native/bench_process build/native/kvern "$place" "${KVERN_BENCH_RUNS:-3}" ${KVERN_BENCH_GROUPS:-}
