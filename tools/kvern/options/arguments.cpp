@@ -1,8 +1,8 @@
 #include "kvern/options/arguments.h"
 
-#include "kvern.h"
 #include "kvern/options/optiontable.h"
 #include "kvern/options/systemargs.h"
+#include "kvern/system/machine.h"
 #include "kvern/system/report.h"
 
 #include <algorithm>
@@ -14,7 +14,8 @@ namespace command {
 
 namespace {
 
-constexpr const char *sizeform = "give a number with b, K or M behind it, as -S 4M";
+constexpr const char *sizeform = "give a number with b, K, M, G, T or % behind it, as -S 400M";
+constexpr uint64_t largestsize = UINT64_MAX / 16; // ten times as much is a number too
 
 bool given(const CLI::App &app, const char *name) {
     const CLI::Option *option = app.get_option_no_throw(name);
@@ -142,52 +143,25 @@ std::string jobhelp(jobkind kind) {
     return jobparser(unused)->help();
 }
 
-uint32_t memorysize(const std::string &text) {
-    constexpr uint32_t least = 64u * 1024, most = KVRN_MEM_MAX;
-    if (text.empty())
-        return most;
-
+uint64_t memorysize(const std::string &text) {
     const std::string argument = "-S " + text;
     size_t digits = 0;
     uint64_t number = 0;
     for (; digits < text.size() && std::isdigit(static_cast<unsigned char>(text[digits])); ++digits)
-        if (number < most) // beyond that it can only be too large
-            number = number * 10 + static_cast<uint64_t>(text[digits] - '0');
+        number = std::min(number * 10 + static_cast<uint64_t>(text[digits] - '0'), largestsize);
     if (digits == 0 || digits + 1 < text.size())
         refuse(argument + " is no size", sizeform);
-    uint64_t unit = 0;
-    switch (digits == text.size() ? 'K' : text[digits]) {
-    case 'b':
-        unit = 1;
-        break;
-    case 'k':
-    case 'K':
-        unit = 1024;
-        break;
-    case 'm':
-    case 'M':
-        unit = uint64_t{1} << 20;
-        break;
-    case 'g':
-    case 'G':
-    case 't':
-    case 'T':
-    case '%': // a share of any machine's memory is more than the engine takes
-        unit = uint64_t{1} << 30;
-        break;
-    default:
+    const char unit = digits == text.size() ? 'K' : text[digits];
+    if (unit == '%') {
+        const uint64_t memory = inspectmachine().memory;
+        return memory / 100 * std::min<uint64_t>(number, 100);
+    }
+    constexpr std::string_view units = "bKMGT";
+    const size_t power = unit == 'b' ? 0 : units.find(static_cast<char>(std::toupper(unit)), 1);
+    if (power == std::string_view::npos)
         refuse(argument + " is no size", sizeform);
-    }
-    const uint64_t bytes = number * unit;
-    if (bytes > most) {
-        printnote(argument + ": the engine takes at most 10M");
-        return most;
-    }
-    if (bytes < least) {
-        printnote(argument + ": the engine needs at least 64K");
-        return least;
-    }
-    return static_cast<uint32_t>(bytes);
+    const uint64_t factor = uint64_t{1} << 10 * power;
+    return number > largestsize / factor ? largestsize : number * factor;
 }
 
 } // namespace command

@@ -10,8 +10,7 @@ bool parsejob(jobkind kind, int argc, const char *const *argv, joboptions &out);
 
 std::string jobhelp(jobkind kind);
 
-// Bytes of working storage for the text of -S, empty for the default.  Outside
-// of what the engine takes, the nearest bound with a note.
-uint32_t memorysize(const std::string &text);
+// The bytes that a text of -S means, more than any machine has where they are too many to count.
+uint64_t memorysize(const std::string &text);
 
 } // namespace command

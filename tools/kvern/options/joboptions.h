@@ -54,7 +54,8 @@ struct joboptions {
     std::vector<std::string> inputs;
     std::string output; // empty or "-": standard output
     std::vector<std::string> tempdirs;
-    std::string memory;
+    std::string memory; // as it was given, empty: by default
+    unsigned jobs = 0;  // threads, 0: by default
     bool keeptemp = false;
 
     // Reporting

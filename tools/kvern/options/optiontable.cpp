@@ -9,6 +9,8 @@ namespace command {
 
 namespace {
 
+constexpr uint32_t mostjobs = 256;
+
 // What differs between the commands.
 struct jobtexts {
     const char *name, *what, *unique, *output, *tempdir;
@@ -53,12 +55,13 @@ CLI::Validator oneof(const std::vector<std::string> &words) {
 }
 
 // Digits alone: the library would take them for octal behind a 0, and 0x10 for a number.
-CLI::Validator positive() {
+CLI::Validator positive(uint32_t most = UINT32_MAX) {
     return CLI::Validator(
-        [](std::string &text) {
+        [most](std::string &text) {
             uint32_t number = 0;
-            if (!parsenumber(text, &number) || number == 0)
-                return command::quoted(text) + " is no number from 1 up";
+            if (!parsenumber(text, &number) || number == 0 || number > most)
+                return command::quoted(text) + " is no number from 1 " +
+                       (most == UINT32_MAX ? "up" : "to " + std::to_string(most));
             text = std::to_string(number);
             return std::string();
         },
@@ -200,8 +203,14 @@ void addfiles(CLI::App &app, joboptions &out) {
         ->type_name("DIR")
         ->group(group);
     app.add_option("-S,--memory", out.memory,
-                   "Working storage, 64K to 10M (default 10M; a bare number counts in K)")
+                   "Working storage of all threads together, from 64K up (default: as input and "
+                   "machine are; a bare number counts in K)")
         ->type_name("SIZE")
+        ->group(group);
+    app.add_option("-j,--jobs", out.jobs,
+                   "Threads, at most 256 (default: the processors there are for it, at most 8)")
+        ->type_name("N")
+        ->transform(positive(mostjobs))
         ->group(group);
     if (out.kind == jobkind::sort)
         app.add_flag("--keep-temp", out.keeptemp, "Leave the temporary files where they are")

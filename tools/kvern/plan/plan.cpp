@@ -1,9 +1,9 @@
 #include "kvern/plan/plan.h"
 
-#include "kvern/options/arguments.h"
 #include "kvern/plan/firstlook.h"
 #include "kvern/plan/plantext.h"
 #include "kvern/plan/reach.h"
+#include "kvern/plan/storage.h"
 #include "kvern/system/report.h"
 #include "kvern/system/workplaces.h"
 
@@ -57,7 +57,7 @@ KVRNPRIM primary(const joboptions &options) {
         bits |= KVRN_DESCENDALL;
     prim.options = static_cast<uint8_t>(bits);
     prim.altmode = static_cast<uint8_t>(options.ebcdictable);
-    prim.memsize = memorysize(options.memory);
+    prim.memsize = singlestorage(options);
     prim.tmpopt = options.keeptemp ? KVRN_TMP_KEEP : 0;
     return prim;
 }

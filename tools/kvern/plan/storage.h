@@ -1,10 +1,26 @@
+// How much runs at the same time: the threads of a job, its sessions, and the working
+// storage of each.
 #pragma once
+
 #include "kvern/options/joboptions.h"
+#include "kvern/records/inputs.h"
+
+#include <cstdint>
+#include <vector>
+
 namespace command {
+
 struct storageplan {
-    unsigned jobs = 1;
-    size_t sessions = 1;
-    uint32_t memory = 0;
+    unsigned jobs = 1;   // threads
+    size_t sessions = 1; // of a sort: all of them; of a merge: that may be open together
+    uint32_t memory = 0; // of each
 };
-storageplan planstorage(const joboptions &options, uint64_t bytes, size_t inputs);
-}
+
+// `bytes`: of all inputs, 0 where that is not known.  Tells where -S is not followed.
+storageplan planstorage(const joboptions &options, uint64_t bytes,
+                        const std::vector<inputsource> &sources);
+
+// Of a session that is alone.
+uint32_t singlestorage(const joboptions &options);
+
+} // namespace command

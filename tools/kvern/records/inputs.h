@@ -34,6 +34,7 @@ class inputsource {
     // Its bytes can be had from any place: a regular file, or a stream that was kept.
     bool placed() const { return isfile() || kept != nullptr; }
     uint64_t size() const { return facts.size; } // of a placed one
+    bool isscarce() const { return few; }
 
     // Makes the beginning of a stream available to `ahead`; no-op for placed ones.
     void readahead();

@@ -103,7 +103,7 @@ void runjob(const joboptions &options) {
     std::optional<outputsink> target;
     if (!options.explain && options.kind != jobkind::check)
         target.emplace(output, options.tempdirs, identities);
-    storageplan storage = planstorage(options, bytesof(sources), sources.size());
+    storageplan storage = planstorage(options, bytesof(sources), sources);
     if (!options.explain)
         keepstreams(options, shape, sources, uint64_t{storage.memory} * storage.sessions);
     jobplan plan = planjob(options, shape, sources, storage.jobs);

@@ -141,22 +141,30 @@ void outputsink::remove(void *self) {
 }
 
 void outputsink::write(const void *data, size_t length) {
+    if (behind + buffer.size() != total) { // others wrote meanwhile
+        flush();
+        behind = total;
+    }
     if (buffer.size() + length < sinkbytes) {
         buffer.append(static_cast<const char *>(data), length);
     } else {
-        pass(buffer.data(), buffer.size());
-        buffer.clear();
+        flush();
         pass(data, length);
     }
-    reach(flushed + buffer.size());
+    reach(behind + buffer.size());
+}
+
+void outputsink::flush() {
+    pass(buffer.data(), buffer.size());
+    buffer.clear();
 }
 
 void outputsink::pass(const void *data, size_t length) {
     if (byplace)
-        writeplace(descriptor, name, start + flushed, data, length);
+        writeplace(descriptor, name, start + behind, data, length);
     else
         writefile(descriptor, name, data, length);
-    flushed += length;
+    behind += length;
 }
 
 void outputsink::writeat(uint64_t offset, const void *data, size_t length) {
@@ -180,8 +188,7 @@ void outputsink::reach(uint64_t end) {
 }
 
 void outputsink::finish() {
-    pass(buffer.data(), buffer.size());
-    buffer.clear();
+    flush();
     if (byplace && !goback(descriptor, static_cast<int64_t>(start + total)))
         failsystem(errno, name);
     const bool own = opened;

@@ -57,8 +57,8 @@ class outputsink {
     outputsink &operator=(const outputsink &) = delete;
 
     void write(const void *data, size_t length);
-    // Bytes can go to any place of it, by several threads.  0 is where the output begins;
-    // what write() was given first stands in front.
+    // Bytes can go to any place of it, by several threads; 0 is where the output begins.
+    // write() goes on behind the last one.
     bool placeable() const { return byplace; }
     void writeat(uint64_t offset, const void *data, size_t length);
     // Behind all of it, whichever way it was written.
@@ -76,7 +76,7 @@ class outputsink {
     bool byplace = false;
     uint64_t start = 0; // the place where the output begins
     std::string buffer;
-    uint64_t flushed = 0; // of what write() was given
+    uint64_t behind = 0; // the place of the buffer in it
     std::atomic<uint64_t> total{0};
     cleanup leftover{remove, this};
 
@@ -84,6 +84,7 @@ class outputsink {
     void findstream(const std::string &path, const std::vector<fileidentity> &inputs);
     void makefile(const std::string &path, const std::vector<std::string> &tempdirs,
                   const std::vector<fileidentity> &inputs);
+    void flush();
     void pass(const void *data, size_t length);
     void reach(uint64_t end);
 };
