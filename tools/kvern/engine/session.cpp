@@ -168,15 +168,19 @@ bool session::step(const char *input, size_t inputlength, const void **data, uin
     return result == 0;
 }
 
+size_t session::keybytes() {
+    unsigned length = 0;
+    kvrnkey(&sess, nullptr, 0, nullptr, &length); // says that there is no room
+    sess.detail = 0;
+    return length;
+}
+
 bool session::key(std::string_view record) {
-    const auto length = static_cast<unsigned>(record.size());
+    if (probed.empty())
+        probed.resize(keybytes());
     auto room = static_cast<unsigned>(probed.size());
-    int result = kvrnkey(&sess, record.data(), length, probed.data(), &room);
-    if (result < 0 && room > probed.size()) { // the first one: all keys are as long
-        sess.detail = 0;
-        probed.resize(room);
-        result = kvrnkey(&sess, record.data(), length, probed.data(), &room);
-    }
+    const int result = kvrnkey(&sess, record.data(), static_cast<unsigned>(record.size()),
+                               probed.data(), &room);
     if (result < 0)
         failprobe("kvrnkey");
     return result == 0;

@@ -88,7 +88,8 @@ class session {
     // The key of a record as it would be put, of which the session takes no notice; false:
     // the filter drops it.  It stands until the next call.
     bool key(std::string_view record);
-    std::string_view lastkey() const { return {probed.data(), probed.size()}; }
+    std::string_view lastkey() const { return probed; }
+    size_t keybytes(); // of each
     // The filter keeps the record.
     bool keeps(std::string_view record);
     // Ends the session.  Without this call the destructor does so, silently.

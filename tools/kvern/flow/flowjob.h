@@ -44,5 +44,7 @@ void sortrecords(const flowjob &job);
 void mergerecords(const flowjob &job);
 void copyrecords(const flowjob &job);
 void checkrecords(const flowjob &job);
+// Into files of its own, which take their places, and the ranges to standard output.
+void dealrecords(const flowjob &job);
 
 } // namespace command

@@ -15,10 +15,10 @@ constexpr uint32_t lengthword = 4;     // in front of a variable record in a blo
 } // namespace
 
 router::router(const jobplan &planned, std::vector<inputsource> &inputs, const partreader &reader,
-               const keyranges &all)
+               const keyranges &all, bool framed)
     : plan(planned), sources(inputs), parts(reader), ranges(all), tests(planned.form),
-      asitis(all.count() == 1 && planned.shape.kind != formkind::variable &&
-             !planned.form.dropshort) {
+      prefix(planned.shape.kind == formkind::variable && !framed ? planned.shape.frame->prefix : 0),
+      asitis(all.count() == 1 && prefix == 0 && !planned.form.dropshort) {
     if (ranges.count() > 1)
         probe.emplace(probing(plan), sumstop);
 }
@@ -88,8 +88,7 @@ void router::settle(routedpart &one) {
         one.slices[0] = one.read.bytes();
         return;
     }
-    const bool variable = plan.shape.kind == formkind::variable;
-    const size_t more = variable ? lengthword - plan.shape.frame->prefix : 0;
+    const size_t more = prefix != 0 ? lengthword - prefix : 0;
     places.assign(ranges.count() + 1, 0);
     for (const target &its : targets)
         if (its.range != noone)
@@ -103,7 +102,6 @@ void router::settle(routedpart &one) {
 }
 
 void router::scatter(routedpart &one) {
-    const uint32_t prefix = plan.shape.kind == formkind::variable ? plan.shape.frame->prefix : 0;
     const char *from = one.read.bytes().data();
     for (const target &its : targets) {
         if (its.range != noone) {

@@ -24,8 +24,9 @@ struct routedpart {
 // Of one thread.
 class router {
   public:
+    // `framed`: variable records keep the prefixes that they have in the inputs.
     router(const jobplan &planned, std::vector<inputsource> &inputs, const partreader &reader,
-           const keyranges &all);
+           const keyranges &all, bool framed = false);
 
     // Throws what is wrong with a record of the part.
     void route(routedpart &one);
@@ -42,7 +43,8 @@ class router {
     const partreader &parts;
     const keyranges &ranges;
     textscanner tests;
-    bool asitis; // one session takes the bytes as they were read
+    uint32_t prefix; // of variable records, which a length word takes the place of; or 0
+    bool asitis;     // one session takes the bytes as they were read
     uint32_t sumstop = 0;
     std::optional<session> probe; // where there are ranges
     std::vector<target> targets;

@@ -58,6 +58,10 @@ struct joboptions {
     unsigned jobs = 0;  // threads, 0: by default
     bool keeptemp = false;
 
+    // Dealing
+    uint32_t ways = 0;             // files; 0: as the ranges say
+    std::string sample, rangefile; // empty: none
+
     // Reporting
     bool quiet = false;
     std::string color = "auto", progress = "auto";

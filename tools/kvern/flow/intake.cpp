@@ -1,0 +1,63 @@
+#include "kvern/flow/intake.h"
+
+namespace command {
+
+namespace {
+
+constexpr size_t partsathread = 3; // that are read, routed or wait
+constexpr uint64_t smallparts = 4; // a whole input of so many needs one thread
+
+unsigned threadsof(const flowjob &job) {
+    uint64_t bytes = 0;
+    for (const inputsource &source : job.sources)
+        bytes += source.placed() ? source.size() : UINT32_MAX;
+    return bytes <= smallparts * partbytes ? 1 : job.storage.jobs;
+}
+
+} // namespace
+
+intake::intake(const flowjob &given, const keyranges &all, bool withprefix)
+    : job(given), ranges(all), framed(withprefix), inorder(given.plan.form),
+      parts(given.sources, {given.plan.shape, given.plan.form.dropshort,
+                            given.plan.testsinorder() ? &inorder : nullptr}),
+      crew(threadsof(given)), tasks(crew, all.count(), partsathread * crew.threads()) {}
+
+void intake::work(unsigned worker, const taker &put) {
+    router records(job.plan, job.sources, parts, ranges, framed);
+    schedule::task task;
+    while (tasks.next(worker, task)) {
+        routedpart &one = task.route != nullptr ? *task.route : *task.put.from;
+        try {
+            if (task.route != nullptr)
+                route(records, one);
+            else
+                put(task.put.range, one.slices[task.put.range]);
+        } catch (...) {
+            crew.fail(one.read.number);
+            throw abandoned{};
+        }
+        if (task.route == nullptr)
+            tasks.putdone(task.put);
+    }
+    const std::lock_guard<std::mutex> held(crew.lock);
+    job.counts.shorts += records.shorts();
+    job.counts.dropped += records.dropped();
+}
+
+void intake::route(router &records, routedpart &one) {
+    if (!parts.next(one.read)) {
+        tasks.nomore(one);
+        return;
+    }
+    job.seen.fed(one.read.filled);
+    records.route(one);
+    tasks.routedone(one);
+}
+
+void intake::tell() {
+    job.counts.shorts += inorder.shorts() + parts.torn();
+    if (ranges.count() > 1)
+        job.counts.ranges = tasks.counts();
+}
+
+} // namespace command
