@@ -1,10 +1,54 @@
 #include "kvern/plan/firstlook.h"
 
-#include "kvern/records/recordreader.h"
+#include "kvern/records/part.h"
+#include "kvern/system/failure.h"
+#include "kvern/system/team.h"
 
 #include <algorithm>
 
 namespace command {
+
+namespace {
+
+// Numbers that different threads saw do not go together.
+struct disagreement {};
+
+// The lines of a stream's beginning, so far as they are complete.
+void scanahead(const recordshape &shape, const inputsource &source, textscanner &scanner) {
+    const std::string_view mark = endbytes(shape.end);
+    std::string_view text = source.ahead();
+    for (size_t at; (at = text.find(mark)) != std::string_view::npos;) {
+        checkfeeds(shape, text.substr(0, at), scanner.linenumber() + 1, source);
+        scanner.line(text.substr(0, at));
+        text.remove_prefix(at + mark.size());
+    }
+    if (!source.aheadisall() || text.empty())
+        return;
+    checkfeeds(shape, text, scanner.linenumber() + 1, source);
+    scanner.line(text);
+}
+
+textscanner scanparts(const recordshape &shape, const std::vector<inputsource> &sources,
+                      partreader &parts, team &crew, const textform &form) {
+    textscanner scanner(form);
+    const auto wanted = [&crew] {
+        const std::lock_guard<std::mutex> held(crew.lock);
+        return !crew.failed();
+    };
+    for (part one; wanted() && parts.next(one);) {
+        const inputsource &source = sources[one.source];
+        scanner.startsource(source);
+        walkrecords(shape, one.bytes(), [&](std::string_view, std::string_view line) {
+            checkfeeds(shape, line, 0, source);
+            scanner.line(line);
+        });
+        if (one.trouble)
+            std::rethrow_exception(one.trouble);
+    }
+    return scanner;
+}
+
+} // namespace
 
 lineend findlineend(const std::string &eol, std::vector<inputsource> &sources) {
     if (eol == "lf")
@@ -29,34 +73,46 @@ lineend findlineend(const std::string &eol, std::vector<inputsource> &sources) {
     return lineend::lf;
 }
 
-void scanfiles(const recordshape &shape, std::vector<inputsource> &sources, textscanner &scanner) {
+void scaninorder(const recordshape &shape, std::vector<inputsource> &sources,
+                 textscanner &scanner) {
     for (inputsource &source : sources) {
-        if (!source.placed())
-            continue;
         scanner.startsource(source);
-        eachline(source, shape, [&](std::string_view text) { scanner.line(text); });
-        source.rewind();
+        if (source.placed()) {
+            eachline(source, shape, [&](std::string_view text) { scanner.line(text); });
+            source.rewind();
+        } else {
+            scanahead(shape, source, scanner);
+        }
     }
 }
 
-void scanaheads(const recordshape &shape, const std::vector<inputsource> &sources,
-                textscanner &scanner) {
-    const std::string_view mark = endbytes(shape.end);
-    for (const inputsource &source : sources) {
-        if (source.placed())
-            continue;
-        scanner.startsource(source);
-        std::string_view text = source.ahead();
-        for (size_t at; (at = text.find(mark)) != std::string_view::npos;) {
-            checkfeeds(shape, text.substr(0, at), scanner.linenumber() + 1, source);
-            scanner.line(text.substr(0, at));
-            text.remove_prefix(at + mark.size());
+bool scantogether(const recordshape &shape, std::vector<inputsource> &sources, const textform &form,
+                  textscanner &scanner, unsigned jobs) {
+    try {
+        partreader parts(sources, {shape, false, nullptr, true});
+        team crew(jobs);
+        crew.run([&](unsigned) {
+            textform mine = form;
+            if (form.numbers)
+                mine.numbers = std::make_shared<numbercheck>(*form.numbers);
+            const textscanner seen = scanparts(shape, sources, parts, crew, mine);
+            const std::lock_guard<std::mutex> held(crew.lock);
+            scanner.add(seen);
+            if (form.numbers && !form.numbers->join(*mine.numbers))
+                throw disagreement{};
+        });
+        for (inputsource &source : sources) {
+            source.rewind();
+            scanner.startsource(source);
+            if (!source.placed())
+                scanahead(shape, source, scanner);
         }
-        if (!source.aheadisall() || text.empty())
-            continue;
-        checkfeeds(shape, text, scanner.linenumber() + 1, source);
-        scanner.line(text);
+    } catch (const failure &) {
+        return false;
+    } catch (const disagreement &) {
+        return false;
     }
+    return true;
 }
 
 } // namespace command

@@ -11,9 +11,12 @@ namespace command {
 
 lineend findlineend(const std::string &eol, std::vector<inputsource> &sources);
 
-// Looks at all lines of placed inputs; throws what is wrong with them.
-void scanfiles(const recordshape &shape, std::vector<inputsource> &sources, textscanner &scanner);
-// The lines of the streams' beginnings, so far as they are complete.
-void scanaheads(const recordshape &shape, const std::vector<inputsource> &sources,
-                textscanner &scanner);
+// All lines of placed inputs, and of the others those that were read ahead whole.  Throws
+// what is wrong with the first one that is wrong.
+void scaninorder(const recordshape &shape, std::vector<inputsource> &sources, textscanner &scanner);
+// The same on several threads, without the places of what was seen; false: something is
+// wrong, which scaninorder tells.
+bool scantogether(const recordshape &shape, std::vector<inputsource> &sources, const textform &form,
+                  textscanner &scanner, unsigned jobs);
+
 } // namespace command

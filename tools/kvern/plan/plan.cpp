@@ -218,7 +218,7 @@ bool mustmeasure(const joboptions &options) {
 }
 
 jobplan planjob(const joboptions &options, const recordshape &shape,
-                std::vector<inputsource> &sources) {
+                std::vector<inputsource> &sources, unsigned jobs) {
     jobplan plan;
     plan.shape = shape;
     plan.kind = options.kind;
@@ -228,7 +228,7 @@ jobplan planjob(const joboptions &options, const recordshape &shape,
     parsefields(options, plan);
     checkwhole(options, sources);
     if (plan.view.text)
-        plantext(options, sources, plan);
+        plantext(options, sources, jobs, plan);
     else
         planbytes(options, plan);
     plancalls(options, plan);

@@ -20,8 +20,9 @@ recordshape findshape(const joboptions &options, std::vector<inputsource> &sourc
 // kept for that.
 bool mustmeasure(const joboptions &options);
 
+// Text is looked at on so many threads.
 jobplan planjob(const joboptions &options, const recordshape &shape,
-                std::vector<inputsource> &sources);
+                std::vector<inputsource> &sources, unsigned jobs);
 
 // The session of a merge of so many inputs, or of a rebuilding copy of one, with records
 // brought and given one by one.

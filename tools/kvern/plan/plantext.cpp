@@ -2,6 +2,7 @@
 
 #include "kvern/plan/firstlook.h"
 #include "kvern/plan/reach.h"
+#include "kvern/records/part.h"
 #include "kvern/system/report.h"
 
 #include <algorithm>
@@ -20,15 +21,21 @@ uint64_t round4(uint64_t bytes) {
     return (bytes + 3) / 4 * 4;
 }
 
-// Key and record together must fit the engine's internal record.
-void checkroom(const jobplan &plan, uint64_t content, const textscanner &scanner, bool stable) {
-    uint64_t keybytes = stable ? 4 : 0;
+// Bytes of a line in the key, beside its fields.
+uint64_t keybytesof(const jobplan &plan, uint64_t content, bool stable) {
+    uint64_t bytes = stable ? 4 : 0;
     for (const keyspec &key : plan.keys)
-        keybytes += key.keybytes();
-    if (plan.keys.empty())
-        keybytes += content;
-    if (round4(round4(keybytes) + content) <= internalroom)
-        return;
+        bytes += key.keybytes();
+    return plan.keys.empty() ? bytes + content : bytes;
+}
+
+// Key and record together must fit the engine's internal record.
+bool fits(uint64_t keybytes, uint64_t content) {
+    return round4(round4(keybytes) + content) <= internalroom;
+}
+
+[[noreturn]] void refuseline(const jobplan &plan, uint64_t keybytes, uint64_t content,
+                             const textscanner &scanner) {
     std::string line = "a line of " + plural(content, "byte");
     if (scanner.longest() == content)
         line +=
@@ -80,6 +87,13 @@ std::string lineputs(const jobplan &plan, const textscanner &scanner) {
     return scanner.strayreturn() ? end : "\r";
 }
 
+struct textjob {
+    const joboptions &options;
+    std::vector<inputsource> &sources;
+    unsigned jobs;
+    jobplan &plan;
+};
+
 // The steps to a plan are the same for both kinds of text; what fields are is told by one
 // of two.
 class textplan {
@@ -92,6 +106,8 @@ class textplan {
         setform();
         choosefields();
         const textscanner seen = look();
+        if (plan.allseen)
+            plan.form.numbers = nullptr;
         plan.lineput = lineputs(plan, seen);
         const uint64_t content = linelength(seen);
         plan.form.maxline = content;
@@ -101,14 +117,14 @@ class textplan {
         if (plan.kind == jobkind::copy)
             checkcopied(outgoing);
         else
-            checkroom(plan, outgoing, seen, options.stable && plan.kind == jobkind::sort);
+            checkroom(outgoing);
         describe(rebuilt ? content : outgoing);
     }
 
   protected:
-    textplan(const joboptions &given, std::vector<inputsource> &inputs, jobplan &planned,
-             uint8_t fieldmode)
-        : options(given), plan(planned), sources(inputs), mode(fieldmode) {}
+    textplan(const textjob &given, uint8_t fieldmode)
+        : options(given.options), plan(given.plan), sources(given.sources), jobs(given.jobs),
+          mode(fieldmode) {}
 
     const joboptions &options;
     jobplan &plan;
@@ -124,6 +140,7 @@ class textplan {
 
   private:
     std::vector<inputsource> &sources;
+    unsigned jobs;
     uint8_t mode;
     bool measured = false; // the longest line is known
 
@@ -145,17 +162,42 @@ class textplan {
     textscanner look() {
         textform &form = plan.form;
         form.numbers = findnumbers();
-        textscanner scanner(form);
         measured = (options.maxline == 0 && plan.kind != jobkind::copy) || wantswidths();
-        plan.scanned = measured || form.numbers || form.looksforstrays;
-        plan.allseen = plan.scanned && allknown();
-        if (plan.scanned) {
-            scanfiles(plan.shape, sources, scanner);
-            scanaheads(plan.shape, sources, scanner);
+        const bool wanted = measured || form.numbers || form.looksforstrays;
+        plan.allseen = wanted && allknown();
+        if (!wanted)
+            return textscanner(form);
+        // Lines to come are held against the first ones, by their places.
+        if (threads() > 1 && (!form.numbers || plan.allseen)) {
+            textscanner scanner(form);
+            if (scantogether(plan.shape, sources, form, scanner, threads()) && settles())
+                return scanner;
+            form.numbers = findnumbers();
         }
-        if (form.numbers)
-            form.numbers->settle(plan.engine.conditions);
+        return lookinorder();
+    }
+    // Small inputs are read before another thread has begun.
+    unsigned threads() const {
+        uint64_t bytes = 0;
+        for (const inputsource &source : sources)
+            bytes += source.placed() ? source.size() : 0;
+        return static_cast<unsigned>(std::min<uint64_t>(jobs, 1 + bytes / (2 * partbytes)));
+    }
+    textscanner lookinorder() {
+        textscanner scanner(plan.form);
+        scaninorder(plan.shape, sources, scanner);
+        if (plan.form.numbers)
+            plan.form.numbers->settle(plan.engine.conditions);
         return scanner;
+    }
+    bool settles() {
+        try {
+            if (plan.form.numbers)
+                plan.form.numbers->settle(plan.engine.conditions);
+        } catch (const failure &) {
+            return false;
+        }
+        return true;
     }
     // Who takes numbers of the lines; null where nobody does.
     std::shared_ptr<numbercheck> findnumbers() const {
@@ -186,6 +228,12 @@ class textplan {
             length += piece.length;
         return length;
     }
+    void checkroom(uint64_t content) {
+        const bool stable = options.stable && plan.kind == jobkind::sort;
+        const uint64_t keybytes = keybytesof(plan, content, stable);
+        if (!fits(keybytes, content))
+            refuseline(plan, keybytes, content, lookinorder());
+    }
     void checkcopied(uint64_t outgoing) const {
         const uint64_t more = plan.leadingbytes() + 2 * sizeof(uint32_t);
         if (!plan.pieces.empty() && round4(outgoing + more) > internalroom)
@@ -211,8 +259,7 @@ class textplan {
 // Fields are places in the line, which has to reach that far.
 class columnplan : public textplan {
   public:
-    columnplan(const joboptions &given, std::vector<inputsource> &inputs, jobplan &planned)
-        : textplan(given, inputs, planned, KVRN_COLUMNS) {}
+    explicit columnplan(const textjob &given) : textplan(given, KVRN_COLUMNS) {}
 
   private:
     void choosefields() override { needleast(plan); }
@@ -235,9 +282,8 @@ class columnplan : public textplan {
 // Fields have numbers, and widths that the lines tell.
 class fieldplan : public textplan {
   public:
-    fieldplan(const joboptions &given, std::vector<inputsource> &inputs, jobplan &planned)
-        : textplan(given, inputs, planned, KVRN_FIELDS) {
-        plan.joint = given.separator.empty() ? " " : given.separator;
+    explicit fieldplan(const textjob &given) : textplan(given, KVRN_FIELDS) {
+        plan.joint = options.separator.empty() ? " " : options.separator;
     }
 
   private:
@@ -308,11 +354,13 @@ class fieldplan : public textplan {
 
 } // namespace
 
-void plantext(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan) {
+void plantext(const joboptions &options, std::vector<inputsource> &sources, unsigned jobs,
+              jobplan &plan) {
+    const textjob job{options, sources, jobs, plan};
     if (plan.view.byfield)
-        fieldplan(options, sources, plan).make();
+        fieldplan(job).make();
     else
-        columnplan(options, sources, plan).make();
+        columnplan(job).make();
 }
 
 } // namespace command

@@ -8,6 +8,8 @@
 
 namespace command {
 
-void plantext(const joboptions &options, std::vector<inputsource> &sources, jobplan &plan);
+// On so many threads.
+void plantext(const joboptions &options, std::vector<inputsource> &sources, unsigned jobs,
+              jobplan &plan);
 
 } // namespace command

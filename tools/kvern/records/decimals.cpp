@@ -240,13 +240,18 @@ void numbercheck::readmarks(const shape &field, std::string_view text, size_t fi
         fail(field, text, place, "is no whole number", "sums take whole numbers only");
 }
 
+bool numbercheck::zerosdiffer(const shape &field) {
+    return !field.marks.empty() && !field.use.unpunctuated && field.filled.seen() &&
+           field.zero.seen();
+}
+
 void numbercheck::checkzeros(shape &field, std::string_view text, bool filled, bool zero,
                              const lineplace &place) {
     if (filled && !field.filled.seen())
         field.filled = {shown(text), placename(place)};
     if (zero && !field.zero.seen())
         field.zero = {shown(text), placename(place)};
-    if (field.marks.empty() || field.use.unpunctuated || !field.filled.seen() || !field.zero.seen())
+    if (!zerosdiffer(field))
         return;
     const example &other = zero ? field.filled : field.zero;
     fail(field, text, place,
@@ -254,6 +259,26 @@ void numbercheck::checkzeros(shape &field, std::string_view text, bool filled, b
                : "has no zero ahead of its decimals, as ") +
              other.text + (zero ? " has none, " : " has one, ") + other.place,
          "write such numbers in one way, and a zero as 0.00");
+}
+
+bool numbercheck::join(const numbercheck &other) {
+    for (size_t i = 0; i < shapes.size(); ++i) {
+        shape &field = shapes[i];
+        const shape &more = other.shapes[i];
+        if (!more.first.seen())
+            continue;
+        if (!field.first.seen()) {
+            field.first = more.first;
+            field.marks = more.marks;
+        }
+        if (!field.filled.seen())
+            field.filled = more.filled;
+        if (!field.zero.seen())
+            field.zero = more.zero;
+        if (field.marks != more.marks || zerosdiffer(field))
+            return false;
+    }
+    return true;
 }
 
 void numbercheck::fail(const shape &field, std::string_view text, const lineplace &place,
@@ -279,17 +304,6 @@ void numbercheck::failmarks(const shape &field, std::string_view text,
 }
 
 // ---- numbers of conditions --------------------------------------------------------
-
-void numbercheck::loosen() {
-    for (shape &one : shapes) {
-        if (one.zero.place == conditionplace)
-            one.zero = {};
-        if (one.first.place == conditionplace) {
-            one.first = {};
-            one.marks.clear();
-        }
-    }
-}
 
 std::string numbercheck::bring(shape &field, std::string_view number) {
     literalparts parts = partsof(number);

@@ -58,11 +58,13 @@ class numbercheck {
     void look(std::string_view text, const std::vector<std::string_view> &fields,
               const lineplace &place);
 
+    // What another one saw of the same fields, elsewhere, is seen by this one as well;
+    // false: some of it would compare wrong.
+    bool join(const numbercheck &other);
+
     // Brings the numbers of the conditions to the decimals of their fields, as known by
     // now; values to come have to go with them.  Throws where a number has more.
     void settle(conditiontable &conditions);
-    // The numbers of the conditions bind no value any more: they are settled again.
-    void loosen();
 
   private:
     // What is no digit between the digits of a number, or a point right ahead of them.
@@ -101,6 +103,7 @@ class numbercheck {
     static bool goeswith(const shape &field, std::string_view text, size_t first);
     void readmarks(const shape &field, std::string_view text, size_t first, size_t last,
                    const lineplace &place);
+    static bool zerosdiffer(const shape &field);
     static void checkzeros(shape &field, std::string_view text, bool filled, bool zero,
                            const lineplace &place);
     size_t shapeof(const numberuse &use);

@@ -52,6 +52,8 @@ bool partreader::next(part &out) {
     std::unique_lock<std::mutex> held(lock);
     for (; current < sources.size(); nextsource()) {
         inputsource &source = sources[current];
+        if (rules.placedonly && !source.placed())
+            continue;
         if (!byplace(source)) {
             if (rules.shape.kind == formkind::fixed ? fillfixed(out) : frame(out))
                 return true;

@@ -43,6 +43,7 @@ struct partrules {
     bool dropshort = false; // a last fixed record that is not whole is left out
     // Looks at each record in its order, for which no part can be read by place.
     textscanner *tests = nullptr;
+    bool placedonly = false; // streams are not touched
 };
 
 class partreader {

@@ -33,6 +33,18 @@ void textscanner::startsource(const inputsource &source) {
     number = source.skippedrecords();
 }
 
+void textscanner::add(const textscanner &other) {
+    total += other.total;
+    feeds = feeds || other.feeds;
+    returns = returns || other.returns;
+    for (size_t key = 0; key < widths.size(); ++key)
+        widths[key] = std::max(widths[key], other.widths[key]);
+    if (other.longestline <= longestline)
+        return;
+    longestline = other.longestline;
+    longestnumber = 0;
+}
+
 // Measures the fields up to the highest that a key names; returns how many of
 // them there are.
 uint32_t textscanner::measurefields(std::string_view text) {

@@ -42,11 +42,13 @@ class textscanner {
     bool line(std::string_view text);
     // The next source: line numbers count from 1 again, behind its header.
     void startsource(const inputsource &source);
+    // What another one saw of other lines, of which it is not told where they stand.
+    void add(const textscanner &other);
     // So many of its lines were looked at elsewhere.
     void behind(uint64_t lines) { number += lines; }
 
     uint64_t longest() const { return longestline; }
-    uint64_t longestat() const { return longestnumber; }
+    uint64_t longestat() const { return longestnumber; } // 0: not known
     const std::string &longestin() const { return longestname; }
     uint32_t widest(size_t key) const { return widths[key]; }
     uint64_t linenumber() const { return number; }
