@@ -85,12 +85,16 @@ session::session(const description &what, uint32_t &sumstop)
         look(workbetween);
     } catch (...) {
         // The destructor of a half-made object does not run.
+        if (watcher != nullptr)
+            watcher->finish(&sess);
         kvrnclse(version, &link, &prim, &sess);
         throw;
     }
 }
 
 session::~session() {
+    if (open && watcher != nullptr)
+        watcher->finish(&sess);
     closeopen(this);
 }
 
@@ -126,8 +130,6 @@ void session::put(const void *data, uint32_t length) {
     sess.recaddr = const_cast<void *>(data); // the engine only reads it
     sess.reclen = length;
     check("kvrnput", kvrnput(&sess));
-    if (watcher != nullptr)
-        watcher->fed(length);
     look(length);
 }
 

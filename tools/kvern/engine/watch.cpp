@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <initializer_list>
 
 namespace command {
 
@@ -12,7 +11,7 @@ using namespace std::chrono_literals;
 
 constexpr auto patience = 2s;    // a shorter run needs no display
 constexpr auto interval = 200ms; // between two displays
-constexpr uint64_t notknown = 0;
+constexpr double soon = 1;       // seconds that tell a rate
 
 bool statof(KVRNSESS *sess, KVRNSTAT &stat) {
     stat = {};
@@ -20,8 +19,32 @@ bool statof(KVRNSESS *sess, KVRNSTAT &stat) {
     return kvrnstat(sess, &stat) == 0;
 }
 
-int shareof(uint64_t part, uint64_t whole) {
-    return whole == notknown ? -1 : static_cast<int>(std::min<uint64_t>(part, whole) * 100 / whole);
+void add(KVRNSTAT &to, const KVRNSTAT &stat) {
+    using counter = uint64_t KVRNSTAT::*;
+    constexpr counter all[] = {&KVRNSTAT::taken,      &KVRNSTAT::rejected,  &KVRNSTAT::delivered,
+                               &KVRNSTAT::suppressed, &KVRNSTAT::summed,    &KVRNSTAT::strings,
+                               &KVRNSTAT::datablocks, &KVRNSTAT::spills,    &KVRNSTAT::tempfiles,
+                               &KVRNSTAT::tempbytes,  &KVRNSTAT::tempreads, &KVRNSTAT::tempwrites};
+    for (const counter member : all)
+        to.*member += stat.*member;
+}
+
+// " 1:05:09 left"
+std::string timeleft(double seconds) {
+    const auto whole = static_cast<unsigned long>(seconds + 0.5);
+    char text[48];
+    if (whole < 3600)
+        std::snprintf(text, sizeof text, ", %lu:%02lu left", whole / 60, whole % 60);
+    else
+        std::snprintf(text, sizeof text, ", %lu:%02lu:%02lu left", whole / 3600, whole / 60 % 60,
+                      whole % 60);
+    return text;
+}
+
+// The phases of a run follow each other; where sessions are in different ones it is in the
+// last of them.
+constexpr bool follows(size_t phase, size_t current) {
+    return phase > current && phase < KVRN_PHASE_DONE;
 }
 
 } // namespace
@@ -31,23 +54,33 @@ watch::~watch() {
 }
 
 const char *watch::nameof(size_t phase) {
-    constexpr const char *names[phases] = {"opening", "input",   "ordering",
-                                           "output",  "passing", "closing"};
+    constexpr const char *names[phases] = {"opening", "input", "ordering", "output", "passing"};
     return names[phase];
 }
 
 double watch::seconds(size_t phase) const {
-    return std::chrono::duration<double>(times[phase]).count();
+    const clock::duration rest = phase == current ? clock::now() - since : 0s;
+    return std::chrono::duration<double>(times[phase] + rest).count();
 }
 
 double watch::elapsed() const {
     return std::chrono::duration<double>(clock::now() - begin).count();
 }
 
-void watch::enter(size_t phase, clock::time_point now) {
+void watch::reach(size_t phase, clock::time_point now) {
+    if (!follows(phase, current))
+        return;
     times[current] += now - since;
     since = now;
-    current = std::min(phase, phases - 1);
+    current = phase;
+}
+
+void watch::fed(uint64_t bytes) {
+    const clock::time_point now = clock::now();
+    const std::lock_guard<std::mutex> held(lock);
+    fedbytes += bytes;
+    reach(turns == 1 ? KVRN_PHASE_PASS : KVRN_PHASE_INPUT, now);
+    display(now);
 }
 
 void watch::look(KVRNSESS *sess) {
@@ -55,59 +88,81 @@ void watch::look(KVRNSESS *sess) {
     if (!statof(sess, stat))
         return;
     const clock::time_point now = clock::now();
-    if (stat.phase != current)
-        enter(stat.phase, now);
-    const bool due = show == showing::always || now - begin >= patience;
-    if (show != showing::never && due && (shownlength == 0 || now - shownat >= interval))
-        display(stat, now);
+    const std::lock_guard<std::mutex> held(lock);
+    open[sess] = stat;
+    reach(stat.phase, now);
+    display(now);
 }
 
 void watch::finish(KVRNSESS *sess) {
     KVRNSTAT stat;
-    if (!statof(sess, stat))
-        return;
-    enter(KVRN_PHASE_DONE, clock::now());
-    using counter = uint64_t KVRNSTAT::*;
-    const auto add = [&](std::initializer_list<counter> members) {
-        for (const counter member : members)
-            total.*member += stat.*member;
-    };
-    add({&KVRNSTAT::strings, &KVRNSTAT::datablocks, &KVRNSTAT::spills, &KVRNSTAT::tempfiles,
-         &KVRNSTAT::tempbytes, &KVRNSTAT::tempreads, &KVRNSTAT::tempwrites});
-    if (countsinput)
-        add({&KVRNSTAT::taken, &KVRNSTAT::rejected, &KVRNSTAT::inbytes});
-    if (countsoutput)
-        add({&KVRNSTAT::delivered, &KVRNSTAT::suppressed, &KVRNSTAT::summed, &KVRNSTAT::outbytes});
-}
-
-int watch::percent(const KVRNSTAT &stat) const {
-    switch (stat.phase) {
-    case KVRN_PHASE_INPUT:
-    case KVRN_PHASE_PASS:
-        return shareof(std::max(fedbytes, total.inbytes + stat.inbytes), inputbytes);
-    case KVRN_PHASE_OUTPUT:
-        return shareof(stat.delivered + stat.suppressed + stat.summed, stat.taken - stat.rejected);
-    default:
-        return -1;
+    const bool known = statof(sess, stat);
+    const std::lock_guard<std::mutex> held(lock);
+    if (const auto found = open.find(sess); found != open.end()) {
+        if (!known)
+            stat = found->second;
+        open.erase(found);
     }
+    add(ended, stat);
 }
 
-void watch::display(const KVRNSTAT &stat, clock::time_point now) {
+// Of the records that came in, those that went out, or never will.
+double watch::outshare() const {
+    KVRNSTAT all = ended;
+    for (const auto &one : open)
+        add(all, one.second);
+    const uint64_t gone = all.delivered + all.suppressed + all.summed;
+    const uint64_t whole = std::max<uint64_t>(all.taken - std::min(all.taken, all.rejected), 1);
+    return static_cast<double>(std::min(gone, whole)) / static_cast<double>(whole);
+}
+
+std::string watch::progress(clock::time_point now) const {
     std::string text = std::string("kvern: ") + nameof(current);
-    if (const int share = percent(stat); share >= 0)
-        text += " " + std::to_string(share) + " %";
-    const size_t length = text.size();
-    text.resize(std::max(length, shownlength), ' ');
-    std::fputs(("\r" + text).c_str(), stderr);
-    std::fflush(stderr);
-    shownlength = length;
+    const bool out = current == KVRN_PHASE_OUTPUT, known = out || inputbytes != 0;
+    if (fedbytes == 0 || current == KVRN_PHASE_ORDER)
+        return text;
+    const double fed = static_cast<double>(fedbytes);
+    const double share = out     ? outshare()
+                         : known ? std::min(fed / static_cast<double>(inputbytes), 1.0)
+                                 : 0;
+    const double passed = std::chrono::duration<double>(now - since).count();
+    const double million = 1e6, bytes = out ? share * fed : fed;
+    if (known)
+        text += " " + std::to_string(static_cast<int>(share * 100)) + " %";
+    else
+        text += " " + std::to_string(static_cast<uint64_t>(fed / million)) + " MB";
+    if (passed < soon)
+        return text;
+    text += ", " + std::to_string(static_cast<uint64_t>(bytes / million / passed)) + " MB/s";
+    if (share <= 0)
+        return text;
+    // What goes out takes about as long as it took to come in.
+    const double more = !out && turns > 1 ? passed / share : 0;
+    return text + timeleft(passed / share - passed + more);
+}
+
+void watch::display(clock::time_point now) {
+    const bool due = show == showing::always || now - begin >= patience;
+    if (show == showing::never || !due || (shownlength != 0 && now - shownat < interval))
+        return;
+    write(progress(now));
     shownat = now;
 }
 
+void watch::write(const std::string &text) {
+    const std::string line =
+        text + std::string(std::max(text.size(), shownlength) - text.size(), ' ');
+    std::fputs(("\r" + line).c_str(), stderr);
+    std::fflush(stderr);
+    shownlength = text.size();
+}
+
 void watch::clear() {
-    if (shownlength != 0)
-        std::fputs(("\r" + std::string(shownlength, ' ') + "\r").c_str(), stderr);
-    shownlength = 0;
+    const std::lock_guard<std::mutex> held(lock);
+    if (shownlength == 0)
+        return;
+    write("");
+    std::fputs("\r", stderr);
 }
 
 } // namespace command

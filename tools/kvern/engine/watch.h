@@ -1,5 +1,6 @@
-// Who looks on while a session runs: how far it is, for a display on standard error, and
-// how long each phase took.  Looks come from the engine's hook and between calls.
+// Who looks on while sessions run: how far the run is, for a display on standard error, and
+// how long each phase took.  Any thread may tell; looks come from the engine's hook and
+// between calls, on the thread of their session.
 #pragma once
 
 #include "kvern.h"
@@ -7,6 +8,8 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
+#include <map>
+#include <mutex>
 #include <string>
 
 namespace command {
@@ -16,48 +19,48 @@ enum class showing : uint8_t { never, late, always }; // late: on a terminal, af
 class watch {
   public:
     using clock = std::chrono::steady_clock;
-    static constexpr size_t phases = 6; // KVRN_PHASE_
+    static constexpr size_t phases = KVRN_PHASE_DONE;
 
-    explicit watch(showing mode) : show(mode) {}
+    // `passes`: of a sort 2, what comes in goes out once more; of all else 1.
+    watch(showing mode, unsigned passes) : show(mode), turns(passes) {}
     ~watch();
     watch(const watch &) = delete;
     watch &operator=(const watch &) = delete;
 
-    // Bytes of all inputs, 0: not known; and what the command fed of them.
+    // Bytes of all inputs, 0: not known; and what was read of them.
     void expect(uint64_t bytes) { inputbytes = bytes; }
-    void fed(uint64_t bytes) { fedbytes += bytes; }
-
-    // Of the sessions from here on, what they take is the run's input, what they deliver
-    // its output.
-    void count(bool input, bool output) {
-        countsinput = input;
-        countsoutput = output;
-    }
+    void fed(uint64_t bytes);
 
     void look(KVRNSESS *sess);
-    // The session ends; its counters are added to those of the ones before it.
+    // The session ends, as it was to or not; its counters stay.
     void finish(KVRNSESS *sess);
     // What was displayed goes.
     void clear();
 
-    const KVRNSTAT &counters() const { return total; }
+    // Of all sessions, once they have ended.
+    const KVRNSTAT &counters() const { return ended; }
+    uint64_t bytesfed() const { return fedbytes; }
     double seconds(size_t phase) const;
     double elapsed() const;
     static const char *nameof(size_t phase);
 
   private:
     showing show;
+    unsigned turns;
+    std::mutex lock;
     clock::time_point begin = clock::now(), since = begin, shownat = begin;
     size_t current = KVRN_PHASE_OPENING;
     std::array<clock::duration, phases> times{};
     uint64_t inputbytes = 0, fedbytes = 0;
     size_t shownlength = 0;
-    bool countsinput = true, countsoutput = true;
-    KVRNSTAT total{};
+    std::map<const KVRNSESS *, KVRNSTAT> open; // as they were last seen
+    KVRNSTAT ended{};
 
-    void enter(size_t phase, clock::time_point now);
-    void display(const KVRNSTAT &stat, clock::time_point now);
-    int percent(const KVRNSTAT &stat) const;
+    void reach(size_t phase, clock::time_point now);
+    void display(clock::time_point now);
+    void write(const std::string &text);
+    std::string progress(clock::time_point now) const;
+    double outshare() const;
 };
 
 } // namespace command

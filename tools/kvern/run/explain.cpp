@@ -1,9 +1,10 @@
 #include "kvern/run/explain.h"
 
 #include "kvern/options/optiontable.h"
-#include "kvern/run/failures.h"
+#include "kvern/plan/plan.h"
 #include "kvern/syntax/fieldtypes.h"
 #include "kvern/system/report.h"
+#include "kvern/system/workfile.h"
 
 #include <algorithm>
 #include <cctype>
@@ -60,8 +61,8 @@ std::string range(uint64_t from, uint64_t length) {
 class explainer {
   public:
     explainer(const joboptions &given, const std::vector<inputsource> &inputs,
-              const jobplan &planned)
-        : options(given), sources(inputs), plan(planned) {}
+              const jobplan &planned, const storageplan &stored)
+        : options(given), sources(inputs), plan(planned), storage(stored) {}
 
     std::string run() {
         section(std::string("Command") + ": " + jobname(options.kind));
@@ -78,6 +79,7 @@ class explainer {
     const joboptions &options;
     const std::vector<inputsource> &sources;
     const jobplan &plan;
+    const storageplan &storage;
     std::string text;
 
     void section(const std::string &title) { text += title + "\n"; }
@@ -86,13 +88,13 @@ class explainer {
     void files() {
         for (const inputsource &source : sources)
             line("input   " + source.name() +
-                 (source.isfile() ? ", " + plural(source.size(), "byte") : ", a stream") +
-                 (plan.byfile ? "" : ", read by the command"));
+                 (source.isfile() ? ", " + plural(source.size(), "byte") : ", a stream"));
         if (options.kind != jobkind::check)
-            line("output  " + (options.tofile()
-                                   ? options.output + (plan.replaced ? ", written beside it first"
+            line("output  " +
+                 (options.tofile()
+                      ? options.output + (isreplaced(options.output) ? ", written beside it first"
                                                                      : ", a stream")
-                                   : std::string("standard output")));
+                      : std::string("standard output")));
         if (options.header != 0)
             line("header  " + std::to_string(options.header) + " of each input");
     }
@@ -195,11 +197,14 @@ class explainer {
     }
     // What the engine needs beside key and record is its own; hence "about".
     void room() {
-        const KVRNPRIM &prim = plan.engine.prim;
         section("Room");
-        line("working storage " + plural(prim.memsize, "byte"));
-        if (options.kind != jobkind::sort)
+        const uint64_t sessions = sorting() ? storage.sessions : 1;
+        line(plural(storage.jobs, "thread"));
+        if (!sorting())
             return;
+        line(plural(sessions, "session") + " of " + plural(storage.memory, "byte") +
+             (sessions > 1 ? ", each for a range of keys" : ""));
+        const KVRNPRIM &prim = plan.engine.prim;
         uint64_t record = prim.reclen;
         if (!plan.pieces.empty()) {
             record = 0;
@@ -211,14 +216,19 @@ class explainer {
             keybytes +=
                 plan.view.text ? key.keybytes() : 0; // else the key holds its part of the record
         const uint64_t internal = (keybytes + record + 7) / 4 * 4;
-        const uint64_t incore = prim.memsize * uint64_t{3} / 4 / (internal + 2 * sizeof(void *));
+        const uint64_t incore =
+            sessions * (storage.memory * uint64_t{3} / 4 / (internal + 2 * sizeof(void *)));
         line("about " + plural(internal, "byte") + " a record, about " + std::to_string(incore) +
              " of them in core");
+        tempfiles(internal, incore);
+    }
+    bool sorting() const { return options.kind == jobkind::sort; }
+    void tempfiles(uint64_t internal, uint64_t incore) {
         uint64_t bytes = 0;
         bool known = plan.shape.kind == formkind::fixed;
         for (const inputsource &source : sources) {
-            known = known && source.isfile();
-            bytes += source.size();
+            known = known && source.placed();
+            bytes += source.placed() ? source.size() : 0;
         }
         const uint64_t count = known ? bytes / plan.shape.length : 0;
         if (known && count <= incore)
@@ -230,18 +240,14 @@ class explainer {
     }
 };
 
-// Opened with the caller at both ends, a session looks at its description and waits.
-void trydescription(const jobplan &plan) {
-    description what = plan.engine;
-    const bool crlf = plan.view.text && plan.shape.end == lineend::crlf;
-    const bool merging = what.prim.function == KVRN_MERGE;
-    what.infiles.clear();
-    what.outfile.clear();
-    what.prim.fileoprat = 0;
-    what.prim.recoprat =
-        crlf && !merging ? KVRN_PUT_BLOCK | KVRN_GET_BLOCK : KVRN_PUT_RECORD | KVRN_GET_RECORD;
-    if (what.prim.function == KVRN_COPY)
-        what.prim.function = KVRN_SORT;
+// A session looks at its description and waits.
+void trydescription(const joboptions &options, const std::vector<inputsource> &sources,
+                    const jobplan &plan, const storageplan &storage) {
+    const bool merging = options.kind == jobkind::merge || plan.leadingbytes() != 0;
+    const size_t inputs = options.kind == jobkind::merge ? sources.size() : 1;
+    description what = merging ? planmerge(plan, inputs) : plan.engine;
+    if (options.kind == jobkind::sort)
+        what.prim.memsize = storage.memory;
     uint32_t unused = 0;
     session engine(what, unused);
 }
@@ -249,9 +255,9 @@ void trydescription(const jobplan &plan) {
 } // namespace
 
 void explainjob(const joboptions &options, const std::vector<inputsource> &sources,
-                const jobplan &plan) {
-    trydescription(plan);
-    printtext(explainer(options, sources, plan).run());
+                const jobplan &plan, const storageplan &storage) {
+    trydescription(options, sources, plan, storage);
+    printtext(explainer(options, sources, plan, storage).run());
 }
 
 } // namespace command

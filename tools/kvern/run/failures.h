@@ -1,14 +1,17 @@
 // What went wrong in the engine, in the user's words.
 #pragma once
 
-#include "kvern/plan/jobplan.h"
+#include "kvern/engine/session.h"
+#include "kvern/options/joboptions.h"
+#include "kvern/records/inputs.h"
 #include "kvern/system/failure.h"
+
+#include <vector>
 
 namespace command {
 
-// May look through the inputs again, for the record that is at fault.
-failure translate(const enginefailure &what, const joboptions &options, const jobplan &plan,
-                  std::vector<inputsource> &sources);
+failure translate(const enginefailure &what, const joboptions &options,
+                  const std::vector<inputsource> &sources);
 
 // What the detail of a stopped summation means: `lost` where the record at which it
 // stopped is not in the output.

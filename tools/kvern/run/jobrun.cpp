@@ -111,25 +111,25 @@ void runjob(const joboptions &options) {
         explainsession(options, sources, plan, storage);
         return;
     }
-    watch seen(modeof(options));
+    watch seen(modeof(options), options.kind == jobkind::sort ? 2 : 1);
     seen.expect(bytesof(sources));
     tallies counts;
     const flowjob job{options, plan, sources, storage, header, seen, target ? &*target : nullptr,
                       counts};
-    const auto tell = [&] {
+    const auto tell = [&](bool done) {
         seen.clear();
         if (!options.stats.empty())
-            printstatistics(job);
+            printstatistics(job, done);
     };
     try {
         perform(job);
         if (target)
             place(job);
     } catch (...) {
-        tell();
+        tell(false);
         throw;
     }
-    tell();
+    tell(true);
     if (counts.sumstop != 0)
         throw sumfailure(counts.sumstop, options, false);
 }

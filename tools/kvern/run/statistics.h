@@ -1,17 +1,11 @@
 // --stats: what a run did, on standard error, as text or as one JSON object.
 #pragma once
 
-#include "kvern/engine/watch.h"
-#include "kvern/options/joboptions.h"
+#include "kvern/flow/flowjob.h"
 
 namespace command {
 
-struct runfacts {
-    jobkind kind;
-    uint64_t header, shorts; // records
-    uint64_t bytesread, byteswritten;
-};
-
-void printstatistics(const std::string &form, const runfacts &facts, const watch &seen);
+// Of a run that has ended, `done` where all went well; otherwise as far as it came.
+void printstatistics(const flowjob &job, bool done);
 
 } // namespace command
