@@ -15,7 +15,7 @@ class gathering {
     void write(const void *data, size_t length) {
         if (held.size() + length > most)
             flush();
-        if (length >= most / 2)
+        if (length > most)
             out(data, length);
         else
             held.append(static_cast<const char *>(data), length);

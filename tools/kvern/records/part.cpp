@@ -76,6 +76,32 @@ bool partreader::next(part &out) {
 
 // ---- in order -----------------------------------------------------------------------
 
+// A part ends where its records do not follow each other in the input any more: at the end
+// of a block, and where a short one is left out.
+bool partreader::framerecords(part &out) {
+    while (out.filled < partbytes) {
+        if (!reader->next())
+            return false;
+        if (rules.tests != nullptr && !rules.tests->line(reader->data())) {
+            if (out.filled != 0)
+                return true;
+            out.first = reader->number();
+            continue;
+        }
+        const std::string_view raw = reader->raw();
+        if (out.filled == 0)
+            out.offset = reader->offset() - sources[current].skipped();
+        if (out.room.size() < out.filled + raw.size())
+            out.room.resize(std::max(partbytes + overlap, 2 * (out.filled + raw.size())));
+        raw.copy(out.room.data() + out.filled, raw.size());
+        out.filled += raw.size();
+        if (rules.shape.kind == formkind::variable && rules.shape.frame->blocked &&
+            reader->blockrest() == 0)
+            return true;
+    }
+    return true;
+}
+
 bool partreader::frame(part &out) {
     inputsource &source = sources[current];
     if (!reader) {
@@ -85,28 +111,15 @@ bool partreader::frame(part &out) {
     }
     startpart(out);
     out.first = reader->number();
-    const auto atend = [&] {
-        try {
-            while (out.filled < partbytes) {
-                if (!reader->next())
-                    return true;
-                if (rules.tests != nullptr && !rules.tests->line(reader->data()))
-                    continue;
-                const std::string_view raw = reader->raw();
-                if (out.room.size() < out.filled + raw.size())
-                    out.room.resize(std::max(partbytes + overlap, 2 * (out.filled + raw.size())));
-                raw.copy(out.room.data() + out.filled, raw.size());
-                out.filled += raw.size();
-            }
-        } catch (const failure &) {
-            out.trouble = std::current_exception();
-        }
-        return false;
-    };
-    const bool ended = atend();
+    bool goeson = false;
+    try {
+        goeson = framerecords(out);
+    } catch (const failure &) {
+        out.trouble = std::current_exception();
+    }
     if (out.trouble)
         current = sources.size(); // nothing behind it is of use
-    if (!ended || out.filled != 0)
+    if (goeson || out.trouble || out.filled != 0)
         return true;
     --number;
     return false;
@@ -116,6 +129,7 @@ bool partreader::fillfixed(part &out) {
     inputsource &source = sources[current];
     startpart(out);
     out.first += given;
+    out.offset = given * rules.shape.length;
     out.room.resize(static_cast<size_t>(stride()));
     while (out.filled < out.room.size()) {
         const size_t count =

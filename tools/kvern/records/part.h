@@ -73,6 +73,7 @@ class partreader {
     uint64_t stride() const;
     void startpart(part &out);
     void nextsource();
+    bool framerecords(part &out);
     bool frame(part &out);
     bool fillfixed(part &out);
     void readfixed(part &out, uint64_t to);

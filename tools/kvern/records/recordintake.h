@@ -5,21 +5,21 @@
 #include "kvern/records/recordreader.h"
 #include "kvern/records/textscan.h"
 
+#include <utility>
+
 namespace command {
 
 class recordintake {
   public:
-    // The scanner counts over all inputs, and its form is what records are tested for.
-    recordintake(inputsource &source, const recordshape &shape, textscanner &tests,
-                 bool forgivetorn)
-        : reader(source, shape), scanner(tests) {
+    // The scanner's form is what records are tested for; null: for nothing.
+    recordintake(recordreader from, textscanner *tests, bool forgivetorn)
+        : reader(std::move(from)), scanner(tests) {
         if (forgivetorn)
             reader.forgivetorn();
-        scanner.startsource(source);
     }
     bool next() {
         while (reader.next())
-            if (scanner.line(reader.data()))
+            if (scanner == nullptr || scanner->line(reader.data()))
                 return true;
         return false;
     }
@@ -27,7 +27,7 @@ class recordintake {
 
   private:
     recordreader reader;
-    textscanner &scanner;
+    textscanner *scanner;
 };
 
 } // namespace command

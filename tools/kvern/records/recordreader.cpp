@@ -2,14 +2,13 @@
 
 #include "kvern/system/report.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
 namespace command {
 
 namespace {
-
-constexpr size_t chunk = size_t{256} << 10;
 
 constexpr size_t endroom = 2; // for the end of a last line
 
@@ -43,9 +42,29 @@ void checkfeeds(const recordshape &shape, std::string_view line, uint64_t number
                       "make the ends alike, or say what ends a line: --eol lf or --eol crlf"};
 }
 
-recordreader::recordreader(inputsource &from, const recordshape &form)
-    : source(from), shape(form), buffer(chunk + endroom, '\0'), count(from.skippedrecords()),
-      nextplace(from.skipped()), blockleft(from.blockrest()) {}
+recordreader::recordreader(inputsource &from, const recordshape &form, size_t room)
+    : source(from), shape(form), chunk(room), bring(&recordreader::readon),
+      buffer(chunk + endroom, '\0'), count(from.skippedrecords()), nextplace(from.skipped()),
+      blockleft(from.blockrest()) {}
+
+recordreader::recordreader(inputsource &from, const recordshape &form, const recordslice &its,
+                           size_t room)
+    : recordreader(from, form, room) {
+    part = its;
+    bring = &recordreader::readslice;
+    nextplace += its.from;
+}
+
+size_t recordreader::readon(void *to, size_t room) {
+    return source.read(to, room);
+}
+
+size_t recordreader::readslice(void *to, size_t room) {
+    const auto left = static_cast<size_t>(std::min<uint64_t>(part.to - part.from, room));
+    const size_t got = left == 0 ? 0 : source.readat(part.from, to, left);
+    part.from += got;
+    return got;
+}
 
 std::string recordreader::whichrecord() const {
     return shape.word() + (" " + std::to_string(count) + " of " + source.name()) + " (offset " +
@@ -68,7 +87,7 @@ bool recordreader::fill() {
     }
     if (stop + chunk / 2 > buffer.size() - endroom)
         buffer.resize(2 * buffer.size());
-    const size_t got = source.read(buffer.data() + stop, buffer.size() - endroom - stop);
+    const size_t got = (this->*bring)(buffer.data() + stop, buffer.size() - endroom - stop);
     atend = got == 0;
     stop += got;
     return got > 0;

@@ -20,9 +20,19 @@ constexpr size_t longestkept = size_t{4} << 20;
 void checkfeeds(const recordshape &shape, std::string_view line, uint64_t number,
                 const inputsource &source);
 
+// Whole records of a placed input, from the first byte on up to the other one.
+struct recordslice {
+    uint64_t from = 0, to = 0;
+};
+
 class recordreader {
   public:
-    recordreader(inputsource &from, const recordshape &form);
+    static constexpr size_t usualroom = size_t{256} << 10; // bytes that are read at once
+
+    recordreader(inputsource &from, const recordshape &form, size_t room = usualroom);
+    // A slice is read by its place, whoever else reads the source; its numbers are not
+    // those of the source.
+    recordreader(inputsource &from, const recordshape &form, const recordslice &its, size_t room);
 
     // False at the end.  Throws the failure of what is no record of the form.
     bool next();
@@ -46,6 +56,9 @@ class recordreader {
   private:
     inputsource &source;
     recordshape shape;
+    size_t chunk;
+    recordslice part;
+    size_t (recordreader::*bring)(void *to, size_t room);
     bool forgiving = false, incomplete = false;
     std::string buffer;
     size_t at = 0, stop = 0; // bytes that wait
@@ -54,6 +67,8 @@ class recordreader {
     uint32_t blockleft = 0;
     bool atend = false;
 
+    size_t readon(void *to, size_t room);
+    size_t readslice(void *to, size_t room);
     bool fill(); // more bytes behind `stop`; false: there are none
     bool need(size_t bytes);
     bool give(size_t bytes);
