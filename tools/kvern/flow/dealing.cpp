@@ -1,6 +1,7 @@
 // The first half of a sort: records go by ranges of keys into files, so that each can be
 // sorted by itself, wherever, and what comes out can be put behind each other.
 #include "kvern/flow/intake.h"
+#include "kvern/flow/probing.h"
 #include "kvern/flow/rangefile.h"
 #include "kvern/records/recordsink.h"
 #include "kvern/system/report.h"
