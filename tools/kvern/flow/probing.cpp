@@ -6,15 +6,16 @@ namespace command {
 
 namespace {
 
-constexpr uint64_t leastmemory = uint64_t{64} << 10, longrecords = 8;
+// What a session asks for even where it takes no records; -S is for those that do.
+constexpr uint64_t leastmemory = uint64_t{64} << 10, longrecords = 48;
 
 } // namespace
 
 description probing(const jobplan &plan) {
     description what = plan.engine;
     KVRNPRIM &prim = what.prim;
-    const uint64_t enough = leastmemory + longrecords * prim.reclen;
-    prim.memsize = static_cast<uint32_t>(std::min<uint64_t>(prim.memsize, enough));
+    prim.memsize = static_cast<uint32_t>(
+        std::min<uint64_t>(leastmemory + longrecords * prim.reclen, KVRN_MEM_MAX));
     prim.function = KVRN_SORT;
     prim.mergecnt = 0;
     prim.fileoprat = 0;

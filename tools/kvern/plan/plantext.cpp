@@ -15,7 +15,6 @@ namespace {
 constexpr uint64_t streammaxline = 4096; // for a stream that is not measured
 constexpr uint32_t sumwidth = 18;        // digits of a sum whose values are not known
 constexpr uint64_t copiedline = 32700;   // a line that is only copied; one byte is the key
-constexpr uint64_t linesinmemory = 8;    // such lines that the working storage must hold
 
 uint64_t round4(uint64_t bytes) {
     return (bytes + 3) / 4 * 4;
@@ -219,7 +218,7 @@ class textplan {
         if (options.maxline != 0)
             return options.maxline;
         if (!measured)
-            return std::min<uint64_t>(copiedline, plan.engine.prim.memsize / linesinmemory);
+            return copiedline;
         return std::max({seen.longest(), allknown() ? 1 : streammaxline, leastlength()});
     }
     uint64_t rebuiltline() const {
