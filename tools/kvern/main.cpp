@@ -7,6 +7,7 @@
 #include "kvern/run/jobrun.h"
 #include "kvern/system/cleanup.h"
 #include "kvern/system/report.h"
+#include "kvern/system/signals.h"
 #include "kvern/system/streams.h"
 
 #include <cstring>

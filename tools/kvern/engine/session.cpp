@@ -1,7 +1,7 @@
 #include "kvern/engine/session.h"
 
 #include "kvern/system/failure.h"
-#include "kvern/system/streams.h"
+#include "kvern/system/signals.h"
 
 #include <algorithm>
 #include <cstring>

@@ -3,7 +3,7 @@
 
 #include "kvern/records/part.h"
 #include "kvern/system/failure.h"
-#include "kvern/system/streams.h"
+#include "kvern/system/signals.h"
 #include "kvern/system/team.h"
 
 namespace command {

@@ -1,11 +1,11 @@
 #include "kvern/system/streams.h"
 
 #include "kvern/system/failure.h"
+#include "kvern/system/signals.h"
 #include "shared/filecalls.h"
 
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <cstring>
 
 #include <fcntl.h>
@@ -25,17 +25,6 @@
 namespace command {
 
 namespace {
-
-volatile std::sig_atomic_t signalled = 0;
-
-// A signal may come just before a wait that it should end: from the first one on they
-// come again and again.
-extern "C" void onsignal(int) {
-    signalled = 1;
-#if !defined(_WIN32)
-    alarm(1);
-#endif
-}
 
 // One call moves at most this much; the calls of one system count in int.
 constexpr size_t largestmove = size_t{1} << 30;
@@ -195,7 +184,7 @@ auto patiently(Call call) {
         if (stopwanted())
             throw stopped{};
         const auto result = call();
-        if (result >= 0 || errno != EINTR)
+        if (result >= 0 || (errno != EINTR && !stopwanted()))
             return result;
     }
 }
@@ -347,31 +336,5 @@ void failsystem(int code, const std::string &path, const std::string &advice) {
     throw failure{isfull(code) ? ending::room : ending::file, path + ": " + std::strerror(code),
                   advice};
 }
-
-void catchsignals() {
-#if defined(_WIN32)
-    std::signal(SIGINT, onsignal);
-    std::signal(SIGTERM, onsignal);
-#else
-    // Not restarted, so that a wait for input ends with the signal.
-    struct sigaction action = {};
-    action.sa_handler = onsignal;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
-    sigaction(SIGALRM, &action, nullptr);
-    struct sigaction held = {};
-    if (sigaction(SIGHUP, nullptr, &held) == 0 && held.sa_handler != SIG_IGN) // nohup
-        sigaction(SIGHUP, &action, nullptr);
-    std::signal(SIGPIPE, SIG_IGN); // a closed pipe is an error of the write
-    std::signal(SIGXFSZ, SIG_IGN); // and so is a file that would become too large
-#endif
-}
-
-bool stopwanted() {
-    return signalled != 0;
-}
-
-helpingthread::helpingthread() = default;
-helpingthread::~helpingthread() = default;
 
 } // namespace command

@@ -1,5 +1,4 @@
-// Descriptors, file facts and signals: the only file of the command that knows
-// the system.  All bytes pass untranslated on every system.
+// Descriptors and file facts as the system has them.  All bytes pass untranslated on every system.
 #pragma once
 
 #include <cstddef>
@@ -69,19 +68,5 @@ bool isterminal(int descriptor);
 std::string systemerror();
 // Throws the failure of a file with the C library's error number.
 [[noreturn]] void failsystem(int code, const std::string &path, const std::string &advice = "");
-
-// From here on an interrupt or a request to end only marks stopwanted(), and ends each
-// wait from then on.
-void catchsignals();
-bool stopwanted();
-
-// Stands on each thread but the first while it works: a signal ends its waits as well.
-class helpingthread {
-  public:
-    helpingthread();
-    ~helpingthread();
-    helpingthread(const helpingthread &) = delete;
-    helpingthread &operator=(const helpingthread &) = delete;
-};
 
 } // namespace command

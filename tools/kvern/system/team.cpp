@@ -1,7 +1,7 @@
 #include "kvern/system/team.h"
 
 #include "kvern/system/failure.h"
-#include "kvern/system/streams.h"
+#include "kvern/system/signals.h"
 
 #include <system_error>
 #include <thread>
