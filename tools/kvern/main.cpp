@@ -54,6 +54,8 @@ constexpr verb verbs[] = {
     {"merge", "merge inputs that are in order", jobverb<jobkind::merge>, helpof<jobkind::merge>},
     {"copy", "copy, select and rebuild records", jobverb<jobkind::copy>, helpof<jobkind::copy>},
     {"check", "tell whether an input is in order", jobverb<jobkind::check>, helpof<jobkind::check>},
+    {"deal", "deal records out to files by ranges of keys", jobverb<jobkind::deal>,
+     helpof<jobkind::deal>},
     {"completion", "print what lets a shell complete these", completionverb, completionhelp},
 };
 
@@ -68,7 +70,7 @@ const verb &needverb(const char *name) {
     const verb *found = findverb(name);
     if (found == nullptr)
         refuse(quoted(name) + " is no command",
-               "first comes sort, merge, copy or check; \"kvern help\" tells more");
+               "first comes sort, merge, copy, check or deal; \"kvern help\" tells more");
     return *found;
 }
 

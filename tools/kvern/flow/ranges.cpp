@@ -11,8 +11,7 @@ namespace command {
 
 namespace {
 
-constexpr size_t samplesperrange = 64;
-constexpr size_t mostsamples = 8192;
+constexpr size_t samplesperrange = 64, leastsamples = 2048, mostsamples = 8192;
 constexpr size_t recordsaplace = 4;        // neighbours tell little more
 constexpr size_t looked = size_t{8} << 10; // bytes of a place, at least
 constexpr size_t chained = 8;              // prefixes that are no chance
@@ -28,7 +27,7 @@ class sampler {
   public:
     sampler(const jobplan &planned, std::vector<inputsource> &inputs, size_t most)
         : plan(planned), sources(inputs), engine(probing(planned), unused),
-          wanted(std::min(most * samplesperrange, mostsamples)) {}
+          wanted(std::clamp(most * samplesperrange, leastsamples, mostsamples)) {}
 
     std::vector<std::string> run() {
         uint64_t bytes = 0;

@@ -12,7 +12,7 @@
 
 namespace command {
 
-enum class jobkind : uint8_t { sort, merge, copy, check };
+enum class jobkind : uint8_t { sort, merge, copy, check, deal };
 
 struct joboptions {
     jobkind kind = jobkind::sort;

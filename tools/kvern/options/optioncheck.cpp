@@ -39,6 +39,14 @@ constexpr conflict keyconflicts[] = {
      "-s and -u exclude each other",
      "-u keeps one record of each key, whichever it is; leave -s out"},
 };
+constexpr conflict dealconflicts[] = {
+    {[](given by) { return by.kind == jobkind::deal && by.ways == 0 && by.rangefile.empty(); },
+     "deal needs --ways or --ranges", "--ways tells how many files there shall be"},
+    {[](given by) { return by.ways != 0 && !by.rangefile.empty(); },
+     "--ways and --ranges exclude each other", "ranges tell how many files there are"},
+    {[](given by) { return !by.sample.empty() && !by.rangefile.empty(); },
+     "--sample and --ranges exclude each other", "a sample is there to find ranges"},
+};
 constexpr conflict dataconflicts[] = {
     {[](given by) { return by.columns && by.separatorgiven; },
      "--columns and -t exclude each other", "columns have no separator"},
@@ -88,6 +96,7 @@ void checkoptions(const joboptions &options) {
     refuseconflicts(keyconflicts, options);
     checktext(options);
     refuseconflicts(dataconflicts, options);
+    refuseconflicts(dealconflicts, options);
     checkdirectories(options);
 }
 

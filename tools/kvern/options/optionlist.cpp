@@ -9,7 +9,8 @@ namespace command {
 
 namespace {
 
-constexpr jobkind kinds[] = {jobkind::sort, jobkind::merge, jobkind::copy, jobkind::check};
+constexpr jobkind kinds[] = {jobkind::sort, jobkind::merge, jobkind::copy, jobkind::check,
+                             jobkind::deal};
 
 std::vector<std::string> split(const std::string &text, char at) {
     std::vector<std::string> parts(1);

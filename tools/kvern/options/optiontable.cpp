@@ -10,6 +10,7 @@ namespace command {
 namespace {
 
 constexpr uint32_t mostjobs = 256;
+constexpr uint32_t mostways = 1000;
 
 // What differs between the commands.
 struct jobtexts {
@@ -28,6 +29,11 @@ constexpr jobtexts texts[] = {
      "Directory for what passes through standard streams"},
     {"check", "Tells whether an input is in order: exit code 0, or 1 when it is not.",
      "Records of equal keys are out of order too", "", "Directory for temporary files"},
+    {"deal",
+     "Deals records out to files by ranges of keys: sorted apart, wherever, they are in order one "
+     "behind the other.  Prints the ranges.",
+     "", "Beginning of the files' names: PREFIX00, PREFIX01 ...",
+     "Directory for inputs that are no files"},
 };
 const jobtexts &textsof(jobkind kind) {
     return texts[static_cast<size_t>(kind)];
@@ -136,7 +142,7 @@ void addkeys(CLI::App &app, joboptions &out) {
         ->group(group);
     app.add_flag("-r,--reverse", out.reverse, "Descending, for keys without an order of their own")
         ->group(group);
-    if (out.kind != jobkind::check)
+    if (out.kind == jobkind::sort || out.kind == jobkind::merge)
         app.add_flag("-s,--stable", out.stable,
                      out.kind == jobkind::sort ? "Keep the input order of equal keys"
                                                : "Keep the input order of equal keys, as ever")
@@ -175,16 +181,18 @@ void addshape(CLI::App &app, joboptions &out) {
     app.add_option("--layout", out.layoutfile, "Names of fields, lines of NAME = POS,LEN[,TYPE]")
         ->type_name("FILE")
         ->group(group);
-    if (out.kind != jobkind::check)
+    const bool dealing = out.kind == jobkind::deal;
+    if (out.kind != jobkind::check && !dealing)
         app.add_option("--rebuild", out.rebuild, "Make the records of these pieces")
             ->type_name("SPEC")
             ->group(group);
-    app.add_option("--header", out.header,
-                   "The first N records or lines of each input stay out of it; those of the "
-                   "first input lead the output")
-        ->type_name("N")
-        ->transform(positive())
-        ->group(group);
+    if (!dealing)
+        app.add_option("--header", out.header,
+                       "The first N records or lines of each input stay out of it; those of the "
+                       "first input lead the output")
+            ->type_name("N")
+            ->transform(positive())
+            ->group(group);
     app.add_option_function<std::string>(
            "--short", [&out](const std::string &word) { out.dropshort = word == "drop"; },
            "A record that lacks a field: fail (default), or drop it")
@@ -197,7 +205,8 @@ void addfiles(CLI::App &app, joboptions &out) {
     const char *group = "Files and room";
     if (out.kind != jobkind::check)
         app.add_option("-o,--output", out.output, textsof(out.kind).output)
-            ->type_name("FILE")
+            ->type_name(out.kind == jobkind::deal ? "PREFIX" : "FILE")
+            ->required(out.kind == jobkind::deal)
             ->group(group);
     repeated(app.add_option("-T,--temp-dir", out.tempdirs, textsof(out.kind).tempdir))
         ->type_name("DIR")
@@ -216,6 +225,20 @@ void addfiles(CLI::App &app, joboptions &out) {
         app.add_flag("--keep-temp", out.keeptemp, "Leave the temporary files where they are")
             ->group(group);
     app.add_option("FILE", out.inputs, "Inputs; none or - is standard input")->type_name("");
+}
+
+void adddealing(CLI::App &app, joboptions &out) {
+    const char *group = "Ranges of keys";
+    app.add_option("--ways", out.ways, "Files, as even as a sample tells")
+        ->type_name("N")
+        ->transform(positive(mostways))
+        ->group(group);
+    app.add_option("--sample", out.sample, "Take the sample of this file (default: of the inputs)")
+        ->type_name("FILE")
+        ->group(group);
+    app.add_option("--ranges", out.rangefile, "Ranges as another run printed them")
+        ->type_name("FILE")
+        ->group(group);
 }
 
 void addreporting(CLI::App &app, joboptions &out) {
@@ -253,10 +276,12 @@ std::unique_ptr<CLI::App> jobparser(joboptions &out) {
     app->footer(std::string(keyed ? keyhelp : "") + shapehelp);
     addform(*app, out);
     addcode(*app, out);
-    if (keyed) {
+    if (keyed)
         addkeys(*app, out);
+    if (keyed && out.kind != jobkind::deal)
         addequals(*app, out);
-    }
+    if (out.kind == jobkind::deal)
+        adddealing(*app, out);
     addshape(*app, out);
     addfiles(*app, out);
     addreporting(*app, out);

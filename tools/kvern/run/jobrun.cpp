@@ -63,7 +63,8 @@ void explainsession(const joboptions &options, const std::vector<inputsource> &s
 }
 
 using flow = void (*)(const flowjob &);
-constexpr flow flows[] = {sortrecords, mergerecords, copyrecords, checkrecords}; // by jobkind
+constexpr flow flows[] = {sortrecords, mergerecords, copyrecords, checkrecords,
+                          dealrecords}; // by jobkind
 
 // In the user's words.
 void perform(const flowjob &job) {
@@ -101,7 +102,7 @@ void runjob(const joboptions &options) {
         header = takeheaders(sources, shape, options.header);
     const std::string output = options.tofile() ? options.output : "";
     std::optional<outputsink> target;
-    if (!options.explain && options.kind != jobkind::check)
+    if (!options.explain && options.kind != jobkind::check && options.kind != jobkind::deal)
         target.emplace(output, options.tempdirs, identities);
     storageplan storage = planstorage(options, bytesof(sources), sources);
     if (!options.explain)
