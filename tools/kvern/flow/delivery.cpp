@@ -1,6 +1,7 @@
 #include "kvern/flow/delivery.h"
 
 #include "kvern/flow/gathering.h"
+#include "kvern/flow/jobsink.h"
 #include "kvern/plan/reach.h"
 #include "kvern/system/failure.h"
 
@@ -17,19 +18,16 @@ constexpr uint32_t lengthword = 4;                 // in front of a variable rec
 } // namespace
 
 delivery::delivery(const flowjob &given, team &crew)
-    : job(given), plan(given.plan),
-      sink([this](const void *data, size_t length) { job.target->write(data, length); }, plan.shape,
-           [this] { return blocksize(); }, job.options.blocksize != 0),
+    : job(given), plan(given.plan), sink(sinkof(given)),
       ordered(
           crew, [this](const void *data, size_t length) { put(data, length); },
           aheadathread * crew.threads()),
       placed(sizesknown()) {}
 
 bool delivery::sizesknown() const {
-    const bool blocked = plan.shape.frame != nullptr && plan.shape.frame->blocked;
     const bool folded = job.options.unique || !plan.sums.empty();
     const bool rebuilt = !plan.pieces.empty() && plan.shape.kind != formkind::fixed;
-    return job.target->placeable() && !blocked && !folded && !rebuilt;
+    return job.target->placeable() && !isblocked(job) && !folded && !rebuilt;
 }
 
 uint64_t delivery::outbytes(uint64_t records, uint64_t bytes) const {
@@ -38,14 +36,6 @@ uint64_t delivery::outbytes(uint64_t records, uint64_t bytes) const {
     if (plan.shape.kind == formkind::fixed && !plan.pieces.empty())
         return records * rebuiltlength(plan);
     return bytes;
-}
-
-uint32_t delivery::blocksize() const {
-    uint32_t largest = job.options.blocksize;
-    for (const inputsource &source : job.sources)
-        if (job.options.blocksize == 0)
-            largest = std::max(largest, source.largestblock());
-    return largest == 0 ? longestblock : largest;
 }
 
 void delivery::begin(const std::vector<uint64_t> &records, const std::vector<uint64_t> &bytes) {
@@ -61,7 +51,7 @@ void delivery::begin(const std::vector<uint64_t> &records, const std::vector<uin
 
 // In order: framed already, but for blocks.
 void delivery::put(const void *data, size_t length) {
-    if (plan.shape.frame != nullptr && plan.shape.frame->blocked)
+    if (isblocked(job))
         sink.putframed({static_cast<const char *>(data), length});
     else
         job.target->write(data, length);

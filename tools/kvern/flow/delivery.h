@@ -38,7 +38,6 @@ class delivery {
 
     bool sizesknown() const;
     uint64_t outbytes(uint64_t records, uint64_t bytes) const;
-    uint32_t blocksize() const;
     void put(const void *data, size_t length);
     void drainplaced(session &engine, size_t range, const std::function<void()> &look);
     void pump(session &engine, const std::function<void(const void *, size_t)> &to,

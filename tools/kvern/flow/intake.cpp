@@ -1,18 +1,12 @@
 #include "kvern/flow/intake.h"
 
+#include "kvern/flow/turns.h"
+
 namespace command {
 
 namespace {
 
 constexpr size_t partsathread = 3; // that are read, routed or wait
-constexpr uint64_t smallparts = 4; // a whole input of so many needs one thread
-
-unsigned threadsof(const flowjob &job) {
-    uint64_t bytes = 0;
-    for (const inputsource &source : job.sources)
-        bytes += source.placed() ? source.size() : UINT32_MAX;
-    return bytes <= smallparts * partbytes ? 1 : job.storage.jobs;
-}
 
 } // namespace
 
@@ -20,7 +14,8 @@ intake::intake(const flowjob &given, const keyranges &all, bool withprefix)
     : job(given), ranges(all), framed(withprefix), inorder(given.plan.form),
       parts(given.sources, {given.plan.shape, given.plan.form.dropshort,
                             given.plan.testsinorder() ? &inorder : nullptr}),
-      crew(threadsof(given)), tasks(crew, all.count(), partsathread * crew.threads()) {}
+      crew(threadsfor(given.sources, given.storage.jobs)),
+      tasks(crew, all.count(), partsathread * crew.threads()) {}
 
 void intake::work(unsigned worker, const taker &put) {
     router records(job.plan, job.sources, parts, ranges, framed);

@@ -1,7 +1,6 @@
 #include "kvern/flow/routing.h"
 
 #include "kvern/flow/probing.h"
-#include "kvern/system/failure.h"
 
 #include <cstring>
 
@@ -16,7 +15,7 @@ constexpr uint32_t lengthword = 4;     // in front of a variable record in a blo
 
 router::router(const jobplan &planned, std::vector<inputsource> &inputs, const partreader &reader,
                const keyranges &all, bool framed)
-    : plan(planned), sources(inputs), parts(reader), ranges(all), tests(planned.form),
+    : plan(planned), parts(reader), ranges(all), tests(planned, inputs),
       prefix(planned.shape.kind == formkind::variable && !framed ? planned.shape.frame->prefix : 0),
       asitis(all.count() == 1 && prefix == 0 && !planned.form.dropshort) {
     if (ranges.count() > 1)
@@ -24,16 +23,7 @@ router::router(const jobplan &planned, std::vector<inputsource> &inputs, const p
 }
 
 void router::route(routedpart &one) {
-    try {
-        choose(one);
-    } catch (const failure &) {
-        if (one.read.counted)
-            throw;
-        // Once more, to tell the line by its number.
-        one.read.first = parts.count(one.read);
-        one.read.counted = true;
-        choose(one);
-    }
+    withnumbers(one.read, parts, [&] { choose(one); });
     if (one.read.trouble)
         std::rethrow_exception(one.read.trouble);
     settle(one);
@@ -41,32 +31,18 @@ void router::route(routedpart &one) {
         scatter(one);
 }
 
-void router::starttests(const part &one) {
-    const inputsource &source = sources[one.source];
-    tests.startsource(source);
-    tests.behind(one.first - source.skippedrecords());
-}
-
 // Which range each record goes to.
 void router::choose(routedpart &one) {
     targets.clear();
-    starttests(one.read);
     one.slices.assign(ranges.count(), {});
     one.records.assign(ranges.count(), 0);
-    const bool tested = one.read.tested || plan.shape.kind == formkind::fixed ||
-                        (plan.allseen && !plan.form.dropshort);
+    const bool tested = !tests.begin(one.read) || (plan.allseen && !plan.form.dropshort);
     if (asitis && plan.shape.kind == formkind::fixed) {
         one.records[0] = one.read.filled / plan.shape.length;
         return;
     }
     walkrecords(plan.shape, one.read.bytes(), [&](std::string_view raw, std::string_view data) {
-        uint16_t range = 0;
-        if (!tested) {
-            if (plan.view.text)
-                checkfeeds(plan.shape, data, tests.linenumber() + 1, sources[one.read.source]);
-            if (!tests.line(data))
-                range = noone;
-        }
+        uint16_t range = tested || tests.pass(data) ? 0 : noone;
         if (probe && range != noone) {
             if (probe->key(givenof(plan, raw, data))) {
                 range = static_cast<uint16_t>(ranges.find(probe->lastkey()));

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "kvern/engine/session.h"
+#include "kvern/flow/parttests.h"
 #include "kvern/flow/ranges.h"
 #include "kvern/records/part.h"
 
@@ -39,10 +40,9 @@ class router {
         uint16_t range, length;
     };
     const jobplan &plan;
-    std::vector<inputsource> &sources;
     const partreader &parts;
     const keyranges &ranges;
-    textscanner tests;
+    parttests tests;
     uint32_t prefix; // of variable records, which a length word takes the place of; or 0
     bool asitis;     // one session takes the bytes as they were read
     uint32_t sumstop = 0;
@@ -51,7 +51,6 @@ class router {
     std::vector<size_t> places; // by range, of the next byte
     uint64_t rejected = 0;
 
-    void starttests(const part &one);
     void choose(routedpart &one);
     void settle(routedpart &one);
     void scatter(routedpart &one);
