@@ -4,6 +4,7 @@
 #include "kvern/plan/plantext.h"
 #include "kvern/plan/reach.h"
 #include "kvern/plan/storage.h"
+#include "kvern/records/recordreader.h"
 #include "kvern/system/report.h"
 #include "kvern/system/workplaces.h"
 
@@ -108,26 +109,13 @@ void planbytes(const joboptions &options, jobplan &plan) {
     needleast(plan);
 }
 
-// Often the line end behind each record was not counted, or counted and is not there.
-std::string lengthadvice(uint64_t bytes, uint32_t length) {
-    constexpr int64_t least = 5; // shorter ones fit by chance
-    for (const int64_t more : {1, 2, -1, -2})
-        if (const auto other = static_cast<uint64_t>(std::max(length + more, least));
-            bytes % other == 0 && other != length)
-            return "look at the record length: --fixed " + std::to_string(other) +
-                   " would fit, a line end behind a record counts";
-    return "look at the record length";
-}
-
+// Of files that are not read now.
 void checkwhole(const joboptions &options, const std::vector<inputsource> &sources) {
     if (options.fixed == 0 || options.dropshort)
         return;
     for (const inputsource &source : sources)
         if (source.placed() && source.size() % options.fixed != 0)
-            throw failure{ending::data,
-                          source.name() + " has " + plural(source.size(), "byte") +
-                              ", no multiple of --fixed " + std::to_string(options.fixed),
-                          lengthadvice(source.size(), options.fixed)};
+            refusetorn(source, source.size(), options.fixed);
 }
 
 // A copy has no keys of its own.  The first piece of a rebuilt record, or what is never
@@ -202,23 +190,7 @@ recordshape findshape(const joboptions &options, std::vector<inputsource> &sourc
     return shape;
 }
 
-// Lines are as long as the longest one in temporary files, and in keys: with room for any
-// line those would be many times the input.  A copy needs that only where fields are
-// brought together whose widths nobody tells; and how lines of CR LF are put to a merge
-// depends on what they hold.
-bool mustmeasure(const joboptions &options) {
-    if (!options.istext())
-        return false;
-    const bool copying = options.kind == jobkind::copy;
-    if (copying && !options.rebuildgiven)
-        return false;
-    if (options.eol == "crlf" && (copying || options.kind == jobkind::merge))
-        return true;
-    return options.maxline == 0 && (!copying || !options.columns);
-}
-
-jobplan planjob(const joboptions &options, const recordshape &shape,
-                std::vector<inputsource> &sources, unsigned jobs) {
+jobplan startplan(const joboptions &options, const recordshape &shape) {
     jobplan plan;
     plan.shape = shape;
     plan.kind = options.kind;
@@ -226,16 +198,39 @@ jobplan planjob(const joboptions &options, const recordshape &shape,
     plan.engine.prim = primary(options);
     plan.engine.prim.cdmode = plan.view.cdmode;
     parsefields(options, plan);
-    checkwhole(options, sources);
+    if (!plan.view.text)
+        planbytes(options, plan);
+    return plan;
+}
+
+// Lines are as long as the longest one in temporary files, and in keys: with room for any
+// line those would be many times the input.  A copy wants to know widths that it brings
+// together and nobody tells, and the decimals of numbers in conditions; and how lines of
+// CR LF are put to a merge depends on what they hold.
+bool mustmeasure(const joboptions &options, const jobplan &started) {
+    if (!started.view.text)
+        return false;
+    const bool copying = options.kind == jobkind::copy;
+    if (options.eol == "crlf" &&
+        (options.kind == jobkind::merge || (copying && options.rebuildgiven)))
+        return true;
+    if (options.maxline != 0)
+        return false;
+    const std::vector<KVRNSELE> &tests = started.engine.conditions.entries;
+    return !copying || (options.rebuildgiven && started.view.byfield) ||
+           std::any_of(tests.begin(), tests.end(), takesnumber);
+}
+
+void finishplan(const joboptions &options, std::vector<inputsource> &sources, unsigned jobs,
+                jobplan &plan) {
+    if (options.explain)
+        checkwhole(options, sources);
     if (plan.view.text)
         plantext(options, sources, jobs, plan);
-    else
-        planbytes(options, plan);
     plancalls(options, plan);
     filltables(plan);
     if (options.kind == jobkind::copy)
         addconstantkey(plan);
-    return plan;
 }
 
 } // namespace command

@@ -2,8 +2,8 @@
 // be refused without the engine is refused here, in the user's words.
 //
 // Left to others: options that exclude each other (options/optioncheck), and everything
-// once the plan stands (flow).  In order: findshape, what mustmeasure says kept, planjob,
-// and planmerge for each merge.
+// once the plan stands (flow).  In order: findshape, startplan, what mustmeasure says kept,
+// finishplan, and planmerge for each merge.
 #pragma once
 
 #include "kvern/plan/jobplan.h"
@@ -16,13 +16,16 @@ namespace command {
 // How records lie in the inputs; of text this reads the beginnings.
 recordshape findshape(const joboptions &options, std::vector<inputsource> &sources);
 
+// What the options alone tell.
+jobplan startplan(const joboptions &options, const recordshape &shape);
+
 // All lines have to be looked at before the first session: a stream among the inputs is
 // kept for that.
-bool mustmeasure(const joboptions &options);
+bool mustmeasure(const joboptions &options, const jobplan &started);
 
-// Text is looked at on so many threads.
-jobplan planjob(const joboptions &options, const recordshape &shape,
-                std::vector<inputsource> &sources, unsigned jobs);
+// What the inputs tell; text is looked at on so many threads.
+void finishplan(const joboptions &options, std::vector<inputsource> &sources, unsigned jobs,
+                jobplan &plan);
 
 // The session of a merge of so many inputs, or of a rebuilding copy of one, with records
 // brought and given one by one.

@@ -58,15 +58,15 @@ literalparts partsof(std::string_view number) {
     return out;
 }
 
-bool takesnumber(const KVRNSELE &test) {
-    return test.rtype == KVRN_FLD_LIT && (test.options & KVRN_TXT_NUMERIC) != 0;
-}
-
 std::string_view literalof(const KVRNSELE &test) {
     return {static_cast<const char *>(test.rlit), test.rlen};
 }
 
 } // namespace
+
+bool takesnumber(const KVRNSELE &test) {
+    return test.rtype == KVRN_FLD_LIT && (test.options & KVRN_TXT_NUMERIC) != 0;
+}
 
 // ---- who takes numbers ----------------------------------------------------------
 

@@ -37,6 +37,9 @@ struct numberuse {
     bool unpunctuated = false; // all but letters, digits and blanks was left out (-d)
 };
 
+// Of a condition on text: a field is compared with a number.
+bool takesnumber(const KVRNSELE &test);
+
 class numbercheck {
   public:
     // Keys and sums look at rebuilt lines, or at those that come in.

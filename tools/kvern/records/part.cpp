@@ -159,12 +159,13 @@ void partreader::settletorn(part &out) {
         ++tornrecords;
         return;
     }
-    const uint64_t whole = out.first + out.filled / rules.shape.length;
-    out.trouble = std::make_exception_ptr(
-        failure{ending::data,
-                sources[out.source].name() + " ends inside record " + std::to_string(whole + 1) +
-                    ", after " + std::to_string(left) + " of " + plural(rules.shape.length, "byte"),
-                "look at --fixed"});
+    const inputsource &source = sources[out.source];
+    const uint64_t ahead = out.first - source.skippedrecords();
+    try {
+        refusetorn(source, ahead * rules.shape.length + out.filled + left, rules.shape.length);
+    } catch (const failure &) {
+        out.trouble = std::current_exception();
+    }
 }
 
 void partreader::readfixed(part &out, uint64_t to) {

@@ -24,6 +24,17 @@ std::string hexadecimal(std::string_view bytes) {
     return out;
 }
 
+// Often the line end behind each record was not counted, or counted and is not there.
+std::string lengthadvice(uint64_t bytes, uint32_t length) {
+    constexpr int64_t least = 5; // shorter ones fit by chance
+    for (const int64_t more : {1, 2, -1, -2})
+        if (const auto other = static_cast<uint64_t>(std::max(length + more, least));
+            bytes % other == 0 && other != length)
+            return "look at the record length: --fixed " + std::to_string(other) +
+                   " would fit, a line end behind a record counts";
+    return "look at the record length";
+}
+
 } // namespace
 
 void refuselongline(const std::string &line, const inputsource &source, size_t bytes) {
@@ -31,6 +42,13 @@ void refuselongline(const std::string &line, const inputsource &source, size_t b
                   line + " of " + source.name() + " has more than " + std::to_string(bytes) +
                       " bytes",
                   "look at --eol", 88, 111};
+}
+
+void refusetorn(const inputsource &source, uint64_t bytes, uint32_t length) {
+    throw failure{ending::data,
+                  source.name() + " has " + plural(bytes, "byte") + ", no multiple of --fixed " +
+                      std::to_string(length),
+                  lengthadvice(bytes, length)};
 }
 
 void checkfeeds(const recordshape &shape, std::string_view line, uint64_t number,
@@ -130,10 +148,7 @@ bool recordreader::nextfixed() {
     incomplete = true;
     if (forgiving)
         return false;
-    throw failure{ending::data,
-                  source.name() + " ends inside record " + std::to_string(count + 1) + ", after " +
-                      std::to_string(stop - at) + " of " + plural(shape.length, "byte"),
-                  "look at --fixed"};
+    refusetorn(source, nextplace - source.skipped() + (stop - at), shape.length);
 }
 
 std::string recordreader::placenow() const {

@@ -16,6 +16,8 @@ namespace command {
 // More than the engine can sort by far; a longer line is not kept to be measured.
 constexpr size_t longestkept = size_t{4} << 20;
 [[noreturn]] void refuselongline(const std::string &line, const inputsource &source, size_t bytes);
+// A last fixed record is not whole: the source has so many bytes.
+[[noreturn]] void refusetorn(const inputsource &source, uint64_t bytes, uint32_t length);
 // Throws where a line that should end in CR LF holds a bare line feed.
 void checkfeeds(const recordshape &shape, std::string_view line, uint64_t number,
                 const inputsource &source);

@@ -42,15 +42,16 @@ bool mustmeasureblocks(const joboptions &options, const recordshape &shape) {
            (options.kind == jobkind::merge || options.kind == jobkind::copy);
 }
 
-// What has to be looked through before anything is planned is kept.
-void keepstreams(const joboptions &options, const recordshape &shape,
-                 std::vector<inputsource> &sources, uint64_t memory) {
-    const bool byblocks = mustmeasureblocks(options, shape);
+// What has to be looked through before the plan stands is kept.
+void keepstreams(const joboptions &options, const jobplan &plan, std::vector<inputsource> &sources,
+                 uint64_t memory) {
+    const bool byblocks = mustmeasureblocks(options, plan.shape);
+    const bool measured = mustmeasure(options, plan);
     for (inputsource &source : sources)
-        if (!source.placed() && (byblocks || (mustmeasure(options) && !source.aheadisall())))
+        if (!source.placed() && (byblocks || (measured && !source.aheadisall())))
             source.keep(static_cast<size_t>(memory / keptshare / sources.size()), options.tempdirs);
     if (byblocks)
-        measureblocks(sources, shape);
+        measureblocks(sources, plan.shape);
 }
 
 void explainsession(const joboptions &options, const std::vector<inputsource> &sources,
@@ -95,6 +96,7 @@ void runjob(const joboptions &options) {
     const std::vector<fileidentity> identities = identifyall(options.inputs);
     std::vector<inputsource> sources = opensources(options.inputs);
     const recordshape shape = findshape(options, sources);
+    jobplan plan = startplan(options, shape);
     if (options.framing == "rdw")
         refuseblocks(sources);
     std::string header;
@@ -106,8 +108,8 @@ void runjob(const joboptions &options) {
         target.emplace(output, options.tempdirs, identities);
     storageplan storage = planstorage(options, bytesof(sources), sources);
     if (!options.explain)
-        keepstreams(options, shape, sources, uint64_t{storage.memory} * storage.sessions);
-    jobplan plan = planjob(options, shape, sources, storage.jobs);
+        keepstreams(options, plan, sources, uint64_t{storage.memory} * storage.sessions);
+    finishplan(options, sources, storage.jobs, plan);
     if (options.explain) {
         explainsession(options, sources, plan, storage);
         return;
