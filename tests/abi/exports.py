@@ -63,6 +63,9 @@ for file, promised, more in zip(files, (ENGINE, MANAGER), ("", " libstdc++.so.6 
     foreign = [name for name in imported if not more and re.match("_Z|__cxa_|__gxx_", name)]
     check(file, not foreign, f"imports {foreign}")
 command = files[2]
-(read_windows if command.endswith(".exe") else read_linux)(command, dump("-p", command))
+read = read_windows if command.endswith(".exe") else read_linux
+_, _, libraries = read(command, dump("-p", command))
+own = (SYSTEM + " m7hqkvrn.dll").split()
+check(command, read is read_linux or set(libraries) <= set(own), f"needs {libraries}")
 print("\n".join(faults) or "[  PASSED  ] 1 test.")
 sys.exit(len(faults) != 0)

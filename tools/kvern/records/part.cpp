@@ -252,8 +252,8 @@ uint64_t partreader::count(const part &one) const {
     uint64_t lines = 0;
     char before = 0;
     for (uint64_t at = 0; at < one.offset;) {
-        const size_t got = sources[one.source].readat(
-            at, block.data(), std::min<uint64_t>(block.size(), one.offset - at));
+        const uint64_t room = std::min<uint64_t>(block.size(), one.offset - at);
+        const size_t got = sources[one.source].readat(at, block.data(), static_cast<size_t>(room));
         if (got == 0)
             break;
         for (size_t i = 0; i < got; ++i) {
