@@ -10,7 +10,7 @@ have() { dpkg-query -W -f '${Status}' "$1" 2>/dev/null | grep -q 'install ok ins
 wanted='g++ cmake make libcli11-dev nlohmann-json3-dev'
 case $purpose in
   build) ;;
-  test) wanted="$wanted googletest g++-mingw-w64-i686 wine wine32:i386 gnucobol3 python3" ;;
+  test) wanted="$wanted googletest g++-mingw-w64-i686 wine wine32:i386 gnucobol3 python3 parallel" ;;
   faults) wanted="$wanted python3" ;;
   bench) wanted="$wanted libbenchmark-dev" ;;
   lint) wanted="$wanted googletest libbenchmark-dev clang-format clang-tidy" ;;

