@@ -11,10 +11,11 @@ namespace command {
 
 namespace {
 
-bool wasstopped(const std::exception_ptr &what) {
+template <typename Kind>
+bool isa(const std::exception_ptr &what) {
     try {
         std::rethrow_exception(what);
-    } catch (const stopped &) {
+    } catch (const Kind &) {
         return true;
     } catch (...) {
         return false;
@@ -25,7 +26,9 @@ bool wasstopped(const std::exception_ptr &what) {
 
 void team::fail(uint64_t place) {
     const std::exception_ptr what = std::current_exception();
-    const uint64_t first = wasstopped(what) ? 0 : place;
+    if (isa<abandoned>(what)) // for a failure that is known
+        return;
+    const uint64_t first = isa<stopped>(what) ? 0 : place;
     const std::lock_guard<std::mutex> held(lock);
     if (error == nullptr || first < earliest) {
         error = what;
