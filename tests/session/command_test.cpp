@@ -138,7 +138,7 @@ const std::vector<runcase> refusals = {
      "line 2 of in has 4 bytes, more than the 3 of --max-line"},
     {"sort", std::string(20000, 'x') + "\n", 3, "(line 1 of standard input) is too long"},
     {"copy", "a\n" + std::string(3000000, 'x'), 3, "line 2 of standard input has 3000000 bytes"},
-    {"copy", std::string(9 << 20, 'x'), 3, "a line of standard input has more than 4194304 bytes"},
+    {"copy", std::string(9 << 20, 'x'), 3, "line 1 of standard input has more than 4194304 bytes"},
     {"merge --variable 9 --framing be16 -k 1,1", "\0\1b\0\1a"s, 1,
      "record 2 of standard input (offset 3)"},
     {"check --header 1 --fixed 2", "a1b1a2", 1, "record 3 of standard input (offset 4)"},
