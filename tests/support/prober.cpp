@@ -21,18 +21,21 @@ bool prober::before(KVRNSESS &sess, const KVRNLINK &) {
     return true;
 }
 
-// Both in memory of their own, so that a byte past either end shows.
+// Record and key in memory of their own, so that a byte past an end shows.
 void prober::look(KVRNSESS &sess, bytes record) {
     if (spec.form != 'f' && r.onein(4))
         record.resize(r.below(static_cast<uint32_t>(record.size()) + 1));
     const bool due = spec.function == KVRN_MERGE || (!spec.filein() && !ended);
     verdict wanted = selected(spec, record);
+    const uint32_t told = sess.detail;
     const bool asked = kvrnkey(&sess, nullptr, 0, nullptr, &length) == -1;
     modelrecord expected = taken(spec, record);
     const bytes line = record + spec.delimiter();
     const auto given = std::make_unique<char[]>(line.size());
     const auto key = std::make_unique<char[]>(length);
     std::memcpy(given.get(), line.data(), line.size());
+    const bytes before(length, r.byte());
+    std::memcpy(key.get(), before.data(), length);
     const auto size = static_cast<unsigned>(line.size());
     const auto resultof = [&](uint32_t detail) { return !due || detail != 0 ? -1 : !wanted.keep; };
     const auto check = [&](bool holds, const char *what) {
@@ -45,11 +48,13 @@ void prober::look(KVRNSESS &sess, bytes record) {
         wanted.detail = expected.detail;
     unsigned room = length;
     const int result = kvrnkey(&sess, given.get(), size, key.get(), &room);
+    bytes made(key.get(), length);
     check(result == resultof(wanted.detail) && room == length, "key");
-    const uint32_t told = wanted.detail == silentfault ? 0 : wanted.detail;
-    check(result != -1 || sess.detail == (due ? told : notdue), "refusal");
+    check(result != 1 || made == before, "key of what is dropped");
+    const uint32_t detail = wanted.detail == silentfault ? 0 : wanted.detail;
+    check(sess.detail == (result != -1 ? told : due ? detail : notdue), "detail");
     if (result == 0)
-        keys.push_back({std::move(expected), bytes(key.get(), length)});
+        keys.push_back({std::move(expected), std::move(made)});
 }
 
 // The order of the bytes is that of the model.
