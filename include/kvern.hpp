@@ -69,6 +69,23 @@ class session {
         return own->sess;
     }
 
+    // Probes, which leave the session as it is, also where they throw.  The key of a record,
+    // for memcmp as for operator<, or nothing where the filter drops it; and what the filter
+    // says.  Of text a line with its delimiter.
+    std::optional<std::string> key(std::string_view record) {
+        unsigned room = 0;
+        kvrnkey(&block(), nullptr, 0, nullptr, &room); // tells the length alone
+        std::string out(room, '\0');
+        const auto bytes = static_cast<unsigned>(record.size());
+        if (!probe("kvrnkey", kvrnkey(&block(), record.data(), bytes, out.data(), &room)))
+            return std::nullopt;
+        return out;
+    }
+    bool keeps(std::string_view record) {
+        const auto bytes = static_cast<unsigned>(record.size());
+        return probe("kvrntest", kvrntest(&block(), record.data(), bytes));
+    }
+
     KVRNSTAT counters() {
         KVRNSTAT stat = {};
         stat.size = sizeof stat;
@@ -100,6 +117,12 @@ class session {
         }
     };
     std::unique_ptr<blocks> own;
+
+    bool probe(const char *name, int result) {
+        if (result < 0) // which has no message
+            throw error(name, result, own->sess.detail, "");
+        return result == KVRN_DONE;
+    }
 
     bool call(const char *name, int (KVRN_CALL *KVRNLINK::*routine)(KVRNSESS *)) {
         KVRNSESS &sess = block();
@@ -190,14 +213,15 @@ class input {
   public:
     input(session to, bool oflines) : open(std::move(to)), lines(oflines) {}
     void put(std::string_view record) { // copied before it returns
-        if (lines)                      // the engine wants the end of the line with it
-            record = line.assign(record).append(1, '\n');
+        record = framed(record);
         open.block().code = KVRN_RECORD;
         open.block().recaddr = const_cast<char *>(record.data()); // which is only read
         open.block().reclen = static_cast<uint32_t>(record.size());
         open.put();
     }
     void put(const void *record, size_t bytes) { put({static_cast<const char *>(record), bytes}); }
+    // What the record would be sorted by; it is not put.  Keys of one way to sort compare.
+    std::string key(std::string_view record) { return *open.key(framed(record)); }
     output sorted() && {
         open.block().code = KVRN_END;
         open.put();
@@ -208,6 +232,10 @@ class input {
     session open;
     bool lines;
     std::string line;
+
+    std::string_view framed(std::string_view record) { // the engine wants the end of a line
+        return lines ? line.assign(record).append(1, '\n') : record;
+    }
 };
 
 // How to sort, made by fixed, variable or lines.  A value: each step gives a new one.

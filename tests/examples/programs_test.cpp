@@ -76,6 +76,16 @@ TEST_F(examples, filesort_on_packed_amounts) {
     EXPECT_EQ(readfile("sorted"), a + c + b);
 }
 
+TEST_F(examples, keyindex_follows_its_file) {
+    writefile("given", "1Oslo 2Nes  3Oslo ");
+    const std::string keyindex = built("keyindex");
+    check({{keyindex, "given 6 1,4 xOslo", 0, "1Oslo \n3Oslo \n", ""},
+           {keyindex, "given 6 1,9", 1, "", "detail 59"}});
+    writefile("given", "1Oslo 2Nes  3Oslo 4Moss 5Oslo ");
+    check({{keyindex, "given 6 1,4 xOslo", 0, "1Oslo \n3Oslo \n5Oslo \n", ""},
+           {keyindex, "given 6 1,4,d", 0, "1Oslo \n3Oslo \n5Oslo \n2Nes  \n4Moss \n", ""}});
+}
+
 #if !defined(_WIN32)
 TEST_F(examples, in_other_languages_and_their_layouts) {
     const std::string python = KVERN_FOREIGN_ENVIRONMENT " '" KVERN_PYTHON "' '" KVERN_SOURCE_DIR

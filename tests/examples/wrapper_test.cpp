@@ -75,6 +75,20 @@ TEST(wrapper, from_files_and_to_a_file) {
     EXPECT_EQ(readfile(folder.file("sorted")), "a;3\nb;2\nc;1\n");
 }
 
+TEST(wrapper, a_probe_leaves_the_session_as_it_is) {
+    kvern::input in = kvern::lines(9, ";").by(kvern::field(1, 2).descending()).open();
+    in.put("x;b");
+    EXPECT_LT(in.key("y;c"), in.key("z;b"));
+    EXPECT_EQ(in.key("y;bb;"), in.key("z;bbb"));
+    EXPECT_THROW((void)in.key("lacking"), kvern::error);
+    kvern::output out = std::move(in).sorted();
+    EXPECT_EQ(rest(out), words{"x;b"});
+    out.close();
+    kvern::input left = kvern::fixed(3).open();
+    EXPECT_THROW((void)left.key("longer"), kvern::error);
+    EXPECT_NO_THROW(std::move(left).sorted().close()); // which looks at the detail
+}
+
 TEST(wrapper, errors_carry_what_the_engine_says) {
     try {
         kvern::fixed(10).by(kvern::key::chars(0, 2)).by(kvern::key::packed(8, 3)).open();

@@ -10,6 +10,7 @@
 #include "fuzz/memory_platform.h"
 #include "fuzz/spoiler.h"
 #include "support/modelcheck.h"
+#include "support/prober.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -53,6 +54,7 @@ class fuzzedsession : mischief {
     randomness control, made;
     memoryplan plan;
     sessionspec spec{};
+    prober probes{spec}; // looks while all is sound
     std::vector<std::string> workfolders{};
     uint32_t bends = 0, odd = none, oddat = 0, stopat = never, round = 0, number = 0;
     uint8_t message = 0;
@@ -143,7 +145,21 @@ class fuzzedsession : mischief {
                 static_cast<uint8_t>(control.byte());
     }
 
+    // Records of a bent session's generator may be anything to it.
+    void probe(KVRNSESS &sess, const KVRNLINK &link) {
+        char key[64];
+        unsigned room = sizeof key;
+        const bytes record = spec.inputs.empty() || spec.inputs.front().empty()
+                                 ? bytes()
+                                 : spec.inputs.front().front() + spec.delimiter();
+        if (sound)
+            (void)probes.before(sess, link);
+        else
+            (void)kvrnkey(&sess, record.data(), static_cast<unsigned>(record.size()), key, &room);
+    }
+
     bool before(KVRNSESS &sess, const KVRNLINK &link) override {
+        probe(sess, link);
         if (odd == none || number++ != oddat)
             return true;
         std::vector<char> record;
@@ -199,7 +215,7 @@ class fuzzedsession : mischief {
             fail("counters that do not balance");
         const bool faultalone = bends == 0 && odd == none && stopat == never;
         if (sound || (faultalone && got.failed.empty()))
-            if (const std::string wrong = judged(spec, got); !wrong.empty())
+            if (const std::string wrong = probes.fault() + judged(spec, got); !wrong.empty())
                 fail(wrong);
     }
 

@@ -454,8 +454,8 @@ runresult run(const sessionspec &spec, const sessiondisk &disk, mischief *by) {
     return session(spec, disk, by).run();
 }
 
-runresult run(const sessionspec &spec, const tempfolder &folder) {
-    return run(spec, folderdisk(folder));
+runresult run(const sessionspec &spec, const tempfolder &folder, mischief *by) {
+    return run(spec, folderdisk(folder), by);
 }
 
 } // namespace kvern::test

@@ -55,7 +55,8 @@ struct mischief {
 
 // Makes the input files in `folder`; temporary files go there too.  A session
 // that fails on the way is closed like any other.
-[[nodiscard]] runresult run(const sessionspec &spec, const tempfolder &folder);
+[[nodiscard]] runresult run(const sessionspec &spec, const tempfolder &folder,
+                            mischief *by = nullptr);
 [[nodiscard]] runresult run(const sessionspec &spec, const sessiondisk &disk,
                             mischief *by = nullptr);
 
