@@ -27,6 +27,19 @@ uint64_t partsof(uint64_t whole, uint64_t part) {
     return (whole + part - 1) / part;
 }
 
+// Of all inputs; 0 where that is not known.  Who asks for threads has them for every stream.
+uint64_t bytesof(const joboptions &options, std::vector<inputsource> &sources) {
+    uint64_t bytes = 0;
+    for (inputsource &source : sources) {
+        if (!source.placed() && options.kind == jobkind::sort && options.jobs == 0)
+            source.readahead();
+        if (!source.placed() && (options.jobs != 0 || !source.aheadisall()))
+            return 0;
+        bytes += source.placed() ? source.size() : source.ahead().size();
+    }
+    return std::max<uint64_t>(bytes, 1);
+}
+
 // Each thread has as many, but where there are fewer than threads.
 size_t evenly(uint64_t sessions, unsigned jobs) {
     return static_cast<size_t>(sessions > jobs ? sessions / jobs * jobs
@@ -84,8 +97,8 @@ uint64_t sessionsof(const joboptions &options, uint64_t given, uint64_t bytes, u
 
 } // namespace
 
-storageplan planstorage(const joboptions &options, uint64_t bytes,
-                        const std::vector<inputsource> &sources) {
+storageplan planstorage(const joboptions &options, std::vector<inputsource> &sources) {
+    const uint64_t bytes = bytesof(options, sources);
     // Where a thread would have next to nothing to do, asking takes longer than the work.
     if (bytes != 0 && bytes <= leastinput && options.jobs == 0 && options.memory.empty())
         return {1, 1, KVRN_MEM_MAX};

@@ -16,9 +16,8 @@ struct storageplan {
     uint32_t memory = 0; // of each
 };
 
-// `bytes`: of all inputs, 0 where that is not known.  Tells where -S is not followed.
-storageplan planstorage(const joboptions &options, uint64_t bytes,
-                        const std::vector<inputsource> &sources);
+// Looks at the beginnings of streams that are sorted.  Tells where -S is not followed.
+storageplan planstorage(const joboptions &options, std::vector<inputsource> &sources);
 
 // Of a session that is alone.
 uint32_t singlestorage(const joboptions &options);

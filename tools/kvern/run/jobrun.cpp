@@ -106,7 +106,7 @@ void runjob(const joboptions &options) {
     std::optional<outputsink> target;
     if (!options.explain && options.kind != jobkind::check && options.kind != jobkind::deal)
         target.emplace(output, options.tempdirs, identities);
-    storageplan storage = planstorage(options, bytesof(sources), sources);
+    storageplan storage = planstorage(options, sources);
     if (!options.explain)
         keepstreams(options, plan, sources, uint64_t{storage.memory} * storage.sessions);
     finishplan(options, sources, storage.jobs, plan);
