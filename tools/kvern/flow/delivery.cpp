@@ -39,6 +39,8 @@ uint64_t delivery::outbytes(uint64_t records, uint64_t bytes) const {
 }
 
 void delivery::begin(const std::vector<uint64_t> &records, const std::vector<uint64_t> &bytes) {
+    // Several ranges hold what the filter takes; a session by itself has still to ask it.
+    placed = placed && (records.size() > 1 || plan.engine.conditions.entries.empty());
     if (!placed) {
         sink.write(job.header.data(), job.header.size());
         return;
