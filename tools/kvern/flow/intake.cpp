@@ -6,7 +6,7 @@ namespace command {
 
 namespace {
 
-constexpr size_t partsathread = 3; // that are read, routed or wait
+constexpr size_t partsathread = 4; // that are read, routed or wait
 
 } // namespace
 

@@ -9,10 +9,15 @@ void lanes::write(size_t lane, const void *data, size_t length) {
     crew.await(held, [&] { return lane == first || length <= room; });
     if (lane != first) {
         room -= length;
-        behind[lane].bytes.emplace_back(static_cast<const char *>(data), length);
+        chunks &mine = behind[lane].bytes;
+        if (spare.empty())
+            spare.emplace_back();
+        mine.push_back(std::move(spare.back()));
+        spare.pop_back();
+        mine.back().assign(static_cast<const char *>(data), length);
         return;
     }
-    const chunks ahead = take(lane);
+    chunks ahead = take(lane);
     held.unlock();
     pass(ahead);
     out(data, length);
@@ -24,10 +29,13 @@ lanes::chunks lanes::take(size_t lane) {
     return found == behind.end() ? chunks() : std::exchange(found->second.bytes, {});
 }
 
-void lanes::pass(const chunks &bytes) {
-    for (const std::string &one : bytes) {
+void lanes::pass(chunks &bytes) {
+    for (std::string &one : bytes) {
         out(one.data(), one.size());
-        grow(one.size());
+        const std::lock_guard<std::mutex> held(crew.lock);
+        room += one.size();
+        spare.push_back(std::move(one));
+        crew.changed();
     }
 }
 
@@ -36,7 +44,7 @@ void lanes::finish(size_t lane) {
     std::unique_lock<std::mutex> held(crew.lock);
     behind[lane].ended = true;
     while (lane == first && behind[lane].ended) {
-        const chunks ahead = take(lane);
+        chunks ahead = take(lane);
         held.unlock();
         pass(ahead);
         held.lock();

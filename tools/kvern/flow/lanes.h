@@ -37,9 +37,10 @@ class lanes {
     size_t room;      // that is left
     size_t first = 0; // the lane that is written
     std::map<size_t, waiting> behind;
+    chunks spare; // memory that waited and is kept for what will wait
 
     chunks take(size_t lane);
-    void pass(const chunks &bytes);
+    void pass(chunks &bytes);
 };
 
 } // namespace command

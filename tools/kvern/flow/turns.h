@@ -57,7 +57,7 @@ class turns {
 
 // One thread is enough for small inputs.
 inline unsigned threadsfor(const std::vector<inputsource> &sources, unsigned jobs) {
-    constexpr uint64_t smallparts = 4;
+    constexpr uint64_t smallparts = 8;
     uint64_t bytes = 0;
     for (const inputsource &source : sources)
         bytes += source.placed() ? source.size() : UINT32_MAX;

@@ -16,7 +16,7 @@
 
 namespace command {
 
-constexpr size_t partbytes = size_t{256} << 10;
+constexpr size_t partbytes = size_t{128} << 10;
 
 struct part {
     uint64_t number = 0; // over all inputs, from 0; some hold nothing

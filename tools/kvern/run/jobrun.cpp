@@ -42,16 +42,27 @@ bool mustmeasureblocks(const joboptions &options, const recordshape &shape) {
            (options.kind == jobkind::merge || options.kind == jobkind::copy);
 }
 
-// What has to be looked through before the plan stands is kept.
+// What has to be looked through before the plan stands is kept; the memory for that is
+// taken from the sessions.
 void keepstreams(const joboptions &options, const jobplan &plan, std::vector<inputsource> &sources,
-                 uint64_t memory) {
+                 storageplan &storage) {
     const bool byblocks = mustmeasureblocks(options, plan.shape);
     const bool measured = mustmeasure(options, plan);
-    for (inputsource &source : sources)
-        if (!source.placed() && (byblocks || (measured && !source.aheadisall())))
-            source.keep(static_cast<size_t>(memory / keptshare / sources.size()), options.tempdirs);
+    const uint32_t share = storage.memory / keptshare;
+    bool kept = false;
+    for (inputsource &source : sources) {
+        if (source.placed() || !(byblocks || (measured && !source.aheadisall())))
+            continue;
+        source.keep(static_cast<size_t>(share * storage.sessions / sources.size()),
+                    options.tempdirs);
+        kept = true;
+    }
     if (byblocks)
         measureblocks(sources, plan.shape);
+    if (!kept)
+        return;
+    storage = planstorage(options, sources); // of inputs whose sizes are known now
+    storage.memory = std::max<uint32_t>(storage.memory - share, KVRN_MEM_MIN);
 }
 
 void explainsession(const joboptions &options, const std::vector<inputsource> &sources,
@@ -108,7 +119,7 @@ void runjob(const joboptions &options) {
         target.emplace(output, options.tempdirs, identities);
     storageplan storage = planstorage(options, sources);
     if (!options.explain)
-        keepstreams(options, plan, sources, uint64_t{storage.memory} * storage.sessions);
+        keepstreams(options, plan, sources, storage);
     finishplan(options, sources, storage.jobs, plan);
     if (options.explain) {
         explainsession(options, sources, plan, storage);
