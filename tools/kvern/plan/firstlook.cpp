@@ -76,6 +76,7 @@ lineend findlineend(const std::string &eol, std::vector<inputsource> &sources) {
 void scaninorder(const recordshape &shape, std::vector<inputsource> &sources,
                  textscanner &scanner) {
     for (inputsource &source : sources) {
+        source.rewind();
         scanner.startsource(source);
         if (source.placed()) {
             eachline(source, shape, [&](std::string_view text) { scanner.line(text); });
