@@ -8,7 +8,8 @@ namespace command {
 
 namespace {
 
-constexpr uint32_t leastmemory = uint32_t{64} << 10, longrecords = 8;
+// Beside its tables a session holds so many records.
+constexpr uint32_t leastmemory = uint32_t{64} << 10, mergedrecords = 8, sortedrecords = 48;
 
 } // namespace
 
@@ -16,8 +17,8 @@ rebuilder::rebuilder(const jobplan &planned)
     : plan(planned), sorts(plan.view.text && plan.shape.end == lineend::crlf),
       what(sorts ? plan.engine : planmerge(plan, 1)) {
     KVRNPRIM &prim = what.prim;
-    if (!sorts)
-        prim.memsize = std::min(prim.memsize, leastmemory + longrecords * prim.reclen);
+    const uint32_t least = leastmemory + (sorts ? sortedrecords : mergedrecords) * prim.reclen;
+    prim.memsize = sorts ? std::max(prim.memsize, least) : least; // whatever -S says
 }
 
 void rebuilder::start() {

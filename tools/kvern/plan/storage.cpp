@@ -21,7 +21,8 @@ constexpr uint64_t sessioninput = 150 * megabyte; // that still makes few string
 constexpr uint64_t leastinput = megabyte;         // that is worth a session
 constexpr uint64_t leastshare = megabyte;         // of -S, that is worth a session
 constexpr uint64_t machineshare = 8;
-constexpr size_t otherfiles = 2; // the output, and what the system opens
+constexpr uint64_t recordsheld = 48; // at least, by a session, beside its tables
+constexpr size_t otherfiles = 2;     // the output, and what the system opens
 
 uint64_t partsof(uint64_t whole, uint64_t part) {
     return (whole + part - 1) / part;
@@ -112,6 +113,15 @@ storageplan planstorage(const joboptions &options, std::vector<inputsource> &sou
     const uint64_t share = given != 0 ? given / plan.sessions : largeststorage;
     plan.memory = static_cast<uint32_t>(std::clamp<uint64_t>(share, KVRN_MEM_MIN, largeststorage));
     return plan;
+}
+
+void heedlength(storageplan &plan, uint32_t longest) {
+    const uint64_t all = plan.sessions * uint64_t{plan.memory};
+    const uint64_t least = leaststorage + recordsheld * uint64_t{longest};
+    if (plan.memory >= least)
+        return;
+    plan.sessions = evenly(all / least, plan.jobs);
+    plan.memory = static_cast<uint32_t>(std::min(all / plan.sessions, largeststorage));
 }
 
 uint32_t singlestorage(const joboptions &options) {

@@ -19,6 +19,9 @@ struct storageplan {
 // Looks at the beginnings of streams that are sorted.  Tells where -S is not followed.
 storageplan planstorage(const joboptions &options, std::vector<inputsource> &sources);
 
+// Fewer sessions where a share of the storage does not do for records of this length.
+void heedlength(storageplan &plan, uint32_t longest);
+
 // Of a session that is alone.
 uint32_t singlestorage(const joboptions &options);
 

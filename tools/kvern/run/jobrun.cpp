@@ -121,6 +121,8 @@ void runjob(const joboptions &options) {
     if (!options.explain)
         keepstreams(options, plan, sources, storage);
     finishplan(options, sources, storage.jobs, plan);
+    if (options.kind == jobkind::sort)
+        heedlength(storage, plan.engine.prim.reclen);
     if (options.explain) {
         explainsession(options, sources, plan, storage);
         return;
