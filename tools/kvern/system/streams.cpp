@@ -4,6 +4,7 @@
 #include "kvern/system/signals.h"
 #include "shared/filecalls.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -18,6 +19,7 @@
 #endif
 #include <windows.h>
 #else
+#include <poll.h>
 #include <sys/resource.h>
 #include <unistd.h>
 #endif
@@ -120,10 +122,18 @@ size_t countfree(size_t wanted) {
     struct rlimit limit;
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
         return wanted;
+    struct pollfd asked[128] = {}; // in one call
     size_t found = 0;
-    for (rlim_t one = 0; one < limit.rlim_cur && one < INT_MAX && found < wanted; ++one)
-        found += fcntl(static_cast<int>(one), F_GETFD) < 0 ? 1 : 0;
-    return found;
+    for (rlim_t first = 0; first < limit.rlim_cur && first < INT_MAX && found < wanted;) {
+        size_t count = 0;
+        for (; count < std::size(asked) && first < limit.rlim_cur; ++count)
+            asked[count].fd = static_cast<int>(first++);
+        if (poll(asked, count, 0) < 0)
+            return wanted;
+        for (size_t i = 0; i < count; ++i)
+            found += (asked[i].revents & POLLNVAL) != 0 ? 1 : 0;
+    }
+    return std::min(found, wanted);
 }
 bool opentowrite(int descriptor) {
     const int flags = fcntl(descriptor, F_GETFL);
