@@ -85,16 +85,15 @@ session::session(const description &what, uint32_t &sumstop)
         look(workbetween);
     } catch (...) {
         // The destructor of a half-made object does not run.
-        if (watcher != nullptr)
-            watcher->finish(&sess);
+        tellend();
         kvrnclse(version, &link, &prim, &sess);
         throw;
     }
 }
 
 session::~session() {
-    if (open && watcher != nullptr)
-        watcher->finish(&sess);
+    if (open)
+        tellend();
     closeopen(this);
 }
 
@@ -110,7 +109,20 @@ void session::look(uint32_t work) {
     if (watcher == nullptr || unseen < workbetween)
         return;
     watcher->look(&sess);
+    tellfed();
     unseen = 0;
+}
+
+void session::tellfed() {
+    if (untold != 0)
+        watcher->fed(std::exchange(untold, 0));
+}
+
+void session::tellend() {
+    if (watcher == nullptr)
+        return;
+    tellfed();
+    watcher->finish(&sess);
 }
 
 // A stop shows as a failure without a detail, or as result 1 of the open.
@@ -164,6 +176,7 @@ bool session::step(const char *input, size_t inputlength, const void **data, uin
     sess.reclen = static_cast<uint32_t>(inputlength);
     const int result = kvrnmrge(&sess);
     check("kvrnmrge", result);
+    untold += inputlength;
     look(sess.outlen);
     *data = sess.outaddr;
     *length = sess.outlen;
@@ -181,8 +194,8 @@ bool session::key(std::string_view record) {
     if (probed.empty())
         probed.resize(keybytes());
     auto room = static_cast<unsigned>(probed.size());
-    const int result = kvrnkey(&sess, record.data(), static_cast<unsigned>(record.size()),
-                               probed.data(), &room);
+    const int result =
+        kvrnkey(&sess, record.data(), static_cast<unsigned>(record.size()), probed.data(), &room);
     if (result < 0)
         failprobe("kvrnkey");
     return result == 0;
@@ -200,8 +213,7 @@ void session::failprobe(const char *call) {
 }
 
 void session::close() {
-    if (watcher != nullptr)
-        watcher->finish(&sess);
+    tellend();
     open = false;
     check("kvrnclse", kvrnclse(version, &link, &prim, &sess));
 }

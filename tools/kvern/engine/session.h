@@ -103,11 +103,14 @@ class session {
     uint32_t &sumstopped;
     watch *watcher;
     uint32_t unseen = 0;
+    uint64_t untold = 0; // bytes that a merge took
     std::string probed;
     cleanup closing{closeopen, this};
 
     static void closeopen(void *self);
     void look(uint32_t work);
+    void tellfed();
+    void tellend();
     void check(const char *call, int result);
     [[noreturn]] void failprobe(const char *call);
 };

@@ -54,7 +54,7 @@ watch::~watch() {
 }
 
 const char *watch::nameof(size_t phase) {
-    constexpr const char *names[phases] = {"opening", "input", "ordering", "output", "passing"};
+    constexpr const char *names[phases] = {"looking", "input", "ordering", "output", "passing"};
     return names[phase];
 }
 
@@ -73,6 +73,13 @@ void watch::reach(size_t phase, clock::time_point now) {
     times[current] += now - since;
     since = now;
     current = phase;
+}
+
+void watch::looked(uint64_t bytes) {
+    const clock::time_point now = clock::now();
+    const std::lock_guard<std::mutex> held(lock);
+    lookedbytes += bytes;
+    display(now);
 }
 
 void watch::fed(uint64_t bytes) {
@@ -119,9 +126,10 @@ double watch::outshare() const {
 std::string watch::progress(clock::time_point now) const {
     std::string text = std::string("kvern: ") + nameof(current);
     const bool out = current == KVRN_PHASE_OUTPUT, known = out || inputbytes != 0;
-    if (fedbytes == 0 || current == KVRN_PHASE_ORDER)
+    const bool ahead = current == KVRN_PHASE_OPENING;
+    const double fed = static_cast<double>(ahead ? lookedbytes : fedbytes);
+    if (fed == 0 || current == KVRN_PHASE_ORDER)
         return text;
-    const double fed = static_cast<double>(fedbytes);
     const double share = out     ? outshare()
                          : known ? std::min(fed / static_cast<double>(inputbytes), 1.0)
                                  : 0;
@@ -134,10 +142,10 @@ std::string watch::progress(clock::time_point now) const {
     if (passed < soon)
         return text;
     text += ", " + std::to_string(static_cast<uint64_t>(bytes / million / passed)) + " MB/s";
-    if (share <= 0)
+    if (share <= 0 || ahead)
         return text;
-    // What goes out takes about as long as it took to come in.
-    const double more = !out && turns > 1 ? passed / share : 0;
+    // What goes out takes about half the time that it takes to come in.
+    const double more = !out && turns > 1 ? passed / share / 2 : 0;
     return text + timeleft(passed / share - passed + more);
 }
 

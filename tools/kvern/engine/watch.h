@@ -27,8 +27,10 @@ class watch {
     watch(const watch &) = delete;
     watch &operator=(const watch &) = delete;
 
-    // Bytes of all inputs, 0: not known; and what was read of them.
+    // Bytes of all inputs, 0: not known; what was looked at before the sessions, and what
+    // was read for them.
     void expect(uint64_t bytes) { inputbytes = bytes; }
+    void looked(uint64_t bytes);
     void fed(uint64_t bytes);
 
     void look(KVRNSESS *sess);
@@ -51,7 +53,7 @@ class watch {
     clock::time_point begin = clock::now(), since = begin, shownat = begin;
     size_t current = KVRN_PHASE_OPENING;
     std::array<clock::duration, phases> times{};
-    uint64_t inputbytes = 0, fedbytes = 0;
+    uint64_t inputbytes = 0, fedbytes = 0, lookedbytes = 0;
     size_t shownlength = 0;
     std::map<const KVRNSESS *, KVRNSTAT> open; // as they were last seen
     KVRNSTAT ended{};

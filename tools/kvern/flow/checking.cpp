@@ -129,14 +129,13 @@ class checker {
 
     void work() {
         partcheck records(job, parts);
+        const atlast told(crew, [&] { records.tell(job.counts); });
         order.take(
             [&](part &one) {
                 records.take(one);
                 job.seen.fed(one.filled);
             },
             [&](part &one) { records.end(one, ahead, any); }, [](const part &) {});
-        const std::lock_guard<std::mutex> held(crew.lock);
-        records.tell(job.counts);
     }
 };
 

@@ -158,6 +158,7 @@ class copier {
 
     void work() {
         partcopy records(job, parts);
+        const atlast told(crew, [&] { records.tell(job.counts); });
         std::string_view out;
         uint64_t place = 0;
         order.take(
@@ -175,8 +176,6 @@ class copier {
                 if (placed)
                     job.target->writeat(place, out.data(), out.size());
             });
-        const std::lock_guard<std::mutex> held(crew.lock);
-        records.tell(job.counts);
     }
     void write(std::string_view bytes) {
         if (isblocked(job))

@@ -19,6 +19,10 @@ intake::intake(const flowjob &given, const keyranges &all, bool withprefix)
 
 void intake::work(unsigned worker, const taker &put) {
     router records(job.plan, job.sources, parts, ranges, framed);
+    const atlast told(crew, [&] {
+        job.counts.shorts += records.shorts();
+        job.counts.dropped += records.dropped();
+    });
     schedule::task task;
     while (tasks.next(worker, task)) {
         routedpart &one = task.route != nullptr ? *task.route : *task.put.from;
@@ -34,9 +38,6 @@ void intake::work(unsigned worker, const taker &put) {
         if (task.route == nullptr)
             tasks.putdone(task.put);
     }
-    const std::lock_guard<std::mutex> held(crew.lock);
-    job.counts.shorts += records.shorts();
-    job.counts.dropped += records.dropped();
 }
 
 void intake::route(router &records, routedpart &one) {

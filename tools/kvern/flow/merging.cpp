@@ -171,6 +171,7 @@ class rangemerge {
 
     void work() {
         textscanner tests(form);
+        const atlast told(crew, [&] { job.counts.shorts += tests.shorts(); });
         for (size_t range; take(range);) {
             try {
                 merge(range, tests);
@@ -179,8 +180,6 @@ class rangemerge {
                 throw abandoned{};
             }
         }
-        const std::lock_guard<std::mutex> held(crew.lock);
-        job.counts.shorts += tests.shorts();
     }
     bool take(size_t &range) {
         const std::lock_guard<std::mutex> held(crew.lock);

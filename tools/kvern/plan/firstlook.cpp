@@ -2,9 +2,11 @@
 
 #include "kvern/records/part.h"
 #include "kvern/system/failure.h"
+#include "kvern/system/signals.h"
 #include "kvern/system/team.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace command {
 
@@ -28,20 +30,22 @@ void scanahead(const recordshape &shape, const inputsource &source, textscanner 
     scanner.line(text);
 }
 
-textscanner scanparts(const recordshape &shape, const std::vector<inputsource> &sources,
-                      partreader &parts, team &crew, const textform &form) {
+textscanner scanparts(const looking &at, partreader &parts, team &crew, const textform &form) {
     textscanner scanner(form);
     const auto wanted = [&crew] {
         const std::lock_guard<std::mutex> held(crew.lock);
         return !crew.failed();
     };
     for (part one; wanted() && parts.next(one);) {
-        const inputsource &source = sources[one.source];
+        if (stopwanted())
+            throw stopped{};
+        const inputsource &source = at.sources[one.source];
         scanner.startsource(source);
-        walkrecords(shape, one.bytes(), [&](std::string_view, std::string_view line) {
-            checkfeeds(shape, line, 0, source);
+        walkrecords(at.shape, one.bytes(), [&](std::string_view, std::string_view line) {
+            checkfeeds(at.shape, line, 0, source);
             scanner.line(line);
         });
+        at.seen.looked(one.filled);
         if (one.trouble)
             std::rethrow_exception(one.trouble);
     }
@@ -73,40 +77,44 @@ lineend findlineend(const std::string &eol, std::vector<inputsource> &sources) {
     return lineend::lf;
 }
 
-void scaninorder(const recordshape &shape, std::vector<inputsource> &sources,
-                 textscanner &scanner) {
-    for (inputsource &source : sources) {
+void scaninorder(const looking &at, textscanner &scanner) {
+    uint64_t untold = 0;
+    for (inputsource &source : at.sources) {
         source.rewind();
         scanner.startsource(source);
-        if (source.placed()) {
-            eachline(source, shape, [&](std::string_view text) { scanner.line(text); });
-            source.rewind();
-        } else {
-            scanahead(shape, source, scanner);
+        if (!source.placed()) {
+            scanahead(at.shape, source, scanner);
+            continue;
         }
+        eachline(source, at.shape, [&](std::string_view text) {
+            scanner.line(text);
+            untold += text.size() + 1;
+            if (untold > partbytes)
+                at.seen.looked(std::exchange(untold, 0));
+        });
+        source.rewind();
     }
 }
 
-bool scantogether(const recordshape &shape, std::vector<inputsource> &sources, const textform &form,
-                  textscanner &scanner, unsigned jobs) {
+bool scantogether(const looking &at, const textform &form, textscanner &scanner, unsigned jobs) {
     try {
-        partreader parts(sources, {shape, false, nullptr, true});
+        partreader parts(at.sources, {at.shape, false, nullptr, true});
         team crew(jobs);
         crew.run([&](unsigned) {
             textform mine = form;
             if (form.numbers)
                 mine.numbers = std::make_shared<numbercheck>(*form.numbers);
-            const textscanner seen = scanparts(shape, sources, parts, crew, mine);
+            const textscanner seen = scanparts(at, parts, crew, mine);
             const std::lock_guard<std::mutex> held(crew.lock);
             scanner.add(seen);
             if (form.numbers && !form.numbers->join(*mine.numbers))
                 throw disagreement{};
         });
-        for (inputsource &source : sources) {
+        for (inputsource &source : at.sources) {
             source.rewind();
             scanner.startsource(source);
             if (!source.placed())
-                scanahead(shape, source, scanner);
+                scanahead(at.shape, source, scanner);
         }
     } catch (const failure &) {
         return false;

@@ -222,11 +222,11 @@ bool mustmeasure(const joboptions &options, const jobplan &started) {
 }
 
 void finishplan(const joboptions &options, std::vector<inputsource> &sources, unsigned jobs,
-                jobplan &plan) {
+                watch &seen, jobplan &plan) {
     if (options.explain)
         checkwhole(options, sources);
     if (plan.view.text)
-        plantext(options, sources, jobs, plan);
+        plantext({options, sources, jobs, seen}, plan);
     plancalls(options, plan);
     filltables(plan);
     if (options.kind == jobkind::copy)

@@ -23,9 +23,9 @@ jobplan startplan(const joboptions &options, const recordshape &shape);
 // kept for that.
 bool mustmeasure(const joboptions &options, const jobplan &started);
 
-// What the inputs tell; text is looked at on so many threads.
+// What the inputs tell; text is looked at on so many threads, with somebody looking on.
 void finishplan(const joboptions &options, std::vector<inputsource> &sources, unsigned jobs,
-                jobplan &plan);
+                watch &seen, jobplan &plan);
 
 // The session of a merge of so many inputs, or of a rebuilding copy of one, with records
 // brought and given one by one.

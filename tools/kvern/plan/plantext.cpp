@@ -86,13 +86,6 @@ std::string lineputs(const jobplan &plan, const textscanner &scanner) {
     return scanner.strayreturn() ? end : "\r";
 }
 
-struct textjob {
-    const joboptions &options;
-    std::vector<inputsource> &sources;
-    unsigned jobs;
-    jobplan &plan;
-};
-
 // The steps to a plan are the same for both kinds of text; what fields are is told by one
 // of two.
 class textplan {
@@ -121,9 +114,8 @@ class textplan {
     }
 
   protected:
-    textplan(const textjob &given, uint8_t fieldmode)
-        : options(given.options), plan(given.plan), sources(given.sources), jobs(given.jobs),
-          mode(fieldmode) {}
+    textplan(const textjob &given, jobplan &planned, uint8_t fieldmode)
+        : options(given.options), plan(planned), job(given), mode(fieldmode) {}
 
     const joboptions &options;
     jobplan &plan;
@@ -138,13 +130,12 @@ class textplan {
     virtual uint64_t settlefields(uint64_t content, const textscanner &seen) = 0;
 
   private:
-    std::vector<inputsource> &sources;
-    unsigned jobs;
+    const textjob &job;
     uint8_t mode;
     bool measured = false; // the longest line is known
 
     bool allknown() const {
-        return std::all_of(sources.begin(), sources.end(),
+        return std::all_of(job.sources.begin(), job.sources.end(),
                            [](const inputsource &one) { return one.placed() || one.aheadisall(); });
     }
     void setform() {
@@ -169,7 +160,8 @@ class textplan {
         // Lines to come are held against the first ones, by their places.
         if (threads() > 1 && (!form.numbers || plan.allseen)) {
             textscanner scanner(form);
-            if (scantogether(plan.shape, sources, form, scanner, threads()) && settles())
+            if (scantogether({plan.shape, job.sources, job.seen}, form, scanner, threads()) &&
+                settles())
                 return scanner;
             form.numbers = findnumbers();
         }
@@ -178,13 +170,13 @@ class textplan {
     // Small inputs are read before another thread has begun.
     unsigned threads() const {
         uint64_t bytes = 0;
-        for (const inputsource &source : sources)
+        for (const inputsource &source : job.sources)
             bytes += source.placed() ? source.size() : 0;
-        return static_cast<unsigned>(std::min<uint64_t>(jobs, 1 + bytes / (2 * partbytes)));
+        return static_cast<unsigned>(std::min<uint64_t>(job.jobs, 1 + bytes / (2 * partbytes)));
     }
     textscanner lookinorder() {
         textscanner scanner(plan.form);
-        scaninorder(plan.shape, sources, scanner);
+        scaninorder({plan.shape, job.sources, job.seen}, scanner);
         if (plan.form.numbers)
             plan.form.numbers->settle(plan.engine.conditions);
         return scanner;
@@ -258,7 +250,7 @@ class textplan {
 // Fields are places in the line, which has to reach that far.
 class columnplan : public textplan {
   public:
-    explicit columnplan(const textjob &given) : textplan(given, KVRN_COLUMNS) {}
+    columnplan(const textjob &given, jobplan &planned) : textplan(given, planned, KVRN_COLUMNS) {}
 
   private:
     void choosefields() override { needleast(plan); }
@@ -281,7 +273,7 @@ class columnplan : public textplan {
 // Fields have numbers, and widths that the lines tell.
 class fieldplan : public textplan {
   public:
-    explicit fieldplan(const textjob &given) : textplan(given, KVRN_FIELDS) {
+    fieldplan(const textjob &given, jobplan &planned) : textplan(given, planned, KVRN_FIELDS) {
         plan.joint = options.separator.empty() ? " " : options.separator;
     }
 
@@ -353,13 +345,11 @@ class fieldplan : public textplan {
 
 } // namespace
 
-void plantext(const joboptions &options, std::vector<inputsource> &sources, unsigned jobs,
-              jobplan &plan) {
-    const textjob job{options, sources, jobs, plan};
+void plantext(const textjob &job, jobplan &plan) {
     if (plan.view.byfield)
-        fieldplan(job).make();
+        fieldplan(job, plan).make();
     else
-        columnplan(job).make();
+        columnplan(job, plan).make();
 }
 
 } // namespace command

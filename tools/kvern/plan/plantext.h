@@ -1,6 +1,7 @@
 // Text: how long lines and fields are, what a key has room for.
 #pragma once
 
+#include "kvern/engine/watch.h"
 #include "kvern/plan/jobplan.h"
 #include "kvern/records/inputs.h"
 
@@ -8,8 +9,12 @@
 
 namespace command {
 
-// On so many threads.
-void plantext(const joboptions &options, std::vector<inputsource> &sources, unsigned jobs,
-              jobplan &plan);
+struct textjob {
+    const joboptions &options;
+    std::vector<inputsource> &sources;
+    unsigned jobs; // threads
+    watch &seen;
+};
+void plantext(const textjob &job, jobplan &plan);
 
 } // namespace command

@@ -118,17 +118,17 @@ void runjob(const joboptions &options) {
     if (!options.explain && options.kind != jobkind::check && options.kind != jobkind::deal)
         target.emplace(output, options.tempdirs, identities);
     storageplan storage = planstorage(options, sources);
-    if (!options.explain)
-        keepstreams(options, plan, sources, storage);
-    finishplan(options, sources, storage.jobs, plan);
-    if (options.kind == jobkind::sort)
-        heedlength(storage, plan.engine.prim.reclen);
+    watch seen(modeof(options), options.kind == jobkind::sort ? 2 : 1);
+    const auto finish = [&] {
+        finishplan(options, sources, storage.jobs, seen, plan);
+        if (options.kind == jobkind::sort)
+            heedlength(storage, plan.engine.prim.reclen);
+    };
     if (options.explain) {
+        finish();
         explainsession(options, sources, plan, storage);
         return;
     }
-    watch seen(modeof(options), options.kind == jobkind::sort ? 2 : 1);
-    seen.expect(bytesof(sources));
     tallies counts;
     const flowjob job{options, plan, sources, storage, header, seen, target ? &*target : nullptr,
                       counts};
@@ -138,6 +138,9 @@ void runjob(const joboptions &options) {
             printstatistics(job, done);
     };
     try {
+        keepstreams(options, plan, sources, storage);
+        seen.expect(bytesof(sources));
+        finish();
         perform(job);
         if (target)
             place(job);

@@ -56,4 +56,21 @@ class team {
     void attempt(const std::function<void(unsigned)> &work, unsigned number) noexcept;
 };
 
+// What is done under the lock when a thread's work is left, however that is.
+template <typename Work>
+class atlast {
+  public:
+    atlast(team &all, Work what) : crew(all), work(what) {}
+    ~atlast() {
+        const std::lock_guard<std::mutex> held(crew.lock);
+        work();
+    }
+    atlast(const atlast &) = delete;
+    atlast &operator=(const atlast &) = delete;
+
+  private:
+    team &crew;
+    Work work;
+};
+
 } // namespace command
