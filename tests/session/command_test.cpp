@@ -260,7 +260,7 @@ TEST_F(command, passes_streams_of_any_length) {
 #if !defined(_WIN32)
 TEST_F(command, completes_in_bash) {
     const std::pair<std::string, const char *> offered[] = {
-        {"help ''", "sort merge copy check"},
+        {"help ''", "sort merge copy check deal"},
         {"sort --eol c", "crlf cr"},
         {"sort in --color = al", "always"},
         {"copy --rev", ""},
