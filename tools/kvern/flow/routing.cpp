@@ -37,8 +37,9 @@ void router::choose(routedpart &one) {
     one.slices.assign(ranges.count(), {});
     one.records.assign(ranges.count(), 0);
     const bool tested = !tests.begin(one.read) || (plan.allseen && !plan.form.dropshort);
-    if (asitis && plan.shape.kind == formkind::fixed) {
-        one.records[0] = one.read.filled / plan.shape.length;
+    if (asitis && tested) {
+        if (plan.shape.kind == formkind::fixed)
+            one.records[0] = one.read.filled / plan.shape.length;
         return;
     }
     walkrecords(plan.shape, one.read.bytes(), [&](std::string_view raw, std::string_view data) {

@@ -61,6 +61,13 @@ uint64_t storagegiven(const joboptions &options, const machinefacts &machine) {
     return std::clamp(bytes, leaststorage, most);
 }
 
+// A session's storage costs time where it is laid out: no more than keeps that much input
+// in core, whatever its records look like.
+uint32_t enoughfor(uint64_t bytes) {
+    constexpr uint64_t mostgrowth = 12; // of records as short as a line of one byte
+    return static_cast<uint32_t>(std::min(4 * leaststorage + mostgrowth * bytes, largeststorage));
+}
+
 // What the room of descriptors leaves: a session has a temporary file in each directory.
 size_t mostopen(const joboptions &options, const std::vector<inputsource> &sources, unsigned jobs,
                 size_t sessions) {
@@ -102,7 +109,7 @@ storageplan planstorage(const joboptions &options, std::vector<inputsource> &sou
     const uint64_t bytes = bytesof(options, sources);
     // Where a thread would have next to nothing to do, asking takes longer than the work.
     if (bytes != 0 && bytes <= leastinput && options.jobs == 0 && options.memory.empty())
-        return {1, 1, KVRN_MEM_MAX};
+        return {1, 1, enoughfor(bytes)};
     const machinefacts machine = inspectmachine();
     storageplan plan;
     plan.jobs = options.jobs != 0 ? options.jobs : std::min(machine.cores, defaultjobs);
@@ -110,7 +117,9 @@ storageplan planstorage(const joboptions &options, std::vector<inputsource> &sou
     const uint64_t wanted = sessionsof(options, given, bytes, plan.jobs, machine);
     const size_t open = mostopen(options, sources, plan.jobs, static_cast<size_t>(wanted));
     plan.sessions = evenly(std::min<uint64_t>(wanted, open), plan.jobs);
-    const uint64_t share = given != 0 ? given / plan.sessions : largeststorage;
+    const uint64_t share = given != 0   ? given / plan.sessions
+                           : bytes != 0 ? enoughfor(partsof(bytes, plan.sessions))
+                                        : largeststorage;
     plan.memory = static_cast<uint32_t>(std::clamp<uint64_t>(share, KVRN_MEM_MIN, largeststorage));
     return plan;
 }
