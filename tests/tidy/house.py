@@ -10,7 +10,7 @@ FLOORS = """src/session/call src/session/run src/param src/merge/copy src/merge 
     src/sort/external src/merge/sum src/select src/file/bind src/file/manager src/file/plain
     src/file/indexed src/file src/sort/convert src/key/text src/key src/key/encode
     src/sort/record src/sort/incore src/session src/platform
-    tools/kvern tools/kvern/manual tools/kvern/run tools/kvern/plan tools/kvern/options
+    tools/kvern tools/kvern/manual tools/kvern/run tools/kvern/flow tools/kvern/plan tools/kvern/options
     tools/kvern/engine tools/kvern/records tools/kvern/syntax tools/kvern/system tools/fmgr
     tools/shared""".split()
 # Header-only parts of the standard library, with which the engine links nothing.
