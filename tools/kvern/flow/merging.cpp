@@ -19,13 +19,14 @@ namespace command {
 namespace {
 
 constexpr uint64_t aheadathread = uint64_t{512} << 10; // bytes of output that may wait
-constexpr uint64_t rangebytes = uint64_t{1} << 20;
-constexpr uint64_t mostslices = 16384; // of all inputs and ranges
-constexpr size_t leastread = size_t{4} << 10, readathread = size_t{1} << 20;
+constexpr uint64_t rangebytes = uint64_t{1} << 20;     // half of what waits, so that two do
+constexpr uint64_t mostslices = 16384;                 // of all inputs and ranges
+constexpr size_t leastread = size_t{4} << 10, mostread = size_t{32} << 10;
+constexpr size_t readathread = size_t{1} << 20, readalone = size_t{16} << 20;
 constexpr uint64_t leastmemory = uint64_t{64} << 10;
 
-size_t readroom(size_t inputs, size_t all) {
-    return std::clamp(all / inputs, leastread, recordreader::usualroom);
+size_t readroom(size_t inputs, size_t all, size_t most) {
+    return std::clamp(all / inputs, leastread, most);
 }
 
 // What records are tested for: nothing is left of fixed ones, and of others only which of
@@ -47,7 +48,7 @@ class wholemerge {
     // `out` null: to be told what is wrong with the inputs.
     wholemerge(const flowjob &given, recordsink *to)
         : job(given), plan(given.plan), out(to), form(formof(plan, true)) {
-        const size_t room = readroom(job.sources.size(), 16 * readathread);
+        const size_t room = readroom(job.sources.size(), readalone, recordreader::usualroom);
         intakes.reserve(job.sources.size());
         for (inputsource &source : job.sources) {
             source.rewind();
@@ -95,6 +96,7 @@ class wholemerge {
         session engine(what, sumstop);
         exchange records(engine, plan, intakes);
         std::string_view record;
+        gathering whole([this](const void *data, size_t length) { out->write(data, length); });
         while (records.next(record)) {
             checksum();
             if (out == nullptr)
@@ -102,9 +104,10 @@ class wholemerge {
             if (plan.shape.kind == formkind::variable)
                 out->put(record.data(), record.size());
             else
-                out->write(record.data(), record.size());
+                whole.write(record.data(), record.size());
         }
         checksum();
+        whole.flush();
         engine.close();
     }
     // A sum that stopped ends the run unless a warning is enough.
@@ -215,28 +218,33 @@ class rangemerge {
         all.reserve(inputs.size());
         for (const size_t input : inputs)
             all.emplace_back(recordreader(job.sources[input], plan.shape, cuts.slice(input, range),
-                                          readroom(inputs.size(), readathread)),
+                                          readroom(inputs.size(), readathread, mostread)),
                              wantstests(plan) ? &tests : nullptr, form.dropshort);
         return all;
     }
 
-    // Pages of a session that are not touched cost nothing, but large ones are touched whole.
-    uint32_t memoryfor(size_t inputs) const {
-        const uint64_t record = 4 * (uint64_t{prototype.prim.reclen} + internalroom / 8);
-        return static_cast<uint32_t>(
-            std::min<uint64_t>(job.storage.memory, leastmemory + (inputs + 2) * record));
+    // What a merge of few bytes needs is less by far than it may have, and is had sooner.
+    void open(std::optional<session> &engine, size_t inputs, uint32_t &sumstop) const {
+        description what = prototype;
+        what.prim.mergecnt = static_cast<uint32_t>(inputs);
+        const uint64_t enough = leastmemory + (inputs + 2) * (4 * uint64_t{what.prim.reclen} + 512);
+        what.prim.memsize = static_cast<uint32_t>(std::min<uint64_t>(job.storage.memory, enough));
+        try {
+            engine.emplace(what, sumstop);
+        } catch (const enginefailure &) {
+            what.prim.memsize = job.storage.memory;
+            engine.emplace(what, sumstop);
+        }
     }
 
     void pass(size_t range, textscanner &tests, const gathering::writer &to) {
         std::vector<recordintake> intakes = intakesof(range, tests);
         if (intakes.empty())
             return;
-        description what = prototype;
-        what.prim.mergecnt = static_cast<uint32_t>(intakes.size());
-        what.prim.memsize = memoryfor(intakes.size());
         uint32_t sumstop = 0;
-        session engine(what, sumstop);
-        exchange merged(engine, plan, intakes);
+        std::optional<session> engine;
+        open(engine, intakes.size(), sumstop);
+        exchange merged(*engine, plan, intakes);
         gathering out(to);
         std::string_view record;
         while (sumstop == 0 && merged.next(record)) {
@@ -244,7 +252,7 @@ class rangemerge {
             ++records[range];
         }
         if (sumstop == 0)
-            engine.close();
+            engine->close();
         if (sumstop != 0)
             throw sumended{sumstop, false};
         out.flush();
