@@ -1,4 +1,8 @@
 // What the flows of all verbs are given, and what they tell.
+//
+// In this folder: records on their way from parts of the inputs to the output, by all
+// threads of a job.  Left to others: how parts are read (records/part), what a session is
+// opened with (plan), where the output ends up (run).  One routine for each verb.
 #pragma once
 
 #include "kvern/engine/watch.h"

@@ -1,10 +1,9 @@
-// `kvern sort`, `merge`, `copy` and `check`: plans a session, runs it, and puts the engine's
-// failures in the user's words.
+// `kvern sort`, `merge`, `copy`, `check` and `deal`: plans a job, has its records flow, and
+// puts the engine's failures in the user's words.
 //
 // In this folder: what is done once the options are known.  Left to others: what a
-// description means (syntax), who reads and writes (plan), single records (records), the
-// calls of the engine (engine).  In order: the inputs opened, planjob, a job or a merge by
-// groups, the statistics.
+// description means (syntax, plan), the way of the records (flow).  In order: the inputs
+// opened, the plan, the flow of the verb, the output put in its place, the statistics.
 #pragma once
 
 #include "kvern/options/joboptions.h"
