@@ -1,10 +1,10 @@
 // Raw records to internal records and back.
 //
 // Here: the eight `encode` routines by record form (intake, rebuild), the way out
-// (emit), and the walk over the key table that both end in (rowrun.h).  Left to others:
-// what a row of the table does (key/encode), where a record ends in its block
-// (sort/record).  A set-up calls wireencode and layoutwork, and before records go out
-// wireemit or chooseplain.
+// (emit), the walk over the key table that both end in (rowrun.h), and the key alone of a
+// record that stays outside (probe).  Left to others: what a row of the table does
+// (key/encode), where a record ends in its block (sort/record).  A set-up calls wireencode,
+// wireprobe and layoutwork, and before records go out wireemit or chooseplain.
 #pragma once
 
 #include "session/workspace.h"
