@@ -108,19 +108,17 @@ class partcheck {
 class checker {
   public:
     explicit checker(const flowjob &given)
-        : job(given), inorder(given.plan.form),
-          parts(given.sources, {given.plan.shape, given.plan.form.dropshort,
-                                given.plan.testsinorder() ? &inorder : nullptr}),
+        : job(given), parts(given.sources, {given.plan.shape, given.plan.form.dropshort}),
           crew(threadsfor(given.sources, given.storage.jobs)), order(crew, parts) {}
 
     void run() {
         crew.run([this](unsigned) { work(); });
-        job.counts.shorts += inorder.shorts() + parts.torn();
+        job.counts.shorts += parts.torn();
     }
 
   private:
     const flowjob &job;
-    textscanner inorder; // of lines that have to be tested in their order
+
     partreader parts;
     team crew;
     turns order;

@@ -129,9 +129,7 @@ class partcopy {
 class copier {
   public:
     explicit copier(const flowjob &given)
-        : job(given), inorder(given.plan.form),
-          parts(given.sources, {given.plan.shape, given.plan.form.dropshort,
-                                given.plan.testsinorder() ? &inorder : nullptr}),
+        : job(given), parts(given.sources, {given.plan.shape, given.plan.form.dropshort}),
           crew(threadsfor(given.sources, given.storage.jobs)), order(crew, parts),
           sink(sinkof(given)), placed(job.target->placeable() && !isblocked(job)) {}
 
@@ -142,13 +140,13 @@ class copier {
             sink.write(job.header.data(), job.header.size());
         end = job.header.size();
         crew.run([this](unsigned) { work(); });
-        job.counts.shorts += inorder.shorts() + parts.torn();
+        job.counts.shorts += parts.torn();
         sink.finish();
     }
 
   private:
     const flowjob &job;
-    textscanner inorder; // of lines that have to be tested in their order
+
     partreader parts;
     team crew;
     turns order;

@@ -11,9 +11,8 @@ constexpr size_t partsathread = 4; // that are read, routed or wait
 } // namespace
 
 intake::intake(const flowjob &given, const keyranges &all, bool withprefix)
-    : job(given), ranges(all), framed(withprefix), inorder(given.plan.form),
-      parts(given.sources, {given.plan.shape, given.plan.form.dropshort,
-                            given.plan.testsinorder() ? &inorder : nullptr}),
+    : job(given), ranges(all), framed(withprefix),
+      parts(given.sources, {given.plan.shape, given.plan.form.dropshort}),
       crew(threadsfor(given.sources, given.storage.jobs)),
       tasks(crew, all.count(), partsathread * crew.threads()) {}
 
@@ -51,7 +50,7 @@ void intake::route(router &records, routedpart &one) {
 }
 
 void intake::tell() {
-    job.counts.shorts += inorder.shorts() + parts.torn();
+    job.counts.shorts += parts.torn();
     if (ranges.count() > 1)
         job.counts.ranges = tasks.counts();
 }

@@ -27,7 +27,7 @@ class intake {
     const flowjob &job;
     const keyranges &ranges;
     bool framed;
-    textscanner inorder; // of lines that have to be tested in their order
+
     partreader parts;
     team crew;
     schedule tasks;

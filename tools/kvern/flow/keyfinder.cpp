@@ -15,9 +15,7 @@ constexpr size_t lookbytes = size_t{4} << 10; // that are read at once, at least
 } // namespace
 
 keyfinder::keyfinder(const jobplan &planned)
-    : plan(planned), probe(probing(planned), unused), form(planned.form), tests(form) {
-    form.numbers.reset();
-}
+    : plan(planned), probe(probing(planned), unused), tests(planned.form) {}
 
 // From there on all that is at hand, so many bytes but at the end of the input.
 std::string_view keyfinder::look(inputsource &source, uint64_t from, size_t least) {
@@ -81,7 +79,7 @@ bool keyfinder::findkept(inputsource &source, uint64_t from, uint64_t to) {
             return false;
         found = at;
         behind = std::min(at + raw.size(), source.size());
-        if (form.dropshort && !tests.line(raw.substr(0, raw.size() - end)))
+        if (plan.form.dropshort && !tests.line(raw.substr(0, raw.size() - end)))
             continue;
         if (probe.key(raw))
             return true;

@@ -31,7 +31,7 @@ class keyfinder {
     const jobplan &plan;
     uint32_t unused = 0;
     session probe;
-    textform form;
+
     textscanner tests;
     const inputsource *held = nullptr;
     uint64_t base = 0;

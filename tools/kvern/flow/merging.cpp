@@ -34,28 +34,21 @@ size_t readroom(size_t inputs, size_t all, size_t most) {
 bool wantstests(const jobplan &plan) {
     return plan.shape.kind != formkind::fixed && (!plan.allseen || plan.form.dropshort);
 }
-textform formof(const jobplan &plan, bool inorder) {
-    textform form = plan.form;
-    if (plan.allseen || !inorder)
-        form.numbers.reset();
-    return form;
-}
 
 // ---- one session ----------------------------------------------------------------------
 
 class wholemerge {
   public:
     // `out` null: to be told what is wrong with the inputs.
-    wholemerge(const flowjob &given, recordsink *to)
-        : job(given), plan(given.plan), out(to), form(formof(plan, true)) {
+    wholemerge(const flowjob &given, recordsink *to) : job(given), plan(given.plan), out(to) {
         const size_t room = readroom(job.sources.size(), readalone, recordreader::usualroom);
         intakes.reserve(job.sources.size());
         for (inputsource &source : job.sources) {
             source.rewind();
-            textscanner &tests = scanners.emplace_back(form);
+            textscanner &tests = scanners.emplace_back(plan.form);
             tests.startsource(source);
             intakes.emplace_back(recordreader(source, plan.shape, room),
-                                 wantstests(plan) ? &tests : nullptr, form.dropshort);
+                                 wantstests(plan) ? &tests : nullptr, plan.form.dropshort);
         }
     }
 
@@ -83,7 +76,6 @@ class wholemerge {
     const flowjob &job;
     const jobplan &plan;
     recordsink *out;
-    textform form;
     std::deque<textscanner> scanners;
     std::vector<recordintake> intakes;
     uint32_t sumstop = 0;
@@ -129,8 +121,8 @@ void mergewhole(const flowjob &job) {
 class rangemerge {
   public:
     rangemerge(const flowjob &given, const mergecuts &all, unsigned threads)
-        : job(given), plan(given.plan), cuts(all), form(formof(plan, false)),
-          prototype(planmerge(plan, given.sources.size())), crew(threads),
+        : job(given), plan(given.plan), cuts(all), prototype(planmerge(plan, given.sources.size())),
+          crew(threads),
           ordered(
               crew, [this](const void *data, size_t length) { job.target->write(data, length); },
               aheadathread * threads),
@@ -151,7 +143,6 @@ class rangemerge {
     const flowjob &job;
     const jobplan &plan;
     const mergecuts &cuts;
-    textform form;
     description prototype;
     team crew;
     lanes ordered;
@@ -173,7 +164,7 @@ class rangemerge {
     }
 
     void work() {
-        textscanner tests(form);
+        textscanner tests(plan.form);
         const atlast told(crew, [&] { job.counts.shorts += tests.shorts(); });
         for (size_t range; take(range);) {
             try {
@@ -219,7 +210,7 @@ class rangemerge {
         for (const size_t input : inputs)
             all.emplace_back(recordreader(job.sources[input], plan.shape, cuts.slice(input, range),
                                           readroom(inputs.size(), readathread, mostread)),
-                             wantstests(plan) ? &tests : nullptr, form.dropshort);
+                             wantstests(plan) ? &tests : nullptr, plan.form.dropshort);
         return all;
     }
 
@@ -268,8 +259,8 @@ class rangemerge {
 unsigned threadsof(const flowjob &job) {
     const jobplan &plan = job.plan;
     const uint64_t memory = uint64_t{job.storage.memory} * job.storage.sessions;
-    const bool inorder = plan.shape.kind == formkind::variable || plan.testsinorder() ||
-                         (!plan.sums.empty() && job.options.warnoverflow);
+    const bool inorder =
+        plan.shape.kind == formkind::variable || (!plan.sums.empty() && job.options.warnoverflow);
     const bool placed =
         std::all_of(job.sources.begin(), job.sources.end(),
                     [](const inputsource &one) { return one.placed() && !one.endsatmark(); });

@@ -1,5 +1,4 @@
-// What every record of a part is tested for ahead of a session, by one thread.  Numbers
-// are none of it: they hang together over all records, and were looked at in order.
+// What every record of a part is tested for ahead of a session, by one thread.
 #pragma once
 
 #include "kvern/plan/jobplan.h"
@@ -15,14 +14,14 @@ namespace command {
 class parttests {
   public:
     parttests(const jobplan &plan, const std::vector<inputsource> &inputs)
-        : shape(plan.shape), sources(inputs), form(withoutnumbers(plan.form)), scanner(form) {}
+        : shape(plan.shape), sources(inputs), scanner(plan.form) {}
 
     // False: the part needs none.
     bool begin(const part &one) {
         source = &sources[one.source];
         scanner.startsource(*source);
         scanner.behind(one.first - source->skippedrecords());
-        return shape.kind != formkind::fixed && !one.tested;
+        return shape.kind != formkind::fixed;
     }
     // False: it is left out for being short.
     bool pass(std::string_view data) {
@@ -34,14 +33,9 @@ class parttests {
   private:
     const recordshape &shape;
     const std::vector<inputsource> &sources;
-    textform form;
+
     textscanner scanner;
     const inputsource *source = nullptr;
-
-    static textform withoutnumbers(textform all) {
-        all.numbers.reset();
-        return all;
-    }
 };
 
 // Where the work finds a fault in a part whose records were not counted it is done once

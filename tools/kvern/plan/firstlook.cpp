@@ -98,7 +98,7 @@ void scaninorder(const looking &at, textscanner &scanner) {
 
 bool scantogether(const looking &at, const textform &form, textscanner &scanner, unsigned jobs) {
     try {
-        partreader parts(at.sources, {at.shape, false, nullptr, true});
+        partreader parts(at.sources, {at.shape, false, true});
         team crew(jobs);
         crew.run([&](unsigned) {
             textform mine = form;

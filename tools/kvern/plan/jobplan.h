@@ -25,7 +25,7 @@ struct jobplan {
     recordview view;
     recordshape shape;
     textform form; // what every record is tested for; text: its fields too
-    // Every line was looked at: tests can only leave out short ones.
+    // Every line was looked at, where any had to be: tests can only leave out short ones.
     bool allseen = false;
     // What stands behind a line in a merge.  A record cannot end in two bytes there: lines
     // of CR LF end in one of them.
@@ -38,8 +38,6 @@ struct jobplan {
     size_t leadingbytes() const {
         return kind == jobkind::copy && !pieces.empty() ? 1 + joint.size() : 0;
     }
-    // Lines whose numbers are not known yet: each has to be held against those ahead of it.
-    bool testsinorder() const { return form.numbers != nullptr; }
 };
 
 constexpr uint64_t internalroom = 32716; // bytes of key and record together

@@ -200,25 +200,9 @@ jobplan startplan(const joboptions &options, const recordshape &shape) {
     parsefields(options, plan);
     if (!plan.view.text)
         planbytes(options, plan);
+    else if (plan.view.byfield)
+        plan.joint = options.separator.empty() ? " " : options.separator;
     return plan;
-}
-
-// Lines are as long as the longest one in temporary files, and in keys: with room for any
-// line those would be many times the input.  A copy wants to know widths that it brings
-// together and nobody tells, and the decimals of numbers in conditions; and how lines of
-// CR LF are put to a merge depends on what they hold.
-bool mustmeasure(const joboptions &options, const jobplan &started) {
-    if (!started.view.text)
-        return false;
-    const bool copying = options.kind == jobkind::copy;
-    if (options.eol == "crlf" &&
-        (options.kind == jobkind::merge || (copying && options.rebuildgiven)))
-        return true;
-    if (options.maxline != 0)
-        return false;
-    const std::vector<KVRNSELE> &tests = started.engine.conditions.entries;
-    return !copying || (options.rebuildgiven && started.view.byfield) ||
-           std::any_of(tests.begin(), tests.end(), takesnumber);
 }
 
 void finishplan(const joboptions &options, std::vector<inputsource> &sources, unsigned jobs,

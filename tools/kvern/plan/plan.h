@@ -2,7 +2,7 @@
 // be refused without the engine is refused here, in the user's words.
 //
 // Left to others: options that exclude each other (options/optioncheck), and everything
-// once the plan stands (flow).  In order: findshape, startplan, what mustmeasure says kept,
+// once the plan stands (flow).  In order: findshape, startplan, what mustlook says kept,
 // finishplan, and planmerge for each merge.
 #pragma once
 
@@ -18,10 +18,6 @@ recordshape findshape(const joboptions &options, std::vector<inputsource> &sourc
 
 // What the options alone tell.
 jobplan startplan(const joboptions &options, const recordshape &shape);
-
-// All lines have to be looked at before the first session: a stream among the inputs is
-// kept for that.
-bool mustmeasure(const joboptions &options, const jobplan &started);
 
 // What the inputs tell; text is looked at on so many threads, with somebody looking on.
 void finishplan(const joboptions &options, std::vector<inputsource> &sources, unsigned jobs,

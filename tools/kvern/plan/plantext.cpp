@@ -76,6 +76,51 @@ void boundwidths(jobplan &plan, uint64_t reclen) {
     }
 }
 
+bool copiesrebuilt(const jobplan &plan) {
+    return plan.kind == jobkind::copy && !plan.pieces.empty();
+}
+
+// Some width is known only when all lines were looked at.
+bool wantswidths(const jobplan &plan) {
+    const auto any = [](const auto &fields, const auto &nowidth) {
+        return std::any_of(fields.begin(), fields.end(), nowidth);
+    };
+    const auto nowidth = [](const auto &field) { return field.length == 0; };
+    const auto copied = [](const rebuildpiece &one) { return !one.literal && one.length == 0; };
+    if (!plan.view.byfield)
+        return false;
+    return plan.pieces.empty() ? any(plan.keys, nowidth) || any(plan.sums, nowidth)
+                               : any(plan.pieces, copied);
+}
+
+// How lines of CR LF are put to a merge depends on what they hold.
+bool wantsstrays(const jobplan &plan) {
+    return plan.shape.end == lineend::crlf && !plan.shape.guessed &&
+           (plan.kind == jobkind::merge || copiesrebuilt(plan));
+}
+
+// Who takes numbers of the lines; null where nobody does.
+std::shared_ptr<numbercheck> numbersof(const joboptions &options, const jobplan &plan) {
+    auto numbers = std::make_shared<numbercheck>(plan.view, !plan.pieces.empty());
+    for (const keyspec &key : plan.keys)
+        numbers->addkey(key);
+    for (const sumspec &sum : plan.sums)
+        numbers->addsum(sum);
+    if (plan.keys.empty() && plan.kind != jobkind::copy)
+        numbers->addline(options.textoption);
+    numbers->addconditions(plan.engine.conditions);
+    if (numbers->idle())
+        return nullptr;
+    numbers->rebuild(plan.pieces, plan.joint);
+    return numbers;
+}
+
+// Lines are as long as the longest one in temporary files, and in keys: with room for any
+// line those would be many times the input.
+bool mustmeasure(const joboptions &options, const jobplan &plan) {
+    return (options.maxline == 0 && plan.kind != jobkind::copy) || wantswidths(plan);
+}
+
 // What ends a line in a merge.
 std::string lineputs(const jobplan &plan, const textscanner &scanner) {
     std::string end(endbytes(plan.shape.end));
@@ -122,8 +167,6 @@ class textplan {
 
     // What the scanner looks for in each line.
     virtual void choosefields() = 0;
-    // Some width is known only when all lines were looked at.
-    virtual bool wantswidths() const { return false; }
     // Bytes that the description itself asks of a line.
     virtual uint64_t leastlength() const { return 0; }
     // Fields of lines of this length; returns the bytes that sums may add to a line.
@@ -132,7 +175,6 @@ class textplan {
   private:
     const textjob &job;
     uint8_t mode;
-    bool measured = false; // the longest line is known
 
     bool allknown() const {
         return std::all_of(job.sources.begin(), job.sources.end(),
@@ -143,27 +185,23 @@ class textplan {
         form.separator = options.separator;
         form.maxline = options.maxline;
         form.dropshort = options.dropshort;
-        form.looksforstrays = plan.shape.end == lineend::crlf && !plan.shape.guessed &&
-                              (plan.kind == jobkind::merge || copiesrebuilt());
+        form.looksforstrays = wantsstrays(plan);
         if (form.separator.find(endbytes(plan.shape.end)) != std::string::npos)
             refuse("-t " + quoted(form.separator) + " holds the end of a line", "look at --eol");
     }
-    bool copiesrebuilt() const { return plan.kind == jobkind::copy && !plan.pieces.empty(); }
+
     textscanner look() {
         textform &form = plan.form;
-        form.numbers = findnumbers();
-        measured = (options.maxline == 0 && plan.kind != jobkind::copy) || wantswidths();
-        const bool wanted = measured || form.numbers || form.looksforstrays;
-        plan.allseen = wanted && allknown();
-        if (!wanted)
+        form.numbers = numbersof(options, plan);
+        plan.allseen = mustlook(options, plan) && allknown();
+        if (!mustlook(options, plan))
             return textscanner(form);
-        // Lines to come are held against the first ones, by their places.
-        if (threads() > 1 && (!form.numbers || plan.allseen)) {
+        if (threads() > 1) {
             textscanner scanner(form);
             if (scantogether({plan.shape, job.sources, job.seen}, form, scanner, threads()) &&
                 settles())
                 return scanner;
-            form.numbers = findnumbers();
+            form.numbers = numbersof(options, plan);
         }
         return lookinorder();
     }
@@ -190,26 +228,11 @@ class textplan {
         }
         return true;
     }
-    // Who takes numbers of the lines; null where nobody does.
-    std::shared_ptr<numbercheck> findnumbers() const {
-        auto numbers = std::make_shared<numbercheck>(plan.view, !plan.pieces.empty());
-        for (const keyspec &key : plan.keys)
-            numbers->addkey(key);
-        for (const sumspec &sum : plan.sums)
-            numbers->addsum(sum);
-        if (plan.keys.empty() && plan.kind != jobkind::copy)
-            numbers->addline(options.textoption);
-        numbers->addconditions(plan.engine.conditions);
-        if (numbers->idle())
-            return nullptr;
-        numbers->rebuild(plan.pieces, plan.joint);
-        return numbers;
-    }
     // The longest line that comes in.
     uint64_t linelength(const textscanner &seen) const {
         if (options.maxline != 0)
             return options.maxline;
-        if (!measured)
+        if (!mustmeasure(options, plan))
             return copiedline;
         return std::max({seen.longest(), allknown() ? 1 : streammaxline, leastlength()});
     }
@@ -273,9 +296,7 @@ class columnplan : public textplan {
 // Fields have numbers, and widths that the lines tell.
 class fieldplan : public textplan {
   public:
-    fieldplan(const textjob &given, jobplan &planned) : textplan(given, planned, KVRN_FIELDS) {
-        plan.joint = options.separator.empty() ? " " : options.separator;
-    }
+    fieldplan(const textjob &given, jobplan &planned) : textplan(given, planned, KVRN_FIELDS) {}
 
   private:
     // A field of the line that comes in whose width the session needs.
@@ -309,10 +330,7 @@ class fieldplan : public textplan {
         plan.form.fields.push_back(field);
         plan.form.keynames.push_back(name);
     }
-    bool wantswidths() const override {
-        return std::any_of(users.begin(), users.end(),
-                           [](const fielduser &user) { return user.length == 0; });
-    }
+
     uint64_t settlefields(uint64_t content, const textscanner &seen) override {
         for (size_t i = 0; i < users.size(); ++i)
             if (users[i].length == 0)
@@ -344,6 +362,11 @@ class fieldplan : public textplan {
 };
 
 } // namespace
+
+bool mustlook(const joboptions &options, const jobplan &started) {
+    return started.view.text && (mustmeasure(options, started) || wantsstrays(started) ||
+                                 numbersof(options, started) != nullptr);
+}
 
 void plantext(const textjob &job, jobplan &plan) {
     if (plan.view.byfield)

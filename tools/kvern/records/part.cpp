@@ -16,8 +16,7 @@ partreader::partreader(std::vector<inputsource> &inputs, const partrules &given_
     : sources(inputs), rules(given_) {}
 
 bool partreader::byplace(const inputsource &source) const {
-    return source.placed() && rules.shape.kind != formkind::variable && !source.endsatmark() &&
-           rules.tests == nullptr;
+    return source.placed() && rules.shape.kind != formkind::variable && !source.endsatmark();
 }
 
 // Bytes of a part that is read by place.
@@ -35,7 +34,7 @@ void partreader::startpart(part &out) {
     out.offset = place;
     out.first = source.skippedrecords();
     out.counted = true;
-    out.tested = rules.tests != nullptr;
+
     out.trouble = nullptr;
     out.begin = 0;
     out.filled = 0;
@@ -76,18 +75,13 @@ bool partreader::next(part &out) {
 
 // ---- in order -----------------------------------------------------------------------
 
-// A part ends where its records do not follow each other in the input any more: at the end
-// of a block, and where a short one is left out.
+// A part ends where its records do not follow each other in the input any more, at the end
+// of a block.
 bool partreader::framerecords(part &out) {
     while (out.filled < partbytes) {
         if (!reader->next())
             return false;
-        if (rules.tests != nullptr && !rules.tests->line(reader->data())) {
-            if (out.filled != 0)
-                return true;
-            out.first = reader->number();
-            continue;
-        }
+
         const std::string_view raw = reader->raw();
         if (out.filled == 0)
             out.offset = reader->offset() - sources[current].skipped();
@@ -104,11 +98,8 @@ bool partreader::framerecords(part &out) {
 
 bool partreader::frame(part &out) {
     inputsource &source = sources[current];
-    if (!reader) {
+    if (!reader)
         reader = std::make_unique<recordreader>(source, rules.shape);
-        if (rules.tests != nullptr)
-            rules.tests->startsource(source);
-    }
     startpart(out);
     out.first = reader->number();
     bool goeson = false;

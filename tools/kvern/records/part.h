@@ -26,7 +26,7 @@ struct part {
     // their place it is not known: partreader::count tells where it is needed.
     uint64_t first = 0;
     bool counted = true;
-    bool tested = false; // the scanner of the reader saw the records
+
     // What follows the part is no record: to be thrown once its records were looked at.
     std::exception_ptr trouble;
     std::vector<char> room;
@@ -41,8 +41,7 @@ struct part {
 struct partrules {
     const recordshape &shape;
     bool dropshort = false; // a last fixed record that is not whole is left out
-    // Looks at each record in its order, for which no part can be read by place.
-    textscanner *tests = nullptr;
+
     bool placedonly = false; // streams are not touched
 };
 

@@ -3,6 +3,7 @@
 #include "kvern/flow/flowjob.h"
 #include "kvern/options/optioncheck.h"
 #include "kvern/plan/plan.h"
+#include "kvern/plan/plantext.h"
 #include "kvern/plan/storage.h"
 #include "kvern/records/blocks.h"
 #include "kvern/records/headers.h"
@@ -47,7 +48,7 @@ bool mustmeasureblocks(const joboptions &options, const recordshape &shape) {
 void keepstreams(const joboptions &options, const jobplan &plan, std::vector<inputsource> &sources,
                  storageplan &storage) {
     const bool byblocks = mustmeasureblocks(options, plan.shape);
-    const bool measured = mustmeasure(options, plan);
+    const bool measured = mustlook(options, plan);
     const uint32_t share = storage.memory / keptshare;
     bool kept = false;
     for (inputsource &source : sources) {
