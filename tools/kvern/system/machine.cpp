@@ -87,6 +87,8 @@ void heedgroups(const std::string &root, machinefacts &facts) {
             continue;
         const std::string kinds = line.substr(first + 1, second - first - 1);
         const std::string group = line.substr(second + 1);
+        std::string own = mount; // directory, of the first kind
+        own.append("/").append(kinds);
         if (kinds.empty())
             upwards(mount, group, [&](const std::string &at) {
                 facts.cores = std::min(
@@ -94,12 +96,12 @@ void heedgroups(const std::string &root, machinefacts &facts) {
                 facts.memory = std::min(facts.memory, boundof(at + "memory.max"));
             });
         if (holds(kinds, "cpu"))
-            upwards(mount + "/" + kinds, group, [&](const std::string &at) {
+            upwards(own, group, [&](const std::string &at) {
                 facts.cores = std::min(facts.cores, coresof(boundof(at + "cpu.cfs_quota_us"),
                                                             boundof(at + "cpu.cfs_period_us")));
             });
         if (holds(kinds, "memory"))
-            upwards(mount + "/" + kinds, group, [&](const std::string &at) {
+            upwards(own, group, [&](const std::string &at) {
                 facts.memory = std::min(facts.memory, boundof(at + "memory.limit_in_bytes"));
             });
     }
