@@ -161,15 +161,6 @@ bool session::get(const void **data, uint32_t *length) {
     return result == 0;
 }
 
-bool session::getmerged(const void **data, uint32_t *length) {
-    const int result = kvrnmrge(&sess);
-    check("kvrnmrge", result);
-    look(sess.outlen);
-    *data = sess.outaddr;
-    *length = sess.outlen;
-    return result == 0;
-}
-
 bool session::step(const char *input, size_t inputlength, const void **data, uint32_t *length) {
     sess.code = input != nullptr ? KVRN_RECORD : KVRN_END;
     sess.recaddr = const_cast<char *>(input); // the engine only reads it

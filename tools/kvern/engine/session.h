@@ -3,7 +3,7 @@
 //
 // In this folder: all calls of the engine, who looks on (watch), details in words.  Left
 // to others: whose fault a detail is in the user's terms (run/failures).  In order: a
-// session of a description; put and endinput, get, getmerged or step; close.
+// session of a description; put and endinput, get or step, key and keeps; close.
 #pragma once
 
 #include "kvern.h"
@@ -77,8 +77,6 @@ class session {
     void endinput();
     // False at the end of the data.
     bool get(const void **data, uint32_t *length);
-    // The same of a merge from files.
-    bool getmerged(const void **data, uint32_t *length);
     // One step of a merge with the command at both ends: what was wanted goes in, null
     // for the end of an input, and `data` is null where no record comes out.  False at
     // the end of the data.
