@@ -118,7 +118,6 @@ class checker {
 
   private:
     const flowjob &job;
-
     partreader parts;
     team crew;
     turns order;

@@ -146,7 +146,6 @@ class copier {
 
   private:
     const flowjob &job;
-
     partreader parts;
     team crew;
     turns order;

@@ -6,6 +6,8 @@ namespace command {
 
 namespace {
 
+constexpr uint64_t toldatonce = uint64_t{1} << 20;
+
 [[noreturn]] void failorder(const recordreader &record) {
     throw failure{ending::notinorder, record.whichrecord() + " sorts before the one ahead of it",
                   "sort each input first, by the same keys", 40, KVRN_D_ORDER};
@@ -24,11 +26,20 @@ std::string_view exchange::withend(const recordreader &record) {
     return brought;
 }
 
+void exchange::tell() {
+    if (seen != nullptr)
+        seen->fed(untold);
+    untold = 0;
+}
+
 // Without bytes: the input has ended.
 std::string_view exchange::fetch(size_t input) {
     if (!intakes[input].next())
         return {};
     const recordreader &record = intakes[input].record();
+    untold += record.raw().size();
+    if (untold >= toldatonce)
+        tell();
     if (!plan.view.text)
         return record.data();
     return otherend ? withend(record) : record.raw();
@@ -42,8 +53,10 @@ bool exchange::next(std::string_view &record) {
         const size_t input = engine.wanted();
         const std::string_view one = wanted ? fetch(input) : std::string_view();
         try {
-            if (!engine.step(one.data(), one.size(), &data, &length))
+            if (!engine.step(one.data(), one.size(), &data, &length)) {
+                tell();
                 return false;
+            }
         } catch (const enginefailure &what) {
             if (what.detail == KVRN_D_ORDER)
                 failorder(intakes[input].record());

@@ -14,9 +14,11 @@ namespace command {
 
 class exchange {
   public:
-    exchange(session &merge, const jobplan &planned, std::vector<recordintake> &inputs)
-        : engine(merge), plan(planned), intakes(inputs), end(endbytes(planned.shape.end)),
-          otherend(planned.view.text && planned.lineput != end) {}
+    // `looker`: is told of what was read; may be null.
+    exchange(session &merge, const jobplan &planned, std::vector<recordintake> &inputs,
+             watch *looker)
+        : engine(merge), plan(planned), intakes(inputs), seen(looker),
+          end(endbytes(planned.shape.end)), otherend(planned.view.text && planned.lineput != end) {}
 
     // The next record that comes out, a line with its end; false: that was all.  Throws
     // what is wrong with an input, out of order too, with the number of its record.
@@ -26,10 +28,13 @@ class exchange {
     session &engine;
     const jobplan &plan;
     std::vector<recordintake> &intakes;
+    watch *seen;
+    uint64_t untold = 0; // bytes
     std::string_view end;
     bool otherend; // lines end in another byte in the session
     std::string brought, given;
 
+    void tell();
     std::string_view fetch(size_t input);
     std::string_view withend(const recordreader &record);
 };

@@ -14,14 +14,14 @@ namespace command {
 class parttests {
   public:
     parttests(const jobplan &plan, const std::vector<inputsource> &inputs)
-        : shape(plan.shape), sources(inputs), scanner(plan.form) {}
+        : shape(plan.shape), needed(plan.teststaken()), sources(inputs), scanner(plan.form) {}
 
     // False: the part needs none.
     bool begin(const part &one) {
         source = &sources[one.source];
         scanner.startsource(*source);
         scanner.behind(one.first - source->skippedrecords());
-        return shape.kind != formkind::fixed;
+        return needed;
     }
     // False: it is left out for being short.
     bool pass(std::string_view data) {
@@ -32,8 +32,8 @@ class parttests {
 
   private:
     const recordshape &shape;
+    bool needed;
     const std::vector<inputsource> &sources;
-
     textscanner scanner;
     const inputsource *source = nullptr;
 };

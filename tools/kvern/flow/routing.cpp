@@ -36,7 +36,7 @@ void router::choose(routedpart &one) {
     targets.clear();
     one.slices.assign(ranges.count(), {});
     one.records.assign(ranges.count(), 0);
-    const bool tested = !tests.begin(one.read) || (plan.allseen && !plan.form.dropshort);
+    const bool tested = !tests.begin(one.read);
     if (asitis && tested) {
         if (plan.shape.kind == formkind::fixed)
             one.records[0] = one.read.filled / plan.shape.length;

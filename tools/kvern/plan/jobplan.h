@@ -27,6 +27,9 @@ struct jobplan {
     textform form; // what every record is tested for; text: its fields too
     // Every line was looked at, where any had to be: tests can only leave out short ones.
     bool allseen = false;
+    bool teststaken() const {
+        return shape.kind != formkind::fixed && (!allseen || form.dropshort);
+    }
     // What stands behind a line in a merge.  A record cannot end in two bytes there: lines
     // of CR LF end in one of them.
     std::string lineput;

@@ -26,7 +26,6 @@ struct part {
     // their place it is not known: partreader::count tells where it is needed.
     uint64_t first = 0;
     bool counted = true;
-
     // What follows the part is no record: to be thrown once its records were looked at.
     std::exception_ptr trouble;
     std::vector<char> room;
@@ -41,7 +40,6 @@ struct part {
 struct partrules {
     const recordshape &shape;
     bool dropshort = false; // a last fixed record that is not whole is left out
-
     bool placedonly = false; // streams are not touched
 };
 
