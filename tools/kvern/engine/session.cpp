@@ -3,7 +3,6 @@
 #include "kvern/system/failure.h"
 #include "kvern/system/signals.h"
 
-#include <algorithm>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -64,14 +63,8 @@ session::session(const description &what, uint32_t &sumstop)
     auto conditions = tableof<selblock>(what.conditions.entries);
     auto pieces = tableof<rcnblock>(what.pieces);
     KVRNOPT options = {sums.get(), conditions.get(), pieces.get()};
-    kindblock kinds(what.inkinds.size());
-    std::copy(what.inkinds.begin(), what.inkinds.end(), kinds->kind);
-    pathblock infiles = pathsof(what.infiles);
     pathblock workdirs = pathsof(what.workdirs);
     KVRNFILE files{};
-    files.infiles = what.infiles.empty() ? nullptr : infiles.get();
-    files.intypes = kinds.get();
-    files.outfile = what.outfile.empty() ? nullptr : what.outfile.c_str();
     files.workfiles = what.workdirs.empty() ? nullptr : workdirs.get();
 
     // One hook a thread: sessions without one who looks on leave that of the others.

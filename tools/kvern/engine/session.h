@@ -38,7 +38,6 @@ using keyblock = tableblock<KVRNKEY, KVRNKEYE, offsetof(KVRNKEY, entry)>;
 using sumblock = tableblock<KVRNSUM, KVRNSUME, offsetof(KVRNSUM, entry)>;
 using selblock = tableblock<KVRNSEL, KVRNSELE, offsetof(KVRNSEL, entry)>;
 using rcnblock = tableblock<KVRNRCN, KVRNRCNE, offsetof(KVRNRCN, entry)>;
-using kindblock = tableblock<KVRNFTYP, uint8_t, offsetof(KVRNFTYP, kind)>;
 using pathblock = tableblock<KVRNFLST, const char *, offsetof(KVRNFLST, path)>;
 
 // What a session is opened with.
@@ -46,9 +45,6 @@ struct description {
     KVRNPRIM prim{};
     std::string separator; // empty: white space
     std::vector<KVRNKEYE> keys;
-    std::vector<std::string> infiles; // empty: records come by put
-    std::vector<uint8_t> inkinds;     // of each file; none: all are plain
-    std::string outfile;              // empty: records leave by get
     std::vector<std::string> workdirs;
     std::vector<KVRNSUME> sums;
     std::vector<KVRNRCNE> pieces;
