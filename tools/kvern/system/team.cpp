@@ -24,11 +24,11 @@ bool isa(const std::exception_ptr &what) {
 
 } // namespace
 
-void team::fail(uint64_t place) {
+void team::tell(uint64_t order) {
     const std::exception_ptr what = std::current_exception();
     if (isa<abandoned>(what)) // for a failure that is known
         return;
-    const uint64_t first = isa<stopped>(what) ? 0 : place;
+    const uint64_t first = isa<stopped>(what) ? 0 : order;
     const std::lock_guard<std::mutex> held(lock);
     if (error == nullptr || first < earliest) {
         error = what;
@@ -42,7 +42,7 @@ void team::attempt(const std::function<void(unsigned)> &work, unsigned number) n
         work(number);
     } catch (const abandoned &) {
     } catch (...) {
-        fail(UINT64_MAX);
+        tell(0);
     }
 }
 

@@ -27,11 +27,10 @@ class team {
     // work begins.
     unsigned threads() const { return wanted; }
 
-    // The exception that is being handled is the failure of that place of the input; what
-    // was asked for by a signal goes before all.
-    void fail(uint64_t place);
-    // Nothing behind this place is of use.
-    uint64_t limit() const { return earliest; } // under the lock
+    // The exception that is being handled is the failure of that place of the input.  What
+    // was asked for by a signal goes before all, and so does what `work` throws: it could
+    // not begin.
+    void fail(uint64_t place) { tell(place + 1); }
     bool failed() const { return error != nullptr; }
 
     // What the threads share is looked at and changed under this lock, and whoever changes
@@ -53,6 +52,7 @@ class team {
     uint64_t earliest = UINT64_MAX;
     std::exception_ptr error;
 
+    void tell(uint64_t order);
     void attempt(const std::function<void(unsigned)> &work, unsigned number) noexcept;
 };
 
