@@ -2,6 +2,7 @@
 
 #include "kvern/plan/firstlook.h"
 #include "kvern/plan/reach.h"
+#include "kvern/plan/textneeds.h"
 #include "kvern/records/part.h"
 #include "kvern/system/report.h"
 
@@ -74,51 +75,6 @@ void boundwidths(jobplan &plan, uint64_t reclen) {
         if (entry.rtype != KVRN_FLD_LIT)
             boundwidth(entry.rpos, reclen, entry.rlen);
     }
-}
-
-bool copiesrebuilt(const jobplan &plan) {
-    return plan.kind == jobkind::copy && !plan.pieces.empty();
-}
-
-// Some width is known only when all lines were looked at.
-bool wantswidths(const jobplan &plan) {
-    const auto any = [](const auto &fields, const auto &nowidth) {
-        return std::any_of(fields.begin(), fields.end(), nowidth);
-    };
-    const auto nowidth = [](const auto &field) { return field.length == 0; };
-    const auto copied = [](const rebuildpiece &one) { return !one.literal && one.length == 0; };
-    if (!plan.view.byfield)
-        return false;
-    return plan.pieces.empty() ? any(plan.keys, nowidth) || any(plan.sums, nowidth)
-                               : any(plan.pieces, copied);
-}
-
-// How lines of CR LF are put to a merge depends on what they hold.
-bool wantsstrays(const jobplan &plan) {
-    return plan.shape.end == lineend::crlf && !plan.shape.guessed &&
-           (plan.kind == jobkind::merge || copiesrebuilt(plan));
-}
-
-// Who takes numbers of the lines; null where nobody does.
-std::shared_ptr<numbercheck> numbersof(const joboptions &options, const jobplan &plan) {
-    auto numbers = std::make_shared<numbercheck>(plan.view, !plan.pieces.empty());
-    for (const keyspec &key : plan.keys)
-        numbers->addkey(key);
-    for (const sumspec &sum : plan.sums)
-        numbers->addsum(sum);
-    if (plan.keys.empty() && plan.kind != jobkind::copy)
-        numbers->addline(options.textoption);
-    numbers->addconditions(plan.engine.conditions);
-    if (numbers->idle())
-        return nullptr;
-    numbers->rebuild(plan.pieces, plan.joint);
-    return numbers;
-}
-
-// Lines are as long as the longest one in temporary files, and in keys: with room for any
-// line those would be many times the input.
-bool mustmeasure(const joboptions &options, const jobplan &plan) {
-    return (options.maxline == 0 && plan.kind != jobkind::copy) || wantswidths(plan);
 }
 
 // What ends a line in a merge.
@@ -362,11 +318,6 @@ class fieldplan : public textplan {
 };
 
 } // namespace
-
-bool mustlook(const joboptions &options, const jobplan &started) {
-    return started.view.text && (mustmeasure(options, started) || wantsstrays(started) ||
-                                 numbersof(options, started) != nullptr);
-}
 
 void plantext(const textjob &job, jobplan &plan) {
     if (plan.view.byfield)

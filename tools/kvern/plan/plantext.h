@@ -15,10 +15,6 @@ struct textjob {
     unsigned jobs; // threads
     watch &seen;
 };
-// All lines have to be looked at before the first session: a stream among the inputs is
-// kept for that.
-bool mustlook(const joboptions &options, const jobplan &started);
-
 void plantext(const textjob &job, jobplan &plan);
 
 } // namespace command
