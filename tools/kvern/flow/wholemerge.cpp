@@ -12,7 +12,7 @@ namespace command {
 
 namespace {
 
-constexpr size_t readtogether = size_t{16} << 20, leastread = size_t{4} << 10;
+constexpr size_t readtogether = size_t{4} << 20, leastread = size_t{4} << 10;
 
 class wholemerge {
   public:
