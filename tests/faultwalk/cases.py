@@ -42,6 +42,12 @@ def rdw(rows):
     return b"".join(struct.pack(">HH", len(row) + 4, 0) + row for row in rows)
 
 
+def deep(count, order=list):
+    """Records of 100 bytes, for several sessions at once."""
+    rng = random.Random(count)
+    return b"".join(order(rng.randbytes(50) * 2 for _ in range(count)))
+
+
 MANY, FEW = 3000, 300
 DATA = {
     "many.txt": text(lines(MANY, 1)), "few.txt": text(lines(FEW, 2)),
@@ -57,6 +63,8 @@ DATA = {
     "b.b16": be16(sorted(lines(FEW, 15))),
     "sums.txt": text(b"%02d %06d" % (at * 7 % 40, at) for at in range(FEW)),
     "big.txt": text(sorted(lines(45000, 16))), "wide.txt": text(lines(10000, 17, 60)),
+    "deep.fix": deep(60000), "a.deep": deep(20000, sorted), "b.deep": deep(20001, sorted),
+    "deep.txt": text(lines(90000, 18, 60)),
     "where": b"# low ones\n$1 < '500000'\n", "layout": b"number = $1:6\n",
     "old": b"what stood here before\n" * 50,
 }
@@ -138,6 +146,24 @@ SCENARIOS = {
     "named-place": (f"sort {FIXED} {CORE} -o few.fix few.fix", {"named": True, "out": "few.fix"}),
     "named-hard": (f"copy -o out few.txt", {"named": True, "place": "hard"}),
 }
+
+# By four threads and three or four sessions: of a regular input for each MB, of a pipe
+# however small.  Which call the n-th is changes from run to run.
+DEEP = "--fixed 100 -j 4"
+PARALLEL = {
+    "jobs-sort-core": (f"sort {DEEP} -S 8M -o out deep.fix", {}),
+    "jobs-sort-spill": (f"sort {DEEP} -S 3M -o out deep.fix", {}),
+    "jobs-sort-place": (f"sort {DEEP} -S 8M -o deep.fix deep.fix", {"out": "deep.fix"}),
+    "jobs-sort-pipes": (f"sort {RDW} -j 4 -S 4M --header 1", {"stdin": "many.rdw", "stdout": True}),
+    "jobs-sort-text": ("sort -j 4 -S 4M -o out deep.txt", {}),
+    "jobs-sort-kept": ("sort -j 4 -S 4M", {"stdin": "deep.txt", "stdout": True}),
+    "jobs-merge": (f"merge {DEEP} -o out a.deep b.deep", {}),
+    "jobs-merge-pipes": (f"merge {DEEP} a.deep -", {"stdin": "b.deep", "stdout": True}),
+    "jobs-copy": (f"copy {DEEP} -w \"[1,1] < 'P'\" --rebuild 1,20 -o out deep.fix", {}),
+    "jobs-copy-pipes": ("copy -j 4 -w $1<500000", {"stdin": "deep.txt", "stdout": True}),
+    "jobs-check": (f"check {DEEP} a.deep", {"stdout": True}),
+}
+SCENARIOS |= PARALLEL
 
 
 class scenario:

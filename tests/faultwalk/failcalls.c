@@ -19,6 +19,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <pthread.h>
 #include <stdarg.h>
 #include <stdbool.h>
 #include <stdio.h>
@@ -34,7 +35,7 @@
 #define KINDS(X)                                                                        \
     X(open) X(read) X(pread) X(write) X(pwrite) X(close) X(closeout) X(lseek) X(stat)   \
     X(sync) X(rename) X(link) X(unlink) X(truncate) X(mode) X(owner) X(list) X(memory)  \
-    X(fcntl) X(poll) X(access) X(realpath) X(random) X(clock)
+    X(fcntl) X(poll) X(access) X(realpath) X(random) X(clock) X(thread)
 // clang-format on
 
 #define ENUMERATOR(name) k_##name,
@@ -56,7 +57,7 @@ static int error;
 static enum how strike(enum kind kind) {
     if (!counting || kind == kinds)
         return none;
-    const unsigned long n = ++counts[kind];
+    const unsigned long n = __atomic_add_fetch(&counts[kind], 1, __ATOMIC_RELAXED);
     if (kind != watched || n < at)
         return none;
     enum how what = chosen;
@@ -158,6 +159,9 @@ WHOLE(k_realpath, ssize_t, -1, readlink, (const char *path, char *to, size_t roo
       (path, to, room))
 WHOLE(k_list, DIR *, NULL, opendir, (const char *path), (path))
 WHOLE(k_list, struct dirent *, NULL, readdir, (DIR * folder), (folder))
+WHOLE(k_thread, int, error, pthread_create,
+      (pthread_t * made, const pthread_attr_t *how, void *(*work)(void *), void *with),
+      (made, how, work, with))
 
 int open(const char *path, int flags, ...) {
     REAL(open);

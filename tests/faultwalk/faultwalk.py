@@ -39,14 +39,14 @@ FAULTS = {
     "memory": ["fail/ENOMEM", "fail/ENOMEM+"], "fcntl": ["fail/EINVAL+"],
     "poll": ["fail/EINTR=", "fail/ENOMEM"], "access": ["fail/EACCES"],
     "realpath": ["fail/EIO", "fail/EACCES+"], "random": ["fail/ENOSYS+"],
-    "clock": ["fail/EINVAL+"],
+    "clock": ["fail/EINVAL+"], "thread": ["fail/EAGAIN=", "fail/EAGAIN+="],
 }
 # What failcalls.c does not stand in for, since the command does not call it.
 UNWATCHED = re.compile(
     r"\w+64(_2)?|__(p?read|readlink|realpath|poll)_chk|(__)?openat(_2)?|creat|fopen|mmap|access|"
     "(read|write)v|statx|fstatat|fdatasync|remove|renameat|link|symlink|unlinkat|truncate|"
     "f?chmodat|chmod|l?chown|fchownat|utimensat|futimens|mkdir|pipe2?|dup[23]?|fdopendir|"
-    "realpath|copy_file_range|sendfile|aligned_alloc|(posix_)?memalign|pthread_create")
+    "realpath|copy_file_range|sendfile|aligned_alloc|(posix_)?memalign")
 FILE, ROOM = 5, 6
 
 
@@ -151,7 +151,8 @@ def walk(options, place):
     with multiprocessing.Pool(options.jobs, settle, (options, place)) as pool:
         for name, (what, _, calls) in rights.items():
             start = time.monotonic()
-            limit = options.limit if not what.every else max(calls["pread"], calls["pwrite"])
+            limit = max(calls["pread"], calls["pwrite"]) if what.every else options.limit
+            limit = limit if what.name not in cases.PARALLEL else limit // 4
             plan = [(name, kind, way, n) for kind in FAULTS if re.fullmatch(options.kind, kind)
                     for way in FAULTS[kind] for n in places(calls[kind], limit)]
             found = sorted(filter(None, pool.imap_unordered(one, plan, 32)))

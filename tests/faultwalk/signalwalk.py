@@ -37,7 +37,7 @@ SCENARIOS = {
     "merge-named": ("merge -o out a.txt -", {"stdin": "big.txt", "named": True}),
     "copy": ("copy -o out -w $1<500000 big.txt", {}),
     "copy-pipes": ("copy", {"stdin": "big.txt", "stdout": True}),
-}
+} | {name: cases.PARALLEL[name] for name in ("jobs-sort-spill", "jobs-sort-text", "jobs-merge")}
 
 # Where a run waits for ever: its arguments, which of its ends is a FIFO or a pipe, and
 # what the other side does: nothing at all, or hold it open.
@@ -52,6 +52,8 @@ WAITS = [
     ("merge a.txt big.txt", "stdout"), ("copy -o fifo big.txt", None),
     ("copy -o fifo big.txt", "open"), ("copy -o out fifo", None), ("copy big.txt", "stdout"),
     ("copy -o out", "stdin"), ("check fifo", None), ("check fifo", "open"),
+    ("sort -j 4 -S 4M -o fifo long.txt", "open"), ("sort -j 4 -S 4M -o out", "stdin"),
+    ("merge -j 4 -o fifo big.txt a.txt", "open"), ("copy -j 4 big.txt", "stdout"),
 ]
 
 
