@@ -198,6 +198,7 @@ TEST_F(command, explains_and_counts) {
         says("sort -k 2n --header 1 --short drop -u --stats -o made", "h\nb 2\nc\na 1\na 1\n", 0,
              "read 5, header 1, short 1, dropped 0, duplicate 1, summed 0, written 3");
     EXPECT_NE(counted.err.find("read 16, written 10"), std::string::npos) << counted.err;
+    says("check --fixed 1 --stats=json", "bac", 1, R"("finished":false,"records":{"read":2)");
 
     const std::string told =
         says("sort --explain -o never --fixed 4 --layout lay -w \"kind in ('a', 'b')\" "

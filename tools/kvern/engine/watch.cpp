@@ -1,6 +1,7 @@
 #include "kvern/engine/watch.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 namespace command {
@@ -31,12 +32,12 @@ void add(KVRNSTAT &to, const KVRNSTAT &stat) {
 
 // " 1:05:09 left"
 std::string timeleft(double seconds) {
-    const auto whole = static_cast<unsigned long>(seconds + 0.5);
+    const long whole = std::lround(seconds);
     char text[48];
     if (whole < 3600)
-        std::snprintf(text, sizeof text, ", %lu:%02lu left", whole / 60, whole % 60);
+        std::snprintf(text, sizeof text, ", %ld:%02ld left", whole / 60, whole % 60);
     else
-        std::snprintf(text, sizeof text, ", %lu:%02lu:%02lu left", whole / 3600, whole / 60 % 60,
+        std::snprintf(text, sizeof text, ", %ld:%02ld:%02ld left", whole / 3600, whole / 60 % 60,
                       whole % 60);
     return text;
 }
