@@ -39,7 +39,7 @@ struct part {
 // What is common to all parts of a run.
 struct partrules {
     const recordshape &shape;
-    bool dropshort = false; // a last fixed record that is not whole is left out
+    bool dropshort = false;  // a last fixed record that is not whole is left out
     bool placedonly = false; // streams are not touched
 };
 
