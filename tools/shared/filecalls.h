@@ -26,8 +26,6 @@ std::string folderof(const std::string &path);
 int createfile(const std::string &path, uint32_t mode);
 // One that is gone with its descriptor, whatever ends the process.
 int createpassing(const std::string &path, uint32_t mode);
-// A name that opens an open file in this process, where the system has such names.
-bool reachable(int file, std::string *way);
 // One without a name, in the directory of `path`; `way`: what opens it in this process.
 int createunnamed(const std::string &path, uint32_t mode, std::string *way);
 int linkunnamed(const std::string &way, const std::string &path);

@@ -50,6 +50,15 @@ bool samefile(int file, const std::string &path) {
            one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 
+// A name that opens an open file in this process.
+bool reachable(int file, std::string *way) {
+    const std::string name = "/proc/self/fd/" + std::to_string(file);
+    if (!samefile(file, name))
+        return false;
+    *way = name;
+    return true;
+}
+
 // The process of a name that goes on with it, '-' and a number; 0: it does not.
 pid_t makerof(const char *rest) {
     char *end = nullptr;
@@ -110,14 +119,6 @@ std::string folderof(const std::string &path) {
 
 int createfile(const std::string &path, uint32_t mode) {
     return openpath(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-}
-
-bool reachable(int file, std::string *way) {
-    const std::string name = "/proc/self/fd/" + std::to_string(file);
-    if (!samefile(file, name))
-        return false;
-    *way = name;
-    return true;
 }
 
 int createpassing(const std::string &path, uint32_t mode) {

@@ -148,10 +148,6 @@ int createunnamed(const std::string &, uint32_t, std::string *) {
     return -1;
 }
 
-bool reachable(int, std::string *) {
-    return false;
-}
-
 int linkunnamed(const std::string &, const std::string &) {
     return ENOSYS;
 }

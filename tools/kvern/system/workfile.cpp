@@ -50,12 +50,15 @@ scratchfile::scratchfile(const std::vector<std::string> &dirs) {
     static std::atomic<unsigned> number{0};
     const std::string place = scratchplace(dirs);
     const std::string base = (fs::path(place) / "scratch").string();
-    const std::string prefix = base + "." + mark + "-" + std::to_string(shared::processnumber());
+    const std::string prefix = base + "." + mark + "-";
+    const std::string own = prefix + std::to_string(shared::processnumber()) + "-";
     shown = "a temporary file in " + place;
     std::string way;
     descriptor = shared::createunnamed(base, ownmode, &way);
+    if (descriptor < 0)
+        shared::removedead(prefix);
     for (int i = 0; i < attempts && descriptor < 0 && (i == 0 || errno == EEXIST); ++i)
-        descriptor = shared::createpassing(prefix + "-" + std::to_string(number++), ownmode);
+        descriptor = shared::createpassing(own + std::to_string(number++), ownmode);
     if (descriptor < 0)
         throw failure{ending::file,
                       place + ": no temporary file can be made (" + systemerror() + ")",
