@@ -18,7 +18,7 @@ namespace command {
 
 namespace {
 
-constexpr uint64_t keptshare = 8; // of the storage, that a stream may have in memory
+constexpr uint32_t keptshare = 8; // of the storage, that a stream may have in memory
 
 showing modeof(const joboptions &options) {
     if (options.progress == "auto")
