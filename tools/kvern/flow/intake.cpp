@@ -14,7 +14,7 @@ intake::intake(const flowjob &given, const keyranges &all, bool withprefix)
     : job(given), ranges(all), framed(withprefix),
       parts(given.sources, {given.plan.shape, given.plan.form.dropshort}),
       crew(threadsfor(given.sources, given.storage.jobs)),
-      tasks(crew, all.count(), partsathread * crew.threads()) {}
+      tasks(crew, all.count(), partsathread * crew.threads(), !parts.byplace()) {}
 
 void intake::work(unsigned worker, const taker &put) {
     router records(job.plan, job.sources, parts, ranges, framed);
@@ -44,6 +44,7 @@ void intake::route(router &records, routedpart &one) {
         tasks.nomore(one);
         return;
     }
+    tasks.readdone();
     job.seen.fed(one.read.filled);
     records.route(one);
     tasks.routedone(one);

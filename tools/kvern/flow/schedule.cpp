@@ -37,6 +37,7 @@ routedpart *schedule::take() {
     routedpart *one = spare.back();
     spare.pop_back();
     ++routing;
+    reading = true;
     return one;
 }
 
@@ -50,6 +51,13 @@ void schedule::putdone(const batch &one) {
         return;
     leave(*one.from);
     crew.changed();
+}
+
+void schedule::readdone() {
+    const std::lock_guard<std::mutex> held(crew.lock);
+    reading = false;
+    if (oneatatime)
+        crew.changed();
 }
 
 void schedule::nomore(routedpart &one) {

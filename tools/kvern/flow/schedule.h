@@ -23,8 +23,11 @@ struct batch { // what of a part waits for one session
 
 class schedule {
   public:
-    schedule(team &together, size_t ranges, size_t mostparts)
-        : crew(together), most(mostparts), queues(ranges), records(ranges), bytes(ranges) {}
+    // `inturn`: one part at a time can be read, and no thread is to wait for that while it
+    // has something to put.
+    schedule(team &together, size_t ranges, size_t mostparts, bool inturn)
+        : crew(together), most(mostparts), oneatatime(inturn), queues(ranges), records(ranges),
+          bytes(ranges) {}
 
     // One of both: a batch for a session of this thread, or a part to be filled and routed.
     struct task {
@@ -34,6 +37,7 @@ class schedule {
     // Waits for it; false: all is routed and put.
     bool next(unsigned worker, task &out);
     void putdone(const batch &one);
+    void readdone(); // what is to be routed was filled
     void routedone(routedpart &one);
     void nomore(routedpart &one); // parts to route; this one was not filled
 
@@ -44,6 +48,7 @@ class schedule {
   private:
     team &crew;
     size_t most;
+    bool oneatatime, reading = false;
     std::vector<std::deque<batch>> queues; // by range
     std::vector<uint64_t> records, bytes;
     std::vector<std::unique_ptr<routedpart>> all;
@@ -54,7 +59,9 @@ class schedule {
     bool ended = false;
 
     size_t firstwaiting(unsigned worker) const;
-    bool maytake() const { return !ended && (!spare.empty() || all.size() < most); }
+    bool maytake() const {
+        return !ended && !(oneatatime && reading) && (!spare.empty() || all.size() < most);
+    }
     routedpart *take();
     void handout(routedpart &one);
     void leave(routedpart &one);

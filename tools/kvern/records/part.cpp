@@ -19,6 +19,11 @@ bool partreader::byplace(const inputsource &source) const {
     return source.placed() && rules.shape.kind != formkind::variable && !source.endsatmark();
 }
 
+bool partreader::byplace() const {
+    return std::all_of(sources.begin(), sources.end(),
+                       [this](const inputsource &one) { return byplace(one); });
+}
+
 // Bytes of a part that is read by place.
 uint64_t partreader::stride() const {
     if (rules.shape.kind != formkind::fixed)

@@ -47,6 +47,8 @@ class partreader {
   public:
     partreader(std::vector<inputsource> &inputs, const partrules &given);
 
+    // All parts are read by place, several at a time.
+    bool byplace() const;
     // The next part, for any thread; false at the end of all inputs.
     bool next(part &out);
     // Records of its input ahead of the part.
