@@ -12,8 +12,8 @@ constexpr size_t overlap = size_t{4} << 10; // behind a part, for the end of its
 
 } // namespace
 
-partreader::partreader(std::vector<inputsource> &inputs, const partrules &given_)
-    : sources(inputs), rules(given_) {}
+partreader::partreader(std::vector<inputsource> &inputs, const partrules &all)
+    : sources(inputs), rules(all) {}
 
 bool partreader::byplace(const inputsource &source) const {
     return source.placed() && rules.shape.kind != formkind::variable && !source.endsatmark();

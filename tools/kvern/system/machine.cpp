@@ -1,8 +1,9 @@
 #include "kvern/system/machine.h"
 
 #include <algorithm>
-#include <fstream>
-#include <sstream>
+#include <charconv>
+#include <cstdio>
+#include <string_view>
 #include <thread>
 
 #if defined(_WIN32)
@@ -42,15 +43,33 @@ machinefacts inspectmachine(const std::string &) {
 
 namespace {
 
-// The first word of a file, a number; what is none, as "max", is no bound.
+// Of a file of the system's own, which are short; empty where there is none.
+std::string contentsof(const std::string &path) {
+    std::FILE *file = std::fopen(path.c_str(), "re");
+    if (file == nullptr)
+        return "";
+    std::string text(size_t{16} << 10, '\0');
+    text.resize(std::fread(text.data(), 1, text.size(), file));
+    static_cast<void>(std::fclose(file)); // it was only read
+    return text;
+}
+
+// The text ahead of the mark, which goes with it.
+std::string_view cut(std::string_view &text, char mark) {
+    const std::string_view ahead = text.substr(0, text.find(mark));
+    text.remove_prefix(std::min(ahead.size() + 1, text.size()));
+    return ahead;
+}
+
+// A word of a file, a number; what is none, as "max", is no bound.
 uint64_t boundof(const std::string &path, size_t word = 0) {
-    std::ifstream file(path);
-    std::string text;
+    const std::string text = contentsof(path);
+    std::string_view rest = text, found;
     for (size_t i = 0; i <= word; ++i)
-        file >> text;
-    std::istringstream digits(text);
+        found = cut(rest, ' ');
     uint64_t number = 0;
-    return text.find('-') == std::string::npos && digits >> number ? number : UINT64_MAX;
+    const auto read = std::from_chars(found.data(), found.data() + found.size(), number);
+    return read.ec == std::errc() ? number : UINT64_MAX;
 }
 
 // A directory of control groups and those above it, each of which bounds.
@@ -80,13 +99,11 @@ bool holds(const std::string &list, const std::string &name) {
 // controllers) and of the first.
 void heedgroups(const std::string &root, machinefacts &facts) {
     const std::string mount = root + "/sys/fs/cgroup";
-    std::ifstream groups(root + "/proc/self/cgroup");
-    for (std::string line; std::getline(groups, line);) {
-        const size_t first = line.find(':'), second = line.find(':', first + 1);
-        if (second == std::string::npos)
-            continue;
-        const std::string kinds = line.substr(first + 1, second - first - 1);
-        const std::string group = line.substr(second + 1);
+    const std::string groups = contentsof(root + "/proc/self/cgroup");
+    for (std::string_view rest = groups; !rest.empty();) {
+        std::string_view line = cut(rest, '\n');
+        cut(line, ':');
+        const std::string kinds(cut(line, ':')), group(line);
         std::string own = mount; // directory, of the first kind
         own.append("/").append(kinds);
         if (kinds.empty())
