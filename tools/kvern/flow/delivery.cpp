@@ -97,16 +97,16 @@ void delivery::pump(session &engine, const std::function<void(const void *, size
             out.write(data, length);
             continue;
         }
-        framed.clear();
         auto from = static_cast<const char *>(data);
         for (const char *end = from + length; from < end;) {
             uint32_t bytes;
             std::memcpy(&bytes, from, lengthword);
+            framed.clear();
             addprefix(*plan.shape.frame, bytes, framed);
             framed.append(from + lengthword, bytes);
+            out.write(framed.data(), framed.size());
             from += lengthword + bytes;
         }
-        out.write(framed.data(), framed.size());
     }
     look();
     out.flush();
