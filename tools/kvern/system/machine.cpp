@@ -1,8 +1,9 @@
 #include "kvern/system/machine.h"
 
+#include "kvern/system/streams.h"
+
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
 #include <string_view>
 #include <thread>
 
@@ -45,12 +46,13 @@ namespace {
 
 // Of a file of the system's own, which are short; empty where there is none.
 std::string contentsof(const std::string &path) {
-    std::FILE *file = std::fopen(path.c_str(), "re");
-    if (file == nullptr)
+    const int file = openinput(path);
+    if (file < 0)
         return "";
     std::string text(size_t{16} << 10, '\0');
-    text.resize(std::fread(text.data(), 1, text.size(), file));
-    static_cast<void>(std::fclose(file)); // it was only read
+    const int64_t got = readsome(file, text.data(), text.size());
+    closeinput(file);
+    text.resize(static_cast<size_t>(std::max<int64_t>(got, 0)));
     return text;
 }
 
