@@ -111,6 +111,13 @@ const std::vector<runcase> refusals = {
     {"sort --max-line 4294967296", "", 2, "\"4294967296\" is no number"},
     {"sort -k 2147483647", "b\n", 2, "names field 2147483647"},
     {"sort --data ebcdic", "", 2, "--data ebcdic: lines of text are ASCII"},
+    {"deal -o p", "", 2, "deal needs --ways or --ranges"},
+    {"deal -o p --ways 1001", "", 2, "is no number from 1 to 1000"},
+    {"deal -o p --ways 2 --ranges in", "", 2, "--ways and --ranges exclude each other"},
+    {"deal --fixed 1 -k 1,1 -o p --ranges in", "kvern ranges of 5-byte keys\n", 3,
+     "line 1 of in is not \"kvern ranges of 4-byte keys\""},
+    {"deal --fixed 1 -k 1,1 -o p --ranges in", "kvern ranges of 4-byte keys\n00000061\n00000061\n",
+     3, "line 3 of in is not behind the one ahead of it"},
     {"sort -T nowhere", "", 5, "-T nowhere is no directory"},
     // Fields
     {"sort --fixed 18 -k 18,2", "", 2, "of an 18-byte record"},

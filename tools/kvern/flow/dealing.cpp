@@ -69,8 +69,12 @@ class dealer {
             });
         });
         input.tell();
-        for (pile &one : piles)
+        for (const uint64_t records : input.counts())
+            job.counts.taken += records;
+        for (pile &one : piles) {
             one.finish();
+            job.counts.outbytes += one.bytes();
+        }
         for (inputsource &source : job.sources)
             source.close();
         for (pile &one : piles)

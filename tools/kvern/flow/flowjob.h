@@ -24,6 +24,7 @@ struct tallies {
     uint64_t taken = 0;           // that no session took, where none was needed
     std::vector<uint64_t> ranges; // records that went to each range, of several
     uint32_t sumstop = 0;         // the detail where summing stopped and that is no failure
+    uint64_t outbytes = 0;        // in files that are not the one output
 };
 
 // Thrown where a sum that stopped ends the run.

@@ -1,5 +1,6 @@
 #include "kvern/flow/rangefile.h"
 
+#include "kvern/options/joboptions.h"
 #include "kvern/records/inputs.h"
 #include "kvern/records/recordreader.h"
 #include "kvern/system/report.h"
@@ -64,6 +65,9 @@ keyranges readranges(const std::string &path, size_t keybytes) {
         if (!cuts.empty() && key <= cuts.back())
             failranges(path, reader.number(), "is not behind the one ahead of it");
         cuts.push_back(std::move(key));
+        if (cuts.size() == joboptions::mostways)
+            failranges(path, reader.number(),
+                       "begins one range more than " + std::to_string(joboptions::mostways));
     }
     return keyranges(std::move(cuts));
 }

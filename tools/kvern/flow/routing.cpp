@@ -17,7 +17,7 @@ router::router(const jobplan &planned, std::vector<inputsource> &inputs, const p
                const keyranges &all, bool framed)
     : plan(planned), parts(reader), ranges(all), tests(planned, inputs),
       prefix(planned.shape.kind == formkind::variable && !framed ? planned.shape.frame->prefix : 0),
-      asitis(all.count() == 1 && prefix == 0 && !planned.form.dropshort) {
+      asitis(all.count() == 1 && prefix == 0 && !framed && !planned.form.dropshort) {
     if (ranges.count() > 1)
         probe.emplace(probing(plan), sumstop);
 }

@@ -59,6 +59,7 @@ struct joboptions {
     bool keeptemp = false;
 
     // Dealing
+    static constexpr uint32_t mostways = 1000;
     uint32_t ways = 0;             // files; 0: as the ranges say
     std::string sample, rangefile; // empty: none
 

@@ -10,7 +10,6 @@ namespace command {
 namespace {
 
 constexpr uint32_t mostjobs = 256;
-constexpr uint32_t mostways = 1000;
 
 // What differs between the commands.
 struct jobtexts {
@@ -231,7 +230,7 @@ void adddealing(CLI::App &app, joboptions &out) {
     const char *group = "Ranges of keys";
     app.add_option("--ways", out.ways, "Files, as even as a sample tells")
         ->type_name("N")
-        ->transform(positive(mostways))
+        ->transform(positive(joboptions::mostways))
         ->group(group);
     app.add_option("--sample", out.sample, "Take the sample of this file (default: of the inputs)")
         ->type_name("FILE")

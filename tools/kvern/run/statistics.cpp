@@ -37,7 +37,7 @@ uint64_t bytesread(const flowjob &job, bool done) {
 json records(const flowjob &job) {
     const KVRNSTAT &stat = job.seen.counters();
     const uint64_t header = headerrecords(job);
-    const bool writes = job.target != nullptr;
+    const bool writes = job.plan.kind != jobkind::check;
     return {
         {"read", stat.taken + job.counts.taken + job.counts.dropped + job.counts.shorts + header},
         {"header", header},
@@ -73,7 +73,7 @@ json describe(const flowjob &job, bool done) {
     for (size_t phase = 0; phase < watch::phases; ++phase)
         if (job.seen.seconds(phase) > 0)
             seconds[watch::nameof(phase)] = job.seen.seconds(phase);
-    const uint64_t written = job.target != nullptr ? job.target->bytes() : 0;
+    const uint64_t written = job.target != nullptr ? job.target->bytes() : job.counts.outbytes;
     json out = {{"command", jobname(job.plan.kind)},
                 {"finished", done},
                 {"records", records(job)},
