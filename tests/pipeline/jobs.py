@@ -226,6 +226,10 @@ class job:
         head = self.frame(self.heading())
         return head + self.frame([self.data(row, self.out) for row in rows]) + b"\x1a" * self.marked
 
+    def isdealable(self):
+        return (self.verb == "sort" and self.right is not None and not self.fold and self.keys and
+                not self.header and not self.marked and self.out == self.order)
+
     def spoil(self, data):
         """Some bytes are lost, others or more than there were."""
         at = self.rng.randint(0, len(data))

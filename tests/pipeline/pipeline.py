@@ -163,7 +163,28 @@ def work(seed):
         if found:
             faults.append("\n    ".join(
                 [f"KVERN_SEED={seed} {shlex.join(line)} {kinds} to {out}"] + found))
+    if job.isdealable():
+        faults += [f"KVERN_SEED={seed} {shlex.join(job.words)}: {what}" for what in deal(job, rng)]
     return faults
+
+
+def deal(job, rng):
+    """What is wrong with the pieces of a sort: dealt by ranges, sorted apart, put together."""
+    enterfolder()
+    names = [f"f{at}" for at in range(len(job.inputs))]
+    for name, data in zip(names, job.inputs):
+        pathlib.Path(name).write_bytes(data)
+    form = [word for word in job.words[1:] if word != "-s"]
+    dealt = subprocess.run([options.command, "deal"] + form + ["-j", rng.choice("124"), "--ways",
+                            rng.choice("123"), "-o", "p", "-T", "t"] + names,
+                           capture_output=True, check=False)
+    if dealt.returncode != 0:
+        return [f"deal: {dealt.stderr}"]
+    whole = b""
+    for path in sorted(pathlib.Path().glob("p0?")):
+        whole += subprocess.run([options.command] + job.words + ["-T", "t", path],
+                                capture_output=True, check=False).stdout
+    return differ("dealt", (0, whole), (0, job.right))
 
 
 def stop(verb):
