@@ -1,0 +1,129 @@
+// The entry points of the run-time that this library stands in for, by their names.
+//
+// Nothing is thrown out of them: what cannot be set up is left to the run-time.
+#include "cobsort/tables.h"
+#include "cobsort/verb.h"
+
+#include <cstdarg>
+#include <map>
+#include <pthread.h>
+
+#define KVERN_ENTRY extern "C" __attribute__((visibility("default")))
+
+namespace cobsort {
+
+namespace {
+
+// The sorts that are open.  A program's sorts all run on one thread of it.
+using verbs = std::map<const cob_file *, verb>;
+
+verbs &openverbs() {
+    static verbs all;
+    static const int watched = pthread_atfork(nullptr, nullptr, [] {
+        for (auto &[file, one] : openverbs())
+            one.lose();
+    });
+    static_cast<void>(watched);
+    return all;
+}
+
+verb *find(const cob_file *file) {
+    const auto found = openverbs().find(file);
+    return found == openverbs().end() ? nullptr : &found->second;
+}
+
+template <typename What>
+std::vector<What *> gather(size_t count, va_list list) {
+    std::vector<What *> all(count);
+    for (What *&one : all)
+        one = va_arg(list, What *);
+    return all;
+}
+
+} // namespace
+
+} // namespace cobsort
+
+using namespace cobsort;
+
+KVERN_ENTRY void cob_file_sort_init(cob_file *file, const unsigned int keys,
+                                    const unsigned char *collating, void *sortreturn,
+                                    cob_field *status) {
+    own().init(file, keys, collating, sortreturn, status);
+    try {
+        openverbs().erase(file);
+        openverbs().try_emplace(file, file, static_cast<int *>(sortreturn), status);
+    } catch (const std::exception &) { // no memory
+    }
+}
+
+KVERN_ENTRY void cob_file_sort_init_key(cob_file *file, cob_field *field, const int flag,
+                                        const unsigned int offset) {
+    own().initkey(file, field, flag, offset);
+}
+
+KVERN_ENTRY void cob_file_sort_using(cob_file *file, cob_file *data) {
+    verb *one = find(file);
+    one != nullptr ? one->sortusing(data) : own().sortusing(file, data);
+}
+
+KVERN_ENTRY void cob_file_sort_giving(cob_file *file, const size_t count, ...) {
+    va_list list;
+    va_start(list, count);
+    const std::vector<cob_file *> files = gather<cob_file>(count, list);
+    va_end(list);
+    verb *one = find(file);
+    one != nullptr ? one->giving(files) : passgiving(file, files);
+}
+
+KVERN_ENTRY void cob_file_release(cob_file *file) {
+    verb *one = find(file);
+    one != nullptr ? one->release() : own().release(file);
+}
+
+KVERN_ENTRY void cob_file_return(cob_file *file) {
+    verb *one = find(file);
+    one != nullptr ? one->giveback() : own().giveback(file);
+}
+
+KVERN_ENTRY void cob_file_sort_close(cob_file *file) {
+    if (verb *one = find(file)) {
+        if (explained())
+            one->explain();
+        openverbs().erase(file);
+    }
+    own().close(file);
+}
+
+// Files with a handler of the program's own are the run-time's; these two are its own in
+// some versions alone, where it may call them as well.
+
+KVERN_ENTRY void cob_file_sort_using_extfh(cob_file *file, cob_file *data,
+                                           int (*handler)(unsigned char *, void *)) {
+    if (verb *one = find(file))
+        one->yield();
+    own().usinghandler(file, data, handler);
+}
+
+KVERN_ENTRY void cob_file_sort_giving_extfh(cob_file *file, const size_t count, ...) {
+    va_list list;
+    va_start(list, count);
+    const std::vector<void *> pairs = gather<void>(count, list);
+    va_end(list);
+    if (verb *one = find(file))
+        one->yield();
+    passhandled(file, pairs);
+}
+
+KVERN_ENTRY void cob_table_sort_init(const size_t keys, const unsigned char *collating) {
+    tableinit(keys, collating);
+}
+
+KVERN_ENTRY void cob_table_sort_init_key(cob_field *field, const int flag,
+                                         const unsigned int offset) {
+    tablekey(field, flag, offset);
+}
+
+KVERN_ENTRY void cob_table_sort(cob_field *table, const int count) {
+    tablesort(table, count);
+}

@@ -1,0 +1,267 @@
+#include "cobsort/verb.h"
+
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <utility>
+
+namespace cobsort {
+
+namespace {
+
+bool iswell(const cob_file *file) {
+    return file->file_status[0] == '0';
+}
+
+uint64_t sequenceof(const keyplan &order, const unsigned char *record) {
+    uint64_t number = 0;
+    for (size_t i = order.ahead() - sizeof number; i < order.ahead(); ++i)
+        number = number << 8 | record[i];
+    return number;
+}
+
+} // namespace
+
+verb::verb(cob_file *sort, int *result, cob_field *filestatus)
+    : file(sort), sortreturn(result), status(filestatus) {}
+
+verb::~verb() = default;
+
+// ---- whose it is
+
+void verb::decide() {
+    if (whose != owner::nobody)
+        return;
+    whose = owner::theirs;
+    if (runtimeversion() == version::unknown) {
+        whynot = "the version of the run-time is not known";
+        return;
+    }
+    order = keyplan::make(file->keys, file->nkeys, file->sort_collating, file->record_max, whynot);
+    if (!order)
+        return;
+    records = std::make_unique<store>(*order, file->record_max,
+                                      settingsfor(order->ahead() + file->record_max));
+    whose = owner::ours;
+}
+
+void verb::handover(const char *why, uint64_t below) {
+    if (whose == owner::theirs || whose == owner::lost)
+        return;
+    whynot = why;
+    if (whose == owner::ours) {
+        const std::vector<unsigned char> area(file->record->data,
+                                              file->record->data + file->record_max);
+        if (!retrieving)
+            records->end();
+        while (const unsigned char *record = records->get())
+            if (sequenceof(*order, record) < below) {
+                std::memcpy(file->record->data, record + order->ahead(), area.size());
+                own().release(file);
+            }
+        std::memcpy(file->record->data, area.data(), area.size());
+        records.reset();
+    }
+    whose = owner::theirs;
+}
+
+void verb::lose() {
+    static_cast<void>(records.release()); // its threads cannot be waited for
+    whose = owner::lost;
+}
+
+// ---- what the program is told
+
+void verb::succeed() {
+    cob_global *global = cob_get_global_ptr();
+    global->cob_error_file = file;
+    global->cob_exception_code = 0;
+    std::memset(file->file_status, '0', 2);
+    if (status != nullptr)
+        std::memset(status->data, '0', 2);
+}
+
+// A record that is released to a sort that has begun to give back is what the run-time
+// refuses as it does any failure.
+void verb::fail() {
+    own().giveback(file);
+    own().release(file);
+}
+
+// False where it fails, from then on always: records are gone.
+template <typename Work>
+bool verb::guarded(Work work) {
+    if (whose == owner::lost)
+        return false;
+    try {
+        return work();
+    } catch (const kvern::error &failed) {
+        if (failed.detail == KVRN_D_TEMPCREATE) { // where the run-time ends the program
+            cob_runtime_error("SORT is unable to acquire temporary file");
+            cob_stop_run(1);
+        }
+    } catch (const std::exception &) { // no memory, no thread
+    }
+    records.reset();
+    whose = owner::lost;
+    return false;
+}
+
+// ---- towards the sort
+
+bool verb::submit() {
+    decide();
+    if (whose == owner::ours && retrieving)
+        return false;
+    ++in;
+    if (whose == owner::ours) {
+        if (records->put(file->record->data))
+            return true;
+        handover(uncleankey);
+    }
+    own().release(file);
+    return iswell(file);
+}
+
+void verb::release() {
+    const bool done = guarded([&] { return submit(); });
+    if (whose == owner::theirs)
+        return; // who has told
+    done ? succeed() : fail();
+}
+
+// False: the sort cannot take them; they are all still to be read.
+bool verb::submitrows(cob_file *data) {
+    const std::optional<filerows> rows = rowsof(data, file);
+    if (whose != owner::ours || !rows)
+        return true;
+    const uint64_t before = records->taken();
+    if (!records->put(*rows)) {
+        handover(uncleankey, before);
+        return true;
+    }
+    in += rows->count;
+    return skiprows(*rows);
+}
+
+void verb::sortusing(cob_file *data) {
+    guarded([&] { return decide(), true; });
+    if (whose == owner::theirs && !explained())
+        return own().sortusing(file, data);
+    cob_open(data, COB_OPEN_INPUT, 0, nullptr);
+    if (!iswell(data)) { // which the run-time finds once more, and acts upon
+        guarded([&] { return handover("a file cannot be opened"), true; });
+        return own().sortusing(file, data);
+    }
+    bool going = retrieving || guarded([&] { return submitrows(data); });
+    while (going) {
+        cob_read_next(data, nullptr, COB_READ_NEXT);
+        if (!iswell(data))
+            break;
+        moverecord(file, data);
+        going = guarded([&] { return submit(); });
+    }
+    cob_close(data, nullptr, COB_CLOSE_NORMAL, 0);
+}
+
+// ---- back
+
+// False: it is handed over.
+bool verb::begin() {
+    if (!std::exchange(retrieving, true)) {
+        if (!order->stillfits()) {
+            retrieving = false;
+            handover("a key field has changed its size");
+            return false;
+        }
+        records->end();
+    }
+    return whose == owner::ours;
+}
+
+// The next record into the record area; false: there is none, or it is not ours.
+bool verb::retrieve() {
+    if (whose != owner::ours || !begin())
+        return false;
+    const unsigned char *record = records->get();
+    if (record == nullptr)
+        return false;
+    std::memcpy(file->record->data, record + order->ahead(), file->record_max);
+    ++out;
+    return true;
+}
+
+void verb::giveback() {
+    if (whose == owner::nobody)
+        handover("there are no records");
+    if (guarded([&] { return retrieve(); }))
+        return succeed();
+    if (whose == owner::lost)
+        return fail();
+    own().giveback(file);
+    out += whose == owner::theirs && iswell(file);
+}
+
+void verb::giving(const std::vector<cob_file *> &files) {
+    if (whose == owner::nobody)
+        handover("there are no records");
+    if (whose == owner::ours)
+        guarded([&] { return begin(); });
+    const bool passable = files.size() <= mostpassed;
+    if (whose == owner::theirs && !explained() && passable)
+        return passgiving(file, files);
+    bool opened = true;
+    for (cob_file *one : files) {
+        cob_open(one, COB_OPEN_OUTPUT, 0, nullptr);
+        opened = opened && iswell(one);
+    }
+    if (!opened && passable) { // which the run-time finds once more, and acts upon
+        for (cob_file *one : files)
+            if (iswell(one))
+                cob_close(one, nullptr, COB_CLOSE_NORMAL, 0);
+        guarded([&] { return handover("a file cannot be opened"), true; });
+        return passgiving(file, files);
+    }
+    const bool written = writeout(files);
+    for (cob_file *one : files)
+        cob_close(one, nullptr, COB_CLOSE_NORMAL, 0);
+    if (written)
+        std::memcpy(file->file_status, whose == owner::lost ? "30" : "10", 2);
+    if (sortreturn != nullptr && (!written || whose == owner::lost))
+        *sortreturn = 16;
+}
+
+// The next record for the files, whoever has it.
+bool verb::nextrecord() {
+    if (whose != owner::theirs)
+        return guarded([&] { return retrieve(); });
+    own().giveback(file);
+    out += iswell(file);
+    return iswell(file);
+}
+
+// False: version 3.2 goes no further where a file cannot be written.
+bool verb::writeout(const std::vector<cob_file *> &files) {
+    const bool stops = runtimeversion() == version::v32;
+    std::vector<outfile> outs;
+    for (cob_file *one : files) // where one stops all, it has to be seen at its record
+        outs.emplace_back(one, file, !stops || files.size() == 1);
+    while (nextrecord())
+        for (outfile &one : outs)
+            if (!one.put() && stops)
+                return false;
+    for (outfile &one : outs)
+        if (!one.finish() && stops)
+            return false;
+    return true;
+}
+
+void verb::yield() {
+    guarded([&] { return handover("files have handlers of the program's own"), true; });
+}
+
+void verb::explain() const {
+    tellsort(file->select_name, whose == owner::lost ? "Kvern failed" : whynot, in, out, begun);
+}
+
+} // namespace cobsort
