@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
-#include <thread>
+#include <sched.h>
 #include <utility>
 
 namespace cobsort {
@@ -60,6 +60,12 @@ version foundversion() {
     if (std::strncmp(text, "3.1", 3) == 0)
         return version::v31;
     return std::strncmp(text, "3.2", 3) == 0 ? version::v32 : version::unknown;
+}
+
+unsigned allowedcores() {
+    cpu_set_t mine;
+    return sched_getaffinity(0, sizeof mine, &mine) == 0 ? static_cast<unsigned>(CPU_COUNT(&mine))
+                                                         : 1;
 }
 
 // Bytes, or with K, M, G; what is no size is told once, and not heeded.
@@ -123,7 +129,7 @@ version runtimeversion() {
 }
 
 settings settingsfor(size_t recordbytes) {
-    const uint64_t cores = std::clamp(std::thread::hardware_concurrency(), 1u, mostcores);
+    const uint64_t cores = std::clamp(allowedcores(), 1u, mostcores);
     const uint64_t least = std::clamp<uint64_t>(leastrecords * recordbytes, KVRN_MEM_MIN, most);
     const uint64_t memory = givenmemory(cores * most);
     const uint64_t sessions = std::clamp<uint64_t>(memory / std::max(least, worthwhile), 1, cores);

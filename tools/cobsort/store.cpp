@@ -32,8 +32,8 @@ std::string_view viewed(const std::vector<unsigned char> &records) {
 
 } // namespace
 
-store::store(const keyplan &plan, size_t recordlength, const settings &settled)
-    : order(plan), length(recordlength), whole(plan.ahead() + recordlength), how(settled) {}
+store::store(const keyplan &plan, size_t recordlength)
+    : order(plan), length(recordlength), whole(plan.ahead() + recordlength) {}
 
 store::~store() {
     {
@@ -94,16 +94,8 @@ bool store::putfront(const filerows &rows) {
 }
 
 void store::end() {
-    if (threads.empty()) {
-        const auto least = static_cast<uint32_t>(
-            std::min<size_t>(4 * front.size() + (size_t{1} << 17), how.memory));
-        single.emplace(order, whole, std::max<uint32_t>(least, KVRN_MEM_MIN), how.folder);
-        if (!front.empty())
-            single->put(viewed(front));
-        single->end();
-        bytes().swap(front);
-        return;
-    }
+    if (threads.empty())
+        return sortfront();
     flush();
     {
         const std::lock_guard hold(lock);
@@ -114,16 +106,18 @@ void store::end() {
         enter(one.get());
 }
 
+void store::sortfront() {
+    for (size_t at = 0; at < front.size(); at += whole)
+        sorted.push_back(front.data() + at);
+    std::sort(sorted.begin(), sorted.end(), [&](const unsigned char *a, const unsigned char *b) {
+        return order.compare(a, b) < 0;
+    });
+}
+
 const unsigned char *store::get() {
-    if (!single)
+    if (!threads.empty())
         return getmerged();
-    if (block.empty())
-        block = single->get();
-    if (block.empty())
-        return nullptr;
-    const char *record = block.data();
-    block.remove_prefix(whole);
-    return reinterpret_cast<const unsigned char *>(record);
+    return next < sorted.size() ? sorted[next++] : nullptr;
 }
 
 // ---- towards the sessions
@@ -131,12 +125,13 @@ const unsigned char *store::get() {
 void store::start() {
     if (!threads.empty())
         return;
+    const settings how = settingsfor(whole);
     for (unsigned i = 0; i < how.sessions; ++i)
         streams.push_back(std::make_unique<stream>());
     threads.reserve(how.sessions);
     const quietsignals quiet;
     for (const auto &one : streams)
-        threads.emplace_back([this, out = one.get()] { work(*out); });
+        threads.emplace_back([this, how, out = one.get()] { work(how, *out); });
 }
 
 void store::flush() {
@@ -188,7 +183,7 @@ bool store::perform(task &one, sorter &into) {
     return true;
 }
 
-void store::work(stream &out) {
+void store::work(const settings &how, stream &out) {
     try {
         sorter own(order, whole, how.memory, how.folder);
         while (std::optional<task> one = nexttask())

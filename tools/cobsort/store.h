@@ -1,8 +1,8 @@
 // The records of one sort: taken in any number, then given back in order.
 //
-// What comes first stays in memory and is sorted by one session; where more comes, a thread
-// with a session is started for each core.  Any record may go to any session, since the
-// sequence number in its key keeps the order of equal ones.
+// What comes first stays in memory, and is sorted there where nothing else comes; with more a
+// thread with a session is started for each core.  Any record may go to any session, since
+// the sequence number in its key keeps the order of equal ones.
 //
 // One thread calls.  A call throws kvern::error where a session failed, std::bad_alloc and
 // std::system_error; after that only the destructor is left.
@@ -26,7 +26,7 @@ namespace cobsort {
 class store {
   public:
     // `length` bytes a record of the sort.
-    store(const keyplan &order, size_t length, const settings &how);
+    store(const keyplan &order, size_t length);
     ~store();
     store(const store &) = delete;
     store &operator=(const store &) = delete;
@@ -62,12 +62,11 @@ class store {
 
     const keyplan &order;
     const size_t length, whole;
-    const settings how;
     uint64_t sequence = 0;
     bytes front; // session records that no session has yet
 
-    std::optional<sorter> single; // where all stayed in memory
-    std::string_view block;
+    std::vector<const unsigned char *> sorted; // where all stayed there
+    size_t next = 0;
 
     std::mutex lock;
     std::condition_variable changed;
@@ -82,10 +81,11 @@ class store {
 
     size_t batchrecords() const;
     bool putfront(const filerows &rows);
+    void sortfront();
     void start();
     void submit(task one);
     void flush();
-    void work(stream &out);
+    void work(const settings &how, stream &out);
     std::optional<task> nexttask();
     bool perform(task &one, sorter &into);
     void finished(bool clean);

@@ -33,7 +33,7 @@ bool sorted(const cob_field *table, size_t count, std::string &whynot) {
         description.keys.data(), description.keys.size(), description.collating, length, whynot);
     if (!order)
         return false;
-    store records(*order, length, settingsfor(order->ahead() + length));
+    store records(*order, length);
     for (size_t i = 0; i < count; ++i)
         if (!records.put(table->data + i * length)) {
             whynot = uncleankey;

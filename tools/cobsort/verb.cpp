@@ -40,8 +40,7 @@ void verb::decide() {
     order = keyplan::make(file->keys, file->nkeys, file->sort_collating, file->record_max, whynot);
     if (!order)
         return;
-    records = std::make_unique<store>(*order, file->record_max,
-                                      settingsfor(order->ahead() + file->record_max));
+    records = std::make_unique<store>(*order, file->record_max);
     whose = owner::ours;
 }
 
