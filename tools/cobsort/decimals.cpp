@@ -163,6 +163,8 @@ bool choosepacked(const cob_field &field, uint32_t at, coder &how) {
         return false;
     const int left = nosign ? 1 : 0; // digits that leave half a byte, modulo 2
     const bool half = (digits & 1) == left || (scale < 0 && ((digits + scale) & 1) == left);
+    if (half && !nosign && field.size == 1) // the run-time reads beyond such a field
+        return false;
     how.padding = half ? 0xF0 : 0;
     how.source = at;
     how.length = static_cast<uint32_t>(field.size);

@@ -49,29 +49,28 @@ constexpr signtable asciisigns = ascii();
 constexpr signtable ebcdicsigns = ebcdic(false);
 constexpr signtable ebcdicordigits = ebcdic(true);
 
-// What the run-time says of two digits with sign; the first is as it leaves it.
-int asked(unsigned char &first, unsigned char second) {
-    static const cob_field_attr digit = {COB_TYPE_NUMERIC_DISPLAY, 1, 0, COB_FLAG_HAVE_SIGN,
-                                         nullptr};
-    cob_field left = {1, &first, &digit};
-    cob_field right = {1, &second, &digit};
-    return cob_numeric_cmp(&left, &right);
-}
-
 } // namespace
 
 constexpr signtable separatesigns = separate();
 constexpr signtable packedsigns = nibbles(signkind::negative);
 constexpr signtable packedunsigned = nibbles(signkind::none);
 
+int askedorder(const cob_field_attr &attr, size_t size, unsigned char *first,
+               unsigned char *second) {
+    cob_field left = {size, first, &attr};
+    cob_field right = {size, second, &attr};
+    return cob_numeric_cmp(&left, &right);
+}
+
 // J is -1 in EBCDIC and nothing less than 0 in ASCII.  A digit without code is rewritten by
 // version 3.1 when it is compared, so that it is none of our values there.
 const signtable &overpunchedsigns() {
-    unsigned char first = 'J';
-    if (asked(first, '0') >= 0)
+    const cob_field_attr digit = {COB_TYPE_NUMERIC_DISPLAY, 1, 0, COB_FLAG_HAVE_SIGN, nullptr};
+    unsigned char first = 'J', zero = '0';
+    if (askedorder(digit, 1, &first, &zero) >= 0)
         return asciisigns;
     first = '5';
-    asked(first, '0');
+    askedorder(digit, 1, &first, &zero);
     return first == '5' ? ebcdicordigits : ebcdicsigns;
 }
 
