@@ -1,6 +1,6 @@
 // Binary numbers become their bytes, highest first, with the sign's bit turned over, so that
 // negative ones stand ahead:  -2  FF FE -> 7F FE,  3  00 03 -> 80 03.
-#include "binaries.h"
+#include "cobsort/binaries.h"
 
 #include "signs.h"
 

@@ -1,9 +1,9 @@
 // Binary keys: COMP, COMP-5, COMP-X of 1 to 8 bytes.
 #pragma once
 
-#include "coder.h"
+#include "cobsort/coder.h"
 
-#include "cobol.h"
+#include "cobsort/cobol.h"
 
 namespace cobsort {
 

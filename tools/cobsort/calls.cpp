@@ -1,6 +1,7 @@
 // The entry points of the run-time that this library stands in for, by their names.
 //
 // Nothing is thrown out of them: what cannot be set up is left to the run-time.
+#include "cobsort/explain.h"
 #include "cobsort/tables.h"
 #include "cobsort/verb.h"
 

@@ -10,9 +10,9 @@
 // packed digits get in a byte of their own; of a negative number all bits are turned over.
 // So a positive number stands behind a negative one, and of two of one sign the bytes order
 // as the digits do or, negative, against them.  Zero is positive, whatever its sign.
-#include "decimals.h"
+#include "cobsort/decimals.h"
 
-#include "signs.h"
+#include "cobsort/signs.h"
 
 #include <bit>
 #include <cstring>

@@ -1,9 +1,9 @@
 // Decimal keys: DISPLAY digits and packed ones, with all signs.
 #pragma once
 
-#include "coder.h"
+#include "cobsort/coder.h"
 
-#include "cobol.h"
+#include "cobsort/cobol.h"
 
 namespace cobsort {
 

@@ -1,7 +1,7 @@
-#include "keys.h"
+#include "cobsort/keys.h"
 
-#include "binaries.h"
-#include "decimals.h"
+#include "cobsort/binaries.h"
+#include "cobsort/decimals.h"
 
 #include <algorithm>
 #include <bit>

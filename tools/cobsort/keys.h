@@ -10,9 +10,9 @@
 // use, and then read only: encode() and compare() may run on several threads.
 #pragma once
 
-#include "coder.h"
+#include "cobsort/coder.h"
 
-#include "cobol.h"
+#include "cobsort/cobol.h"
 #include <cstddef>
 #include <cstdint>
 #include <optional>

@@ -1,14 +1,11 @@
-// The run-time of COBOL programs as this library meets it: its structs, its own routines of
-// the names that calls.cpp defines, and what it has as settings.
+// The run-time of COBOL programs as this library meets it: its structs, its version and its
+// own routines of the names that calls.cpp defines.
 //
 // Of its structs only members are used that lie alike in all versions that `known` accepts.
 #pragma once
 
 #include "cobsort/cobol.h"
 
-#include <chrono>
-#include <cstdint>
-#include <string>
 #include <vector>
 
 namespace cobsort {
@@ -40,19 +37,5 @@ void passhandled(cob_file *sort, const std::vector<void *> &pairs);
 // Versions differ in what they do about files that fail.
 enum class version { unknown, v31, v32 };
 version runtimeversion();
-
-struct settings {
-    unsigned sessions;  // that sort side by side
-    uint32_t memory;    // bytes of each
-    std::string folder; // of temporary files, as the run-time would take it
-};
-// For session records of so many bytes.
-settings settingsfor(size_t recordbytes);
-
-bool explained(); // KVERN_SORT_EXPLAIN
-// One line on standard error; `whynot` tells why the run-time did it, empty: Kvern.
-void tellsort(const char *what, const std::string &whynot, uint64_t in, uint64_t out,
-              std::chrono::steady_clock::time_point begun);
-constexpr const char *uncleankey = "a key holds what is no value of its type";
 
 } // namespace cobsort

@@ -1,6 +1,6 @@
-#include "signs.h"
+#include "cobsort/signs.h"
 
-#include "cobol.h"
+#include "cobsort/cobol.h"
 
 namespace cobsort {
 namespace {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstring>
+#include <system_error>
 
 namespace cobsort {
 
@@ -50,6 +51,10 @@ size_t store::batchrecords() const {
 }
 
 bool store::put(const unsigned char *record) {
+    if (front.size() + whole > (threads.empty() ? frontmost : batchbytes) && !front.empty()) {
+        start();
+        flush();
+    }
     const size_t at = front.size();
     front.resize(at + whole);
     std::memcpy(front.data() + at + order.ahead(), record, length);
@@ -58,10 +63,6 @@ bool store::put(const unsigned char *record) {
         return false;
     }
     ++sequence;
-    if (front.size() >= (threads.empty() ? frontmost : batchbytes)) {
-        start();
-        flush();
-    }
     return true;
 }
 
@@ -73,7 +74,7 @@ bool store::put(const filerows &rows) {
     const size_t batch = batchrecords();
     for (uint64_t skipped = 0; skipped < rows.count; skipped += batch) {
         const auto count = static_cast<size_t>(std::min<uint64_t>(batch, rows.count - skipped));
-        submit({{}, &rows, skipped, count, sequence + skipped});
+        submit({{}, rows, skipped, count, sequence + skipped});
     }
     std::unique_lock hold(lock);
     await(hold, [&] { return unfinished == 0; });
@@ -126,17 +127,25 @@ void store::start() {
     if (!threads.empty())
         return;
     const settings how = settingsfor(whole);
-    for (unsigned i = 0; i < how.sessions; ++i)
-        streams.push_back(std::make_unique<stream>());
+    streams.reserve(how.sessions);
     threads.reserve(how.sessions);
     const quietsignals quiet;
-    for (const auto &one : streams)
-        threads.emplace_back([this, how, out = one.get()] { work(how, *out); });
+    while (threads.size() < how.sessions)
+        try {
+            streams.push_back(std::make_unique<stream>());
+            threads.emplace_back([this, how, out = streams.back().get()] { work(how, *out); });
+        } catch (const std::system_error &) { // fewer do, too
+            streams.pop_back();
+            if (threads.empty())
+                throw;
+            return;
+        }
 }
 
 void store::flush() {
     if (!front.empty())
-        submit({std::exchange(front, {}), nullptr, 0, 0, 0});
+        submit({std::exchange(front, {}), std::nullopt, 0, 0, 0});
+    front.reserve(std::max(batchbytes, whole));
 }
 
 template <typename Ready>
@@ -173,7 +182,7 @@ void store::finished(bool clean) {
 }
 
 bool store::perform(task &one, sorter &into) {
-    if (one.rows != nullptr) {
+    if (one.rows) {
         bytes read;
         if (!readrows(*one.rows, one.skipped, one.count, read) ||
             !convert(order, one.rows->form, read.data(), one.count, one.first, one.records))

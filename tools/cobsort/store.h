@@ -4,12 +4,13 @@
 // thread with a session is started for each core.  Any record may go to any session, since
 // the sequence number in its key keeps the order of equal ones.
 //
-// One thread calls.  A call throws kvern::error where a session failed, std::bad_alloc and
-// std::system_error; after that only the destructor is left.
+// One thread calls.  A call throws kvern::error where a session failed and std::bad_alloc;
+// after that only the destructor is left.  What `put` throws as std::system_error, no thread
+// can be had, leaves the store without the record, as where it is unclean.
 #pragma once
 
 #include "cobsort/rows.h"
-#include "cobsort/runtime.h"
+#include "cobsort/settings.h"
 #include "cobsort/sorter.h"
 
 #include <condition_variable>
@@ -46,11 +47,11 @@ class store {
     using bytes = std::vector<unsigned char>;
 
     struct task {
-        bytes records;        // session records, or
-        const filerows *rows; // what is to be read, where not null:
-        uint64_t skipped;     // behind so many,
-        size_t count;         // so many,
-        uint64_t first;       // whose sequence numbers begin with this
+        bytes records;                // session records, or where there are
+        std::optional<filerows> rows; // some to be read
+        uint64_t skipped;             // behind so many
+        size_t count;                 // so many
+        uint64_t first;               // whose sequence numbers begin with this
     };
     // A worker's sorted records on their way out.
     struct stream {

@@ -1,5 +1,6 @@
 #include "cobsort/tables.h"
 
+#include "cobsort/explain.h"
 #include "cobsort/keys.h"
 #include "cobsort/store.h"
 

@@ -1,8 +1,10 @@
 #include "cobsort/verb.h"
 
+#include "cobsort/explain.h"
+
 #include <cstdio>
 #include <cstring>
-#include <new>
+#include <system_error>
 #include <utility>
 
 namespace cobsort {
@@ -108,16 +110,28 @@ bool verb::guarded(Work work) {
 
 // ---- towards the sort
 
+// False: it is handed over, without what was offered.
+template <typename Put>
+bool verb::offer(Put put) {
+    const uint64_t before = records->taken();
+    const char *why = uncleankey;
+    try {
+        if (put())
+            return true;
+    } catch (const std::system_error &) {
+        why = "no thread can be had";
+    }
+    handover(why, before);
+    return false;
+}
+
 bool verb::submit() {
     decide();
     if (whose == owner::ours && retrieving)
         return false;
     ++in;
-    if (whose == owner::ours) {
-        if (records->put(file->record->data))
-            return true;
-        handover(uncleankey);
-    }
+    if (whose == owner::ours && offer([&] { return records->put(file->record->data); }))
+        return true;
     own().release(file);
     return iswell(file);
 }
@@ -129,16 +143,11 @@ void verb::release() {
     done ? succeed() : fail();
 }
 
-// False: the sort cannot take them; they are all still to be read.
+// False: the file cannot be read on.
 bool verb::submitrows(cob_file *data) {
     const std::optional<filerows> rows = rowsof(data, file);
-    if (whose != owner::ours || !rows)
+    if (whose != owner::ours || !rows || !offer([&] { return records->put(*rows); }))
         return true;
-    const uint64_t before = records->taken();
-    if (!records->put(*rows)) {
-        handover(uncleankey, before);
-        return true;
-    }
     in += rows->count;
     return skiprows(*rows);
 }

@@ -51,6 +51,8 @@ class verb {
 
     void decide();
     void handover(const char *why, uint64_t below = UINT64_MAX);
+    template <typename Put>
+    bool offer(Put put);
     bool submit();
     bool submitrows(cob_file *data);
     const unsigned char *next();

@@ -1,0 +1,18 @@
+// What a sort says about itself, where KVERN_SORT_EXPLAIN asks for it.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+namespace cobsort {
+
+bool explained();
+
+// One line on standard error; `whynot` tells why the run-time did it, empty: Kvern.
+void tellsort(const char *what, const std::string &whynot, uint64_t in, uint64_t out,
+              std::chrono::steady_clock::time_point begun);
+
+constexpr const char *uncleankey = "a key holds what is no value of its type";
+
+} // namespace cobsort
