@@ -171,24 +171,31 @@ int main(int argc, char **argv) {
     name("LC_ALL", "C");
     name("kvern", argv[1]);
     name("base", base == nullptr ? "" : base);
+#if defined(KVERN_COBSORT)
+    name("cobsort", KVERN_COBSORT);
+    name("sortverb", KVERN_SORTVERB);
+    const bool cobol = true;
+#else
+    const bool cobol = false; // without its compiler
+#endif
     name("cores", std::to_string(cores()));
     name("temp", folder / "temp");
     name("out", folder / "out");
     inputs from(folder);
-    std::string group;
+    std::string_view group;
     bool fine = true;
     heading();
     for (const row &one : rows()) {
         const bool named = std::find(wanted.begin(), wanted.end(), one.group) != wanted.end();
-        const bool left =
-            one.group == std::string("former") ? base == nullptr : one.group == std::string("16g");
+        const std::string_view of = one.group;
+        const bool left = of == "former" ? base == nullptr : of == "cobol" ? !cobol : of == "16g";
         if (wanted.empty() ? left : !named)
             continue;
-        if (group != one.group) {
+        if (group != of) {
             from.clear();
             std::printf("%s\n", one.group);
         }
-        group = one.group;
+        group = of;
         fine = compare(one, from, folder / "out", std::atoi(argv[3])) && fine;
     }
     fs::remove_all(folder);

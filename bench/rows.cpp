@@ -34,6 +34,12 @@ row former(const char *name, const content &in, const std::string &line, outcome
             result};
 }
 
+// A COBOL program with the library ahead of its run-time, beside the same without.
+row cobol(const char *name, uint64_t count, const std::string &way, double bar) {
+    const std::string line = "infile=$in outfile=$out TMPDIR=$temp $sortverb " + way;
+    return {"cobol", name, {count}, "env LD_PRELOAD=$cobsort " + line, "env " + line, bar, bar};
+}
+
 } // namespace
 
 std::vector<row> rows() {
@@ -129,6 +135,10 @@ std::vector<row> rows() {
         former("merge of 8", parts, merge, sorted),
         former("copy of the half", records, half, halved),
         former("1,000 sums", records, sum, summed),
+
+        cobol("SORT USING GIVING : run-time", 1000000, "", 0.2),
+        cobol("with procedures : run-time", 1000000, "procedures", 0.5),
+        often(30, cobol("100 records : run-time", 100, "", 1)),
 
         {"4g", "4 GB fixed : sort", {4 * gigabyte}, fixed, gnu, 0.22, 0.4},
         {"16g", "16 GB fixed : 1 GB", {16 * gigabyte}, fixed, fixed, 20, 20, sorted, records},

@@ -23,7 +23,8 @@ enum class outcome { sorted, copied, halved, summed };
 struct row {
     const char *group, *name;
     content in;
-    // Lines of shell: $kvern and $base the commands, $cores, $temp a folder; $in and $out
+    // Lines of shell: $kvern, $base and $sortverb the commands, $cobsort COBOL's sort library,
+    // $cores, $temp a folder; $in and $out
     // the files (of `parts`: the beginning of their names).
     std::string ours, peer;
     double four = 0, two = 0; // bars for the ratio by cores; 0: none
