@@ -5,8 +5,11 @@ include(CMakePackageConfigHelpers)
 
 set(KVERN_ZSH_DIR ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING
     "Where zsh looks for completions, below the prefix")
+set(KVERN_COPY_DIR ${CMAKE_INSTALL_DATADIR}/gnucobol/copy CACHE STRING
+    "Where cobc looks for copybooks, below the prefix")
 if(WIN32)
   set(CMAKE_INSTALL_DOCDIR doc)
+  set(KVERN_COPY_DIR ${CMAKE_INSTALL_INCLUDEDIR})
 endif()
 set(cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kvern)
 
@@ -23,6 +26,7 @@ install(TARGETS kvern_fmgr
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library)
 install(FILES include/kvern.h include/kvern.hpp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         COMPONENT development)
+install(FILES include/kvern.cpy DESTINATION ${KVERN_COPY_DIR} COMPONENT development)
 
 install(EXPORT kvern-targets NAMESPACE kvern:: DESTINATION ${cmake_dir} COMPONENT development)
 write_basic_package_version_file(${made_dir}/kvern-config-version.cmake
@@ -108,8 +112,8 @@ else()
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${library_package} (= ${PROJECT_VERSION})")
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
   set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "Sort, merge and copy engine for records (development)
- Header, link name, pkg-config and CMake files and the documentation of the Kvern
- library.")
+ Header, copybook, link name, pkg-config and CMake files and the documentation of the
+ Kvern library.")
   set(CPACK_DEBIAN_COMMAND_PACKAGE_NAME kvern)
   set(CPACK_DEBIAN_COMMAND_PACKAGE_SECTION utils)
   set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS "${library_package} (= ${PROJECT_VERSION})")

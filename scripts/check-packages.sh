@@ -56,7 +56,7 @@ check_archive() {
   unzip -q "$packages/kvern-$version-win32.zip" -d "$work"
   tree=$work/kvern-$version-win32
   for file in bin/m7hqkvrn.dll bin/kvern.exe bin/m7hxfmg.dll lib/libm7hqkvrn.dll.a lib/m7hqkvrn.def \
-    include/kvern.h include/kvern.hpp doc/README.md doc/docs/interface.md doc/examples/putget.c; do
+    include/kvern.h include/kvern.hpp include/kvern.cpy doc/README.md doc/docs/interface.md doc/examples/putget.c; do
     [ -s "$tree/$file" ] || fail "the archive lacks $file"
   done
   for file in m7hqkvrn.dll kvern.exe m7hxfmg.dll; do

@@ -4,19 +4,23 @@
 
 The header's structs are read and laid out for both widths of pointers, and the compilers
 are asked whether that is how they lay them out.  A declaration must then have each of its
-members at the header's place and of its size, and leave none out but reserved ones.
+members at the header's place and of its size, and leave none out but reserved ones.  What
+the copybook declares is told by the COBOL compiler, where there is one, in every dialect.
 """
 import ctypes
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
+import tempfile
 
-root = pathlib.Path(sys.argv[1])
+root = pathlib.Path(sys.argv[1]).resolve()
 compilers = {8: sys.argv[2], 4: sys.argv[3]}
 header = re.sub(r"/\*.*?\*/", "", (root / "include/kvern.h").read_text(), flags=re.S)
-copybook = (root / "examples/cobol/kvern.cpy").read_text()
+copybook = (root / "include/kvern.cpy").read_text()
 page = (root / "docs/bindings.md").read_text()
+reference = (root / "docs/blocks.md").read_text()
 sys.path.insert(0, str(root / "examples"))
 sys.dont_write_bytecode = True
 import kvern_ctypes as module
@@ -30,34 +34,38 @@ def insist(holds, fault):
 
 
 def laid_out(members, width):
-    """(name, size) in order -> {name: (offset, size)}, whole size; size 0: a pointer."""
+    """(name, size) in order -> {name: (offset, size)}, whole size; size 0: a pointer; a
+    table's entry instead of a size: its members."""
     at, widest, out = 0, 1, {}
     for name, size in members:
-        size = size or width
-        at = -(-at // size) * size
+        align = size = size or width
+        if isinstance(size, list):
+            places, size = laid_out(size, width)
+            align = max(each for _, each in places.values())
+        at = -(-at // align) * align
         out[name] = (at, size)
-        at, widest = at + size, max(widest, size)
+        at, widest = at + size, max(widest, align)
     return out, -(-at // widest) * widest
 
 
 def header_structs():
-    """The structs without a trailing array, which no other language declares as it is."""
+    """All structs, and the names of those with a trailing array, which no other language
+    but COBOL declares as they are."""
     sizes = {"uint8_t": 1, "uint16_t": 2, "uint32_t": 4, "uint64_t": 8}
-    out = {}
+    out, tables = {}, set()
     for name, body in re.findall(r"typedef struct (\w+) \{(.*?)\n\}", header, re.S):
         # One word that may be a position or an address goes by the address's name.
         body = re.sub(r"KVRN_UNION \{.*?(const void \*\w+;)\s*\};", r"\1", body, flags=re.S)
-        members = []
+        members = out[name] = []
         for line in re.sub(r"\s+", " ", body).split(";")[:-1]:
             member, count = re.search(r"(\w+)(?:\[(\d+)\])?(?:\)\(.*\))?$", line.strip()).groups()
-            size = 0 if "*" in line else sizes.get(line.split()[0])
-            if count == "1" or size is None:
-                break
-            names = [f"{member}[{i}]" for i in range(int(count))] if count else [member]
-            members += [(each, size) for each in names]
-        else:
-            out[name] = members
-    return out
+            kind = line.split()[0]
+            size = 0 if "*" in line else sizes[kind] if kind in sizes else out[kind]
+            if count == "1":
+                tables.add(name)
+            for i in range(int(count or 1)):
+                members.append((f"{member}[{i}]" if int(count or 1) > 1 else member, size))
+    return out, tables
 
 
 def ask_compilers(structs):
@@ -94,25 +102,65 @@ def python_structs():
             if isinstance(t, type) and issubclass(t, ctypes.Structure)}
 
 
-def cobol_structs():
-    """COBOL adds no padding by itself: each member follows the one before."""
-    sizes = {"binary-char": 1, "binary-short": 2, "binary-long": 4, "pointer": 8,
-             "program-pointer": 8}
-    out, name, at = {}, None, 0
-    for line in copybook.splitlines():
-        group = re.match(r"\s+\d\d (kvrn\w+)(\.| +occurs)", line)
-        member = re.match(r"\s+\d\d (?:\w+-(\w+)|filler) +(?:usage ([\w-]+)|pic x(?:\((\d+)\))?)",
-                          line)
-        if group:
-            name, at = group.group(1).upper(), 0
-            out[name] = ({}, 0)
-        elif member and name:
-            size = sizes[member.group(2)] if member.group(2) else int(member.group(3) or 1)
-            if member.group(1):
-                out[name][0][member.group(1)] = (at, size)
-            at += size
-            out[name] = (out[name][0], at)
-    insist(out.pop("KVRNKEY") == ({"count": (0, 4)}, 8), "kvern.cpy: KVRNKEY")
+def cobol_listings():
+    """What the compiler says of the copybook with tables of one entry -> its dialects."""
+    dialects = re.search(r"one of:(.*?);", subprocess.check_output(["cobc", "--help"], text=True),
+                         re.S).group(1)
+    out = {}
+    with tempfile.TemporaryDirectory() as folder:
+        program = pathlib.Path(folder, "layouts.cob")
+        program.write_text("""
+       identification division.
+       program-id. layouts.
+       data division.
+       working-storage section.
+       copy "kvern.cpy" replacing ==occurs 16== by ==occurs 1==.
+       procedure division.
+       done. stop run.
+""")
+        for dialect in re.findall(r"[\w-]+", dialects):
+            result = subprocess.run(["cobc", f"-std={dialect}", "-Wall", "-fsyntax-only", "-t",
+                                     "out", "-ftsymbols", "-fno-tsource", f"-I{root}/include",
+                                     program], cwd=folder, text=True, stderr=subprocess.PIPE)
+            rows = re.findall(r"^(\d{5}) (\w+) +(\d\d) +([\w-]+)(?:, REDEFINES ([\w-]+))?",
+                              pathlib.Path(folder, "out").read_text(), re.M)
+            insist(result.returncode == 0 and not result.stderr, f"{dialect}: {result.stderr}")
+            if result.returncode == 0:
+                out.setdefault(tuple(rows), []).append(dialect)
+    return out
+
+
+def cobol_structs(rows, width):
+    """COBOL adds no padding by itself: each item follows the one before."""
+    blocks, told, over = {}, {}, None
+    for size, kind, level, name, old in rows[[row[3] for row in rows].index("kvrnlink"):]:
+        if over and level <= over[0]:  # behind a group that shares another item's place
+            at, over = over[1], None
+        if name.startswith("kvrn"):
+            if level != "01":
+                blocks[block]["-entry"] = (at, name.upper())
+            block, at = name.upper(), 0
+            blocks[block], told[block] = {}, int(size)
+        elif old and kind == "GROUP":
+            at, over = blocks[block][old][0], (level, at)
+        elif not old or old.endswith("-slot"):  # else a position in an address's place
+            size = width if kind == "POINTER" else int(size)
+            blocks[block][name] = (blocks[block][old][0] if old else at, size)
+            at += 0 if old else size
+    out = {}
+    for block, items in reversed(blocks.items()):
+        members = {}
+        for name, (at, size) in items.items():
+            name = name.partition("-")[2]
+            if name.endswith("-high"):
+                insist(members[name[:-5]] == (at - 4, size), f"{block}: {name}")
+                members[name[:-5]] = (at - 4, 8)
+            elif name and not name.endswith("slot"):
+                members[name] = (at, out[size][1] if name == "entry" else size)
+        ends = max(at + size for at, size in [*items.values(), *members.values()]
+                   if isinstance(size, int))
+        insist(width == 4 or ends == told[block], f"{block} takes {told[block]}, not {ends}")
+        out[block] = members, -(-ends // 4) * 4
     return out
 
 
@@ -139,29 +187,52 @@ def page_structs(language):
 def compare_codes():
     """The constants of the Python module and of the copybook, by their names."""
     codes = {name: ord(value[1]) if value[0] == "'" else int(value, 0)
-             for name, value in re.findall(r"KVRN_(\w+) = ('.'|0x\w+|\d+)", header)}
-    codes["VERSION"] = codes["VERSION_L4"]  # the copybook's name
+             for name, value in re.findall(r"KVRN_(\w+) = ('.'|0x\w+|-?\d+)", header)}
     given = [(name, value) for name, value in vars(module).items() if isinstance(value, int)]
-    for name, text, number in re.findall(r'kvrn-([\w-]+) .*value (?:"(.)"|(\d+))\.', copybook):
-        given.append((name.upper().replace("-", "_"), ord(text) if text else int(number)))
-    insist(len(given) >= 20, f"only the codes {given} read")
-    for name, value in given:
+    insist(len(given) >= 10, f"only the codes {given} read")
+    own = {name.upper().replace("-", "_"):
+           int(number) if number else int(byte, 16) if byte else ord(text)
+           for name, byte, text, number in
+           re.findall(r'05 kvrn-([\w-]+) .*value (?:x"(\w\w)"|"(.)"|(-?\d+))\.', copybook)}
+    insist(own.keys() == codes.keys(), f"not in both: {own.keys() ^ codes.keys()}")
+    for name, value in given + list(own.items()):
         insist(codes.get(name) == value, f"{name} is {value}, not {codes.get(name)}")
 
 
+def compare_page(structs):
+    """The rows of blocks.md: offsets of both widths, then the members' names."""
+    for name, text in re.findall(r"^## (KVRN\w+)\n(.*?)(?=^## |\Z)", reference, re.M | re.S):
+        members = structs.get(name + "E", structs[name])
+        lacking = {member for member, _ in members if not member.startswith("reserved")}
+        for *columns, row in re.findall(r"^\| (\d[\d, ]*) \| (\d[\d, ]*) \|(.*)", text, re.M):
+            for width, column in zip((4, 8), columns):
+                places, _ = laid_out(members, width)
+                stated = column.split(", ")
+                named = [each for each in re.findall(r"`(\w+)`", row) if each in places]
+                lacking -= set(named[:len(stated)])
+                wanted = [str(places[each][0]) for each in named[:len(stated)]]
+                insist(wanted == stated, f"blocks.md: {name} {row} at {stated}, is {wanted}")
+        insist(not lacking, f"blocks.md: {name} lacks {lacking}")
+
+
 def main():
-    structs = header_structs()
+    structs, tables = header_structs()
     insist(len(structs) >= 11, f"only {sorted(structs)} read in kvern.h")
     ask_compilers(structs)
     compare("kvern_ctypes.py", structs, 8, python_structs())
-    compare("kvern.cpy", structs, 8, cobol_structs())
+    for rows, dialects in cobol_listings().items() if shutil.which("cobc") else ():
+        for width in compilers:
+            declared = cobol_structs(rows, width)
+            compare(f"kvern.cpy, {dialects}", structs, width, declared)
+            insist(declared.keys() == structs.keys(), f"kvern.cpy has {sorted(declared)}")
+    compare_page(structs)
     compare_codes()
     for language, width in ((name, width) for name, row in languages.items() for width in row[2]):
         compare(f"bindings.md, {language}", structs, width,
                 {name: laid_out(members, width) for name, members in page_structs(language)})
     stated = re.findall(r"^\| (KVRN\w+) \| (\d+) \| (\d+) \|$", page, re.M)
     sizes = [(name, *(str(laid_out(members, width)[1]) for width in (4, 8)))
-             for name, members in structs.items()]
+             for name, members in structs.items() if name not in tables]
     insist(sorted(stated) == sorted(sizes), f"bindings.md: sizes {stated}, not {sizes}")
     print("\n".join(faults) or "layouts agree")
     return len(faults) != 0

@@ -44,6 +44,11 @@ const std::string cities = "Oslo          709037\n"
 const std::string badkey = "detail 59 KVERN:7:The mistake is found in the specification of the "
                            "key-field(";
 
+// Postings: branch, number, amount in packed decimals, line feed.
+const std::string a = {'a', 'x', '0', '1', '2', '3', 0, 0x12, 0x3C, '\n'};
+const std::string b = {'b', 'x', '0', '1', '2', '4', 0, 0x12, 0x3D, '\n'};
+const std::string c = {'b', 'x', '0', '1', '2', '5', 0, 0x00, 0x7C, '\n'};
+
 } // namespace
 
 TEST_F(examples, c_and_cpp_programs) {
@@ -61,11 +66,7 @@ TEST_F(examples, c_and_cpp_programs) {
     });
 }
 
-// Branch, number, amount in packed decimals, line feed.
 TEST_F(examples, filesort_on_packed_amounts) {
-    const std::string a = {'a', 'x', '0', '1', '2', '3', 0, 0x12, 0x3C, '\n'};
-    const std::string b = {'b', 'x', '0', '1', '2', '4', 0, 0x12, 0x3D, '\n'};
-    const std::string c = {'b', 'x', '0', '1', '2', '5', 0, 0x00, 0x7C, '\n'};
     writefile("given", b + c + a);
     check({
         {built("filesort"), "given sorted 10 0,2,char 6,3,packed,d", 0, "3 records, 30 bytes\n",
@@ -98,16 +99,23 @@ TEST_F(examples, in_other_languages_and_their_layouts) {
         {python, "40", 1, "", badkey},
         {layouts, "", 0, "layouts agree\n", ""},
     });
-#if defined(KVERN_COBOL_BATCHES)
-    const std::string cobol = KVERN_FOREIGN_ENVIRONMENT " '" KVERN_COBOL_BATCHES "'";
-    check({
-        {cobol, "", 0,
-         "reversal      -950.00\nrefund         -12.50\npost             7.98\n"
-         "paper            7.99\ncoffee          23.40\npower          310.10\n"
-         "rent           950.00\nsalaries     48210.75\n",
-         ""},
-        {cobol, "40", 1, "", badkey},
-    });
-#endif
 }
+
+#if defined(KVERN_COBOL_EXAMPLES)
+TEST_F(examples, in_cobol) {
+    const std::string cobol = KVERN_FOREIGN_ENVIRONMENT " '" KVERN_COBOL_EXAMPLES;
+    writefile("first", b + c);
+    writefile("second", a);
+    check({
+        {cobol + "/putget'", "", 0, cities, ""},
+        {cobol + "/putget'", "40", 1, "", badkey},
+        {cobol + "/merge'", "first second merged", 0, "", ""},
+        {cobol + "/filesort'", "merged sorted", 0, "3 records\n", ""},
+        {cobol + "/filesort'", "none no", 1, "", "detail 290 KVERN:32:"},
+        {cobol + "/merge'", "sorted second no", 1, "", "detail 114 KVERN:40:"},
+    });
+    EXPECT_EQ(readfile("merged"), a + b + c);
+    EXPECT_EQ(readfile("sorted"), a + c + b);
+}
+#endif
 #endif
