@@ -2,6 +2,7 @@
 //
 // Nothing is thrown out of them: what cannot be set up is left to the run-time.
 #include "cobsort/explain.h"
+#include "cobsort/names.h"
 #include "cobsort/tables.h"
 #include "cobsort/verb.h"
 
@@ -128,3 +129,7 @@ KVERN_ENTRY void cob_table_sort_init_key(cob_field *field, const int flag,
 KVERN_ENTRY void cob_table_sort(cob_field *table, const int count) {
     tablesort(table, count);
 }
+
+#define KVERN_TWIN(name)                                                                           \
+    KVERN_ENTRY __attribute__((alias("cob_" #name))) decltype(cob_##name) kvern_##name
+COBSORT_CALLS(KVERN_TWIN);

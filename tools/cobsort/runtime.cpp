@@ -13,9 +13,22 @@ namespace cobsort {
 
 namespace {
 
+// The library that a routine of the run-time stands in.
+void *runtimelibrary() {
+    Dl_info found;
+    return dladdr(reinterpret_cast<void *>(cob_stop_run), &found) != 0
+               ? dlopen(found.dli_fname, RTLD_LAZY | RTLD_NOLOAD)
+               : nullptr;
+}
+
+// A program that is linked to this library (ahead.c) has the run-time ahead of it.
 template <typename Routine>
 void bind(Routine &routine, const char *name) {
-    routine = reinterpret_cast<Routine>(dlsym(RTLD_NEXT, name));
+    void *found = dlsym(RTLD_NEXT, name);
+    static void *const library = runtimelibrary();
+    if (found == nullptr && library != nullptr)
+        found = dlsym(library, name);
+    routine = reinterpret_cast<Routine>(found);
 }
 
 // A program that sorts has the run-time loaded: what is missing shows that another library
