@@ -6,6 +6,7 @@
 
 #include <array>
 #include <bit>
+#include <cstring>
 #include <utility>
 
 namespace cobsort {
@@ -15,9 +16,11 @@ constexpr size_t mostwidth = 8;
 
 template <size_t width, bool reversed>
 bool codebinary(const coder &how, const unsigned char *record, unsigned char *room) {
-    const unsigned char *field = record + how.source;
-    for (size_t i = 0; i < width; ++i)
-        room[i] = field[reversed ? width - 1 - i : i];
+    uint64_t number = 0;
+    std::memcpy(&number, record + how.source, width);
+    if (reversed) // on machines that keep the lowest byte first
+        number = __builtin_bswap64(number) >> (64 - 8 * width);
+    std::memcpy(room, &number, width);
     room[0] ^= how.flip;
     return true;
 }

@@ -38,9 +38,9 @@ std::string kindname(const cob_field &field) {
 }
 
 bool translate(const coder &how, const unsigned char *record, unsigned char *room) {
-    const unsigned char *field = record + how.source;
-    for (size_t i = 0; i < how.length; ++i)
-        room[i] = how.translation[field[i]];
+    const unsigned char *field = record + how.source, *weights = how.translation;
+    for (size_t i = 0, length = how.length; i < length; ++i)
+        room[i] = weights[field[i]];
     return true;
 }
 
