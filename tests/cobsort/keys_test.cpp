@@ -205,4 +205,52 @@ TEST_P(keys, order_as_the_runtime_does) {
 
 INSTANTIATE_TEST_SUITE_P(signs, keys, testing::Bool());
 
+// Neighbours become one piece; what the plan does not take it names.
+TEST(keyplan, pieces_and_refusals) {
+    kind text = made(COB_TYPE_ALPHANUMERIC, 0, 0, 0, 4);
+    const kind number = made(COB_TYPE_NUMERIC_PACKED, 5, 0, issigned, 3);
+    const struct {
+        kind third;
+        unsigned offset;
+        size_t recordbytes;
+        const char *whynot;
+    } cases[] = {
+        {number, 8, 20, ""},
+        {made(COB_TYPE_NUMERIC_FLOAT, 7, 0, issigned, 4), 8, 20, "key 3 is COMP-1"},
+        {made(COB_TYPE_NUMERIC_BINARY, 38, 0, issigned, 16), 0, 20,
+         "key 3 is a number of type 17, 38 digits in 16 bytes"},
+        {number, 18, 20, "key 3 is not within the record"},
+        {number, 8, 32684, ""}, // 12 bytes ahead and 20 of keys
+        {number, 8, 32685, "keys and record are too long"},
+    };
+    for (const auto &one : cases) {
+        cob_field fields[] = {{text.size, nullptr, &text.attr},
+                              {one.third.size, nullptr, &one.third.attr}};
+        cob_file_key table[3] = {};
+        for (unsigned i = 0; i < 3; ++i) {
+            table[i].field = &fields[i / 2];
+            table[i].offset = i < 2 ? 4 * i : one.offset;
+            table[i].flag = i < 2 ? COB_ASCENDING : COB_DESCENDING;
+        }
+        std::string whynot;
+        const auto plan = cobsort::keyplan::make(table, 3, nullptr, one.recordbytes, whynot);
+        EXPECT_EQ(whynot, one.whynot);
+        ASSERT_EQ(plan.has_value(), whynot.empty());
+        if (!plan)
+            continue;
+        const cobsort::piece expected[] = {{12, 8, false}, {0, 4, true}, {4, 8, false}};
+        ASSERT_EQ(plan->pieces().size(), 3U);
+        for (size_t i = 0; i < 3; ++i) {
+            const cobsort::piece &part = plan->pieces()[i];
+            EXPECT_TRUE(part.position == expected[i].position &&
+                        part.length == expected[i].length &&
+                        part.descending == expected[i].descending)
+                << i;
+        }
+        EXPECT_TRUE(plan->ahead() == 12 && plan->stillfits());
+        fields[0].size = 5;
+        EXPECT_FALSE(plan->stillfits());
+    }
+}
+
 } // namespace

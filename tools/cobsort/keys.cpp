@@ -39,6 +39,7 @@ std::string kindname(const cob_field &field) {
 
 bool translate(const coder &how, const unsigned char *record, unsigned char *room) {
     const unsigned char *field = record + how.source, *weights = how.translation;
+#pragma GCC unroll 8
     for (size_t i = 0, length = how.length; i < length; ++i)
         room[i] = weights[field[i]];
     return true;
