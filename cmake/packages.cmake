@@ -1,6 +1,6 @@
-# What is installed, where, and the packages that are made of it: three for Debian
-# (library, development files, command), one archive for Windows.  docs/packages.md
-# tells how they are made and used.
+# What is installed, where, and the packages that are made of it: for Debian one of each
+# component (debian.cmake), one archive for Windows.  docs/packages.md tells how they are
+# made and used.
 include(CMakePackageConfigHelpers)
 
 set(KVERN_ZSH_DIR ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING
@@ -12,6 +12,11 @@ if(WIN32)
   set(KVERN_COPY_DIR ${CMAKE_INSTALL_INCLUDEDIR})
 endif()
 set(cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kvern)
+# The system's own places, those of the packages.
+set(KVERN_SYSTEM OFF)
+if(NOT WIN32 AND CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+  set(KVERN_SYSTEM ON)
+endif()
 
 # ---- library and development files ------------------------------------------
 
@@ -46,27 +51,72 @@ else()
           COMPONENT development)
 endif()
 
-# ---- command ----------------------------------------------------------------
+# ---- programs ---------------------------------------------------------------
+
+# The system finds its own libraries without a path.
+function(kvern_plain_path component file)
+  if(KVERN_SYSTEM)
+    install(CODE "file(RPATH_REMOVE FILE \"\$ENV{DESTDIR}${file}\")" COMPONENT ${component})
+  endif()
+endfunction()
 
 install(TARGETS kvern_command RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT command)
-if(NOT WIN32 AND CMAKE_INSTALL_PREFIX STREQUAL "/usr") # the system's libraries are found
-  set(installed "\$ENV{DESTDIR}${CMAKE_INSTALL_FULL_BINDIR}/kvern")
-  install(CODE "file(RPATH_REMOVE FILE \"${installed}\")" COMPONENT command)
+kvern_plain_path(command ${CMAKE_INSTALL_FULL_BINDIR}/kvern)
+if(TARGET kvern_cobsort)
+  install(TARGETS kvern_cobsort LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT cobsort)
+  kvern_plain_path(cobsort ${CMAKE_INSTALL_FULL_LIBDIR}/libkvern-cobsort.so.1)
+  install(FILES ${cobsort_linked} DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT cobsort)
+  install(PROGRAMS ${CMAKE_BINARY_DIR}/kvern-cob DESTINATION ${CMAKE_INSTALL_BINDIR}
+          COMPONENT cobsort)
 endif()
 
 # ---- documentation ----------------------------------------------------------
 
+# The notices of what is compiled into the command go with it.
+file(READ cmake/debian/copyright copyright)
+foreach(part libcli11-dev nlohmann-json3-dev)
+  if(EXISTS /usr/share/doc/${part}/copyright)
+    file(READ /usr/share/doc/${part}/copyright notice)
+    string(APPEND copyright "\nThe command holds parts of ${part}:\n\n${notice}")
+  endif()
+endforeach()
+file(WRITE ${made_dir}/copyright "${copyright}")
+
 file(GLOB doc_pages CONFIGURE_DEPENDS docs/*.md)
-install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
-install(FILES ${doc_pages} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT development)
+install(FILES README.md CHANGELOG.md ${made_dir}/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR}
+        COMPONENT command)
+install(FILES ${doc_pages} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT command)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
         PATTERN __pycache__ EXCLUDE)
+
+# kvern_manual(COMPONENT PAGE...): pages of the manual, compressed where the system's are.
+function(kvern_manual component)
+  foreach(page ${ARGN})
+    get_filename_component(name ${page} NAME)
+    string(REGEX REPLACE ".*[.]" "" section ${name})
+    set(folder ${CMAKE_INSTALL_MANDIR}/man${section})
+    install(FILES ${page} DESTINATION ${folder} COMPONENT ${component})
+    if(KVERN_SYSTEM)
+      install(CODE "execute_process(COMMAND_ERROR_IS_FATAL ANY
+        COMMAND gzip -9nf \"\$ENV{DESTDIR}/usr/${folder}/${name}\")" COMPONENT ${component})
+    endif()
+  endforeach()
+endfunction()
+
 if(KVERN_PAGES)
-  install(FILES docs/man/libkvern.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3
-          COMPONENT development)
-  install(FILES docs/man/kvern-where.7 DESTINATION ${CMAKE_INSTALL_MANDIR}/man7
-          COMPONENT command)
-  install(FILES ${made_dir}/kvern.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT command)
+  # Every call that libkvern(3) names leads there.
+  file(STRINGS docs/man/libkvern.3 calls REGEX "^kvrn.*")
+  string(REGEX MATCHALL "kvrn[a-z]+" calls "${calls}")
+  list(REMOVE_DUPLICATES calls)
+  foreach(call ${calls})
+    file(WRITE ${made_dir}/${call}.3 ".so man3/libkvern.3\n")
+    kvern_manual(development ${made_dir}/${call}.3)
+  endforeach()
+  kvern_manual(development docs/man/libkvern.3)
+  kvern_manual(command docs/man/kvern-where.7 ${made_dir}/kvern.1)
+  if(TARGET kvern_cobsort)
+    kvern_manual(cobsort docs/man/kvern-cob.1)
+  endif()
   install(FILES ${made_dir}/kvern.bash RENAME kvern COMPONENT command
           DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
   install(FILES ${made_dir}/kvern.zsh RENAME _kvern DESTINATION ${KVERN_ZSH_DIR}
@@ -80,45 +130,21 @@ endif()
 # Tests may stay unbuilt; the Makefile builds what a package needs.
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 set(CPACK_PACKAGE_VENDOR "Kvern")
-set(CPACK_PACKAGE_CONTACT "The Kvern maintainers <kvern@localhost>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Sort, merge and copy engine for records")
+set(CPACK_PACKAGE_CONTACT "The Kvern maintainers <maintainers@kvern.invalid>")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_OUTPUT_FILE_PREFIX ${CMAKE_SOURCE_DIR}/build/packages)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL library development command)
+if(TARGET kvern_cobsort)
+  list(APPEND CPACK_COMPONENTS_ALL cobsort)
+endif()
 
 if(WIN32)
   set(CPACK_GENERATOR ZIP)
   set(CPACK_PACKAGE_FILE_NAME kvern-${PROJECT_VERSION}-win32)
   set(CPACK_COMPONENTS_GROUPING ALL_COMPONENTS_IN_ONE)
   set(CPACK_ARCHIVE_COMPONENT_INSTALL OFF)
-else()
-  set(CPACK_GENERATOR DEB)
-  set(CPACK_DEB_COMPONENT_INSTALL ON)
-  set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-  set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR})
-  set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-
-  set(library_package libkvern${KVERN_SOVERSION})
-  set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${library_package})
-  set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
-  set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "Sort, merge and copy engine for records
- Kvern sorts, merges and copies fixed, variable and text records by packed, zoned,
- binary and text keys. This is the library that programs run with.")
-  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libkvern-dev)
-  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${library_package} (= ${PROJECT_VERSION})")
-  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
-  set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "Sort, merge and copy engine for records (development)
- Header, copybook, link name, pkg-config and CMake files and the documentation of the
- Kvern library.")
-  set(CPACK_DEBIAN_COMMAND_PACKAGE_NAME kvern)
-  set(CPACK_DEBIAN_COMMAND_PACKAGE_SECTION utils)
-  set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS "${library_package} (= ${PROJECT_VERSION})")
-  set(CPACK_DEBIAN_COMMAND_DESCRIPTION "Sort, merge and copy records from the command line
- The command of the Kvern engine: sorts, merges, copies and checks fixed, variable
- and text records, with a filter language.")
+elseif(KVERN_SYSTEM)
+  include(cmake/debian.cmake)
 endif()
 include(CPack)

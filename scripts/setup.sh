@@ -14,7 +14,7 @@ case $purpose in
   faults) wanted="$wanted python3" ;;
   bench) wanted="$wanted libbenchmark-dev" ;;
   lint) wanted="$wanted googletest libbenchmark-dev clang-format clang-tidy" ;;
-  packages) wanted="$wanted googletest g++-mingw-w64-i686 wine wine32:i386 dpkg-dev file pkg-config unzip" ;;
+  packages) wanted="$wanted googletest g++-mingw-w64-i686 wine wine32:i386 dpkg-dev file pkg-config unzip gnucobol3 lintian" ;;
   *) echo "usage: setup.sh build|test|faults|bench|lint|packages" >&2; exit 2 ;;
 esac
 

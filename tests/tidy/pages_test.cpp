@@ -73,3 +73,10 @@ TEST(reference, every_message_stands_as_it_is_issued) {
         EXPECT_NE(messages.find("\n| " + text), std::string::npos) << text;
     }
 }
+
+TEST(reference, every_call_is_in_the_manual) { // whose pages are made of these names
+    const std::string manual = page("docs/man/libkvern.3");
+    const std::string names = manual.substr(0, manual.find(".SH SYNOPSIS"));
+    for (const std::string &call : found(page("src/kvern.map"), "(kvrn[a-z]+);"))
+        EXPECT_NE(names.find(call), std::string::npos) << call;
+}
