@@ -25,7 +25,9 @@ class datafile:
 
     def __init__(self, program, name, width, rows=None):
         rng = self.rng = program.rng
-        self.name, self.width, self.organization = name, width, rng.choice(ORGANIZATIONS)
+        # A database that cannot grow speaks for itself, and not always alike.
+        self.organization = rng.choice(ORGANIZATIONS[:-1] if program.limit else ORGANIZATIONS)
+        self.name, self.width = name, width
         self.least = rng.randint(1, width) if self.organization in ("VARYING", "TWO") else width
         self.place = name.lower() + {"INDEXED": ".idx"}.get(self.organization, ".dat")
         self.isloaded = self.organization in ("RELATIVE", "INDEXED") and rows is not None
@@ -93,9 +95,9 @@ class program:
         self.floats, self.hasstatus = rng.random() < 0.1, rng.random() < 0.85
         self.many = rng.random() < 0.04
         self.most = MANY * 2 if self.many else 6000  # passes through a loop that does not end
+        self.limit = rng.choice([200, 3000, 30000]) if rng.random() < 0.06 else None
         self.sorts, self.files, self.storage, self.environment = [], [], [], {}
         self.steps, self.written, self.count = [], [], 0
-        self.limit = rng.choice([200, 3000, 30000]) if rng.random() < 0.06 else None
         self.environment["COB_SORT_MEMORY"] = rng.choice(["1048576", "128M", "20M"])
         if rng.random() < 0.1:
             self.environment["COB_FILE_PATH"] = "./folder"
@@ -248,7 +250,11 @@ class program:
             lines.append(f"    OUTPUT PROCEDURE O-{name}")
             parts += self.outputprocedure(name, layout, outputs[0], depth)
         self.written += outputs
-        shown = [f'" {each.name} " ST-{each.name}' for each in inputs + outputs]
+        shown = [f'" {each.name} " ST-{each.name} LEN-{each.name}' for each in inputs + outputs]
+        # What no program should look at, and some do.
+        shown += [f'" " {each.name}-REC' for each in inputs + outputs
+                  if each.width < 300 and rng.random() < 0.1]
+        shown += [f'" " {sort}-REC'] * (layout.size < 300 and rng.random() < 0.1)
         lines += [f'  DISPLAY "{name} " SORT-RETURN " " ST-{sort} ' + " ".join(shown)]
         for each in outputs:
             if each.organization == "INDEXED" and each.place.endswith(".idx"):
