@@ -9,7 +9,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <sched.h>
+#include <unistd.h>
 
 namespace cobsort {
 
@@ -63,6 +65,14 @@ settings settingsfor(size_t recordbytes) {
     const uint64_t sessions = std::clamp<uint64_t>(memory / std::max(least, worthwhile), 1, cores);
     return {static_cast<unsigned>(sessions),
             static_cast<uint32_t>(std::clamp(memory / sessions, least, most)), temporaryfolder()};
+}
+
+bool cancreate() {
+    const int made = open(temporaryfolder().c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+    if (made < 0) // some file systems have none without a name
+        return errno == EOPNOTSUPP || errno == EISDIR;
+    close(made);
+    return true;
 }
 
 } // namespace cobsort

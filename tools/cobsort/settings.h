@@ -16,5 +16,7 @@ struct settings {
 // For session records of so many bytes.  KVERN_SORT_MEMORY is the storage of all sessions
 // together; by default each core that the process may use has one of the engine's greatest.
 settings settingsfor(size_t recordbytes);
+// A temporary file, if only an empty one.
+bool cancreate();
 
 } // namespace cobsort

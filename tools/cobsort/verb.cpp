@@ -97,7 +97,8 @@ bool verb::guarded(Work work) {
     try {
         return work();
     } catch (const kvern::error &failed) {
-        if (failed.detail == KVRN_D_TEMPCREATE) { // where the run-time ends the program
+        // Where the run-time ends the program; the engine names a full folder so as well.
+        if (failed.detail == KVRN_D_TEMPCREATE && !cancreate()) {
             cob_runtime_error("SORT is unable to acquire temporary file");
             cob_stop_run(1);
         }
