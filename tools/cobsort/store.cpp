@@ -1,5 +1,7 @@
 #include "cobsort/store.h"
 
+#include "cobsort/engine.h"
+
 #include <algorithm>
 #include <csignal>
 #include <cstring>
@@ -126,6 +128,8 @@ const unsigned char *store::get() {
 void store::start() {
     if (!threads.empty())
         return;
+    if (!loadengine())
+        throw notstarted("libkvern.so.1 cannot be loaded");
     const settings how = settingsfor(whole);
     streams.reserve(how.sessions);
     threads.reserve(how.sessions);
@@ -137,7 +141,7 @@ void store::start() {
         } catch (const std::system_error &) { // fewer do, too
             streams.pop_back();
             if (threads.empty())
-                throw;
+                throw notstarted("no thread can be had");
             return;
         }
 }

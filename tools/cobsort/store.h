@@ -5,8 +5,8 @@
 // the sequence number in its key keeps the order of equal ones.
 //
 // One thread calls.  A call throws kvern::error where a session failed and std::bad_alloc;
-// after that only the destructor is left.  What `put` throws as std::system_error, no thread
-// can be had, leaves the store without the record, as where it is unclean.
+// after that only the destructor is left.  Where `put` throws notstarted, the store is left
+// without the record, as where it is unclean.
 #pragma once
 
 #include "cobsort/rows.h"
@@ -19,10 +19,16 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
 namespace cobsort {
+
+// What sessions need is not to be had.
+struct notstarted : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
 
 class store {
   public:

@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <system_error>
 #include <utility>
 
 namespace cobsort {
@@ -46,7 +45,7 @@ void verb::decide() {
     whose = owner::ours;
 }
 
-void verb::handover(const char *why, uint64_t below) {
+void verb::handover(const std::string &why, uint64_t below) {
     if (whose == owner::theirs || whose == owner::lost)
         return;
     whynot = why;
@@ -115,12 +114,12 @@ bool verb::guarded(Work work) {
 template <typename Put>
 bool verb::offer(Put put) {
     const uint64_t before = records->taken();
-    const char *why = uncleankey;
+    std::string why = uncleankey;
     try {
         if (put())
             return true;
-    } catch (const std::system_error &) {
-        why = "no thread can be had";
+    } catch (const notstarted &failed) {
+        why = failed.what();
     }
     handover(why, before);
     return false;

@@ -50,7 +50,7 @@ class verb {
     std::unique_ptr<store> records; // while ours
 
     void decide();
-    void handover(const char *why, uint64_t below = UINT64_MAX);
+    void handover(const std::string &why, uint64_t below = UINT64_MAX);
     template <typename Put>
     bool offer(Put put);
     bool submit();

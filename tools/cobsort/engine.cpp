@@ -1,0 +1,60 @@
+#include "cobsort/engine.h"
+
+#include "kvern.h"
+
+#include <dlfcn.h>
+
+namespace cobsort {
+
+namespace {
+
+struct calls {
+    decltype(&kvrnopen) open;
+    decltype(&kvrnclse) close;
+    decltype(&kvrntext) text;
+};
+
+template <typename Routine>
+bool bind(void *library, Routine &routine, const char *name) {
+    routine = reinterpret_cast<Routine>(dlsym(library, name));
+    return routine != nullptr;
+}
+
+calls boundcalls() {
+    void *library = dlopen("libkvern.so.1", RTLD_NOW | RTLD_LOCAL);
+    calls all{};
+    if (library == nullptr || !bind(library, all.open, "kvrnopen") ||
+        !bind(library, all.close, "kvrnclse") || !bind(library, all.text, "kvrntext"))
+        return {};
+    return all;
+}
+
+const calls &bound() {
+    static const calls all = boundcalls();
+    return all;
+}
+
+} // namespace
+
+bool loadengine() {
+    return bound().open != nullptr;
+}
+
+} // namespace cobsort
+
+// The calls that kvern.hpp makes, passed on.
+
+using cobsort::bound;
+
+int kvrnopen(uint32_t version, KVRNLINK *link, KVRNPRIM *prim, KVRNSESS *sess, KVRNKEY *keys,
+             KVRNFILE *files, KVRNOPT *opts) {
+    return bound().open(version, link, prim, sess, keys, files, opts);
+}
+
+int kvrnclse(uint32_t version, KVRNLINK *link, KVRNPRIM *prim, KVRNSESS *sess) {
+    return bound().close(version, link, prim, sess);
+}
+
+int kvrntext(KVRNSESS *sess, char *text, unsigned room) {
+    return bound().text(sess, text, room);
+}
