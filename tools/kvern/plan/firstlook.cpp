@@ -102,8 +102,10 @@ bool scantogether(const looking &at, const textform &form, textscanner &scanner,
         team crew(jobs);
         crew.run([&](unsigned) {
             textform mine = form;
-            if (form.numbers)
+            if (form.numbers) { // to which one who is done may be joining its own
+                const std::lock_guard<std::mutex> held(crew.lock);
                 mine.numbers = std::make_shared<numbercheck>(*form.numbers);
+            }
             const textscanner seen = scanparts(at, parts, crew, mine);
             const std::lock_guard<std::mutex> held(crew.lock);
             scanner.add(seen);
