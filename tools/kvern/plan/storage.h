@@ -16,8 +16,10 @@ struct storageplan {
     uint32_t memory = 0; // of each
 };
 
-// Looks at the beginnings of streams that are sorted.  Tells where -S is not followed.
-storageplan planstorage(const joboptions &options, std::vector<inputsource> &sources);
+// Looks at the beginnings of streams that are sorted.  Tells where -S is not followed, but
+// not again.
+storageplan planstorage(const joboptions &options, std::vector<inputsource> &sources,
+                        bool again = false);
 
 // Fewer sessions where a share of the storage does not do for records of this length.
 void heedlength(storageplan &plan, uint32_t longest);

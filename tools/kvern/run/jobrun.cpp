@@ -62,7 +62,7 @@ void keepstreams(const joboptions &options, const jobplan &plan, std::vector<inp
         measureblocks(sources, plan.shape);
     if (!kept)
         return;
-    storage = planstorage(options, sources); // of inputs whose sizes are known now
+    storage = planstorage(options, sources, true); // of inputs whose sizes are known now
     storage.memory = std::max<uint32_t>(storage.memory - share, KVRN_MEM_MIN);
 }
 
