@@ -68,12 +68,22 @@ double watch::elapsed() const {
     return std::chrono::duration<double>(clock::now() - begin).count();
 }
 
-void watch::reach(size_t phase, clock::time_point now) {
-    if (!follows(phase, current))
-        return;
+void watch::enter(size_t phase, clock::time_point now) {
     times[current] += now - since;
     since = now;
     current = phase;
+}
+
+void watch::reach(size_t phase, clock::time_point now) {
+    if (follows(phase, current))
+        enter(phase, now);
+}
+
+// A stream that was kept is looked at from its start.
+void watch::expect(uint64_t bytes) {
+    inputbytes = bytes;
+    lookedbytes = 0;
+    enter(current, clock::now());
 }
 
 void watch::looked(uint64_t bytes) {

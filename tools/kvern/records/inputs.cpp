@@ -187,13 +187,16 @@ void inputsource::readahead() {
     beginning.resize(filled);
 }
 
-void inputsource::keep(size_t memory, const std::vector<std::string> &tempdirs) {
+void inputsource::keep(size_t memory, const std::vector<std::string> &tempdirs,
+                       const std::function<void(size_t)> &told) {
     if (placed())
         return;
     auto all = std::make_unique<keptstream>(memory, tempdirs);
     std::vector<char> room(keptroom);
-    while (const size_t count = read(room.data(), room.size()))
+    while (const size_t count = read(room.data(), room.size())) {
         all->append(room.data(), count);
+        told(count);
+    }
     kept = std::move(all);
     facts.size = kept->size();
     start = 0;

@@ -10,6 +10,7 @@
 #include "kvern/records/keptstream.h"
 #include "kvern/system/streams.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -41,8 +42,9 @@ class inputsource {
     const std::string &ahead() const { return beginning; }
     bool aheadisall() const { return ended; }
     // Takes in the rest of a stream, up to so much of it in memory and what is more into a
-    // file without a name in one of the directories.
-    void keep(size_t memory, const std::vector<std::string> &tempdirs);
+    // file without a name in one of the directories; `told` hears of its bytes.
+    void keep(size_t memory, const std::vector<std::string> &tempdirs,
+              const std::function<void(size_t)> &told);
 
     // From here on a byte 0x1A ends the input, which makes the same of a file and of a
     // stream; otherwise it is one like any other.

@@ -46,7 +46,7 @@ bool mustmeasureblocks(const joboptions &options, const recordshape &shape) {
 // What has to be looked through before the plan stands is kept; the memory for that is
 // taken from the sessions.
 void keepstreams(const joboptions &options, const jobplan &plan, std::vector<inputsource> &sources,
-                 storageplan &storage) {
+                 storageplan &storage, watch &seen) {
     const bool byblocks = mustmeasureblocks(options, plan.shape);
     const bool measured = mustlook(options, plan);
     const uint32_t share = storage.memory / keptshare;
@@ -55,7 +55,7 @@ void keepstreams(const joboptions &options, const jobplan &plan, std::vector<inp
         if (source.placed() || !(byblocks || (measured && !source.aheadisall())))
             continue;
         source.keep(static_cast<size_t>(share * storage.sessions / sources.size()),
-                    options.tempdirs);
+                    options.tempdirs, [&](size_t bytes) { seen.looked(bytes); });
         kept = true;
     }
     if (byblocks)
@@ -139,7 +139,7 @@ void runjob(const joboptions &options) {
             printstatistics(job, done);
     };
     try {
-        keepstreams(options, plan, sources, storage);
+        keepstreams(options, plan, sources, storage, seen);
         seen.expect(bytesof(sources));
         finish();
         perform(job);
