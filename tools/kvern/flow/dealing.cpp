@@ -92,10 +92,10 @@ keyranges rangesof(const flowjob &job, size_t keybytes) {
     if (!options.rangefile.empty())
         return readranges(options.rangefile, keybytes);
     if (options.sample.empty())
-        return sampleranges(job.plan, job.sources, options.ways);
+        return sampleranges(job.plan, job.sources, options.ways, false);
     std::vector<inputsource> sample;
     sample.emplace_back(options.sample);
-    return sampleranges(job.plan, sample, options.ways);
+    return sampleranges(job.plan, sample, options.ways, false);
 }
 
 } // namespace

@@ -12,7 +12,7 @@ namespace command {
 
 namespace {
 
-constexpr size_t aheadathread = size_t{512} << 10; // bytes of output that may wait
+constexpr size_t aheadathread = size_t{256} << 10; // bytes of output that may wait
 constexpr uint32_t lengthword = 4;                 // in front of a variable record in a block
 
 } // namespace
@@ -56,7 +56,7 @@ void delivery::put(const void *data, size_t length) {
     if (isblocked(job))
         sink.putframed({static_cast<const char *>(data), length});
     else
-        job.target->write(data, length);
+        job.target->append(data, length);
 }
 
 void delivery::drain(session &engine, size_t range, const std::function<void()> &look) {

@@ -25,6 +25,11 @@ class delivery {
     void drain(session &engine, size_t range, const std::function<void()> &look);
     // More memory is free for what waits.
     void grow(size_t bytes) { ordered.grow(bytes); }
+    // A thread has drained all its sessions, of so many.
+    void rest(size_t ranges) {
+        if (!placed)
+            ordered.rest(ranges);
+    }
     // All was drained.
     void finish();
 

@@ -2,17 +2,30 @@
 
 #include "kvern/flow/turns.h"
 
+#include <algorithm>
+
 namespace command {
 
 namespace {
 
 constexpr size_t partsathread = 4; // that are read, routed or wait
+constexpr size_t largestpart = 4 * partbytes;
+
+// What waits for a session together finds its tree in the caches, but for the first of it:
+// parts are large where they need not fit beside -S and each thread still has many.
+size_t partfor(const flowjob &job) {
+    constexpr size_t many = 32;
+    if (!job.options.memory.empty())
+        return partbytes;
+    const uint64_t even = bytesabout(job.sources) / (many * job.storage.jobs);
+    return static_cast<size_t>(std::clamp<uint64_t>(even, partbytes, largestpart));
+}
 
 } // namespace
 
 intake::intake(const flowjob &given, const keyranges &all, bool withprefix)
     : job(given), ranges(all), framed(withprefix),
-      parts(given.sources, {given.plan.shape, given.plan.form.dropshort}),
+      parts(given.sources, {given.plan.shape, given.plan.form.dropshort, false, partfor(given)}),
       crew(threadsfor(given.sources, given.storage.jobs)),
       tasks(crew, all.count(), partsathread * crew.threads(), !parts.byplace()) {}
 

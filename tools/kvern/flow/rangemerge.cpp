@@ -25,7 +25,7 @@ class rangemerge {
         : job(given), plan(given.plan), cuts(all), prototype(planmerge(plan, given.sources.size())),
           crew(threads),
           ordered(
-              crew, [this](const void *data, size_t length) { job.target->write(data, length); },
+              crew, [this](const void *data, size_t length) { job.target->append(data, length); },
               aheadathread * threads),
           placed(sizesknown()), records(cuts.ranges()) {
         prototype.watcher = &job.seen;
@@ -75,6 +75,8 @@ class rangemerge {
                 throw abandoned{};
             }
         }
+        if (!placed)
+            ordered.rest(cuts.ranges());
     }
     bool take(size_t &range) {
         const std::lock_guard<std::mutex> held(crew.lock);

@@ -15,6 +15,7 @@ constexpr size_t samplesperrange = 64, leastsamples = 2048, mostsamples = 8192;
 constexpr size_t recordsaplace = 4;        // neighbours tell little more
 constexpr size_t looked = size_t{8} << 10; // bytes of a place, at least
 constexpr size_t chained = 8;              // prefixes that are no chance
+constexpr size_t mostofall = 8;            // of so many in one range: there is none to share
 
 uint64_t headof(std::string_view key) {
     uint64_t head = 0;
@@ -62,10 +63,10 @@ class sampler {
     void takeplaces(inputsource &source, uint64_t bytes) {
         const uint64_t share =
             wanted / recordsaplace * source.size() / std::max<uint64_t>(bytes, 1);
-        const uint64_t places = std::max<uint64_t>(share, 1);
+        const uint64_t places = std::max<uint64_t>(share, 1), step = source.size() / places;
         std::vector<char> room(std::max<size_t>(looked, 4 * size_t{plan.engine.prim.reclen}));
         for (uint64_t i = 0; i < places; ++i) {
-            uint64_t at = source.size() / places * i;
+            uint64_t at = step * i + within(i, step);
             if (plan.shape.kind == formkind::fixed)
                 at -= at % plan.shape.length;
             const size_t got = source.readat(at, room.data(), room.size());
@@ -74,6 +75,12 @@ class sampler {
                 found.remove_prefix(beginof(found));
             eachof(found, recordsaplace, 1);
         }
+    }
+    // Some place of so many, as good as by chance: an input that repeats itself is looked
+    // at elsewhere each time.
+    static uint64_t within(uint64_t number, uint64_t places) {
+        constexpr uint64_t golden = 0x9E3779B97F4A7C15;
+        return places == 0 ? 0 : (number * golden >> 16) % places;
     }
     // What was read ahead of a stream, evenly.
     void takebeginning(inputsource &source) {
@@ -134,6 +141,18 @@ class sampler {
     }
 };
 
+// All but a small part of the keys are of one range: to look at each record and to lay it
+// by its range would cost more than the other threads take over.
+bool lopsided(const std::vector<std::string> &keys, const std::vector<std::string> &cuts) {
+    size_t begin = 0, most = 0;
+    for (const std::string &cut : cuts) {
+        const auto end = std::lower_bound(keys.begin(), keys.end(), cut) - keys.begin();
+        most = std::max(most, static_cast<size_t>(end) - begin);
+        begin = static_cast<size_t>(end);
+    }
+    return std::max(most, keys.size() - begin) * mostofall > keys.size() * (mostofall - 1);
+}
+
 } // namespace
 
 keyranges::keyranges(std::vector<std::string> firstkeys) : cuts(std::move(firstkeys)) {
@@ -148,7 +167,8 @@ size_t keyranges::find(std::string_view key) const {
     return static_cast<size_t>(std::upper_bound(from, to, key) - cuts.begin());
 }
 
-keyranges sampleranges(const jobplan &plan, std::vector<inputsource> &sources, size_t wanted) {
+keyranges sampleranges(const jobplan &plan, std::vector<inputsource> &sources, size_t wanted,
+                       bool worthwhile) {
     const std::vector<std::string> keys = sampler(plan, sources, wanted).run();
     std::vector<std::string> cuts;
     for (size_t i = 1; i < wanted && !keys.empty(); ++i) {
@@ -156,7 +176,7 @@ keyranges sampleranges(const jobplan &plan, std::vector<inputsource> &sources, s
         if ((cuts.empty() ? keys.front() : cuts.back()) < cut)
             cuts.push_back(cut);
     }
-    return keyranges(std::move(cuts));
+    return worthwhile && lopsided(keys, cuts) ? keyranges() : keyranges(std::move(cuts));
 }
 
 } // namespace command

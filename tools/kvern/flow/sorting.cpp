@@ -50,6 +50,7 @@ class sorter {
             outputs.grow(job.storage.memory);
             range += threads;
         }
+        outputs.rest(ranges.count());
     }
 
     // Sessions begin to fill the directories for temporary files with different ones.
@@ -118,7 +119,7 @@ class sorter {
 
 void sortrecords(const flowjob &job) {
     const keyranges ranges = job.storage.sessions > 1
-                                 ? sampleranges(job.plan, job.sources, job.storage.sessions)
+                                 ? sampleranges(job.plan, job.sources, job.storage.sessions, true)
                                  : keyranges();
     sorter(job, ranges).run();
 }

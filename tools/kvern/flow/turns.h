@@ -55,13 +55,18 @@ class turns {
     }
 };
 
-// One thread is enough for small inputs.
-inline unsigned threadsfor(const std::vector<inputsource> &sources, unsigned jobs) {
-    constexpr uint64_t smallparts = 8;
+// More than any that matters where there are streams.
+inline uint64_t bytesabout(const std::vector<inputsource> &sources) {
     uint64_t bytes = 0;
     for (const inputsource &source : sources)
         bytes += source.placed() ? source.size() : UINT32_MAX;
-    return bytes <= smallparts * partbytes ? 1 : jobs;
+    return bytes;
+}
+
+// One thread is enough for small inputs.
+inline unsigned threadsfor(const std::vector<inputsource> &sources, unsigned jobs) {
+    constexpr uint64_t smallparts = 8;
+    return bytesabout(sources) <= smallparts * partbytes ? 1 : jobs;
 }
 
 } // namespace command

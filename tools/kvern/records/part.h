@@ -39,8 +39,9 @@ struct part {
 // What is common to all parts of a run.
 struct partrules {
     const recordshape &shape;
-    bool dropshort = false;  // a last fixed record that is not whole is left out
-    bool placedonly = false; // streams are not touched
+    bool dropshort = false;   // a last fixed record that is not whole is left out
+    bool placedonly = false;  // streams are not touched
+    size_t bytes = partbytes; // of a part, or so
 };
 
 class partreader {
