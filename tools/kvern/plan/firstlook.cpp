@@ -12,6 +12,8 @@ namespace command {
 
 namespace {
 
+constexpr size_t shortline = size_t{4} << 10; // most lines end within as much
+
 // Numbers that different threads saw do not go together.
 struct disagreement {};
 
@@ -67,10 +69,14 @@ lineend findlineend(const std::string &eol, std::vector<inputsource> &sources) {
                 return guesslineend(source.ahead());
             continue;
         }
-        std::string beginning(static_cast<size_t>(std::min<uint64_t>(source.size(), aheadroom)),
-                              '\0');
-        beginning.resize(source.read(beginning.data(), beginning.size()));
-        source.rewind();
+        std::string beginning;
+        for (const size_t most : {shortline, aheadroom}) {
+            beginning.resize(static_cast<size_t>(std::min<uint64_t>(source.size(), most)));
+            beginning.resize(source.read(beginning.data(), beginning.size()));
+            source.rewind();
+            if (beginning.find('\n') != std::string::npos)
+                break;
+        }
         if (!beginning.empty())
             return guesslineend(beginning);
     }

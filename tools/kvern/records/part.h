@@ -28,7 +28,7 @@ struct part {
     bool counted = true;
     // What follows the part is no record: to be thrown once its records were looked at.
     std::exception_ptr trouble;
-    std::vector<char> room;
+    rawbytes room;
     size_t begin = 0, filled = 0;
 
     // Whole records as they lie in the input, but for the prefixes of blocks; the last

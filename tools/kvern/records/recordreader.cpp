@@ -10,7 +10,8 @@ namespace command {
 
 namespace {
 
-constexpr size_t endroom = 2; // for the end of a last line
+constexpr size_t endroom = 2;                   // for the end of a last line
+constexpr size_t cachedroom = size_t{32} << 10; // what is looked at once stays in cache
 
 std::string hexadecimal(std::string_view bytes) {
     std::string out;
@@ -61,9 +62,8 @@ void checkfeeds(const recordshape &shape, std::string_view line, uint64_t number
 }
 
 recordreader::recordreader(inputsource &from, const recordshape &form, size_t room)
-    : source(from), shape(form), chunk(room), bring(&recordreader::readon),
-      buffer(chunk + endroom, '\0'), count(from.skippedrecords()), nextplace(from.skipped()),
-      blockleft(from.blockrest()) {}
+    : source(from), shape(form), chunk(room), bring(&recordreader::readon), buffer(chunk + endroom),
+      count(from.skippedrecords()), nextplace(from.skipped()), blockleft(from.blockrest()) {}
 
 recordreader::recordreader(inputsource &from, const recordshape &form, const recordslice &its,
                            size_t room)
@@ -248,7 +248,7 @@ bool recordreader::nextline() {
 
 void eachline(inputsource &source, const recordshape &shape,
               const std::function<void(std::string_view)> &each) {
-    recordreader reader(source, shape);
+    recordreader reader(source, shape, cachedroom);
     while (reader.next())
         each(reader.data());
 }
