@@ -1,6 +1,6 @@
 #include "kvern/flow/intake.h"
 
-#include "kvern/flow/turns.h"
+#include "kvern/flow/partflow.h"
 
 #include <algorithm>
 
@@ -17,7 +17,7 @@ size_t partfor(const flowjob &job) {
     constexpr size_t many = 32;
     if (!job.options.memory.empty())
         return partbytes;
-    const uint64_t even = bytesabout(job.sources) / (many * job.storage.jobs);
+    const uint64_t even = bytesabout(job) / (many * job.storage.jobs);
     return static_cast<size_t>(std::clamp<uint64_t>(even, partbytes, largestpart));
 }
 
@@ -25,16 +25,12 @@ size_t partfor(const flowjob &job) {
 
 intake::intake(const flowjob &given, const keyranges &all, bool withprefix)
     : job(given), ranges(all), framed(withprefix),
-      parts(given.sources, {given.plan.shape, given.plan.form.dropshort, false, partfor(given)}),
-      crew(threadsfor(given.sources, given.storage.jobs)),
+      parts(given.sources, rulesof(given, partfor(given))), crew(threadsfor(given)),
       tasks(crew, all.count(), partsathread * crew.threads(), !parts.byplace()) {}
 
 void intake::work(unsigned worker, const taker &put) {
-    router records(job.plan, job.sources, parts, ranges, framed);
-    const atlast told(crew, [&] {
-        job.counts.shorts += records.shorts();
-        job.counts.dropped += records.dropped();
-    });
+    router records(job, parts, ranges, framed);
+    const atlast told(crew, [&] { records.tell(); });
     schedule::task task;
     while (tasks.next(worker, task)) {
         routedpart &one = task.route != nullptr ? *task.route : *task.put.from;

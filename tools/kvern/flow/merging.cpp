@@ -29,9 +29,7 @@ unsigned threadsof(const flowjob &job) {
 }
 
 std::optional<mergecuts> cutinputs(const flowjob &job, unsigned threads) {
-    uint64_t bytes = 0;
-    for (const inputsource &source : job.sources)
-        bytes += source.size();
+    const uint64_t bytes = placedbytes(job.sources);
     if (threads == 1 || bytes < 2 * rangebytes)
         return {};
     try {

@@ -27,13 +27,11 @@ uint64_t headof(std::string_view key) {
 class sampler {
   public:
     sampler(const jobplan &planned, std::vector<inputsource> &inputs, size_t most)
-        : plan(planned), sources(inputs), engine(probing(planned), unused),
+        : plan(planned), sources(inputs), engine(probing(planned)),
           wanted(std::clamp(most * samplesperrange, leastsamples, mostsamples)) {}
 
     std::vector<std::string> run() {
-        uint64_t bytes = 0;
-        for (const inputsource &source : sources)
-            bytes += source.placed() ? source.size() : 0;
+        const uint64_t bytes = placedbytes(sources);
         for (inputsource &source : sources) {
             if (source.placed())
                 takeplaces(source, bytes);
@@ -47,7 +45,6 @@ class sampler {
   private:
     const jobplan &plan;
     std::vector<inputsource> &sources;
-    uint32_t unused = 0;
     session engine;
     size_t wanted;
     std::vector<std::string> keys;
@@ -86,7 +83,7 @@ class sampler {
     void takebeginning(inputsource &source) {
         source.readahead();
         std::string_view found = source.ahead();
-        if (plan.shape.kind == formkind::variable && plan.shape.frame->blocked)
+        if (plan.shape.blocked())
             found.remove_prefix(std::min<size_t>(found.size(), plan.shape.frame->prefix));
         size_t records = 0;
         const auto count = [&](std::string_view, std::string_view) { ++records; };

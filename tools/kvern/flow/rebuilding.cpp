@@ -24,7 +24,7 @@ rebuilder::rebuilder(const jobplan &planned)
 void rebuilder::start() {
     out.clear();
     count = 0;
-    engine.emplace(what, sumstop);
+    engine.emplace(what);
 }
 
 void rebuilder::take(std::string_view raw, std::string_view data) {

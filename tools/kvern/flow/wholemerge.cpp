@@ -31,16 +31,8 @@ class wholemerge {
     }
 
     void run() {
-        try {
-            merge();
-        } catch (const enginefailure &) {
-            // Where the last sum found no room its record is lost, and the engine's account
-            // of records tells.
-            if (sumstop != 0)
-                throw sumended{sumstop, true};
-            throw;
-        }
-        checksum();
+        withsums(sumstop, [this] { merge(); });
+        checksum(job, sumstop);
         if (out == nullptr)
             return;
         job.counts.sumstop = sumstop;
@@ -68,7 +60,7 @@ class wholemerge {
         std::string_view record;
         gathering whole([this](const void *data, size_t length) { out->write(data, length); });
         while (records.next(record)) {
-            checksum();
+            checksum(job, sumstop);
             if (out == nullptr)
                 continue;
             if (plan.shape.kind == formkind::variable)
@@ -76,14 +68,9 @@ class wholemerge {
             else
                 whole.write(record.data(), record.size());
         }
-        checksum();
+        checksum(job, sumstop);
         whole.flush();
         engine.close();
-    }
-    // A sum that stopped ends the run unless a warning is enough.
-    void checksum() const {
-        if (sumstop != 0 && !job.options.warnoverflow)
-            throw sumended{sumstop, false};
     }
 };
 

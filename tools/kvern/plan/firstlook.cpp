@@ -64,19 +64,9 @@ lineend findlineend(const std::string &eol, std::vector<inputsource> &sources) {
     if (eol == "crlf")
         return lineend::crlf;
     for (inputsource &source : sources) {
-        if (!source.isfile()) {
-            if (!source.ahead().empty())
-                return guesslineend(source.ahead());
-            continue;
-        }
-        std::string beginning;
-        for (const size_t most : {shortline, aheadroom}) {
-            beginning.resize(static_cast<size_t>(std::min<uint64_t>(source.size(), most)));
-            beginning.resize(source.read(beginning.data(), beginning.size()));
-            source.rewind();
-            if (beginning.find('\n') != std::string::npos)
-                break;
-        }
+        std::string beginning = source.lookahead(shortline);
+        if (beginning.find('\n') == std::string::npos)
+            beginning = source.lookahead(aheadroom);
         if (!beginning.empty())
             return guesslineend(beginning);
     }

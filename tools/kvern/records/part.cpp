@@ -94,8 +94,7 @@ bool partreader::framerecords(part &out) {
             out.room.resize(std::max(rules.bytes + overlap, 2 * (out.filled + raw.size())));
         raw.copy(out.room.data() + out.filled, raw.size());
         out.filled += raw.size();
-        if (rules.shape.kind == formkind::variable && rules.shape.frame->blocked &&
-            reader->blockrest() == 0)
+        if (rules.shape.blocked() && reader->blockrest() == 0)
             return true;
     }
     return true;

@@ -26,20 +26,9 @@ showing modeof(const joboptions &options) {
     return options.progress == "always" ? showing::always : showing::never;
 }
 
-// Of all inputs; 0 where one is a stream.
-uint64_t bytesof(const std::vector<inputsource> &sources) {
-    uint64_t bytes = 0;
-    for (const inputsource &source : sources) {
-        if (!source.placed())
-            return 0;
-        bytes += source.size();
-    }
-    return bytes;
-}
-
 // A merge and a copy write blocks before they have read all.
 bool mustmeasureblocks(const joboptions &options, const recordshape &shape) {
-    return shape.frame != nullptr && shape.frame->blocked && options.blocksize == 0 &&
+    return shape.blocked() && options.blocksize == 0 &&
            (options.kind == jobkind::merge || options.kind == jobkind::copy);
 }
 
@@ -140,7 +129,7 @@ void runjob(const joboptions &options) {
     };
     try {
         keepstreams(options, plan, sources, storage, seen);
-        seen.expect(bytesof(sources));
+        seen.expect(allplaced(sources) ? placedbytes(sources) : 0);
         finish();
         perform(job);
         if (target)
