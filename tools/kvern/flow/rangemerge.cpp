@@ -14,7 +14,6 @@ namespace {
 
 constexpr size_t leastread = size_t{4} << 10, mostread = size_t{32} << 10;
 constexpr size_t readathread = size_t{1} << 20;
-constexpr uint64_t leastmemory = uint64_t{64} << 10;
 
 class rangemerge {
   public:
@@ -38,7 +37,6 @@ class rangemerge {
     team crew;
     delivery outputs;
     std::vector<uint64_t> records; // of each range
-    size_t next = 0;               // range
 
     // Bytes that come out of each range; not known where records are left out.
     std::vector<uint64_t> sizes() const {
@@ -56,7 +54,7 @@ class rangemerge {
     void work() {
         textscanner tests(plan.form);
         const atlast told(crew, [&] { job.counts.shorts += tests.shorts(); });
-        for (size_t range; take(range);) {
+        for (size_t range; crew.take(cuts.ranges(), range);) {
             try {
                 outputs.put(range, [&](gathering &out) { merge(range, tests, out); });
             } catch (...) {
@@ -66,12 +64,6 @@ class rangemerge {
         }
         outputs.rest(cuts.ranges());
     }
-    bool take(size_t &range) {
-        const std::lock_guard<std::mutex> held(crew.lock);
-        range = next;
-        return !crew.failed() && next++ < cuts.ranges();
-    }
-
     std::vector<recordintake> intakesof(size_t range, textscanner &tests) {
         std::vector<size_t> inputs;
         for (size_t input = 0; input < job.sources.size(); ++input)
@@ -91,7 +83,8 @@ class rangemerge {
     void open(std::optional<session> &engine, size_t inputs, uint32_t &sumstop) const {
         description what = prototype;
         what.prim.mergecnt = static_cast<uint32_t>(inputs);
-        const uint64_t enough = leastmemory + (inputs + 2) * (4 * uint64_t{what.prim.reclen} + 512);
+        const uint64_t enough =
+            leaststorage + (inputs + 2) * (4 * uint64_t{what.prim.reclen} + 512);
         what.prim.memsize = static_cast<uint32_t>(std::min<uint64_t>(job.storage.memory, enough));
         try {
             engine.emplace(what, sumstop);

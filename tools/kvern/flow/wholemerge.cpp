@@ -52,8 +52,8 @@ class wholemerge {
 
     void merge() {
         description what = planmerge(plan, job.sources.size());
-        const uint64_t memory = uint64_t{job.storage.memory} * job.storage.sessions;
-        what.prim.memsize = static_cast<uint32_t>(std::min<uint64_t>(memory, KVRN_MEM_MAX));
+        what.prim.memsize =
+            static_cast<uint32_t>(std::min<uint64_t>(job.storage.all(), KVRN_MEM_MAX));
         what.watcher = out != nullptr ? &job.seen : nullptr;
         session engine(what, sumstop);
         exchange records(engine, plan, intakes, what.watcher);

@@ -12,7 +12,6 @@ namespace command {
 namespace {
 
 constexpr uint64_t megabyte = uint64_t{1} << 20;
-constexpr uint64_t leaststorage = uint64_t{64} << 10;
 constexpr uint64_t largeststorage = KVRN_MEM_MAX; // of a session
 constexpr unsigned defaultjobs = 8;               // at most
 constexpr size_t defaultsessions = 64;            // at most
@@ -125,7 +124,7 @@ storageplan planstorage(const joboptions &options, std::vector<inputsource> &sou
 }
 
 void heedlength(storageplan &plan, uint32_t longest) {
-    const uint64_t all = plan.sessions * uint64_t{plan.memory};
+    const uint64_t all = plan.all();
     const uint64_t least = leaststorage + recordsheld * uint64_t{longest};
     if (plan.memory >= least)
         return;

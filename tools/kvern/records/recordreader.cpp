@@ -3,7 +3,6 @@
 #include "kvern/system/report.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 namespace command {
@@ -12,18 +11,6 @@ namespace {
 
 constexpr size_t endroom = 2;                   // for the end of a last line
 constexpr size_t cachedroom = size_t{32} << 10; // what is looked at once stays in cache
-
-std::string hexadecimal(std::string_view bytes) {
-    std::string out;
-    for (char c : bytes) {
-        char digits[4];
-        std::snprintf(digits, sizeof digits, "%02X ", static_cast<unsigned>(c) & 0xFF);
-        out += digits;
-    }
-    if (!out.empty())
-        out.pop_back();
-    return out;
-}
 
 // Often the line end behind each record was not counted, or counted and is not there.
 std::string lengthadvice(uint64_t bytes, uint32_t length) {
@@ -156,7 +143,7 @@ std::string recordreader::placenow() const {
     return " at offset " + std::to_string(nextplace) + ", where " +
            (blockleft == 0 && shape.frame->blocked ? "the block of " : "") + "record " +
            std::to_string(count + 1) +
-           " should begin: " + hexadecimal(std::string_view(buffer.data() + at, shown));
+           " should begin: " + hexadecimal({buffer.data() + at, shown}, " ");
 }
 
 void recordreader::failprefix(const std::string &why) const {

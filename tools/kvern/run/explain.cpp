@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
 
 namespace command {
 
@@ -21,15 +20,7 @@ std::string shown(const char *bytes, size_t length) {
     const bool plain = std::all_of(text.begin(), text.end(), [](char c) {
         return std::isprint(static_cast<unsigned char>(c)) != 0 && c != '"';
     });
-    std::string out = plain ? '"' + text + '"' : "x\"";
-    if (!plain) {
-        for (char c : text) {
-            char digits[3];
-            std::snprintf(digits, sizeof digits, "%02X", static_cast<unsigned>(c) & 0xFF);
-            out += digits;
-        }
-        out += '"';
-    }
+    const std::string out = plain ? quoted(text) : "x" + quoted(hexadecimal(text));
     return length > most ? out + "..." : out;
 }
 

@@ -176,8 +176,7 @@ void outputsink::writeat(uint64_t offset, const void *data, size_t length) {
 }
 
 void outputsink::append(const void *data, size_t length) {
-    pass(buffer.data(), buffer.size());
-    buffer.clear();
+    flush();
     if (byplace)
         writeat(total, data, length);
     else
