@@ -177,10 +177,12 @@ void outputsink::writeat(uint64_t offset, const void *data, size_t length) {
 
 void outputsink::append(const void *data, size_t length) {
     flush();
-    if (byplace)
+    if (byplace) {
         writeat(total, data, length);
-    else
-        pass(data, length);
+        return;
+    }
+    pass(data, length);
+    reach(behind);
 }
 
 void outputsink::reach(uint64_t end) {
