@@ -2,6 +2,7 @@
 
 #include "select/select.h"
 #include "sort/external/external.h"
+#include "sort/incore/slots.h"
 #include "sort/record/rawrecord.h"
 
 namespace kvern {
@@ -21,7 +22,7 @@ template <bool selecting>
 blockhdr *fillslots(qha5ctx *ctx, blockhdr *block) {
     block->iostat = io_done;
     scanwithin(ctx, block);
-    while (block->next < block->limit && ctx->slotused < ctx->slotcount) {
+    while (block->next < block->limit && (ctx->slotused < ctx->slotready || addslots(ctx))) {
         if constexpr (selecting) {
             const int32_t dropped = dropnext(ctx, block);
             if (dropped < 0)

@@ -119,11 +119,11 @@ struct sort_fields {
     uint32_t sortfree;
 
     // Slots and the in-core sort.
-    slot *slotfirst; // head of the chain of filled or listed slots
-    slot *slotnext;  // next free slot
-    uint32_t slotused, slotcount;
-    uint32_t slotstride; // bytes from slot to slot
-    slot **slotptrs;     // sort array; also the tree of string creation
+    slot *slotfirst;                         // head of the chain of filled or listed slots
+    slot *slotnext;                          // next free slot
+    uint32_t slotused, slotready, slotcount; // ready: chained and cleared
+    uint32_t slotstride;                     // bytes from slot to slot
+    slot **slotptrs;                         // sort array; also the tree of string creation
     sortpair *qstack, *qstackend;
     bool external; // after records went to temporary files
     uint32_t frozenlimit;

@@ -7,9 +7,6 @@
 #include <io.h>
 #include <process.h>
 #include <sys/stat.h>
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
 #include <windows.h>
 
 namespace shared {

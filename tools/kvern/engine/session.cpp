@@ -70,8 +70,9 @@ session::session(const description &what, uint32_t &sumstop)
     // One hook a thread: sessions without one who looks on leave that of the others.
     static thread_local watch *looker = nullptr;
     looker = watcher != nullptr ? watcher : looker;
-    kvrnhook(stophook, looker);
+    kvrnhook(stophook, nullptr); // an open calls it a thousand times, with nothing to see
     const int result = kvrnopen(version, &link, &prim, &sess, keys.get(), &files, &options);
+    kvrnhook(stophook, looker);
     open = true;
     try {
         check("kvrnopen", result);

@@ -65,6 +65,7 @@ struct enginefailure {
 class session {
   public:
     session(const description &what, uint32_t &sumstop);
+    explicit session(const description &what) : session(what, unasked) {} // that takes none
     ~session();
     session(const session &) = delete;
     session &operator=(const session &) = delete;
@@ -94,6 +95,7 @@ class session {
     KVRNPRIM prim;
     KVRNSESS sess{};
     bool open = false;
+    uint32_t unasked = 0;
     uint32_t &sumstopped;
     watch *watcher;
     uint32_t unseen = 0;

@@ -1,7 +1,6 @@
 #include "kvern/engine/watch.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 
 namespace command {
@@ -32,7 +31,7 @@ void add(KVRNSTAT &to, const KVRNSTAT &stat) {
 
 // " 1:05:09 left"
 std::string timeleft(double seconds) {
-    const long whole = std::lround(seconds);
+    const long whole = static_cast<long>(seconds + 0.5);
     char text[48];
     if (whole < 3600)
         std::snprintf(text, sizeof text, ", %ld:%02ld left", whole / 60, whole % 60);
@@ -68,12 +67,22 @@ double watch::elapsed() const {
     return std::chrono::duration<double>(clock::now() - begin).count();
 }
 
-void watch::reach(size_t phase, clock::time_point now) {
-    if (!follows(phase, current))
-        return;
+void watch::enter(size_t phase, clock::time_point now) {
     times[current] += now - since;
     since = now;
     current = phase;
+}
+
+void watch::reach(size_t phase, clock::time_point now) {
+    if (follows(phase, current))
+        enter(phase, now);
+}
+
+// A stream that was kept is looked at from its start.
+void watch::expect(uint64_t bytes) {
+    inputbytes = bytes;
+    lookedbytes = 0;
+    enter(current, clock::now());
 }
 
 void watch::looked(uint64_t bytes) {

@@ -27,9 +27,9 @@ class watch {
     watch(const watch &) = delete;
     watch &operator=(const watch &) = delete;
 
-    // Bytes of all inputs, 0: not known; what was looked at before the sessions, and what
-    // was read for them.
-    void expect(uint64_t bytes) { inputbytes = bytes; }
+    // Bytes of all inputs, 0: not known, from here on; what was looked at before the
+    // sessions, and what was read for them.
+    void expect(uint64_t bytes);
     void looked(uint64_t bytes);
     void fed(uint64_t bytes);
 
@@ -58,6 +58,7 @@ class watch {
     std::map<const KVRNSESS *, KVRNSTAT> open; // as they were last seen
     KVRNSTAT ended{};
 
+    void enter(size_t phase, clock::time_point now);
     void reach(size_t phase, clock::time_point now);
     void display(clock::time_point now);
     void write(const std::string &text);

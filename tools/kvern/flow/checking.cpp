@@ -1,9 +1,8 @@
 // Whether an input is in order, part by part: each record against the one ahead, and the
 // first key of each part against the last one of the parts ahead of it.
-#include "kvern/flow/flowjob.h"
-#include "kvern/flow/parttests.h"
+#include "kvern/flow/partflow.h"
+#include "kvern/flow/partworker.h"
 #include "kvern/flow/probing.h"
-#include "kvern/flow/turns.h"
 
 #include <string>
 #include <utility>
@@ -18,58 +17,51 @@ struct recordplace {
     uint64_t offset = 0;
 };
 
-class partcheck {
+struct lastkey { // ahead of all that is still to be ended
+    std::string key;
+    bool any = false;
+};
+
+class partcheck : public partworker {
   public:
-    partcheck(const flowjob &given, const partreader &reader)
-        : job(given), plan(given.plan), parts(reader), tests(plan, given.sources),
-          probe(probing(plan), unused) {}
+    partcheck(const flowjob &given, const partreader &reader, lastkey &before)
+        : partworker(given, reader), ahead(before), probe(probing(plan)) {}
 
     // What is wrong within the part is thrown by end().
     void take(part &one) {
         trouble = nullptr;
         try {
-            withnumbers(one, parts, [&] { walk(one); });
-            trouble = one.trouble;
+            examine(one, [&] { walk(one); });
         } catch (...) {
             trouble = std::current_exception();
         }
     }
-    // `ahead`: the last key ahead of the part, and then of it.
-    void end(part &one, std::string &ahead, bool &any) {
-        if (found && any)
-            compare(one, ahead, first, firstplace);
+    void end(part &one) {
+        if (found && ahead.any)
+            compare(one, ahead.key, first, firstplace);
         if (trouble)
             std::rethrow_exception(trouble);
         if (found)
-            ahead.swap(last);
-        any = any || found;
+            ahead.key.swap(last);
+        ahead.any = ahead.any || found;
     }
-    void tell(tallies &counts) const {
-        counts.shorts += tests.shorts();
-        counts.dropped += dropped;
-        counts.taken += taken;
-    }
+    void after() {}
 
   private:
-    const flowjob &job;
-    const jobplan &plan;
-    const partreader &parts;
-    parttests tests;
-    uint32_t unused = 0;
+    lastkey &ahead;
     session probe;
     bool found = false; // a record that is kept
     std::string first, last;
     recordplace firstplace;
     std::exception_ptr trouble;
-    uint64_t taken = 0, dropped = 0;
 
     void walk(part &one) {
-        const bool tested = !tests.begin(one);
+        const bool astheyare = !tested;
         found = false;
         recordplace at{one.first, job.sources[one.source].skipped() + one.offset};
         walkrecords(plan.shape, one.bytes(), [&](std::string_view raw, std::string_view data) {
             ++at.number;
-            if (tested || tests.pass(data))
+            if (astheyare || pass(data))
                 look(one, givenof(plan, raw, data), at);
             at.offset += raw.size();
         });
@@ -90,8 +82,8 @@ class partcheck {
         last.assign(probe.lastkey());
     }
 
-    void compare(part &one, std::string_view ahead, std::string_view key, const recordplace &at) {
-        const int against = ahead.compare(key);
+    void compare(part &one, std::string_view before, std::string_view key, const recordplace &at) {
+        const int against = before.compare(key);
         if (against < 0 || (against == 0 && !job.options.unique))
             return;
         const uint64_t number = at.number - one.first + parts.count(one);
@@ -105,41 +97,11 @@ class partcheck {
     }
 };
 
-class checker {
-  public:
-    explicit checker(const flowjob &given)
-        : job(given), parts(given.sources, {given.plan.shape, given.plan.form.dropshort}),
-          crew(threadsfor(given.sources, given.storage.jobs)), order(crew, parts) {}
-
-    void run() {
-        crew.run([this](unsigned) { work(); });
-        job.counts.shorts += parts.torn();
-    }
-
-  private:
-    const flowjob &job;
-    partreader parts;
-    team crew;
-    turns order;
-    std::string ahead; // the last key of what was ended
-    bool any = false;  // there is one
-
-    void work() {
-        partcheck records(job, parts);
-        const atlast told(crew, [&] { records.tell(job.counts); });
-        order.take(
-            [&](part &one) {
-                records.take(one);
-                job.seen.fed(one.filled);
-            },
-            [&](part &one) { records.end(one, ahead, any); }, [](const part &) {});
-    }
-};
-
 } // namespace
 
 void checkrecords(const flowjob &job) {
-    checker(job).run();
+    lastkey none;
+    partflow<partcheck, lastkey>(job, none).run();
 }
 
 } // namespace command

@@ -2,10 +2,10 @@
 // that are rebuilt.  The parts follow each other in the output, into a regular file by
 // several threads at once.
 #include "kvern/flow/jobsink.h"
-#include "kvern/flow/parttests.h"
+#include "kvern/flow/partflow.h"
+#include "kvern/flow/partworker.h"
 #include "kvern/flow/probing.h"
 #include "kvern/flow/rebuilding.h"
-#include "kvern/flow/turns.h"
 
 #include <memory>
 #include <optional>
@@ -14,72 +14,73 @@ namespace command {
 
 namespace {
 
-// What becomes of the records of a part, by one thread.
-class partcopy {
+struct copyoutput {
+    recordsink sink; // in order
+    bool placed;     // into a regular output, by all threads
+    uint64_t end;    // of what has its place
+};
+
+class partcopy : public partworker {
   public:
-    partcopy(const flowjob &given, const partreader &reader)
-        : job(given), plan(given.plan), parts(reader), tests(given.plan, given.sources) {
+    partcopy(const flowjob &given, const partreader &reader, copyoutput &outputs)
+        : partworker(given, reader), output(outputs) {
         if (!plan.pieces.empty())
             shape.emplace(plan);
         else if (job.options.wheregiven)
-            filter.emplace(probing(plan), unused);
+            filter.emplace(probing(plan));
     }
 
-    // The records that go out; they stand until the next part.
-    std::string_view take(part &one) {
-        withnumbers(one, parts, [&] { choose(one); });
-        if (one.trouble)
-            std::rethrow_exception(one.trouble);
+    void take(part &one) {
+        examine(one, [&] { choose(one); });
         dropped += records - kept;
         taken += kept;
-        return out;
     }
-    void tell(tallies &counts) const {
-        counts.shorts += tests.shorts();
-        counts.dropped += dropped;
-        counts.taken += taken;
+    void end(const part &) {
+        place = output.end;
+        output.end += out.size();
+        if (!output.placed)
+            output.sink.putframed(out);
+    }
+    void after() {
+        if (output.placed)
+            job.target->writeat(place, out.data(), out.size());
     }
 
   private:
-    const flowjob &job;
-    const jobplan &plan;
-    const partreader &parts;
-    parttests tests;
-    uint32_t unused = 0;
+    copyoutput &output;
     std::optional<session> filter;
     std::optional<rebuilder> shape;
     std::vector<char> room;
-    std::string_view out;
+    std::string_view out;           // the records that go out
+    uint64_t place = 0;             // of them
     uint64_t records = 0, kept = 0; // of the part, short ones aside
-    uint64_t dropped = 0, taken = 0;
 
     void choose(const part &one) {
-        const bool tested = !tests.begin(one);
         records = kept = 0;
         if (shape)
-            rebuild(one, tested);
+            rebuild(one);
         else if (filter && plan.view.text)
-            sift(one, tested,
+            sift(one,
                  [this](std::string_view raw, std::string_view) { return filter->keeps(raw); });
         else if (filter)
-            sift(one, tested,
+            sift(one,
                  [this](std::string_view, std::string_view data) { return filter->keeps(data); });
-        else if (tested && plan.shape.kind == formkind::fixed)
-            pass(one);
+        else if (!tested && plan.shape.kind == formkind::fixed)
+            passall(one);
         else
-            sift(one, tested, [](std::string_view, std::string_view) { return true; });
+            sift(one, [](std::string_view, std::string_view) { return true; });
     }
-    void pass(const part &one) {
+    void passall(const part &one) {
         out = one.bytes();
         records = kept = out.size() / plan.shape.length;
     }
     template <typename Keep>
-    void sift(const part &one, bool tested, Keep keep) {
-        if (tested)
+    void sift(const part &one, Keep keep) {
+        if (!tested)
             siftruns(one, keep);
         else
             siftruns(one, [&](std::string_view raw, std::string_view data) {
-                if (tests.pass(data))
+                if (pass(data))
                     return keep(raw, data);
                 --records;
                 return false;
@@ -113,10 +114,10 @@ class partcopy {
         endrun(to);
         out = {room.data(), filled};
     }
-    void rebuild(const part &one, bool tested) {
+    void rebuild(const part &one) {
         shape->start();
         walkrecords(plan.shape, one.bytes(), [&](std::string_view raw, std::string_view data) {
-            if (!tested && !tests.pass(data))
+            if (tested && !pass(data))
                 return;
             ++records;
             shape->take(raw, data);
@@ -126,66 +127,17 @@ class partcopy {
     }
 };
 
-class copier {
-  public:
-    explicit copier(const flowjob &given)
-        : job(given), parts(given.sources, {given.plan.shape, given.plan.form.dropshort}),
-          crew(threadsfor(given.sources, given.storage.jobs)), order(crew, parts),
-          sink(sinkof(given)), placed(job.target->placeable() && !isblocked(job)) {}
-
-    void run() {
-        if (placed)
-            job.target->writeat(0, job.header.data(), job.header.size());
-        else
-            sink.write(job.header.data(), job.header.size());
-        end = job.header.size();
-        crew.run([this](unsigned) { work(); });
-        job.counts.shorts += parts.torn();
-        sink.finish();
-    }
-
-  private:
-    const flowjob &job;
-    partreader parts;
-    team crew;
-    turns order;
-    recordsink sink;
-    bool placed;
-    uint64_t end = 0; // of what has its place
-
-    void work() {
-        partcopy records(job, parts);
-        const atlast told(crew, [&] { records.tell(job.counts); });
-        std::string_view out;
-        uint64_t place = 0;
-        order.take(
-            [&](part &one) {
-                out = records.take(one);
-                job.seen.fed(one.filled);
-            },
-            [&](const part &) {
-                place = end;
-                end += out.size();
-                if (!placed)
-                    write(out);
-            },
-            [&](const part &) {
-                if (placed)
-                    job.target->writeat(place, out.data(), out.size());
-            });
-    }
-    void write(std::string_view bytes) {
-        if (isblocked(job))
-            sink.putframed(bytes);
-        else
-            job.target->write(bytes.data(), bytes.size());
-    }
-};
-
 } // namespace
 
 void copyrecords(const flowjob &job) {
-    copier(job).run();
+    copyoutput out{sinkof(job), job.target->placeable() && !job.plan.shape.blocked(),
+                   job.header.size()};
+    if (out.placed)
+        job.target->writeat(0, job.header.data(), job.header.size());
+    else
+        out.sink.write(job.header.data(), job.header.size());
+    partflow<partcopy, copyoutput>(job, out).run();
+    out.sink.finish();
 }
 
 } // namespace command

@@ -27,21 +27,14 @@ class pile { // the file of one range
   public:
     pile(const flowjob &job, const std::string &path, const std::vector<fileidentity> &inputs)
         : file(path, job.options.tempdirs, inputs),
-          blocks(
+          records(
               [this](const void *data, size_t length) { file.write(data, length); }, job.plan.shape,
               [&job] { return job.options.blocksize == 0 ? longestblock : job.options.blocksize; },
-              job.options.blocksize != 0),
-          blocked(job.plan.shape.frame != nullptr && job.plan.shape.frame->blocked) {}
+              job.options.blocksize != 0) {}
 
-    void put(std::string_view records) {
-        if (blocked)
-            blocks.putframed(records);
-        else
-            file.write(records.data(), records.size());
-    }
+    void put(std::string_view bytes) { records.putframed(bytes); }
     void finish() {
-        if (blocked)
-            blocks.finish();
+        records.finish();
         file.finish();
     }
     void commit() { file.commit(); }
@@ -49,8 +42,7 @@ class pile { // the file of one range
 
   private:
     outputsink file;
-    recordsink blocks;
-    bool blocked;
+    recordsink records;
 };
 
 class dealer {
@@ -92,17 +84,16 @@ keyranges rangesof(const flowjob &job, size_t keybytes) {
     if (!options.rangefile.empty())
         return readranges(options.rangefile, keybytes);
     if (options.sample.empty())
-        return sampleranges(job.plan, job.sources, options.ways);
+        return sampleranges(job.plan, job.sources, options.ways, false);
     std::vector<inputsource> sample;
     sample.emplace_back(options.sample);
-    return sampleranges(job.plan, sample, options.ways);
+    return sampleranges(job.plan, sample, options.ways, false);
 }
 
 } // namespace
 
 void dealrecords(const flowjob &job) {
-    uint32_t unused = 0;
-    const size_t keybytes = session(probing(job.plan), unused).keybytes();
+    const size_t keybytes = session(probing(job.plan)).keybytes();
     const keyranges ranges = rangesof(job, keybytes);
     // Where keys are few the last files stay empty.
     dealer(job, ranges, std::max<size_t>(job.options.ways, ranges.count())).run();

@@ -3,8 +3,8 @@
 // one after the other.
 #pragma once
 
-#include "kvern/engine/session.h"
 #include "kvern/flow/flowjob.h"
+#include "kvern/flow/gathering.h"
 #include "kvern/flow/lanes.h"
 #include "kvern/records/recordsink.h"
 #include "kvern/system/team.h"
@@ -17,31 +17,30 @@ class delivery {
   public:
     delivery(const flowjob &given, team &crew);
 
-    // All input was read.  What goes to each range: records, and bytes as sessions take
-    // them.
-    void begin(const std::vector<uint64_t> &records, const std::vector<uint64_t> &bytes);
-    // All that a session of that range gives, whose input has ended.  `look`: between two
-    // calls.
-    void drain(session &engine, size_t range, const std::function<void()> &look);
+    // `sizes`: the bytes that come out of each range, where nothing is folded or becomes
+    // longer or shorter; none: not known.
+    void begin(const std::vector<uint64_t> &sizes);
+    // `fill` puts in whole records, framed: all that a range gives.
+    using filler = std::function<void(gathering &)>;
+    void put(size_t range, const filler &fill);
     // More memory is free for what waits.
     void grow(size_t bytes) { ordered.grow(bytes); }
-    // All was drained.
+    // A thread has put all its ranges, of so many.
+    void rest(size_t ranges) {
+        if (!placed)
+            ordered.rest(ranges);
+    }
+    // All was put.
     void finish();
 
   private:
     const flowjob &job;
-    const jobplan &plan;
     recordsink sink; // in order
     lanes ordered;
     bool placed;
     std::vector<uint64_t> places; // where each range begins, and where the last one ends
 
-    bool sizesknown() const;
-    uint64_t outbytes(uint64_t records, uint64_t bytes) const;
-    void put(const void *data, size_t length);
-    void drainplaced(session &engine, size_t range, const std::function<void()> &look);
-    void pump(session &engine, const std::function<void(const void *, size_t)> &to,
-              const std::function<void()> &look) const;
+    void putplaced(size_t range, const filler &fill);
 };
 
 } // namespace command

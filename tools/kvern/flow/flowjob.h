@@ -44,6 +44,25 @@ struct flowjob {
     tallies &counts;
 };
 
+// A sum that stopped ends the run unless a warning is enough.
+inline void checksum(const flowjob &job, uint32_t sumstop) {
+    if (sumstop != 0 && !job.options.warnoverflow)
+        throw sumended{sumstop, false};
+}
+
+// Where the last sum found no room its record is lost, and the engine's account of records
+// tells: of a session that `work` closes.
+template <typename Work>
+void withsums(const uint32_t &sumstop, Work work) {
+    try {
+        work();
+    } catch (const enginefailure &) {
+        if (sumstop != 0)
+            throw sumended{sumstop, true};
+        throw;
+    }
+}
+
 // A sort, with its output written and not yet in its place.
 void sortrecords(const flowjob &job);
 void mergerecords(const flowjob &job);

@@ -17,10 +17,6 @@ inline uint32_t blocksize(const flowjob &job) {
     return largest == 0 ? longestblock : largest;
 }
 
-inline bool isblocked(const flowjob &job) {
-    return job.plan.shape.frame != nullptr && job.plan.shape.frame->blocked;
-}
-
 inline recordsink sinkof(const flowjob &job) {
     return {[&job](const void *data, size_t length) { job.target->write(data, length); },
             job.plan.shape, [&job] { return blocksize(job); }, job.options.blocksize != 0};

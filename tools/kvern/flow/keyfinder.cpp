@@ -15,7 +15,7 @@ constexpr size_t lookbytes = size_t{4} << 10; // that are read at once, at least
 } // namespace
 
 keyfinder::keyfinder(const jobplan &planned)
-    : plan(planned), probe(probing(planned), unused), tests(planned.form) {}
+    : plan(planned), probe(probing(planned)), tests(planned.form) {}
 
 // From there on all that is at hand, so many bytes but at the end of the input.
 std::string_view keyfinder::look(inputsource &source, uint64_t from, size_t least) {

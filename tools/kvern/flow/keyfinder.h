@@ -29,7 +29,6 @@ class keyfinder {
 
   private:
     const jobplan &plan;
-    uint32_t unused = 0;
     session probe;
 
     textscanner tests;

@@ -4,54 +4,89 @@
 
 namespace command {
 
-void lanes::write(size_t lane, const void *data, size_t length) {
-    std::unique_lock<std::mutex> held(crew.lock);
-    crew.await(held, [&] { return lane == first || length <= room; });
-    if (lane != first) {
-        room -= length;
-        chunks &mine = behind[lane].bytes;
-        if (spare.empty())
-            spare.emplace_back();
-        mine.push_back(std::move(spare.back()));
-        spare.pop_back();
-        mine.back().assign(static_cast<const char *>(data), length);
-        return;
-    }
-    chunks ahead = take(lane);
-    held.unlock();
-    pass(ahead);
-    out(data, length);
-}
+namespace {
 
-// What waits in the first lane, which no other thread looks at.
-lanes::chunks lanes::take(size_t lane) {
-    const auto found = behind.find(lane);
-    return found == behind.end() ? chunks() : std::exchange(found->second.bytes, {});
-}
+constexpr size_t firstwaits = 2; // pieces of the first lane, whatever the others hold
 
-void lanes::pass(chunks &bytes) {
-    for (std::string &one : bytes) {
-        out(one.data(), one.size());
-        const std::lock_guard<std::mutex> held(crew.lock);
-        room += one.size();
-        spare.push_back(std::move(one));
+} // namespace
+
+// Something waits in the first lane that is not empty and ended.
+bool lanes::canwrite() {
+    for (auto at = open.find(first); at != open.end(); at = open.find(first)) {
+        if (writing || !at->second.bytes.empty())
+            return !writing;
+        if (!at->second.ended)
+            return false;
+        open.erase(at);
+        ++first;
         crew.changed();
     }
+    return false;
 }
 
-// The thread of the first lane writes what waits in those behind it that are ended too.
-void lanes::finish(size_t lane) {
-    std::unique_lock<std::mutex> held(crew.lock);
-    behind[lane].ended = true;
-    while (lane == first && behind[lane].ended) {
-        chunks ahead = take(lane);
-        held.unlock();
-        pass(ahead);
-        held.lock();
-        behind.erase(lane);
-        first = ++lane;
-    }
+void lanes::pass(std::unique_lock<std::mutex> &held) {
+    std::deque<std::string> &bytes = open[first].bytes;
+    std::string one = std::move(bytes.front());
+    bytes.pop_front();
+    writing = true;
+    held.unlock();
+    out(one.data(), one.size());
+    held.lock();
+    writing = false;
+    used -= one.size();
+    spare.push_back(std::move(one));
     crew.changed();
+}
+
+// Writes what there is until that is so.
+template <typename Ready>
+void lanes::help(std::unique_lock<std::mutex> &held, Ready ready) {
+    while (!ready()) {
+        ++idle;
+        crew.await(held, [&] { return canwrite() || ready(); });
+        --idle;
+        if (!ready())
+            pass(held);
+    }
+}
+
+void lanes::keep(size_t lane, const void *data, size_t length) {
+    if (spare.empty())
+        spare.emplace_back();
+    spare.back().assign(static_cast<const char *>(data), length);
+    open[lane].bytes.push_back(std::move(spare.back()));
+    spare.pop_back();
+    used += length;
+}
+
+void lanes::write(size_t lane, const void *data, size_t length) {
+    if (crew.threads() == 1) {
+        out(data, length);
+        return;
+    }
+    std::unique_lock<std::mutex> held(crew.lock);
+    help(held, [&] {
+        return used + length <= room || (lane == first && open[lane].bytes.size() < firstwaits);
+    });
+    keep(lane, data, length);
+    if (!canwrite())
+        return;
+    if (idle == 0)
+        pass(held);
+    else
+        crew.changed();
+}
+
+void lanes::finish(size_t lane) {
+    const std::lock_guard<std::mutex> held(crew.lock);
+    open[lane].ended = true;
+    crew.changed();
+}
+
+void lanes::rest(size_t all) {
+    std::unique_lock<std::mutex> held(crew.lock);
+    if (crew.threads() > 1)
+        help(held, [&] { return first == all; });
 }
 
 void lanes::grow(size_t bytes) {

@@ -31,17 +31,10 @@ mergecuts::mergecuts(const flowjob &given, unsigned threads, uint64_t rangebytes
 template <typename Each>
 void mergecuts::eachinput(unsigned threads, Each each) {
     team crew(threads);
-    size_t next = 0;
     crew.run([&](unsigned) {
         keyfinder keys(job.plan);
-        for (;;) {
-            std::unique_lock<std::mutex> held(crew.lock);
-            if (next == job.sources.size() || crew.failed())
-                return;
-            const size_t input = next++;
-            held.unlock();
+        for (size_t input; crew.take(job.sources.size(), input);)
             each(keys, input);
-        }
     });
 }
 

@@ -12,26 +12,23 @@ namespace command {
 namespace {
 
 constexpr uint64_t rangebytes = uint64_t{1} << 20;
-constexpr uint64_t mostslices = 16384;               // of all inputs and ranges
-constexpr uint64_t leastmemory = uint64_t{64} << 10; // of a thread
+constexpr uint64_t mostslices = 16384; // of all inputs and ranges
 
 unsigned threadsof(const flowjob &job) {
     const jobplan &plan = job.plan;
-    const uint64_t memory = uint64_t{job.storage.memory} * job.storage.sessions;
+    const uint64_t most = job.storage.all() / leaststorage;
     const bool inorder =
         plan.shape.kind == formkind::variable || (!plan.sums.empty() && job.options.warnoverflow);
     const bool placed =
         std::all_of(job.sources.begin(), job.sources.end(),
                     [](const inputsource &one) { return one.placed() && !one.endsatmark(); });
-    return inorder || !placed ? 1
-                              : static_cast<unsigned>(std::clamp<uint64_t>(memory / leastmemory, 1,
-                                                                           job.storage.jobs));
+    return inorder || !placed
+               ? 1
+               : static_cast<unsigned>(std::clamp<uint64_t>(most, 1, job.storage.jobs));
 }
 
 std::optional<mergecuts> cutinputs(const flowjob &job, unsigned threads) {
-    uint64_t bytes = 0;
-    for (const inputsource &source : job.sources)
-        bytes += source.size();
+    const uint64_t bytes = placedbytes(job.sources);
     if (threads == 1 || bytes < 2 * rangebytes)
         return {};
     try {

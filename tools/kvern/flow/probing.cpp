@@ -1,5 +1,7 @@
 #include "kvern/flow/probing.h"
 
+#include "kvern/plan/storage.h"
+
 #include <algorithm>
 
 namespace command {
@@ -7,7 +9,7 @@ namespace command {
 namespace {
 
 // What a session asks for even where it takes no records; -S is for those that do.
-constexpr uint64_t leastmemory = uint64_t{64} << 10, longrecords = 48;
+constexpr uint64_t longrecords = 48;
 
 } // namespace
 
@@ -15,7 +17,7 @@ description probing(const jobplan &plan) {
     description what = plan.engine;
     KVRNPRIM &prim = what.prim;
     prim.memsize = static_cast<uint32_t>(
-        std::min<uint64_t>(leastmemory + longrecords * prim.reclen, KVRN_MEM_MAX));
+        std::min<uint64_t>(leaststorage + longrecords * prim.reclen, KVRN_MEM_MAX));
     prim.function = KVRN_SORT;
     prim.mergecnt = 0;
     prim.fileoprat = 0;

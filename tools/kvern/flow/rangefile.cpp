@@ -9,24 +9,13 @@ namespace command {
 
 namespace {
 
-constexpr const char *digits = "0123456789ABCDEF";
-
 std::string titleof(size_t keybytes) {
     return "kvern ranges of " + std::to_string(keybytes) + "-byte keys";
 }
 
-std::string hexadecimal(std::string_view key) {
-    std::string text;
-    for (const char c : key) {
-        const auto byte = static_cast<unsigned char>(c);
-        text += {digits[byte / 16], digits[byte % 16]};
-    }
-    return text;
-}
-
 // Empty: it is no key of that length.
 std::string keyof(std::string_view text, size_t keybytes) {
-    const std::string_view all = digits;
+    constexpr std::string_view all = "0123456789ABCDEF";
     std::string key;
     for (size_t i = 0; text.size() == 2 * keybytes && i < text.size(); i += 2) {
         const size_t high = all.find(text[i]), low = all.find(text[i + 1]);

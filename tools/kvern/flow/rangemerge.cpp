@@ -1,11 +1,9 @@
 #include "kvern/flow/rangemerge.h"
 
+#include "kvern/flow/delivery.h"
 #include "kvern/flow/exchange.h"
-#include "kvern/flow/gathering.h"
-#include "kvern/flow/lanes.h"
 #include "kvern/plan/plan.h"
 #include "kvern/plan/reach.h"
-#include "kvern/system/failure.h"
 
 #include <algorithm>
 #include <optional>
@@ -14,28 +12,19 @@ namespace command {
 
 namespace {
 
-constexpr uint64_t aheadathread = uint64_t{512} << 10; // bytes of output that may wait
 constexpr size_t leastread = size_t{4} << 10, mostread = size_t{32} << 10;
 constexpr size_t readathread = size_t{1} << 20;
-constexpr uint64_t leastmemory = uint64_t{64} << 10;
 
 class rangemerge {
   public:
     rangemerge(const flowjob &given, const mergecuts &all, unsigned threads)
         : job(given), plan(given.plan), cuts(all), prototype(planmerge(plan, given.sources.size())),
-          crew(threads),
-          ordered(
-              crew, [this](const void *data, size_t length) { job.target->write(data, length); },
-              aheadathread * threads),
-          placed(sizesknown()), records(cuts.ranges()) {
+          crew(threads), outputs(given, crew), records(cuts.ranges()) {
         prototype.watcher = &job.seen;
     }
 
     void run() {
-        if (placed)
-            job.target->writeat(0, job.header.data(), job.header.size());
-        else
-            job.target->write(job.header.data(), job.header.size());
+        outputs.begin(sizes());
         crew.run([this](unsigned) { work(); });
         job.counts.ranges = records;
     }
@@ -46,61 +35,35 @@ class rangemerge {
     const mergecuts &cuts;
     description prototype;
     team crew;
-    lanes ordered;
-    bool placed;
+    delivery outputs;
     std::vector<uint64_t> records; // of each range
-    size_t next = 0;               // range
 
-    bool sizesknown() const {
-        const bool folded = job.options.unique || !plan.sums.empty();
-        const bool chosen = job.options.wheregiven || plan.form.dropshort;
-        const bool rebuilt = !plan.pieces.empty() && plan.shape.kind != formkind::fixed;
-        return job.target->placeable() && !folded && !chosen && !rebuilt;
-    }
-    uint64_t outplace(size_t range) const {
-        const uint64_t bytes = cuts.bytesahead(range);
-        const bool rebuilt = !plan.pieces.empty();
-        return job.header.size() +
-               (rebuilt ? bytes / plan.shape.length * rebuiltlength(plan) : bytes);
+    // Bytes that come out of each range; not known where records are left out.
+    std::vector<uint64_t> sizes() const {
+        if (job.options.wheregiven || plan.form.dropshort)
+            return {};
+        const bool resized = plan.shape.kind == formkind::fixed && !plan.pieces.empty();
+        std::vector<uint64_t> all;
+        for (size_t range = 0; range < cuts.ranges(); ++range) {
+            const uint64_t bytes = cuts.bytesahead(range + 1) - cuts.bytesahead(range);
+            all.push_back(resized ? bytes / plan.shape.length * rebuiltlength(plan) : bytes);
+        }
+        return all;
     }
 
     void work() {
         textscanner tests(plan.form);
         const atlast told(crew, [&] { job.counts.shorts += tests.shorts(); });
-        for (size_t range; take(range);) {
+        for (size_t range; crew.take(cuts.ranges(), range);) {
             try {
-                merge(range, tests);
+                outputs.put(range, [&](gathering &out) { merge(range, tests, out); });
             } catch (...) {
                 crew.fail(range);
                 throw abandoned{};
             }
         }
+        outputs.rest(cuts.ranges());
     }
-    bool take(size_t &range) {
-        const std::lock_guard<std::mutex> held(crew.lock);
-        range = next;
-        return !crew.failed() && next++ < cuts.ranges();
-    }
-
-    void merge(size_t range, textscanner &tests) {
-        if (!placed) {
-            pass(range, tests,
-                 [&](const void *data, size_t length) { ordered.write(range, data, length); });
-            ordered.finish(range);
-            return;
-        }
-        uint64_t place = outplace(range);
-        const uint64_t end = outplace(range + 1);
-        pass(range, tests, [&](const void *data, size_t length) {
-            if (length > end - place)
-                throw failure{ending::internal, "a session gives more than it took", ""};
-            job.target->writeat(place, data, length);
-            place += length;
-        });
-        if (place != end)
-            throw failure{ending::internal, "a session gives less than it took", ""};
-    }
-
     std::vector<recordintake> intakesof(size_t range, textscanner &tests) {
         std::vector<size_t> inputs;
         for (size_t input = 0; input < job.sources.size(); ++input)
@@ -120,7 +83,8 @@ class rangemerge {
     void open(std::optional<session> &engine, size_t inputs, uint32_t &sumstop) const {
         description what = prototype;
         what.prim.mergecnt = static_cast<uint32_t>(inputs);
-        const uint64_t enough = leastmemory + (inputs + 2) * (4 * uint64_t{what.prim.reclen} + 512);
+        const uint64_t enough =
+            leaststorage + (inputs + 2) * (4 * uint64_t{what.prim.reclen} + 512);
         what.prim.memsize = static_cast<uint32_t>(std::min<uint64_t>(job.storage.memory, enough));
         try {
             engine.emplace(what, sumstop);
@@ -130,7 +94,7 @@ class rangemerge {
         }
     }
 
-    void pass(size_t range, textscanner &tests, const gathering::writer &to) {
+    void merge(size_t range, textscanner &tests, gathering &out) {
         std::vector<recordintake> intakes = intakesof(range, tests);
         if (intakes.empty())
             return;
@@ -138,19 +102,16 @@ class rangemerge {
         std::optional<session> engine;
         open(engine, intakes.size(), sumstop);
         exchange merged(*engine, plan, intakes, &job.seen);
-        gathering out(to);
         std::string_view record;
         uint64_t count = 0;
-        while (sumstop == 0 && merged.next(record)) {
+        while (merged.next(record)) {
+            checksum(job, sumstop);
             out.write(record.data(), record.size());
             ++count;
         }
+        checksum(job, sumstop);
         records[range] = count;
-        if (sumstop == 0)
-            engine->close();
-        if (sumstop != 0)
-            throw sumended{sumstop, false};
-        out.flush();
+        engine->close();
         settletorn(intakes);
     }
     void settletorn(const std::vector<recordintake> &intakes) {

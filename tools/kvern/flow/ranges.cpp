@@ -15,6 +15,7 @@ constexpr size_t samplesperrange = 64, leastsamples = 2048, mostsamples = 8192;
 constexpr size_t recordsaplace = 4;        // neighbours tell little more
 constexpr size_t looked = size_t{8} << 10; // bytes of a place, at least
 constexpr size_t chained = 8;              // prefixes that are no chance
+constexpr size_t mostofall = 8;            // of so many in one range: there is none to share
 
 uint64_t headof(std::string_view key) {
     uint64_t head = 0;
@@ -26,13 +27,11 @@ uint64_t headof(std::string_view key) {
 class sampler {
   public:
     sampler(const jobplan &planned, std::vector<inputsource> &inputs, size_t most)
-        : plan(planned), sources(inputs), engine(probing(planned), unused),
+        : plan(planned), sources(inputs), engine(probing(planned)),
           wanted(std::clamp(most * samplesperrange, leastsamples, mostsamples)) {}
 
     std::vector<std::string> run() {
-        uint64_t bytes = 0;
-        for (const inputsource &source : sources)
-            bytes += source.placed() ? source.size() : 0;
+        const uint64_t bytes = placedbytes(sources);
         for (inputsource &source : sources) {
             if (source.placed())
                 takeplaces(source, bytes);
@@ -46,7 +45,6 @@ class sampler {
   private:
     const jobplan &plan;
     std::vector<inputsource> &sources;
-    uint32_t unused = 0;
     session engine;
     size_t wanted;
     std::vector<std::string> keys;
@@ -62,10 +60,10 @@ class sampler {
     void takeplaces(inputsource &source, uint64_t bytes) {
         const uint64_t share =
             wanted / recordsaplace * source.size() / std::max<uint64_t>(bytes, 1);
-        const uint64_t places = std::max<uint64_t>(share, 1);
+        const uint64_t places = std::max<uint64_t>(share, 1), step = source.size() / places;
         std::vector<char> room(std::max<size_t>(looked, 4 * size_t{plan.engine.prim.reclen}));
         for (uint64_t i = 0; i < places; ++i) {
-            uint64_t at = source.size() / places * i;
+            uint64_t at = step * i + within(i, step);
             if (plan.shape.kind == formkind::fixed)
                 at -= at % plan.shape.length;
             const size_t got = source.readat(at, room.data(), room.size());
@@ -75,11 +73,17 @@ class sampler {
             eachof(found, recordsaplace, 1);
         }
     }
+    // Some place of so many, as good as by chance: an input that repeats itself is looked
+    // at elsewhere each time.
+    static uint64_t within(uint64_t number, uint64_t places) {
+        constexpr uint64_t golden = 0x9E3779B97F4A7C15;
+        return places == 0 ? 0 : (number * golden >> 16) % places;
+    }
     // What was read ahead of a stream, evenly.
     void takebeginning(inputsource &source) {
         source.readahead();
         std::string_view found = source.ahead();
-        if (plan.shape.kind == formkind::variable && plan.shape.frame->blocked)
+        if (plan.shape.blocked())
             found.remove_prefix(std::min<size_t>(found.size(), plan.shape.frame->prefix));
         size_t records = 0;
         const auto count = [&](std::string_view, std::string_view) { ++records; };
@@ -134,6 +138,18 @@ class sampler {
     }
 };
 
+// All but a small part of the keys are of one range: to look at each record and to lay it
+// by its range would cost more than the other threads take over.
+bool lopsided(const std::vector<std::string> &keys, const std::vector<std::string> &cuts) {
+    size_t begin = 0, most = 0;
+    for (const std::string &cut : cuts) {
+        const auto end = std::lower_bound(keys.begin(), keys.end(), cut) - keys.begin();
+        most = std::max(most, static_cast<size_t>(end) - begin);
+        begin = static_cast<size_t>(end);
+    }
+    return std::max(most, keys.size() - begin) * mostofall > keys.size() * (mostofall - 1);
+}
+
 } // namespace
 
 keyranges::keyranges(std::vector<std::string> firstkeys) : cuts(std::move(firstkeys)) {
@@ -148,7 +164,8 @@ size_t keyranges::find(std::string_view key) const {
     return static_cast<size_t>(std::upper_bound(from, to, key) - cuts.begin());
 }
 
-keyranges sampleranges(const jobplan &plan, std::vector<inputsource> &sources, size_t wanted) {
+keyranges sampleranges(const jobplan &plan, std::vector<inputsource> &sources, size_t wanted,
+                       bool worthwhile) {
     const std::vector<std::string> keys = sampler(plan, sources, wanted).run();
     std::vector<std::string> cuts;
     for (size_t i = 1; i < wanted && !keys.empty(); ++i) {
@@ -156,7 +173,7 @@ keyranges sampleranges(const jobplan &plan, std::vector<inputsource> &sources, s
         if ((cuts.empty() ? keys.front() : cuts.back()) < cut)
             cuts.push_back(cut);
     }
-    return keyranges(std::move(cuts));
+    return worthwhile && lopsided(keys, cuts) ? keyranges() : keyranges(std::move(cuts));
 }
 
 } // namespace command

@@ -26,7 +26,9 @@ class keyranges {
 };
 
 // As even as a sample tells: of regular inputs from places all over them, of a stream from
-// its beginning.  Fewer than wanted where keys are few.
-keyranges sampleranges(const jobplan &plan, std::vector<inputsource> &sources, size_t wanted);
+// its beginning.  Fewer than wanted where keys are few; `worthwhile`: one, where nearly all
+// would fall into one.
+keyranges sampleranges(const jobplan &plan, std::vector<inputsource> &sources, size_t wanted,
+                       bool worthwhile);
 
 } // namespace command

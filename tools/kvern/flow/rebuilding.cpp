@@ -1,6 +1,7 @@
 #include "kvern/flow/rebuilding.h"
 
 #include "kvern/plan/plan.h"
+#include "kvern/plan/storage.h"
 
 #include <algorithm>
 
@@ -9,7 +10,7 @@ namespace command {
 namespace {
 
 // Beside its tables a session holds so many records.
-constexpr uint32_t leastmemory = uint32_t{64} << 10, mergedrecords = 8, sortedrecords = 48;
+constexpr uint32_t mergedrecords = 8, sortedrecords = 48;
 
 } // namespace
 
@@ -17,14 +18,15 @@ rebuilder::rebuilder(const jobplan &planned)
     : plan(planned), sorts(plan.view.text && plan.shape.end == lineend::crlf),
       what(sorts ? plan.engine : planmerge(plan, 1)) {
     KVRNPRIM &prim = what.prim;
-    const uint32_t least = leastmemory + (sorts ? sortedrecords : mergedrecords) * prim.reclen;
+    const auto least =
+        static_cast<uint32_t>(leaststorage + (sorts ? sortedrecords : mergedrecords) * prim.reclen);
     prim.memsize = sorts ? std::max(prim.memsize, least) : least; // whatever -S says
 }
 
 void rebuilder::start() {
     out.clear();
     count = 0;
-    engine.emplace(what, sumstop);
+    engine.emplace(what);
 }
 
 void rebuilder::take(std::string_view raw, std::string_view data) {

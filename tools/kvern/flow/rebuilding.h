@@ -26,7 +26,6 @@ class rebuilder {
     const jobplan &plan;
     bool sorts; // lines of two bytes at their end, which no merge takes
     description what;
-    uint32_t sumstop = 0;
     std::optional<session> engine;
     std::string out;
     uint64_t count = 0;

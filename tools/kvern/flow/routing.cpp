@@ -9,23 +9,19 @@ namespace command {
 namespace {
 
 constexpr uint16_t noone = UINT16_MAX; // takes a record that is left out
-constexpr uint32_t lengthword = 4;     // in front of a variable record in a block
 
 } // namespace
 
-router::router(const jobplan &planned, std::vector<inputsource> &inputs, const partreader &reader,
-               const keyranges &all, bool framed)
-    : plan(planned), parts(reader), ranges(all), tests(planned, inputs),
-      prefix(planned.shape.kind == formkind::variable && !framed ? planned.shape.frame->prefix : 0),
-      asitis(all.count() == 1 && prefix == 0 && !framed && !planned.form.dropshort) {
+router::router(const flowjob &given, const partreader &reader, const keyranges &all, bool framed)
+    : partworker(given, reader), ranges(all),
+      prefix(plan.shape.kind == formkind::variable && !framed ? plan.shape.frame->prefix : 0),
+      asitis(all.count() == 1 && prefix == 0 && !framed && !plan.form.dropshort) {
     if (ranges.count() > 1)
-        probe.emplace(probing(plan), sumstop);
+        probe.emplace(probing(plan));
 }
 
 void router::route(routedpart &one) {
-    withnumbers(one.read, parts, [&] { choose(one); });
-    if (one.read.trouble)
-        std::rethrow_exception(one.read.trouble);
+    examine(one.read, [&] { choose(one); });
     settle(one);
     if (!asitis)
         scatter(one);
@@ -36,19 +32,19 @@ void router::choose(routedpart &one) {
     targets.clear();
     one.slices.assign(ranges.count(), {});
     one.records.assign(ranges.count(), 0);
-    const bool tested = !tests.begin(one.read);
-    if (asitis && tested) {
+    const bool astheyare = !tested;
+    if (asitis && astheyare) {
         if (plan.shape.kind == formkind::fixed)
             one.records[0] = one.read.filled / plan.shape.length;
         return;
     }
     walkrecords(plan.shape, one.read.bytes(), [&](std::string_view raw, std::string_view data) {
-        uint16_t range = tested || tests.pass(data) ? 0 : noone;
+        uint16_t range = astheyare || pass(data) ? 0 : noone;
         if (probe && range != noone) {
             if (probe->key(givenof(plan, raw, data))) {
                 range = static_cast<uint16_t>(ranges.find(probe->lastkey()));
             } else {
-                ++rejected;
+                ++dropped;
                 range = noone;
             }
         }

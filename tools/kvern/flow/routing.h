@@ -3,7 +3,7 @@
 #pragma once
 
 #include "kvern/engine/session.h"
-#include "kvern/flow/parttests.h"
+#include "kvern/flow/partworker.h"
 #include "kvern/flow/ranges.h"
 #include "kvern/records/part.h"
 
@@ -11,6 +11,8 @@
 #include <vector>
 
 namespace command {
+
+constexpr uint32_t lengthword = 4; // in front of a variable record in a block
 
 // A part as the sessions take it: fixed records, lines with their ends, variable records
 // each behind a length word.
@@ -23,33 +25,24 @@ struct routedpart {
 };
 
 // Of one thread.
-class router {
+class router : public partworker {
   public:
     // `framed`: variable records keep the prefixes that they have in the inputs.
-    router(const jobplan &planned, std::vector<inputsource> &inputs, const partreader &reader,
-           const keyranges &all, bool framed = false);
+    router(const flowjob &given, const partreader &reader, const keyranges &all, bool framed);
 
     // Throws what is wrong with a record of the part.
     void route(routedpart &one);
-
-    uint64_t shorts() const { return tests.shorts(); }
-    uint64_t dropped() const { return rejected; } // by the filter
 
   private:
     struct target { // of one record
         uint16_t range, length;
     };
-    const jobplan &plan;
-    const partreader &parts;
     const keyranges &ranges;
-    parttests tests;
     uint32_t prefix; // of variable records, which a length word takes the place of; or 0
     bool asitis;     // one session takes the bytes as they were read
-    uint32_t sumstop = 0;
     std::optional<session> probe; // where there are ranges
     std::vector<target> targets;
     std::vector<size_t> places; // by range, of the next byte
-    uint64_t rejected = 0;
 
     void choose(routedpart &one);
     void settle(routedpart &one);

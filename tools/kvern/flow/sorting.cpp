@@ -4,8 +4,10 @@
 // order of ranges.
 #include "kvern/flow/delivery.h"
 #include "kvern/flow/intake.h"
+#include "kvern/plan/reach.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace command {
 
@@ -50,6 +52,7 @@ class sorter {
             outputs.grow(job.storage.memory);
             range += threads;
         }
+        outputs.rest(ranges.count());
     }
 
     // Sessions begin to fill the directories for temporary files with different ones.
@@ -77,16 +80,29 @@ class sorter {
     void begin() {
         const std::lock_guard<std::mutex> held(input.threads().lock);
         if (!begun)
-            outputs.begin(input.counts(), input.sizes());
+            outputs.begin(sizes());
         begun = true;
+    }
+    // Bytes that come out of each range.  Several ranges hold what the filter takes; a
+    // session by itself has still to ask it: not known.
+    std::vector<uint64_t> sizes() const {
+        if (ranges.count() == 1 && !plan.engine.conditions.entries.empty())
+            return {};
+        std::vector<uint64_t> all = input.sizes();
+        for (size_t range = 0; range < all.size(); ++range) {
+            const uint64_t records = input.counts()[range];
+            if (plan.shape.kind == formkind::variable)
+                all[range] -= records * (lengthword - plan.shape.frame->prefix);
+            else if (plan.shape.kind == formkind::fixed && !plan.pieces.empty())
+                all[range] = records * rebuiltlength(plan);
+        }
+        return all;
     }
 
     // What ends the run is told of the first range.
     void drain(session &engine, size_t range) {
         try {
             finish(engine, range);
-        } catch (const abandoned &) {
-            throw;
         } catch (...) {
             input.threads().fail(UINT64_MAX / 2 + range);
             throw abandoned{};
@@ -94,23 +110,42 @@ class sorter {
     }
 
     void finish(session &engine, size_t range) {
-        const auto look = [&] {
-            if (sumstops[range] != 0 && !job.options.warnoverflow)
-                throw sumended{sumstops[range], false};
-        };
-        try {
+        const auto look = [&] { checksum(job, sumstops[range]); };
+        withsums(sumstops[range], [&] {
             engine.endinput();
             look();
-            outputs.drain(engine, range, look);
+            outputs.put(range, [&](gathering &out) {
+                pump(engine, out, look);
+                look();
+            });
             engine.close();
-        } catch (const enginefailure &) {
-            // Where the last sum found no room its record is lost, and the engine's account
-            // of records tells.
-            if (sumstops[range] != 0)
-                throw sumended{sumstops[range], true};
-            throw;
-        }
+        });
         look();
+    }
+
+    // What goes to the output are whole records.
+    template <typename Look>
+    void pump(session &engine, gathering &out, Look look) const {
+        const void *data;
+        uint32_t length;
+        std::string framed;
+        while (engine.get(&data, &length)) {
+            look();
+            if (plan.shape.kind != formkind::variable) {
+                out.write(data, length);
+                continue;
+            }
+            auto from = static_cast<const char *>(data);
+            for (const char *end = from + length; from < end;) {
+                uint32_t bytes;
+                std::memcpy(&bytes, from, lengthword);
+                framed.clear();
+                addprefix(*plan.shape.frame, bytes, framed);
+                framed.append(from + lengthword, bytes);
+                out.write(framed.data(), framed.size());
+                from += lengthword + bytes;
+            }
+        }
     }
 };
 
@@ -118,7 +153,7 @@ class sorter {
 
 void sortrecords(const flowjob &job) {
     const keyranges ranges = job.storage.sessions > 1
-                                 ? sampleranges(job.plan, job.sources, job.storage.sessions)
+                                 ? sampleranges(job.plan, job.sources, job.storage.sessions, true)
                                  : keyranges();
     sorter(job, ranges).run();
 }

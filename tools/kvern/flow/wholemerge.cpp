@@ -31,16 +31,8 @@ class wholemerge {
     }
 
     void run() {
-        try {
-            merge();
-        } catch (const enginefailure &) {
-            // Where the last sum found no room its record is lost, and the engine's account
-            // of records tells.
-            if (sumstop != 0)
-                throw sumended{sumstop, true};
-            throw;
-        }
-        checksum();
+        withsums(sumstop, [this] { merge(); });
+        checksum(job, sumstop);
         if (out == nullptr)
             return;
         job.counts.sumstop = sumstop;
@@ -60,15 +52,15 @@ class wholemerge {
 
     void merge() {
         description what = planmerge(plan, job.sources.size());
-        const uint64_t memory = uint64_t{job.storage.memory} * job.storage.sessions;
-        what.prim.memsize = static_cast<uint32_t>(std::min<uint64_t>(memory, KVRN_MEM_MAX));
+        what.prim.memsize =
+            static_cast<uint32_t>(std::min<uint64_t>(job.storage.all(), KVRN_MEM_MAX));
         what.watcher = out != nullptr ? &job.seen : nullptr;
         session engine(what, sumstop);
         exchange records(engine, plan, intakes, what.watcher);
         std::string_view record;
         gathering whole([this](const void *data, size_t length) { out->write(data, length); });
         while (records.next(record)) {
-            checksum();
+            checksum(job, sumstop);
             if (out == nullptr)
                 continue;
             if (plan.shape.kind == formkind::variable)
@@ -76,14 +68,9 @@ class wholemerge {
             else
                 whole.write(record.data(), record.size());
         }
-        checksum();
+        checksum(job, sumstop);
         whole.flush();
         engine.close();
-    }
-    // A sum that stopped ends the run unless a warning is enough.
-    void checksum() const {
-        if (sumstop != 0 && !job.options.warnoverflow)
-            throw sumended{sumstop, false};
     }
 };
 

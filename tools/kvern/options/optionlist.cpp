@@ -1,6 +1,7 @@
 #include "kvern/options/optionlist.h"
 
 #include "kvern/options/optiontable.h"
+#include "kvern/syntax/fieldtypes.h"
 
 #include <algorithm>
 #include <cctype>
@@ -11,16 +12,6 @@ namespace {
 
 constexpr jobkind kinds[] = {jobkind::sort, jobkind::merge, jobkind::copy, jobkind::check,
                              jobkind::deal};
-
-std::vector<std::string> split(const std::string &text, char at) {
-    std::vector<std::string> parts(1);
-    for (const char c : text)
-        if (c == at)
-            parts.emplace_back();
-        else
-            parts.back() += c;
-    return parts;
-}
 
 // A choice is named by its words: "lf|crlf|cr|auto".
 bool ischoice(const std::string &value) {
@@ -52,7 +43,7 @@ listedoption listed(const CLI::Option &option) {
     out.value = option.get_type_name();
     out.kind = kindof(out.value);
     if (out.kind == valuekind::words)
-        out.words = split(out.value, '|');
+        out.words = splitat(out.value, '|');
     out.optional = option.get_expected_min() == 0;
     out.repeated = option.get_expected_max() > 1;
     return out;

@@ -43,20 +43,19 @@ CLI::Option *repeated(CLI::Option *option) {
     return option->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args(false);
 }
 
-// Validators of our own, for texts that a user can read; an empty text is
-// success.  The words stand in the option's type name.
-CLI::Validator oneof(const std::vector<std::string> &words) {
-    return CLI::Validator(
-        [words](const std::string &text) {
-            std::string list;
-            for (const std::string &word : words) {
-                if (word == text)
-                    return std::string();
-                list += " " + word;
-            }
-            return quoted(text) + " is none of" + list;
-        },
-        "");
+// One of these words, "lf|crlf|cr", which a validator of our own tells in a text that a
+// user can read; an empty text is success.
+CLI::Option *choosing(CLI::Option *option, const std::string &words) {
+    const auto refusal = [all = splitat(words, '|')](const std::string &text) {
+        std::string list;
+        for (const std::string &word : all) {
+            if (word == text)
+                return std::string();
+            list += " " + word;
+        }
+        return quoted(text) + " is none of" + list;
+    };
+    return option->type_name(words)->check(CLI::Validator(refusal, ""));
 }
 
 // Digits alone: the library would take them for octal behind a 0, and 0x10 for a number.
@@ -74,194 +73,153 @@ CLI::Validator positive(uint32_t most = UINT32_MAX) {
 }
 
 void addform(CLI::App &app, joboptions &out) {
-    const char *group = "Record form";
+    app.option_defaults()->group("Record form");
     app.add_option("--fixed", out.fixed, "Records of N bytes each")
         ->type_name("N")
-        ->transform(positive())
-        ->group(group);
+        ->transform(positive());
     app.add_option("--variable", out.variable, "Records of up to MAX bytes, with --framing")
         ->type_name("MAX")
-        ->transform(positive())
-        ->group(group);
-    app.add_option("--framing", out.framing,
-                   "Where the lengths of variable records lie, in input and output")
-        ->type_name("rdw|bdw|be16z|be32|le32|be16|plainrdw")
-        ->check(oneof({"rdw", "bdw", "be16z", "be32", "le32", "be16", plainrdw}))
-        ->group(group);
+        ->transform(positive());
+    choosing(app.add_option("--framing", out.framing,
+                            "Where the lengths of variable records lie, in input and output"),
+             "rdw|bdw|be16z|be32|le32|be16|plainrdw");
     if (out.kind != jobkind::check)
         app.add_option("--block-size", out.blocksize,
                        "Bytes of a block of --framing bdw in the output (default: as the largest "
                        "of the inputs)")
             ->type_name("N")
-            ->transform(positive())
-            ->group(group);
-    app.add_flag("--text", out.text, "Lines of text (default)")->group(group);
-    app.add_option("--eol", out.eol, "What ends a line (default auto: as the first line)")
-        ->type_name("lf|crlf|cr|auto")
-        ->check(oneof({"lf", "crlf", "cr", "auto"}))
-        ->group(group);
+            ->transform(positive());
+    app.add_flag("--text", out.text, "Lines of text (default)");
+    choosing(app.add_option("--eol", out.eol, "What ends a line (default auto: as the first line)"),
+             "lf|crlf|cr|auto");
     app.add_flag("--dos-eof", out.doseof,
                  "A byte 0x1A ends an input, and then the output too (default: a byte like any "
-                 "other)")
-        ->group(group);
-    app.add_flag("--columns", out.columns, "Positions are columns of the line, not fields")
-        ->group(group);
+                 "other)");
+    app.add_flag("--columns", out.columns, "Positions are columns of the line, not fields");
     app.add_option("-t,--field-separator", out.separator,
                    "Text between fields, \\t is a tab (default: white space)")
-        ->type_name("STR")
-        ->group(group);
+        ->type_name("STR");
     app.add_option("--max-line", out.maxline,
                    "Longest line without its end (default: the longest there is; for check "
                    "4096 of a long pipe)")
         ->type_name("N")
-        ->transform(positive())
-        ->group(group);
+        ->transform(positive());
 }
 
 void addcode(CLI::App &app, joboptions &out) {
-    const char *group = "Data code";
-    app.add_option("--data", out.data, "Code of the data (default ascii)")
-        ->type_name("ascii|ebcdic")
-        ->check(oneof({"ascii", "ebcdic"}))
-        ->group(group);
-    app.add_option("--zoned", out.zoned, "Sign of zoned numbers in ASCII data (default zone5)")
-        ->type_name("zone5|zone7|overpunch")
-        ->check(oneof({"zone5", "zone7", "overpunch"}))
-        ->group(group);
-    app.add_option("--ebcdic-table", out.ebcdictable, "Variant of the EBCDIC table (default 0)")
-        ->type_name("0|1|2")
-        ->check(oneof({"0", "1", "2"}))
-        ->group(group);
+    app.option_defaults()->group("Data code");
+    choosing(app.add_option("--data", out.data, "Code of the data (default ascii)"),
+             "ascii|ebcdic");
+    choosing(
+        app.add_option("--zoned", out.zoned, "Sign of zoned numbers in ASCII data (default zone5)"),
+        "zone5|zone7|overpunch");
+    choosing(app.add_option("--ebcdic-table", out.ebcdictable,
+                            "Variant of the EBCDIC table (default 0)"),
+             "0|1|2");
 }
 
 void addkeys(CLI::App &app, joboptions &out) {
-    const char *group = "Keys";
+    app.option_defaults()->group("Keys");
     repeated(app.add_option("-k,--key", out.keys, "Order by this key, see below"))
-        ->type_name("KEY")
-        ->group(group);
-    app.add_flag("-r,--reverse", out.reverse, "Descending, for keys without an order of their own")
-        ->group(group);
+        ->type_name("KEY");
+    app.add_flag("-r,--reverse", out.reverse, "Descending, for keys without an order of their own");
     if (out.kind == jobkind::sort || out.kind == jobkind::merge)
         app.add_flag("-s,--stable", out.stable,
                      out.kind == jobkind::sort ? "Keep the input order of equal keys"
-                                               : "Keep the input order of equal keys, as ever")
-            ->group(group);
+                                               : "Keep the input order of equal keys, as ever");
     for (const textletter &one : textletters)
         app.add_flag_function(
-               one.option,
-               [&out, &one](int64_t times) { out.textoption |= times > 0 ? one.bit : 0; }, one.what)
-            ->group(group);
+            one.option, [&out, &one](int64_t times) { out.textoption |= times > 0 ? one.bit : 0; },
+            one.what);
 }
 
 void addequals(CLI::App &app, joboptions &out) {
-    const char *group = "Equal keys";
-    app.add_flag("-u,--unique", out.unique, textsof(out.kind).unique)->group(group);
+    app.option_defaults()->group("Equal keys");
+    app.add_flag("-u,--unique", out.unique, textsof(out.kind).unique);
     if (out.kind == jobkind::check)
         return;
     repeated(app.add_option("--sum", out.sums, "Fold records of a key into one with this sum"))
-        ->type_name("FIELD")
-        ->group(group);
-    app.add_option_function<std::string>(
-           "--on-overflow", [&out](const std::string &word) { out.warnoverflow = word == "warn"; },
-           "When a sum does not fit: fail (default), or warn and leave the rest as it is")
-        ->type_name("fail|warn")
-        ->check(oneof({"fail", "warn"}))
-        ->group(group);
+        ->type_name("FIELD");
+    choosing(app.add_option_function<std::string>(
+                 "--on-overflow",
+                 [&out](const std::string &word) { out.warnoverflow = word == "warn"; },
+                 "When a sum does not fit: fail (default), or warn and leave the rest as it is"),
+             "fail|warn");
 }
 
 void addshape(CLI::App &app, joboptions &out) {
-    const char *group = "Selection and shape";
+    app.option_defaults()->group("Selection and shape");
     app.add_option("-w,--where", out.where, "Take the records for which this holds")
-        ->type_name("EXPR")
-        ->group(group);
+        ->type_name("EXPR");
     app.add_option("--where-file", out.wherefile, "The same from a file, # begins a comment line")
-        ->type_name("FILE")
-        ->group(group);
+        ->type_name("FILE");
     app.add_option("--layout", out.layoutfile, "Names of fields, lines of NAME = POS,LEN[,TYPE]")
-        ->type_name("FILE")
-        ->group(group);
+        ->type_name("FILE");
     const bool dealing = out.kind == jobkind::deal;
     if (out.kind != jobkind::check && !dealing)
         app.add_option("--rebuild", out.rebuild, "Make the records of these pieces")
-            ->type_name("SPEC")
-            ->group(group);
+            ->type_name("SPEC");
     if (!dealing)
         app.add_option("--header", out.header,
                        "The first N records or lines of each input stay out of it; those of the "
                        "first input lead the output")
             ->type_name("N")
-            ->transform(positive())
-            ->group(group);
-    app.add_option_function<std::string>(
-           "--short", [&out](const std::string &word) { out.dropshort = word == "drop"; },
-           "A record that lacks a field: fail (default), or drop it")
-        ->type_name("fail|drop")
-        ->check(oneof({"fail", "drop"}))
-        ->group(group);
+            ->transform(positive());
+    choosing(app.add_option_function<std::string>(
+                 "--short", [&out](const std::string &word) { out.dropshort = word == "drop"; },
+                 "A record that lacks a field: fail (default), or drop it"),
+             "fail|drop");
 }
 
 void addfiles(CLI::App &app, joboptions &out) {
-    const char *group = "Files and room";
+    app.option_defaults()->group("Files and room");
     if (out.kind != jobkind::check)
         app.add_option("-o,--output", out.output, textsof(out.kind).output)
             ->type_name(out.kind == jobkind::deal ? "PREFIX" : "FILE")
-            ->required(out.kind == jobkind::deal)
-            ->group(group);
+            ->required(out.kind == jobkind::deal);
     repeated(app.add_option("-T,--temp-dir", out.tempdirs, textsof(out.kind).tempdir))
-        ->type_name("DIR")
-        ->group(group);
+        ->type_name("DIR");
     app.add_option("-S,--memory", out.memory,
                    "Working storage of all threads together, from 64K up (default: as input and "
                    "machine are; a bare number counts in K)")
-        ->type_name("SIZE")
-        ->group(group);
+        ->type_name("SIZE");
     app.add_option("-j,--jobs", out.jobs,
                    "Threads, at most 256 (default: the processors there are for it, at most 8)")
         ->type_name("N")
-        ->transform(positive(mostjobs))
-        ->group(group);
+        ->transform(positive(mostjobs));
     if (out.kind == jobkind::sort)
-        app.add_flag("--keep-temp", out.keeptemp, "Leave the temporary files where they are")
-            ->group(group);
+        app.add_flag("--keep-temp", out.keeptemp, "Leave the temporary files where they are");
     app.add_option("FILE", out.inputs, "Inputs; none or - is standard input")->type_name("");
 }
 
 void adddealing(CLI::App &app, joboptions &out) {
-    const char *group = "Ranges of keys";
+    app.option_defaults()->group("Ranges of keys");
     app.add_option("--ways", out.ways, "Files, as even as a sample tells")
         ->type_name("N")
-        ->transform(positive(joboptions::mostways))
-        ->group(group);
+        ->transform(positive(joboptions::mostways));
     app.add_option("--sample", out.sample, "Take the sample of this file (default: of the inputs)")
-        ->type_name("FILE")
-        ->group(group);
+        ->type_name("FILE");
     app.add_option("--ranges", out.rangefile, "Ranges as another run printed them")
-        ->type_name("FILE")
-        ->group(group);
+        ->type_name("FILE");
 }
 
 void addreporting(CLI::App &app, joboptions &out) {
-    const char *group = "Reporting";
+    app.option_defaults()->group("Reporting");
     app.add_flag("-q,--quiet", out.quiet,
                  out.kind == jobkind::check ? "Say nothing but by the exit code when the input is "
                                               "not in order, and no notes"
-                                            : "No notes, errors only")
-        ->group(group);
-    app.add_option("--stats", out.stats, "Tell what the run did: text (default) or one JSON object")
-        ->type_name("text|json")
-        ->expected(0, 1) // the parser never sees it without
-        ->check(oneof({"text", "json"}))
-        ->group(group);
-    app.add_option("--progress", out.progress,
-                   "How far it is (default auto: on a terminal, after two seconds)")
-        ->type_name("auto|always|never")
-        ->check(oneof({"auto", "always", "never"}))
-        ->group(group);
-    app.add_flag("--explain", out.explain, "Tell what would run, and run nothing")->group(group);
-    app.add_option("--color", out.color, "Colour of what is said (default auto: on a terminal)")
-        ->type_name("auto|always|never")
-        ->check(oneof({"auto", "always", "never"}))
-        ->group(group);
+                                            : "No notes, errors only");
+    choosing(app.add_option("--stats", out.stats,
+                            "Tell what the run did: text (default) or one JSON object"),
+             "text|json")
+        ->expected(0, 1); // the parser never sees it without
+    choosing(app.add_option("--progress", out.progress,
+                            "How far it is (default auto: on a terminal, after two seconds)"),
+             "auto|always|never");
+    app.add_flag("--explain", out.explain, "Tell what would run, and run nothing");
+    choosing(app.add_option("--color", out.color,
+                            "Colour of what is said (default auto: on a terminal)"),
+             "auto|always|never");
 }
 
 } // namespace

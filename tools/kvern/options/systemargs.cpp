@@ -5,9 +5,6 @@
 #if defined(_WIN32)
 #include <algorithm>
 #include <cstdio>
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
 #include <windows.h>
 
 // The C library's own, which the linked start has called for the narrow words.

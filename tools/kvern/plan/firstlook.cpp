@@ -12,6 +12,8 @@ namespace command {
 
 namespace {
 
+constexpr size_t shortline = size_t{4} << 10; // most lines end within as much
+
 // Numbers that different threads saw do not go together.
 struct disagreement {};
 
@@ -62,15 +64,9 @@ lineend findlineend(const std::string &eol, std::vector<inputsource> &sources) {
     if (eol == "crlf")
         return lineend::crlf;
     for (inputsource &source : sources) {
-        if (!source.isfile()) {
-            if (!source.ahead().empty())
-                return guesslineend(source.ahead());
-            continue;
-        }
-        std::string beginning(static_cast<size_t>(std::min<uint64_t>(source.size(), aheadroom)),
-                              '\0');
-        beginning.resize(source.read(beginning.data(), beginning.size()));
-        source.rewind();
+        std::string beginning = source.lookahead(shortline);
+        if (beginning.find('\n') == std::string::npos)
+            beginning = source.lookahead(aheadroom);
         if (!beginning.empty())
             return guesslineend(beginning);
     }
@@ -102,8 +98,10 @@ bool scantogether(const looking &at, const textform &form, textscanner &scanner,
         team crew(jobs);
         crew.run([&](unsigned) {
             textform mine = form;
-            if (form.numbers)
+            if (form.numbers) { // to which one who is done may be joining its own
+                const std::lock_guard<std::mutex> held(crew.lock);
                 mine.numbers = std::make_shared<numbercheck>(*form.numbers);
+            }
             const textscanner seen = scanparts(at, parts, crew, mine);
             const std::lock_guard<std::mutex> held(crew.lock);
             scanner.add(seen);

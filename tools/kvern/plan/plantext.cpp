@@ -163,9 +163,7 @@ class textplan {
     }
     // Small inputs are read before another thread has begun.
     unsigned threads() const {
-        uint64_t bytes = 0;
-        for (const inputsource &source : job.sources)
-            bytes += source.placed() ? source.size() : 0;
+        const uint64_t bytes = placedbytes(job.sources);
         return static_cast<unsigned>(std::min<uint64_t>(job.jobs, 1 + bytes / (2 * partbytes)));
     }
     textscanner lookinorder() {
@@ -193,10 +191,7 @@ class textplan {
         return std::max({seen.longest(), allknown() ? 1 : streammaxline, leastlength()});
     }
     uint64_t rebuiltline() const {
-        uint64_t length = (plan.pieces.size() - 1) * plan.joint.size();
-        for (const rebuildpiece &piece : plan.pieces)
-            length += piece.length;
-        return length;
+        return (plan.pieces.size() - 1) * plan.joint.size() + rebuiltlength(plan);
     }
     void checkroom(uint64_t content) {
         const bool stable = options.stable && plan.kind == jobkind::sort;

@@ -9,7 +9,7 @@ namespace command {
 
 // The greatest end of a piece of the record that comes in, from 1.
 uint64_t piecereach(const jobplan &plan);
-// Of records that are no lines, and of lines by columns.
+// Of all pieces; by field there is more between them.
 uint32_t rebuiltlength(const jobplan &plan);
 
 // Throws when a field ends behind its record: of conditions and pieces the one that comes

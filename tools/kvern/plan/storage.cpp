@@ -12,11 +12,10 @@ namespace command {
 namespace {
 
 constexpr uint64_t megabyte = uint64_t{1} << 20;
-constexpr uint64_t leaststorage = uint64_t{64} << 10;
 constexpr uint64_t largeststorage = KVRN_MEM_MAX; // of a session
 constexpr unsigned defaultjobs = 8;               // at most
 constexpr size_t defaultsessions = 64;            // at most
-constexpr size_t unknownsessions = 32;            // for an input that may be of any size
+constexpr size_t unknownsessions = 16;            // for an input that may be of any size
 constexpr uint64_t sessioninput = 150 * megabyte; // that still makes few strings in a session
 constexpr uint64_t leastinput = megabyte;         // that is worth a session
 constexpr uint64_t leastshare = megabyte;         // of -S, that is worth a session
@@ -48,14 +47,14 @@ size_t evenly(uint64_t sessions, unsigned jobs) {
 }
 
 // As much of -S as can be had, 0 where it was not given.
-uint64_t storagegiven(const joboptions &options, const machinefacts &machine) {
+uint64_t storagegiven(const joboptions &options, const machinefacts &machine, bool told) {
     if (options.memory.empty())
         return 0;
     const uint64_t bytes = memorysize(options.memory);
     const uint64_t most = std::max(machine.addresses / 4 * 3, leaststorage); // the rest: others
-    if (bytes < leaststorage)
+    if (bytes < leaststorage && !told)
         printnote("-S " + options.memory + ": the engine needs at least 64K");
-    if (bytes > most)
+    if (bytes > most && !told)
         printnote("-S " + options.memory + ": this process can address no more than " +
                   std::to_string(most / megabyte) + "M for it");
     return std::clamp(bytes, leaststorage, most);
@@ -105,7 +104,7 @@ uint64_t sessionsof(const joboptions &options, uint64_t given, uint64_t bytes, u
 
 } // namespace
 
-storageplan planstorage(const joboptions &options, std::vector<inputsource> &sources) {
+storageplan planstorage(const joboptions &options, std::vector<inputsource> &sources, bool again) {
     const uint64_t bytes = bytesof(options, sources);
     // Where a thread would have next to nothing to do, asking takes longer than the work.
     if (bytes != 0 && bytes <= leastinput && options.jobs == 0 && options.memory.empty())
@@ -113,7 +112,7 @@ storageplan planstorage(const joboptions &options, std::vector<inputsource> &sou
     const machinefacts machine = inspectmachine();
     storageplan plan;
     plan.jobs = options.jobs != 0 ? options.jobs : std::min(machine.cores, defaultjobs);
-    const uint64_t given = storagegiven(options, machine);
+    const uint64_t given = storagegiven(options, machine, again);
     const uint64_t wanted = sessionsof(options, given, bytes, plan.jobs, machine);
     const size_t open = mostopen(options, sources, plan.jobs, static_cast<size_t>(wanted));
     plan.sessions = evenly(std::min<uint64_t>(wanted, open), plan.jobs);
@@ -125,7 +124,7 @@ storageplan planstorage(const joboptions &options, std::vector<inputsource> &sou
 }
 
 void heedlength(storageplan &plan, uint32_t longest) {
-    const uint64_t all = plan.sessions * uint64_t{plan.memory};
+    const uint64_t all = plan.all();
     const uint64_t least = leaststorage + recordsheld * uint64_t{longest};
     if (plan.memory >= least)
         return;

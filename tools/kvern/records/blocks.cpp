@@ -3,8 +3,6 @@
 #include "kvern/records/recordreader.h"
 #include "kvern/system/failure.h"
 
-#include <algorithm>
-
 namespace command {
 
 namespace {
@@ -42,23 +40,12 @@ bool looksblocked(const framing &kind, std::string_view bytes) {
     return seen > 0;
 }
 
-std::string beginningof(inputsource &source) {
-    if (!source.isfile()) {
-        source.readahead();
-        return source.ahead();
-    }
-    std::string bytes(static_cast<size_t>(std::min<uint64_t>(source.size(), aheadroom)), '\0');
-    bytes.resize(source.read(bytes.data(), bytes.size()));
-    source.rewind();
-    return bytes;
-}
-
 } // namespace
 
 void refuseblocks(std::vector<inputsource> &sources) {
     const framing &kind = *findframing("rdw");
     for (inputsource &source : sources) {
-        if (looksblocked(kind, beginningof(source)))
+        if (looksblocked(kind, source.lookahead(aheadroom)))
             throw failure{ending::data,
                           source.name() + " holds blocks: each of its first records is made of "
                                           "further records",

@@ -49,6 +49,7 @@ struct recordshape {
     // line feed in a later one is no data but the end of a line of another system.
     bool guessed = false;
 
+    bool blocked() const { return frame != nullptr && frame->blocked; }
     bool refusesfeeds() const { return guessed && end == lineend::crlf; }
     const char *word() const { return kind == formkind::text ? "line" : "record"; }
 };

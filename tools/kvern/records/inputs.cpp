@@ -187,13 +187,26 @@ void inputsource::readahead() {
     beginning.resize(filled);
 }
 
-void inputsource::keep(size_t memory, const std::vector<std::string> &tempdirs) {
+std::string inputsource::lookahead(size_t most) {
+    readahead();
+    if (!placed())
+        return beginning;
+    std::string bytes(static_cast<size_t>(std::min<uint64_t>(size(), most)), '\0');
+    bytes.resize(read(bytes.data(), bytes.size()));
+    rewind();
+    return bytes;
+}
+
+void inputsource::keep(size_t memory, const std::vector<std::string> &tempdirs,
+                       const std::function<void(size_t)> &told) {
     if (placed())
         return;
     auto all = std::make_unique<keptstream>(memory, tempdirs);
     std::vector<char> room(keptroom);
-    while (const size_t count = read(room.data(), room.size()))
+    while (const size_t count = read(room.data(), room.size())) {
         all->append(room.data(), count);
+        told(count);
+    }
     kept = std::move(all);
     facts.size = kept->size();
     start = 0;
@@ -241,6 +254,18 @@ void inputsource::beginbehind(uint64_t records, uint64_t bytes, std::string_view
     start += bytes;
     facts.size -= std::min(facts.size, bytes);
     rewind();
+}
+
+bool allplaced(const std::vector<inputsource> &sources) {
+    return std::all_of(sources.begin(), sources.end(),
+                       [](const inputsource &one) { return one.placed(); });
+}
+
+uint64_t placedbytes(const std::vector<inputsource> &sources) {
+    uint64_t bytes = 0;
+    for (const inputsource &source : sources)
+        bytes += source.placed() ? source.size() : 0;
+    return bytes;
 }
 
 std::vector<inputsource> opensources(const std::vector<std::string> &paths) {

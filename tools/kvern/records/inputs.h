@@ -10,6 +10,7 @@
 #include "kvern/records/keptstream.h"
 #include "kvern/system/streams.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -40,9 +41,13 @@ class inputsource {
     void readahead();
     const std::string &ahead() const { return beginning; }
     bool aheadisall() const { return ended; }
+    // What any source begins with: of a placed one so many bytes, of a stream the same as
+    // `ahead`.
+    std::string lookahead(size_t most);
     // Takes in the rest of a stream, up to so much of it in memory and what is more into a
-    // file without a name in one of the directories.
-    void keep(size_t memory, const std::vector<std::string> &tempdirs);
+    // file without a name in one of the directories; `told` hears of its bytes.
+    void keep(size_t memory, const std::vector<std::string> &tempdirs,
+              const std::function<void(size_t)> &told);
 
     // From here on a byte 0x1A ends the input, which makes the same of a file and of a
     // stream; otherwise it is one like any other.
@@ -95,6 +100,9 @@ class inputsource {
     size_t fetch(uint64_t place, void *to, size_t room);
     [[noreturn]] void failcut(uint64_t place) const;
 };
+
+bool allplaced(const std::vector<inputsource> &sources);
+uint64_t placedbytes(const std::vector<inputsource> &sources); // of those that are
 
 // All inputs of a command line; none means standard input.
 std::vector<inputsource> opensources(const std::vector<std::string> &paths);

@@ -27,9 +27,9 @@ bool partreader::byplace() const {
 // Bytes of a part that is read by place.
 uint64_t partreader::stride() const {
     if (rules.shape.kind != formkind::fixed)
-        return partbytes;
+        return rules.bytes;
     const uint64_t length = rules.shape.length;
-    return std::max<uint64_t>(partbytes / length, 1) * length;
+    return std::max<uint64_t>(rules.bytes / length, 1) * length;
 }
 
 void partreader::startpart(part &out) {
@@ -83,7 +83,7 @@ bool partreader::next(part &out) {
 // A part ends where its records do not follow each other in the input any more, at the end
 // of a block.
 bool partreader::framerecords(part &out) {
-    while (out.filled < partbytes) {
+    while (out.filled < rules.bytes) {
         if (!reader->next())
             return false;
 
@@ -91,11 +91,10 @@ bool partreader::framerecords(part &out) {
         if (out.filled == 0)
             out.offset = reader->offset() - sources[current].skipped();
         if (out.room.size() < out.filled + raw.size())
-            out.room.resize(std::max(partbytes + overlap, 2 * (out.filled + raw.size())));
+            out.room.resize(std::max(rules.bytes + overlap, 2 * (out.filled + raw.size())));
         raw.copy(out.room.data() + out.filled, raw.size());
         out.filled += raw.size();
-        if (rules.shape.kind == formkind::variable && rules.shape.frame->blocked &&
-            reader->blockrest() == 0)
+        if (rules.shape.blocked() && reader->blockrest() == 0)
             return true;
     }
     return true;

@@ -28,7 +28,7 @@ struct part {
     bool counted = true;
     // What follows the part is no record: to be thrown once its records were looked at.
     std::exception_ptr trouble;
-    std::vector<char> room;
+    rawbytes room;
     size_t begin = 0, filled = 0;
 
     // Whole records as they lie in the input, but for the prefixes of blocks; the last
@@ -39,8 +39,9 @@ struct part {
 // What is common to all parts of a run.
 struct partrules {
     const recordshape &shape;
-    bool dropshort = false;  // a last fixed record that is not whole is left out
-    bool placedonly = false; // streams are not touched
+    bool dropshort = false;   // a last fixed record that is not whole is left out
+    bool placedonly = false;  // streams are not touched
+    size_t bytes = partbytes; // of a part, or so
 };
 
 class partreader {

@@ -3,26 +3,14 @@
 #include "kvern/system/report.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 namespace command {
 
 namespace {
 
-constexpr size_t endroom = 2; // for the end of a last line
-
-std::string hexadecimal(std::string_view bytes) {
-    std::string out;
-    for (char c : bytes) {
-        char digits[4];
-        std::snprintf(digits, sizeof digits, "%02X ", static_cast<unsigned>(c) & 0xFF);
-        out += digits;
-    }
-    if (!out.empty())
-        out.pop_back();
-    return out;
-}
+constexpr size_t endroom = 2;                   // for the end of a last line
+constexpr size_t cachedroom = size_t{32} << 10; // what is looked at once stays in cache
 
 // Often the line end behind each record was not counted, or counted and is not there.
 std::string lengthadvice(uint64_t bytes, uint32_t length) {
@@ -61,9 +49,8 @@ void checkfeeds(const recordshape &shape, std::string_view line, uint64_t number
 }
 
 recordreader::recordreader(inputsource &from, const recordshape &form, size_t room)
-    : source(from), shape(form), chunk(room), bring(&recordreader::readon),
-      buffer(chunk + endroom, '\0'), count(from.skippedrecords()), nextplace(from.skipped()),
-      blockleft(from.blockrest()) {}
+    : source(from), shape(form), chunk(room), bring(&recordreader::readon), buffer(chunk + endroom),
+      count(from.skippedrecords()), nextplace(from.skipped()), blockleft(from.blockrest()) {}
 
 recordreader::recordreader(inputsource &from, const recordshape &form, const recordslice &its,
                            size_t room)
@@ -156,7 +143,7 @@ std::string recordreader::placenow() const {
     return " at offset " + std::to_string(nextplace) + ", where " +
            (blockleft == 0 && shape.frame->blocked ? "the block of " : "") + "record " +
            std::to_string(count + 1) +
-           " should begin: " + hexadecimal(std::string_view(buffer.data() + at, shown));
+           " should begin: " + hexadecimal({buffer.data() + at, shown}, " ");
 }
 
 void recordreader::failprefix(const std::string &why) const {
@@ -248,7 +235,7 @@ bool recordreader::nextline() {
 
 void eachline(inputsource &source, const recordshape &shape,
               const std::function<void(std::string_view)> &each) {
-    recordreader reader(source, shape);
+    recordreader reader(source, shape, cachedroom);
     while (reader.next())
         each(reader.data());
 }

@@ -8,6 +8,7 @@
 
 #include "kvern/records/framing.h"
 #include "kvern/records/inputs.h"
+#include "kvern/records/rawbytes.h"
 
 #include <functional>
 
@@ -62,7 +63,7 @@ class recordreader {
     recordslice part;
     size_t (recordreader::*bring)(void *to, size_t room);
     bool forgiving = false, incomplete = false;
-    std::string buffer;
+    rawbytes buffer;
     size_t at = 0, stop = 0; // bytes that wait
     size_t first = 0, length = 0;
     uint64_t count = 0, place = 0, nextplace = 0;

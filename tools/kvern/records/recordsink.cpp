@@ -11,7 +11,7 @@ constexpr size_t gathered = size_t{64} << 10; // bytes go out in one call
 } // namespace
 
 void recordsink::write(const void *data, size_t length) {
-    if (blocked())
+    if (shape.blocked())
         leading.append(static_cast<const char *>(data), length);
     else
         out(data, length);
@@ -21,7 +21,7 @@ void recordsink::put(const void *data, size_t length) {
     settle();
     addprefix(*shape.frame, static_cast<uint32_t>(length), framed);
     framed.append(static_cast<const char *>(data), length);
-    if (blocked())
+    if (shape.blocked())
         addtoblock(framed);
     else if (framed.size() < gathered)
         return;
@@ -32,13 +32,17 @@ void recordsink::put(const void *data, size_t length) {
 
 // The records of the header lead the first block.
 void recordsink::settle() {
-    if (!blocked() || room != 0)
+    if (!shape.blocked() || room != 0)
         return;
     room = limit();
     putframed(leading);
 }
 
 void recordsink::putframed(std::string_view records) {
+    if (!shape.blocked()) {
+        out(records.data(), records.size());
+        return;
+    }
     settle();
     while (!records.empty()) {
         uint32_t length = 0;

@@ -32,7 +32,7 @@ class recordsink {
     void write(const void *data, size_t length);
     // One variable record.
     void put(const void *data, size_t length);
-    // Variable records behind their prefixes already.
+    // Records in their form already, variable ones behind their prefixes.
     void putframed(std::string_view records);
     // What is still held goes out.
     void finish();
@@ -45,7 +45,6 @@ class recordsink {
     uint32_t room = 0; // of a block; 0: not asked yet
     std::string block, framed, leading;
 
-    bool blocked() const { return shape.frame != nullptr && shape.frame->blocked; }
     void settle();
     void addtoblock(std::string_view record);
     void endblock();

@@ -2,13 +2,13 @@
 
 #include "kvern/options/optiontable.h"
 #include "kvern/plan/plan.h"
+#include "kvern/plan/reach.h"
 #include "kvern/syntax/fieldtypes.h"
 #include "kvern/system/report.h"
 #include "kvern/system/workfile.h"
 
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
 
 namespace command {
 
@@ -20,15 +20,7 @@ std::string shown(const char *bytes, size_t length) {
     const bool plain = std::all_of(text.begin(), text.end(), [](char c) {
         return std::isprint(static_cast<unsigned char>(c)) != 0 && c != '"';
     });
-    std::string out = plain ? '"' + text + '"' : "x\"";
-    if (!plain) {
-        for (char c : text) {
-            char digits[3];
-            std::snprintf(digits, sizeof digits, "%02X", static_cast<unsigned>(c) & 0xFF);
-            out += digits;
-        }
-        out += '"';
-    }
+    const std::string out = plain ? quoted(text) : "x" + quoted(hexadecimal(text));
     return length > most ? out + "..." : out;
 }
 
@@ -205,12 +197,7 @@ class explainer {
         line(plural(sessions, "session") + " of " + plural(storage.memory, "byte") +
              (sessions > 1 ? ", each for a range of keys" : ""));
         const KVRNPRIM &prim = plan.engine.prim;
-        uint64_t record = prim.reclen;
-        if (!plan.pieces.empty()) {
-            record = 0;
-            for (const rebuildpiece &piece : plan.pieces)
-                record += piece.length;
-        }
+        const uint64_t record = plan.pieces.empty() ? prim.reclen : rebuiltlength(plan);
         uint64_t keybytes = plan.keys.empty() && plan.view.text ? record : 0;
         for (const keyspec &key : plan.keys)
             keybytes +=
@@ -224,13 +211,8 @@ class explainer {
     }
     bool sorting() const { return options.kind == jobkind::sort; }
     void tempfiles(uint64_t internal, uint64_t incore) {
-        uint64_t bytes = 0;
-        bool known = plan.shape.kind == formkind::fixed;
-        for (const inputsource &source : sources) {
-            known = known && source.placed();
-            bytes += source.placed() ? source.size() : 0;
-        }
-        const uint64_t count = known ? bytes / plan.shape.length : 0;
+        const bool known = plan.shape.kind == formkind::fixed && allplaced(sources);
+        const uint64_t count = known ? placedbytes(sources) / plan.shape.length : 0;
         if (known && count <= incore)
             line("no temporary files for " + plural(count, "record"));
         else if (known)
@@ -248,8 +230,7 @@ void trydescription(const joboptions &options, const std::vector<inputsource> &s
     description what = merging ? planmerge(plan, inputs) : plan.engine;
     if (options.kind == jobkind::sort)
         what.prim.memsize = storage.memory;
-    uint32_t unused = 0;
-    session engine(what, unused);
+    session engine(what);
 }
 
 } // namespace

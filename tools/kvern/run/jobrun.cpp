@@ -26,27 +26,16 @@ showing modeof(const joboptions &options) {
     return options.progress == "always" ? showing::always : showing::never;
 }
 
-// Of all inputs; 0 where one is a stream.
-uint64_t bytesof(const std::vector<inputsource> &sources) {
-    uint64_t bytes = 0;
-    for (const inputsource &source : sources) {
-        if (!source.placed())
-            return 0;
-        bytes += source.size();
-    }
-    return bytes;
-}
-
 // A merge and a copy write blocks before they have read all.
 bool mustmeasureblocks(const joboptions &options, const recordshape &shape) {
-    return shape.frame != nullptr && shape.frame->blocked && options.blocksize == 0 &&
+    return shape.blocked() && options.blocksize == 0 &&
            (options.kind == jobkind::merge || options.kind == jobkind::copy);
 }
 
 // What has to be looked through before the plan stands is kept; the memory for that is
 // taken from the sessions.
 void keepstreams(const joboptions &options, const jobplan &plan, std::vector<inputsource> &sources,
-                 storageplan &storage) {
+                 storageplan &storage, watch &seen) {
     const bool byblocks = mustmeasureblocks(options, plan.shape);
     const bool measured = mustlook(options, plan);
     const uint32_t share = storage.memory / keptshare;
@@ -55,14 +44,14 @@ void keepstreams(const joboptions &options, const jobplan &plan, std::vector<inp
         if (source.placed() || !(byblocks || (measured && !source.aheadisall())))
             continue;
         source.keep(static_cast<size_t>(share * storage.sessions / sources.size()),
-                    options.tempdirs);
+                    options.tempdirs, [&](size_t bytes) { seen.looked(bytes); });
         kept = true;
     }
     if (byblocks)
         measureblocks(sources, plan.shape);
     if (!kept)
         return;
-    storage = planstorage(options, sources); // of inputs whose sizes are known now
+    storage = planstorage(options, sources, true); // of inputs whose sizes are known now
     storage.memory = std::max<uint32_t>(storage.memory - share, KVRN_MEM_MIN);
 }
 
@@ -139,8 +128,8 @@ void runjob(const joboptions &options) {
             printstatistics(job, done);
     };
     try {
-        keepstreams(options, plan, sources, storage);
-        seen.expect(bytesof(sources));
+        keepstreams(options, plan, sources, storage, seen);
+        seen.expect(allplaced(sources) ? placedbytes(sources) : 0);
         finish();
         perform(job);
         if (target)

@@ -66,6 +66,14 @@ bool fieldreader::takeword(const std::string &word) {
     return true;
 }
 
+std::string fieldreader::takerun(int (*belongs)(int)) {
+    skipblanks();
+    const size_t from = at;
+    while (at < text.size() && belongs(static_cast<unsigned char>(text[at])))
+        ++at;
+    return text.substr(from, at - from);
+}
+
 uint32_t fieldreader::takenumber(const char *what) {
     skipblanks();
     const std::string digits = digitsat(text, at);
@@ -147,11 +155,7 @@ void fieldreader::takeplaced(conditionfield &out, bool bracket) {
     out.length = takenumber("length");
     std::string name = "ch";
     if (take(',')) {
-        skipblanks();
-        const size_t from = at;
-        while (at < text.size() && std::isalpha(static_cast<unsigned char>(text[at])))
-            ++at;
-        name = text.substr(from, at - from);
+        name = takerun(std::isalpha);
     }
     settype(out, name);
     if (bracket)
@@ -173,11 +177,7 @@ void fieldreader::settype(conditionfield &out, const std::string &name) {
     if (out.type != KVRN_MASKBYTE)
         return;
     need('=');
-    skipblanks();
-    const size_t from = at;
-    while (at < text.size() && std::isalnum(static_cast<unsigned char>(text[at])))
-        ++at;
-    out.mask = parsemask(source, text.substr(from, at - from));
+    out.mask = parsemask(source, takerun(std::isalnum));
 }
 
 } // namespace command

@@ -45,6 +45,7 @@ class fieldreader {
     bool take(char c);
     void need(char c);
     bool takeword(const std::string &word);
+    std::string takerun(int (*belongs)(int)); // of characters
     uint32_t takenumber(const char *what);
 
     conditionfield needfield();

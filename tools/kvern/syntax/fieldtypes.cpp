@@ -105,10 +105,10 @@ uint32_t parsemask(const std::string &what, const std::string &text) {
     return mask;
 }
 
-std::vector<std::string> splitcommas(const std::string &text) {
+std::vector<std::string> splitat(const std::string &text, char mark) {
     std::vector<std::string> parts(1);
     for (char c : text)
-        if (c == ',')
+        if (c == mark)
             parts.emplace_back();
         else
             parts.back() += c;

@@ -54,7 +54,7 @@ uint32_t parselength(const std::string &what, const std::string &text, const cha
 // The mask of bit=MASK, 1 to 255.
 uint32_t parsemask(const std::string &what, const std::string &text);
 
-std::vector<std::string> splitcommas(const std::string &text);
+std::vector<std::string> splitat(const std::string &text, char mark);
 
 // Digits that the text holds from `at` on.
 std::string digitsat(const std::string &text, size_t at);

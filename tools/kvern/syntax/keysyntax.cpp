@@ -63,7 +63,7 @@ uint8_t bitof(char letter) {
 
 // POS,LEN[,TYPE][,a|d]
 void readplaced(keyspec &key, const std::string &text, const recordview &view) {
-    std::vector<std::string> parts = splitcommas(text);
+    std::vector<std::string> parts = splitat(text, ',');
     if (parts.size() < 2)
         refuse(key.name + " has no length", columnform);
     if (const std::string order = lowercase(parts.back());

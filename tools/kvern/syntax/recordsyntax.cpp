@@ -1,5 +1,6 @@
 #include "kvern/syntax/recordsyntax.h"
 
+#include "kvern/syntax/conditionfields.h"
 #include "kvern/syntax/literals.h"
 #include "kvern/system/report.h"
 
@@ -17,8 +18,8 @@ constexpr uint32_t longesttext = 256;
 constexpr uint32_t longestpiece = 32716; // bytes of a record
 
 // F[:WIDTH] from `at` on, which is moved behind it.
-void takenumbered(const std::string &what, const std::string &text, size_t &at, const char *form,
-                  uint32_t &position, uint32_t &length) {
+void takesized(const std::string &what, const std::string &text, size_t &at, const char *form,
+               uint32_t &position, uint32_t &length) {
     const std::string field = digitsat(text, at);
     at += field.size();
     position = parseposition(what, field, form);
@@ -30,30 +31,21 @@ void takenumbered(const std::string &what, const std::string &text, size_t &at, 
     length = parselength(what, width, form);
 }
 
-class pieces {
+class pieces : public fieldreader {
   public:
     pieces(const std::string &spec, const recordview &records, const layout &named)
-        : text(spec), view(records), names(named) {}
+        : fieldreader(spec, option, records, named) {}
 
     std::vector<rebuildpiece> run() {
         std::vector<rebuildpiece> all;
         for (skipblanks(); at < text.size(); skipblanks())
             all.push_back(next());
         if (all.empty())
-            refuseat(option, text, at, "a piece is missing here");
+            fail("a piece is missing here");
         return all;
     }
 
   private:
-    const std::string &text;
-    const recordview &view;
-    const layout &names;
-    size_t at = 0;
-
-    void skipblanks() {
-        while (at < text.size() && std::isspace(static_cast<unsigned char>(text[at])))
-            ++at;
-    }
     rebuildpiece next() {
         rebuildpiece out;
         literaltext literal;
@@ -62,7 +54,7 @@ class pieces {
         if (out.literal) {
             repeat(literal.bytes, out.bytes);
             if (out.bytes.empty())
-                refuseat(option, text, from, "an empty text is no piece");
+                failat(from, "an empty text is no piece");
             out.length = static_cast<uint32_t>(out.bytes.size());
         } else if (const std::string name = nameat(text, at); !name.empty()) {
             takename(name, out);
@@ -72,7 +64,7 @@ class pieces {
             takeplace(out);
         }
         if (at < text.size() && !std::isspace(static_cast<unsigned char>(text[at])))
-            refuseat(option, text, at, "a blank is missing here");
+            fail("a blank is missing here");
         return out;
     }
     void repeat(const std::string &once, std::string &out) {
@@ -80,11 +72,11 @@ class pieces {
         if (at < text.size() && text[at] == '*') {
             const std::string digits = digitsat(text, ++at);
             if (!parsenumber(digits, &times) || times == 0 || times > longestpiece)
-                refuseat(option, text, at, "a number of times is missing here");
+                fail("a number of times is missing here");
             at += digits.size();
         }
         if (uint64_t{times} * once.size() > longestpiece)
-            refuseat(option, text, at, "this is longer than a record can be");
+            fail("this is longer than a record can be");
         while (times-- > 0)
             out += once;
     }
@@ -100,14 +92,14 @@ class pieces {
     }
     void takefield(rebuildpiece &out) {
         if (text[at] != '$')
-            refuseat(option, text, at, "a piece is $F[:WIDTH] or a literal");
-        takenumbered(option, text, ++at, "a piece is $F[:WIDTH]", out.position, out.length);
+            fail("a piece is $F[:WIDTH] or a literal");
+        takesized(option, text, ++at, "a piece is $F[:WIDTH]", out.position, out.length);
     }
     void takeplace(rebuildpiece &out) {
         const char *form = "a piece is POS,LEN or a literal, as 1,10 \"  \" 41,20";
         const std::string place = digitsat(text, at);
         if (place.empty() || text.compare(at + place.size(), 1, ",") != 0)
-            refuseat(option, text, at, "a piece is POS,LEN or a literal");
+            fail("a piece is POS,LEN or a literal");
         at += place.size() + 1;
         const std::string length = digitsat(text, at);
         at += length.size();
@@ -124,13 +116,13 @@ sumspec parsesum(const std::string &text, size_t number, const recordview &view)
     sum.type = KVRN_CHAR;
     if (view.byfield) {
         size_t at = 0;
-        takenumbered(sum.name, text, at, fieldform, sum.position, sum.length);
+        takesized(sum.name, text, at, fieldform, sum.position, sum.length);
         if (at != text.size() || sum.length > longesttext)
             refuse(sum.name + " is no field", fieldform);
         return sum;
     }
     const char *form = view.text ? textform : columnform;
-    const std::vector<std::string> parts = splitcommas(text);
+    const std::vector<std::string> parts = splitat(text, ',');
     if (parts.size() != (view.text ? 2u : 3u))
         refuse(sum.name + " is no field", form);
     sum.position = parseposition(sum.name, parts[0], form);

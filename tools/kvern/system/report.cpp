@@ -59,16 +59,23 @@ std::string quoted(const std::string &text) {
     return '"' + text + '"';
 }
 
-std::string printable(const std::string &text) {
+std::string hexadecimal(std::string_view bytes, const char *between) {
     constexpr char digits[] = "0123456789ABCDEF";
     std::string out;
-    for (const char c : text) {
+    for (const char c : bytes) {
         const auto byte = static_cast<unsigned char>(c);
-        if (std::iscntrl(byte))
-            out += {'\\', 'x', digits[byte / 16], digits[byte % 16]};
+        out.append(out.empty() ? "" : between) += {digits[byte / 16], digits[byte % 16]};
+    }
+    return out;
+}
+
+std::string printable(const std::string &text) {
+    std::string out;
+    for (const char c : text)
+        if (std::iscntrl(static_cast<unsigned char>(c)))
+            out += "\\x" + hexadecimal({&c, 1});
         else
             out += c;
-    }
     return out;
 }
 

@@ -6,6 +6,8 @@
 
 #include "kvern/system/failure.h"
 
+#include <string_view>
+
 namespace command {
 
 // How it is said: notes can be left out, and a terminal shows the program's name in
@@ -25,6 +27,8 @@ void printnote(const std::string &text);
 
 // Bytes that would command a terminal, as \x1B; names of files may hold any.
 std::string printable(const std::string &text);
+// Two digits a byte, and what stands between bytes.
+std::string hexadecimal(std::string_view bytes, const char *between = "");
 // A word as the user typed it, in double quotes.
 std::string quoted(const std::string &text);
 std::string plural(uint64_t count, const char *noun);

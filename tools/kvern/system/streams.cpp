@@ -14,9 +14,6 @@
 #include <sys/types.h>
 #if defined(_WIN32)
 #include <io.h>
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
 #include <windows.h>
 #else
 #include <poll.h>
@@ -57,29 +54,8 @@ fileidentity identityof(HANDLE file) {
     return {true, true, its.dwVolumeSerialNumber,
             uint64_t{its.nFileIndexHigh} << 32 | its.nFileIndexLow};
 }
-fileidentity identitypath(const char *path) {
-    const HANDLE file = CreateFileA(path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                    nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-    const fileidentity found = identityof(file);
-    if (file != INVALID_HANDLE_VALUE)
-        CloseHandle(file);
-    return found;
-}
-fileidentity identitydescr(int descriptor) {
-    return identityof(reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)));
-}
-size_t countfree(size_t wanted) {
-    constexpr size_t most = 480; // of the 512 that the C library opens
-    return wanted < most ? wanted : most;
-}
-bool opentowrite(int) {
-    return true;
-}
 bool opentoappend(int) {
     return true; // nothing tells
-}
-bool terminal(int descriptor) {
-    return _isatty(descriptor) != 0;
 }
 int64_t seek(int descriptor, int64_t to, int whence) {
     return _lseeki64(descriptor, to, whence);
@@ -89,9 +65,6 @@ int64_t readonce(int descriptor, void *to, size_t room) {
 }
 int64_t writeonce(int descriptor, const void *from, size_t length) {
     return _write(descriptor, from, static_cast<unsigned>(length));
-}
-int closeonce(int descriptor) {
-    return _close(descriptor);
 }
 #else
 using statblock = struct stat;
@@ -110,41 +83,9 @@ int openwrite(const char *path) {
 fileidentity identityof(const struct stat &its) {
     return {true, S_ISREG(its.st_mode) || S_ISBLK(its.st_mode), its.st_dev, its.st_ino};
 }
-fileidentity identitypath(const char *path) {
-    struct stat its;
-    return stat(path, &its) == 0 ? identityof(its) : fileidentity{};
-}
-fileidentity identitydescr(int descriptor) {
-    struct stat its;
-    return fstat(descriptor, &its) == 0 ? identityof(its) : fileidentity{};
-}
-size_t countfree(size_t wanted) {
-    struct rlimit limit;
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
-        return wanted;
-    struct pollfd asked[128] = {}; // in one call
-    size_t found = 0;
-    for (rlim_t first = 0; first < limit.rlim_cur && first < INT_MAX && found < wanted;) {
-        size_t count = 0;
-        for (; count < std::size(asked) && first < limit.rlim_cur; ++count)
-            asked[count].fd = static_cast<int>(first++);
-        if (poll(asked, count, 0) < 0)
-            return wanted;
-        for (size_t i = 0; i < count; ++i)
-            found += (asked[i].revents & POLLNVAL) != 0 ? 1 : 0;
-    }
-    return std::min(found, wanted);
-}
-bool opentowrite(int descriptor) {
-    const int flags = fcntl(descriptor, F_GETFL);
-    return flags >= 0 && (flags & O_ACCMODE) != O_RDONLY;
-}
 bool opentoappend(int descriptor) {
     const int flags = fcntl(descriptor, F_GETFL);
     return flags < 0 || (flags & O_APPEND) != 0;
-}
-bool terminal(int descriptor) {
-    return isatty(descriptor) == 1;
 }
 // A standard stream that is closed would lend its number to the next file: one that
 // cannot be read or written takes its place.
@@ -174,9 +115,6 @@ int64_t readonce(int descriptor, void *to, size_t room) {
 }
 int64_t writeonce(int descriptor, const void *from, size_t length) {
     return write(descriptor, from, length);
-}
-int closeonce(int descriptor) {
-    return close(descriptor);
 }
 #endif
 
@@ -209,16 +147,94 @@ bool isfull(int error) {
 
 } // namespace
 
-void usebinarystreams() {
 #if defined(_WIN32)
+
+void usebinarystreams() {
     _setmode(standardinput, _O_BINARY);
     _setmode(standardoutput, _O_BINARY);
+}
+
+fileidentity identify(const std::string &path) {
+    const HANDLE file =
+        CreateFileA(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    const fileidentity found = identityof(file);
+    if (file != INVALID_HANDLE_VALUE)
+        CloseHandle(file);
+    return found;
+}
+
+fileidentity identify(int descriptor) {
+    return identityof(reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)));
+}
+
+size_t freedescriptors(size_t wanted) {
+    constexpr size_t most = 480; // of the 512 that the C library opens
+    return wanted < most ? wanted : most;
+}
+
+bool iswritable(int) {
+    return true;
+}
+
+bool isterminal(int descriptor) {
+    return _isatty(descriptor) != 0;
+}
+
+void closeinput(int descriptor) {
+    _close(descriptor);
+}
+
 #else
+
+void usebinarystreams() {
     fillclosed();
     widenpipe(standardinput);
     widenpipe(standardoutput);
-#endif
 }
+
+fileidentity identify(const std::string &path) {
+    struct stat its;
+    return stat(path.c_str(), &its) == 0 ? identityof(its) : fileidentity{};
+}
+
+fileidentity identify(int descriptor) {
+    struct stat its;
+    return fstat(descriptor, &its) == 0 ? identityof(its) : fileidentity{};
+}
+
+size_t freedescriptors(size_t wanted) {
+    struct rlimit limit;
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return wanted;
+    struct pollfd asked[128] = {}; // in one call
+    size_t found = 0;
+    for (rlim_t first = 0; first < limit.rlim_cur && first < INT_MAX && found < wanted;) {
+        size_t count = 0;
+        for (; count < std::size(asked) && first < limit.rlim_cur; ++count)
+            asked[count].fd = static_cast<int>(first++);
+        if (poll(asked, count, 0) < 0)
+            return wanted;
+        for (size_t i = 0; i < count; ++i)
+            found += (asked[i].revents & POLLNVAL) != 0 ? 1 : 0;
+    }
+    return std::min(found, wanted);
+}
+
+bool iswritable(int descriptor) {
+    const int flags = fcntl(descriptor, F_GETFL);
+    return flags >= 0 && (flags & O_ACCMODE) != O_RDONLY;
+}
+
+bool isterminal(int descriptor) {
+    return isatty(descriptor) == 1;
+}
+
+void closeinput(int descriptor) {
+    close(descriptor);
+}
+
+#endif
 
 filefacts inspect(const std::string &path) {
     statblock block;
@@ -242,18 +258,6 @@ filefacts inspect(int descriptor) {
     return facts;
 }
 
-fileidentity identify(const std::string &path) {
-    return identitypath(path.c_str());
-}
-
-fileidentity identify(int descriptor) {
-    return identitydescr(descriptor);
-}
-
-bool iswritable(int descriptor) {
-    return opentowrite(descriptor);
-}
-
 bool isplaceable(int descriptor) {
     return inspect(descriptor).sort == filesort::regular && iswritable(descriptor) &&
            !opentoappend(descriptor);
@@ -265,10 +269,6 @@ int openinput(const std::string &path) {
 
 int openstream(const std::string &path) {
     return patiently([&] { return openwrite(path.c_str()); });
-}
-
-void closeinput(int descriptor) {
-    closeonce(descriptor);
 }
 
 int64_t readsome(int descriptor, void *to, size_t room) {
@@ -285,14 +285,6 @@ int64_t position(int descriptor) {
 
 bool goback(int descriptor, int64_t place) {
     return seek(descriptor, place, SEEK_SET) == place;
-}
-
-size_t freedescriptors(size_t wanted) {
-    return countfree(wanted);
-}
-
-bool isterminal(int descriptor) {
-    return terminal(descriptor);
 }
 
 namespace {

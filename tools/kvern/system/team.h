@@ -3,6 +3,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <functional>
@@ -33,6 +34,13 @@ class team {
     void fail(uint64_t place) { tell(place + 1); }
     bool failed() const { return error != nullptr; }
 
+    // The next of so many, for any thread; false: none is left, or the work has failed.
+    bool take(size_t all, size_t &number) {
+        const std::lock_guard<std::mutex> held(lock);
+        number = taken;
+        return !failed() && taken++ < all;
+    }
+
     // What the threads share is looked at and changed under this lock, and whoever changes
     // what others wait for tells them.
     std::mutex lock;
@@ -48,6 +56,7 @@ class team {
   private:
     unsigned wanted;
     bool begun = false;
+    size_t taken = 0;
     std::condition_variable news;
     uint64_t earliest = UINT64_MAX;
     std::exception_ptr error;

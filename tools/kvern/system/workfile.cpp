@@ -176,12 +176,13 @@ void outputsink::writeat(uint64_t offset, const void *data, size_t length) {
 }
 
 void outputsink::append(const void *data, size_t length) {
-    pass(buffer.data(), buffer.size());
-    buffer.clear();
-    if (byplace)
+    flush();
+    if (byplace) {
         writeat(total, data, length);
-    else
-        pass(data, length);
+        return;
+    }
+    pass(data, length);
+    reach(behind);
 }
 
 void outputsink::reach(uint64_t end) {
