@@ -53,18 +53,13 @@ endif()
 
 # ---- programs ---------------------------------------------------------------
 
-# The system finds its own libraries without a path.
-function(kvern_plain_path component file)
-  if(KVERN_SYSTEM)
-    install(CODE "file(RPATH_REMOVE FILE \"\$ENV{DESTDIR}${file}\")" COMPONENT ${component})
-  endif()
-endfunction()
-
 install(TARGETS kvern_command RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT command)
-kvern_plain_path(command ${CMAKE_INSTALL_FULL_BINDIR}/kvern)
+if(KVERN_SYSTEM) # which finds its own libraries without a path
+  install(CODE "file(RPATH_REMOVE FILE \"\$ENV{DESTDIR}${CMAKE_INSTALL_FULL_BINDIR}/kvern\")"
+          COMPONENT command)
+endif()
 if(TARGET kvern_cobsort)
   install(TARGETS kvern_cobsort LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT cobsort)
-  kvern_plain_path(cobsort ${CMAKE_INSTALL_FULL_LIBDIR}/libkvern-cobsort.so.1)
   install(FILES ${cobsort_linked} DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT cobsort)
   install(PROGRAMS ${CMAKE_BINARY_DIR}/kvern-cob DESTINATION ${CMAKE_INSTALL_BINDIR}
           COMPONENT cobsort)

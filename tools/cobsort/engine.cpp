@@ -3,6 +3,7 @@
 #include "kvern.h"
 
 #include <dlfcn.h>
+#include <string>
 
 namespace cobsort {
 
@@ -20,8 +21,22 @@ bool bind(void *library, Routine &routine, const char *name) {
     return routine != nullptr;
 }
 
+constexpr const char *name = "libkvern.so.1";
+
+// It lies beside this library, or where the system looks.
+void *enginelibrary() {
+    Dl_info here{};
+    if (dladdr(reinterpret_cast<const void *>(&loadengine), &here) != 0 && here.dli_fname) {
+        std::string path = here.dli_fname;
+        path.erase(path.rfind('/') + 1).append(name);
+        if (void *library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL))
+            return library;
+    }
+    return dlopen(name, RTLD_NOW | RTLD_LOCAL);
+}
+
 calls boundcalls() {
-    void *library = dlopen("libkvern.so.1", RTLD_NOW | RTLD_LOCAL);
+    void *library = enginelibrary();
     calls all{};
     if (library == nullptr || !bind(library, all.open, "kvrnopen") ||
         !bind(library, all.close, "kvrnclse") || !bind(library, all.text, "kvrntext"))
