@@ -155,6 +155,13 @@ bool keyplan::encode(const unsigned char *record, uint64_t sequence, unsigned ch
     return true;
 }
 
+keyplan keyplan::byarrival() const {
+    keyplan plan;
+    plan.aheadbytes = aheadbytes;
+    plan.addpiece({static_cast<uint32_t>(aheadbytes - sequencebytes), sequencebytes, false});
+    return plan;
+}
+
 bool keyplan::stillfits() const {
     return std::all_of(fields.begin(), fields.end(),
                        [](const seenfield &seen) { return seen.field->size == seen.size; });

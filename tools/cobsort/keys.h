@@ -37,6 +37,8 @@ class keyplan {
     size_t ahead() const { return aheadbytes; } // bytes ahead of the record
     // In order of weight, the sequence number last; neighbours of one direction are joined.
     const std::vector<piece> &pieces() const { return keypieces; }
+    // Of the same session records, by their sequence numbers alone.
+    keyplan byarrival() const;
     // Writes ahead() bytes to `room`.  False: a key holds what is no clean value of its type;
     // `room` is then undefined.
     bool encode(const unsigned char *record, uint64_t sequence, unsigned char *room) const;

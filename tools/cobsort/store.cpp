@@ -97,8 +97,11 @@ bool store::putfront(const filerows &rows) {
 }
 
 void store::end() {
-    if (threads.empty())
-        return sortfront();
+    if (threads.empty()) {
+        listfront();
+        return std::sort(sorted.begin(), sorted.end(),
+                         [&](const auto *a, const auto *b) { return order.compare(a, b) < 0; });
+    }
     flush();
     {
         const std::lock_guard hold(lock);
@@ -109,18 +112,38 @@ void store::end() {
         enter(one.get());
 }
 
-void store::sortfront() {
+void store::endunsorted() {
+    if (threads.empty())
+        return listfront();
+    end();
+    const settings how = settingsfor(whole);
+    again.emplace(order.byarrival(), whole, how.memory, how.folder);
+    while (const unsigned char *record = getmerged())
+        again->put({reinterpret_cast<const char *>(record), whole});
+    again->end();
+}
+
+void store::listfront() {
     for (size_t at = 0; at < front.size(); at += whole)
         sorted.push_back(front.data() + at);
-    std::sort(sorted.begin(), sorted.end(), [&](const unsigned char *a, const unsigned char *b) {
-        return order.compare(a, b) < 0;
-    });
 }
 
 const unsigned char *store::get() {
+    if (again)
+        return getagain();
     if (!threads.empty())
         return getmerged();
     return next < sorted.size() ? sorted[next++] : nullptr;
+}
+
+const unsigned char *store::getagain() {
+    if (block.empty())
+        block = again->get();
+    if (block.empty())
+        return nullptr;
+    const char *record = block.data();
+    block.remove_prefix(whole);
+    return reinterpret_cast<const unsigned char *>(record);
 }
 
 // ---- towards the sessions

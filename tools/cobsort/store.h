@@ -46,6 +46,8 @@ class store {
 
     // From here on no more is taken.
     void end();
+    // The same, and they are given back as they came.
+    void endunsorted();
     // The next session record, which stands until the next call; null: that was all.
     const unsigned char *get();
 
@@ -75,6 +77,9 @@ class store {
     std::vector<const unsigned char *> sorted; // where all stayed there
     size_t next = 0;
 
+    std::optional<sorter> again; // by their arrival
+    std::string_view block;      // of it
+
     std::mutex lock;
     std::condition_variable changed;
     std::deque<task> tasks;
@@ -88,7 +93,7 @@ class store {
 
     size_t batchrecords() const;
     bool putfront(const filerows &rows);
-    void sortfront();
+    void listfront();
     void start();
     void submit(task one);
     void flush();
@@ -101,6 +106,7 @@ class store {
     bool advance(stream &in);
     void enter(stream *in);
     const unsigned char *getmerged();
+    const unsigned char *getagain();
     template <typename Ready>
     void await(std::unique_lock<std::mutex> &hold, Ready ready);
 };

@@ -53,7 +53,7 @@ void verb::handover(const std::string &why, uint64_t below) {
         const std::vector<unsigned char> area(file->record->data,
                                               file->record->data + file->record_max);
         if (!retrieving)
-            records->end();
+            records->endunsorted();
         while (const unsigned char *record = records->get())
             if (sequenceof(*order, record) < below) {
                 std::memcpy(file->record->data, record + order->ahead(), area.size());

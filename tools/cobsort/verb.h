@@ -2,9 +2,9 @@
 //
 // The run-time's own sort of the same file stands beside it, opened and closed with it and
 // empty as long as the records are ours.  So a sort can be handed over at any time: what was
-// taken goes to the run-time in the order that it has by now, which changes nothing where
-// records of equal keys keep their order; and the run-time itself says that the data end or
-// that a call failed, with all that a program may look at.
+// taken goes to the run-time as it came, since the run-time compares values that are none in
+// circles, and what comes out then depends on what it was given; and the run-time itself says
+// that the data end or that a call failed, with all that a program may look at.
 #pragma once
 
 #include "cobsort/blockfiles.h"
