@@ -2,8 +2,9 @@
 
 #include "cobsort/explain.h"
 
-#include <cstdio>
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 namespace cobsort {
@@ -12,6 +13,17 @@ namespace {
 
 bool iswell(const cob_file *file) {
     return file->file_status[0] == '0';
+}
+
+// Version 3.1 takes a file that cannot be opened as one without records, and writes on where
+// one cannot be written; both end in other statuses than the file's.  3.2 does neither, and
+// has an exception of its own for files that are open, which is left to it.
+bool stopsatfaults() {
+    return runtimeversion() == version::v32;
+}
+
+bool isopenalready(const cob_file *file) {
+    return file->file_status[0] == '4';
 }
 
 uint64_t sequenceof(const keyplan &order, const unsigned char *record) {
@@ -88,6 +100,11 @@ void verb::fail() {
     own().release(file);
 }
 
+void verb::tellfault() {
+    if (sortreturn != nullptr)
+        *sortreturn = 16;
+}
+
 // False where it fails, from then on always: records are gone.
 template <typename Work>
 bool verb::guarded(Work work) {
@@ -157,11 +174,13 @@ void verb::sortusing(cob_file *data) {
     if (whose == owner::theirs && !explained())
         return own().sortusing(file, data);
     cob_open(data, COB_OPEN_INPUT, 0, nullptr);
-    if (!iswell(data)) { // which the run-time finds once more, and acts upon
-        guarded([&] { return handover("a file cannot be opened"), true; });
+    if (!iswell(data) && stopsatfaults()) {
+        if (!isopenalready(data))
+            return tellfault();
+        guarded([&] { return handover("a file is open already"), true; });
         return own().sortusing(file, data);
     }
-    bool going = retrieving || guarded([&] { return submitrows(data); });
+    bool going = retrieving || !iswell(data) || guarded([&] { return submitrows(data); });
     while (going) {
         cob_read_next(data, nullptr, COB_READ_NEXT);
         if (!iswell(data))
@@ -218,25 +237,25 @@ void verb::giving(const std::vector<cob_file *> &files) {
     const bool passable = files.size() <= mostpassed;
     if (whose == owner::theirs && !explained() && passable)
         return passgiving(file, files);
-    bool opened = true;
-    for (cob_file *one : files) {
+    for (cob_file *one : files)
         cob_open(one, COB_OPEN_OUTPUT, 0, nullptr);
-        opened = opened && iswell(one);
-    }
-    if (!opened && passable) { // which the run-time finds once more, and acts upon
+    if (stopsatfaults() && passable && std::any_of(files.begin(), files.end(), isopenalready)) {
         for (cob_file *one : files)
             if (iswell(one))
                 cob_close(one, nullptr, COB_CLOSE_NORMAL, 0);
-        guarded([&] { return handover("a file cannot be opened"), true; });
+        guarded([&] { return handover("a file is open already"), true; });
         return passgiving(file, files);
     }
-    const bool written = writeout(files);
-    for (cob_file *one : files)
+    std::vector<cob_file *> opened;
+    std::copy_if(files.begin(), files.end(), std::back_inserter(opened),
+                 [](const cob_file *one) { return iswell(one) || !stopsatfaults(); });
+    const bool written = writeout(opened);
+    for (cob_file *one : opened)
         cob_close(one, nullptr, COB_CLOSE_NORMAL, 0);
     if (written)
         std::memcpy(file->file_status, whose == owner::lost ? "30" : "10", 2);
-    if (sortreturn != nullptr && (!written || whose == owner::lost))
-        *sortreturn = 16;
+    if (!written || whose == owner::lost || opened.size() != files.size())
+        tellfault();
 }
 
 // The next record for the files, whoever has it.
@@ -248,9 +267,9 @@ bool verb::nextrecord() {
     return iswell(file);
 }
 
-// False: version 3.2 goes no further where a file cannot be written.
+// False: a file cannot be written, and nothing more is.
 bool verb::writeout(const std::vector<cob_file *> &files) {
-    const bool stops = runtimeversion() == version::v32;
+    const bool stops = stopsatfaults();
     std::vector<outfile> outs;
     for (cob_file *one : files) // where one stops all, it has to be seen at its record
         outs.emplace_back(one, file, !stops || files.size() == 1);

@@ -60,6 +60,7 @@ class verb {
     bool begin();
     void succeed();
     void fail();
+    void tellfault();
     template <typename Work>
     bool guarded(Work work);
     bool nextrecord();
