@@ -35,10 +35,10 @@ verb *find(const cob_file *file) {
 }
 
 template <typename What>
-std::vector<What *> gather(size_t count, va_list list) {
+std::vector<What *> gather(size_t count, va_list &list) {
     std::vector<What *> all(count);
     for (What *&one : all)
-        one = va_arg(list, What *);
+        one = va_arg(list, What *); // NOLINT(clang-analyzer-valist.Uninitialized): the caller's
     return all;
 }
 

@@ -26,7 +26,8 @@ constexpr const char *name = "libkvern.so.1";
 // It lies beside this library, or where the system looks.
 void *enginelibrary() {
     Dl_info here{};
-    if (dladdr(reinterpret_cast<const void *>(&loadengine), &here) != 0 && here.dli_fname) {
+    if (dladdr(reinterpret_cast<const void *>(&loadengine), &here) != 0 &&
+        here.dli_fname != nullptr) {
         std::string path = here.dli_fname;
         path.erase(path.rfind('/') + 1).append(name);
         if (void *library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL))
@@ -60,16 +61,21 @@ bool loadengine() {
 // The calls that kvern.hpp makes, passed on.
 
 using cobsort::bound;
+using cobsort::loadengine;
 
 int kvrnopen(uint32_t version, KVRNLINK *link, KVRNPRIM *prim, KVRNSESS *sess, KVRNKEY *keys,
              KVRNFILE *files, KVRNOPT *opts) {
+    if (!loadengine())
+        return KVRN_NOSESSION;
     return bound().open(version, link, prim, sess, keys, files, opts);
 }
 
 int kvrnclse(uint32_t version, KVRNLINK *link, KVRNPRIM *prim, KVRNSESS *sess) {
+    if (!loadengine())
+        return KVRN_NOSESSION;
     return bound().close(version, link, prim, sess);
 }
 
 int kvrntext(KVRNSESS *sess, char *text, unsigned room) {
-    return bound().text(sess, text, room);
+    return loadengine() ? bound().text(sess, text, room) : KVRN_FAILED;
 }

@@ -226,7 +226,8 @@ void verb::giveback() {
     if (whose == owner::lost)
         return fail();
     own().giveback(file);
-    out += whose == owner::theirs && iswell(file);
+    if (whose == owner::theirs && iswell(file))
+        ++out;
 }
 
 void verb::giving(const std::vector<cob_file *> &files) {
@@ -263,14 +264,17 @@ bool verb::nextrecord() {
     if (whose != owner::theirs)
         return guarded([&] { return retrieve(); });
     own().giveback(file);
-    out += iswell(file);
-    return iswell(file);
+    if (!iswell(file))
+        return false;
+    ++out;
+    return true;
 }
 
 // False: a file cannot be written, and nothing more is.
 bool verb::writeout(const std::vector<cob_file *> &files) {
     const bool stops = stopsatfaults();
     std::vector<outfile> outs;
+    outs.reserve(files.size());
     for (cob_file *one : files) // where one stops all, it has to be seen at its record
         outs.emplace_back(one, file, !stops || files.size() == 1);
     while (nextrecord())

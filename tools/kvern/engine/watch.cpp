@@ -1,6 +1,7 @@
 #include "kvern/engine/watch.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 namespace command {
@@ -31,7 +32,7 @@ void add(KVRNSTAT &to, const KVRNSTAT &stat) {
 
 // " 1:05:09 left"
 std::string timeleft(double seconds) {
-    const long whole = static_cast<long>(seconds + 0.5);
+    const long whole = std::lround(seconds);
     char text[48];
     if (whole < 3600)
         std::snprintf(text, sizeof text, ", %ld:%02ld left", whole / 60, whole % 60);

@@ -18,8 +18,8 @@ rebuilder::rebuilder(const jobplan &planned)
     : plan(planned), sorts(plan.view.text && plan.shape.end == lineend::crlf),
       what(sorts ? plan.engine : planmerge(plan, 1)) {
     KVRNPRIM &prim = what.prim;
-    const auto least =
-        static_cast<uint32_t>(leaststorage + (sorts ? sortedrecords : mergedrecords) * prim.reclen);
+    const auto least = static_cast<uint32_t>(
+        leaststorage + uint64_t{sorts ? sortedrecords : mergedrecords} * prim.reclen);
     prim.memsize = sorts ? std::max(prim.memsize, least) : least; // whatever -S says
 }
 
