@@ -15,6 +15,8 @@ ORGANIZATIONS = ["SEQUENTIAL"] * 5 + ["VARYING", "TWO"] + ["LINE SEQUENTIAL"] * 
     "RELATIVE", "INDEXED"]
 WIDTHS = [1, 2, 5, 12, 20, 40, 40, 80, 80, 120, 300, 5000, 32000]
 COUNTS = [0, 1, 9, 40, 150, 400, 400, 1500]
+SETTINGS = [("VARSEQ_FORMAT", "1"), ("VARSEQ_FORMAT", "3"), ("LS_FIXED", "true"), ("SYNC", "true"),
+            ("LS_NULLS", "true"), ("LS_VALIDATE", "false"), ("MF_FILES", "true")]
 MANY = 100000  # records that no small storage holds
 STOPS = ["STOP RUN", "STOP RUN 3", "GOBACK", "MOVE 1 TO TOOBIG(ZERO-N)", "CALL \"NOBODY\""]
 PRINTABLE = bytes(at if 32 <= at < 127 else 33 + at % 90 for at in range(256))
@@ -93,7 +95,7 @@ class program:
         self.flags += ["-fbinary-byteorder=native"] * (rng.random() < 0.1)
         self.ebcdic = "-fsign=EBCDIC" in self.flags
         self.floats, self.hasstatus = rng.random() < 0.1, rng.random() < 0.85
-        self.many = rng.random() < 0.04
+        self.many = rng.random() < 0.06
         self.most = MANY * 2 if self.many else 6000  # passes through a loop that does not end
         self.limit = rng.choice([200, 3000, 30000]) if rng.random() < 0.06 else None
         self.sorts, self.files, self.storage, self.environment = [], [], [], {}
@@ -101,6 +103,9 @@ class program:
         self.environment["COB_SORT_MEMORY"] = rng.choice(["1048576", "128M", "20M"])
         if rng.random() < 0.1:
             self.environment["COB_FILE_PATH"] = "./folder"
+        if rng.random() < 0.15:
+            name, setting = rng.choice(SETTINGS)
+            self.environment["COB_" + name] = setting
         main = [self.step(2) for _ in range(rng.choice([2, 3, 5]))]
         lines = self.head() + self.declaratives() + self.main(main) + self.steps
         self.text = "\n".join(lines) + "\n"

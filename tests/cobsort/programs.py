@@ -19,6 +19,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import time
 
 import cobol
 
@@ -54,8 +55,9 @@ def bounded(limit):
     return do
 
 
-def run(made, place, library, memory):
-    """Exit status, output, words and files of one run in a folder of its own."""
+def run(made, place, library, memory, delay=None):
+    """Exit status, output, words and files of one run in a folder of its own; a signal comes
+    after some delay."""
     folder = place / "run"
     shutil.rmtree(folder, ignore_errors=True)
     for path in (folder / "folder", folder / "tmp"):
@@ -71,6 +73,9 @@ def run(made, place, library, memory):
     child = subprocess.Popen([place / "p"], cwd=folder, stdin=subprocess.DEVNULL, env=environment,
                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, restore_signals=False,
                              preexec_fn=bounded(made.limit))
+    if delay is not None:
+        time.sleep(delay)
+        child.send_signal(signal.SIGINT)
     try:
         output, said = child.communicate(timeout=PATIENCE)
     except subprocess.TimeoutExpired:
@@ -123,6 +128,11 @@ def work(seed):
             told += [line.split(b": ")[2].split(b";")[0].decode() for line in explained]
             faults += [f"KVERN_SEED={seed} KVERN_SORT_MEMORY={memory}: {fault}"
                        for fault in differ(seen, right)]
+        for _ in range(20 * (made.many and bool(options.library))):
+            seen, _ = run(made, place, options.library, "65536", random.uniform(0, 0.3))
+            left = [name for name in seen if name.startswith("tmp/")]
+            if left or seen["exit status"] == -signal.SIGKILL:
+                faults.append(f"KVERN_SEED={seed}, stopped: {seen['exit status']}, leaves {left}")
     except compileerror as error:
         faults.append(f"KVERN_SEED={seed} {error}")
     if not options.keep:

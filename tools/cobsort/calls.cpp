@@ -17,10 +17,12 @@ namespace cobsort {
 namespace {
 
 // The sorts that are open.  A program's sorts all run on one thread of it.
+// They are not destroyed at the end of the process, which may come by a signal in the midst of
+// a call: a lock of theirs may be held then, and their threads' files have no names.
 using verbs = std::map<const cob_file *, verb>;
 
 verbs &openverbs() {
-    static verbs all;
+    static verbs &all = *new verbs;
     static const int watched = pthread_atfork(nullptr, nullptr, [] {
         for (auto &[file, one] : openverbs())
             one.lose();
