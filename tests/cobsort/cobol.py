@@ -256,10 +256,11 @@ class program:
             parts += self.outputprocedure(name, layout, outputs[0], depth)
         self.written += outputs
         shown = [f'" {each.name} " ST-{each.name} LEN-{each.name}' for each in inputs + outputs]
-        # What no program should look at, and some do.
+        # What no program should look at, and some do; where a write failed, blocks are ahead.
         shown += [f'" " {each.name}-REC' for each in inputs + outputs
-                  if each.width < 300 and rng.random() < 0.1]
-        shown += [f'" " {sort}-REC'] * (layout.size < 300 and rng.random() < 0.1)
+                  if each.width < 300 and not self.limit and rng.random() < 0.1]
+        if layout.size < 300 and not self.limit and rng.random() < 0.1:
+            shown.append(f'" " {sort}-REC')
         lines += [f'  DISPLAY "{name} " SORT-RETURN " " ST-{sort} ' + " ".join(shown)]
         for each in outputs:
             if each.organization == "INDEXED" and each.place.endswith(".idx"):

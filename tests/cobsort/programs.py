@@ -133,6 +133,8 @@ def work(seed):
             left = [name for name in seen if name.startswith("tmp/")]
             if left or seen["exit status"] == -signal.SIGKILL:
                 faults.append(f"KVERN_SEED={seed}, stopped: {seen['exit status']}, leaves {left}")
+        if faults and options.library and differ(run(made, place, None, None)[0], right):
+            return [], [f"KVERN_SEED={seed} differs from itself without the library"]
     except compileerror as error:
         faults.append(f"KVERN_SEED={seed} {error}")
     if not options.keep:
