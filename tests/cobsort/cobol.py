@@ -254,7 +254,7 @@ class program:
         else:
             lines.append(f"    OUTPUT PROCEDURE O-{name}")
             parts += self.outputprocedure(name, layout, outputs[0], depth)
-        self.written += outputs
+        self.written += [each for each in outputs if each.place != "/dev/full"]  # has no end
         shown = [f'" {each.name} " ST-{each.name} LEN-{each.name}' for each in inputs + outputs]
         # What no program should look at, and some do; where a write failed, blocks are ahead.
         shown += [f'" " {each.name}-REC' for each in inputs + outputs
