@@ -7,8 +7,10 @@
 #include "cobsort/verb.h"
 
 #include <cstdarg>
+#include <cstdio>
 #include <map>
 #include <pthread.h>
+#include <stdio_ext.h>
 
 #define KVERN_ENTRY extern "C" __attribute__((visibility("default")))
 
@@ -49,6 +51,17 @@ std::vector<What *> gather(size_t count, va_list &list) {
 } // namespace cobsort
 
 using namespace cobsort;
+
+// The run-time closes its files where a signal ends the program, in the midst of a character
+// that it reads perhaps.  As long as a process has had one thread only, the streams of C take
+// no locks; so that the handler does not wait for itself, those that it may close never do.
+KVERN_ENTRY void cob_open(cob_file *file, const int mode, const int sharing, cob_field *status) {
+    own().open(file, mode, sharing, status);
+    const bool isstream = file->organization == COB_ORG_LINE_SEQUENTIAL || COB_FILE_SPECIAL(file);
+    if (runtimeversion() != version::unknown && isstream && file->file != nullptr &&
+        file->file_status[0] == '0')
+        __fsetlocking(static_cast<FILE *>(file->file), FSETLOCKING_BYCALLER);
+}
 
 KVERN_ENTRY void cob_file_sort_init(cob_file *file, const unsigned int keys,
                                     const unsigned char *collating, void *sortreturn,

@@ -6,7 +6,6 @@
 #include <libcob.h>
 
 // There where a program has the run-time: this library is loaded into others too.
-#pragma weak cob_open
 #pragma weak cob_close
 #pragma weak cob_read_next
 #pragma weak cob_write

@@ -3,6 +3,7 @@
 #pragma once
 
 #define COBSORT_CALLS(each)                                                                        \
+    each(open);                                                                                    \
     each(file_sort_init);                                                                          \
     each(file_sort_init_key);                                                                      \
     each(file_sort_using);                                                                         \

@@ -44,6 +44,7 @@ void need(Routine &routine, const char *name) {
 
 ownroutines boundroutines() {
     ownroutines all{};
+    need(all.open, "cob_open");
     need(all.init, "cob_file_sort_init");
     need(all.initkey, "cob_file_sort_init_key");
     need(all.sortusing, "cob_file_sort_using");

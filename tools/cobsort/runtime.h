@@ -12,6 +12,7 @@ namespace cobsort {
 
 // The next definition of each name behind ours, which is the run-time's own.
 struct ownroutines {
+    decltype(&cob_open) open;
     decltype(&cob_file_sort_init) init;
     decltype(&cob_file_sort_init_key) initkey;
     decltype(&cob_file_sort_using) sortusing;

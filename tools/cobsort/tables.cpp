@@ -85,7 +85,7 @@ void tablesort(cob_field *table, int given) {
     const bool ours = taken(table, count, whynot);
     own().tablesort(table, ours ? 0 : given); // which forgets its keys too
     if (explained())
-        tellsort("table", ours ? "" : whynot, count, count, begun);
+        tellsort("table", "the run-time", ours ? "" : whynot, count, count, begun);
 }
 
 } // namespace cobsort

@@ -292,7 +292,10 @@ void verb::yield() {
 }
 
 void verb::explain() const {
-    tellsort(file->select_name, whose == owner::lost ? "Kvern failed" : whynot, in, out, begun);
+    if (whose == owner::lost)
+        tellsort(file->select_name, "nobody", "Kvern failed", in, out, begun);
+    else
+        tellsort(file->select_name, "the run-time", whynot, in, out, begun);
 }
 
 } // namespace cobsort
