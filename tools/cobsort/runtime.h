@@ -1,7 +1,7 @@
 // The run-time of COBOL programs as this library meets it: its structs, its version and its
 // own routines of the names that calls.cpp defines.
 //
-// Of its structs only members are used that lie alike in all versions that `known` accepts.
+// Of its structs only members are used that lie alike in all versions that runtimeversion() knows.
 #pragma once
 
 #include "cobsort/cobol.h"

@@ -118,7 +118,7 @@ bool verb::guarded(Work work) {
             cob_runtime_error("SORT is unable to acquire temporary file");
             cob_stop_run(1);
         }
-    } catch (const std::exception &) { // no memory, no thread
+    } catch (const std::exception &) { // no memory
     }
     records.reset();
     whose = owner::lost;

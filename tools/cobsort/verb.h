@@ -55,7 +55,6 @@ class verb {
     bool offer(Put put);
     bool submit();
     bool submitrows(cob_file *data);
-    const unsigned char *next();
     bool retrieve();
     bool begin();
     void succeed();
