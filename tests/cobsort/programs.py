@@ -148,8 +148,7 @@ def main():
     parse.add_argument("library", nargs="?", type=os.path.abspath)
     parse.add_argument("--cobc", default="cobc")
     parse.add_argument("--runs", type=int, default=2, help="of each program with the library")
-    # The run-time's handler closes files of stdio, whose locks count once there are threads: a
-    # signal at a time when one is held may still never end.
+    # Not by default: the run-time's handler does what no handler may, by itself as well.
     parse.add_argument("--stops", type=int, default=0, help="signals to each program that spills")
     parse.add_argument("--keep", help="a folder where programs and their last runs stay")
     options = parse.parse_args()

@@ -57,9 +57,10 @@ using namespace cobsort;
 // no locks; so that the handler does not wait for itself, those that it may close never do.
 KVERN_ENTRY void cob_open(cob_file *file, const int mode, const int sharing, cob_field *status) {
     own().open(file, mode, sharing, status);
+    if (runtimeversion() == version::unknown)
+        return;
     const bool isstream = file->organization == COB_ORG_LINE_SEQUENTIAL || COB_FILE_SPECIAL(file);
-    if (runtimeversion() != version::unknown && isstream && file->file != nullptr &&
-        file->file_status[0] == '0')
+    if (isstream && file->file != nullptr && file->file_status[0] == '0')
         __fsetlocking(static_cast<FILE *>(file->file), FSETLOCKING_BYCALLER);
 }
 
@@ -67,6 +68,8 @@ KVERN_ENTRY void cob_file_sort_init(cob_file *file, const unsigned int keys,
                                     const unsigned char *collating, void *sortreturn,
                                     cob_field *status) {
     own().init(file, keys, collating, sortreturn, status);
+    if (runtimeversion() == version::unknown) // whose structs are not looked into
+        return;
     try {
         openverbs().erase(file);
         openverbs().try_emplace(file, file, static_cast<int *>(sortreturn), status);

@@ -1,12 +1,9 @@
 #include "cobsort/runtime.h"
 
-#include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
-#include <sched.h>
 #include <utility>
 
 namespace cobsort {

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <optional>
+#include <stdexcept>
 #include <vector>
 
 namespace cobsort {
@@ -22,6 +23,10 @@ struct described {
     std::vector<cob_file_key> keys;
 };
 described description; // of the table that is sorted next
+
+bool known() { // else the run-time's structs are not looked into
+    return runtimeversion() != version::unknown;
+}
 
 const unsigned char *collatingof(const unsigned char *given) {
     return given != nullptr ? given : cob_get_global_ptr()->cob_current_module->collating_sequence;
@@ -46,12 +51,14 @@ bool sorted(const cob_field *table, size_t count, std::string &whynot) {
     all.reserve(count * length);
     while (const unsigned char *record = records.get())
         all.insert(all.end(), record + order->ahead(), record + order->ahead() + length);
+    if (all.size() != count * length)
+        throw std::logic_error("a sort gives back other than it took");
     std::memcpy(table->data, all.data(), all.size());
     return true;
 }
 
 bool taken(const cob_field *table, size_t count, std::string &whynot) {
-    if (runtimeversion() == version::unknown || count < 2 || table->size * count < worthwhile)
+    if (!known() || count < 2 || table->size * count < worthwhile)
         return false;
     try {
         return sorted(table, count, whynot);
@@ -65,7 +72,7 @@ bool taken(const cob_field *table, size_t count, std::string &whynot) {
 
 void tableinit(size_t keys, const unsigned char *collating) {
     own().tableinit(keys, collating);
-    description.collating = collatingof(collating);
+    description.collating = known() ? collatingof(collating) : nullptr;
     description.keys.clear();
 }
 

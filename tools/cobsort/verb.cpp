@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <stdexcept>
 #include <utility>
 
 namespace cobsort {
@@ -46,10 +47,6 @@ void verb::decide() {
     if (whose != owner::nobody)
         return;
     whose = owner::theirs;
-    if (runtimeversion() == version::unknown) {
-        whynot = "the version of the run-time is not known";
-        return;
-    }
     order = keyplan::make(file->keys, file->nkeys, file->sort_collating, file->record_max, whynot);
     if (!order)
         return;
@@ -211,6 +208,8 @@ bool verb::retrieve() {
     if (whose != owner::ours || !begin())
         return false;
     const unsigned char *record = records->get();
+    if (record == nullptr && out != in)
+        throw std::logic_error("a sort gives back other than it took");
     if (record == nullptr)
         return false;
     std::memcpy(file->record->data, record + order->ahead(), file->record_max);
